@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// A POSIX regular expression (IEEE Std 1003.1, chapter 9), compiled once and matched against any
+// byte string: "." matches every byte, a newline included, and a text may hold NUL bytes.
+#pragma once
+
+#include <regex.h>
+
+#include <string>
+#include <vector>
+
+class RegExp {
+ public:
+  // The bits of `flags`.
+  enum Flag : int {
+    kExtended = 1,    // extended syntax; without it, basic syntax
+    kIgnoreCase = 2,  // letters match in either case
+  };
+
+  // A pattern that can't be compiled matches nothing.
+  RegExp(const std::string& pattern, int flags);
+  ~RegExp();
+  RegExp(const RegExp&) = delete;
+  RegExp& operator=(const RegExp&) = delete;
+
+  // Whether the pattern matches somewhere in `text`. On a match `groups`, when given, receives the
+  // whole match and behind it one entry for each capture group, "" for a group that took no part;
+  // without a match it is left untouched.
+  bool Match(const std::string& text, std::vector<std::string>* groups = nullptr) const;
+
+ private:
+  regex_t compiled_;
+  bool valid_;
+};
