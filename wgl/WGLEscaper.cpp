@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "wgl/WGLEscaper.h"
+
+#include <cstddef>
+
+#include "platform/StringEscaper.h"
+
+namespace {
+
+// The character reference for a byte, null for one that needs none.
+const char* Entity(char byte) {
+  switch (byte) {
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '&':
+      return "&amp;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&#39;";
+    default:
+      return nullptr;
+  }
+}
+
+bool IsAsciiAlphanumeric(char byte) {
+  return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+         (byte >= 'a' && byte <= 'z');
+}
+
+}  // namespace
+
+std::string WGLEscaper::Escape(const std::string& value) const {
+  if (mode_ == "htmltext") return MakeHtmlEntities(value);
+  if (mode_ == "htmlesc") return HtmlEscape(value);
+  if (mode_ == "json") return StringEscaper("\\\"", '\\').Escape(value);
+  return value;
+}
+
+std::string WGLEscaper::MakeHtmlEntities(const std::string& value) const {
+  std::string result;
+  result.reserve(value.size());
+  for (char byte : value) {
+    const char* entity = Entity(byte);
+    if (entity != nullptr) {
+      result += entity;
+    } else {
+      result += byte;
+    }
+  }
+  return result;
+}
+
+std::string WGLEscaper::HtmlEscape(const std::string& value) const {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string result;
+  result.reserve(value.size());
+  for (char byte : value) {
+    if (IsAsciiAlphanumeric(byte)) {
+      result += byte;
+    } else {
+      const auto code = static_cast<unsigned char>(byte);
+      result += '%';
+      result += kDigits[code / 16];
+      result += kDigits[code % 16];
+    }
+  }
+  return result;
+}

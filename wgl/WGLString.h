@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+//
+// The value type of template evaluation: a text kept as a chain of parts, so that joining two
+// texts moves list nodes instead of copying bytes.
+//
+// A WGLString is a plain two-word value without constructor or destructor, because the parser
+// keeps it in a union and moves it with memcpy. Copies share the parts: exactly one of them may be
+// appended to another string, cleared or combined; the others must then be forgotten.
+#pragma once
+
+#include <cstdio>
+
+class WGLStringPart {
+ public:
+  // Takes ownership of `text`, which malloc made; null reads as the empty text.
+  explicit WGLStringPart(const char* text) : text_(text), next_(nullptr) {}
+
+  // Never null; owned by the part.
+  const char* GetString() const { return text_ != nullptr ? text_ : ""; }
+
+  WGLStringPart* Next() const { return next_; }
+  void Link(WGLStringPart* next) { next_ = next; }
+
+  // Deletes all following parts and frees the text; the part itself is the caller's to delete.
+  // Takes constant stack, however long the chain is.
+  void Destroy();
+
+ private:
+  const char* text_;
+  WGLStringPart* next_;
+};
+
+class WGLString {
+ public:
+  // Makes this the empty string without freeing anything: the first call on any new value.
+  void Initialize();
+
+  // Appends one part that takes ownership of `text`, which malloc made. Null appends nothing. When
+  // memory is short the text is freed and the string stays as it was.
+  void Append(const char* text);
+
+  // Moves all parts of `other` to the end of this string and leaves `other` empty.
+  void Append(WGLString& other);
+
+  // Frees everything; the string is empty then.
+  void Clear();
+
+  // Turns two or more parts into one. When memory is short nothing changes.
+  void Combine();
+
+  // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.
+  const char* GetCombined();
+
+  // Writes the text part by part.
+  void Write(FILE* stream) const;
+
+ private:
+  WGLStringPart* first_;
+  WGLStringPart* last_;
+};

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#include "wgl/WGLVariables.h"
+
+#include <algorithm>
+
+#include "wgl/WGLEscaper.h"
+
+WGLVariables::WGLVariables() {
+  entries_.reserve(kInitialEntries);
+}
+
+WGLVariables::iterator WGLVariables::find(const std::string& name) {
+  return std::find_if(entries_.begin(), entries_.end(),
+                      [&name](const Entry& entry) { return entry.first == name; });
+}
+
+WGLVariables::const_iterator WGLVariables::find(const std::string& name) const {
+  return std::find_if(entries_.begin(), entries_.end(),
+                      [&name](const Entry& entry) { return entry.first == name; });
+}
+
+std::string WGLVariables::Get(const std::string& name, const std::string& escaping) const {
+  const auto entry = find(name);
+  return entry != end() ? WGLEscaper(escaping).Escape(entry->second) : std::string();
+}
+
+void WGLVariables::Set(const std::string& name, const std::string& value) {
+  const auto entry = find(name);
+  if (entry != end()) {
+    entry->second = value;
+  } else {
+    entries_.emplace_back(name, value);
+  }
+}
+
+std::string WGLVariables::ReplaceSpecialChars(const std::string& text) {
+  std::string result = text;
+  for (char& byte : result) {
+    const bool safe = byte == '_' || (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+                      (byte >= 'a' && byte <= 'z');
+    if (!safe) byte = '_';
+  }
+  return result;
+}

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+//
+// The state of one request: an insertion-ordered store of uniquely named byte strings. Names are
+// compared byte by byte. Lookups are linear, the right cost for the few dozen variables of a page.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+class WGLVariables {
+ public:
+  using Entry = std::pair<std::string, std::string>;  // name, value
+  using Entries = std::vector<Entry>;
+  using iterator = Entries::iterator;
+  using const_iterator = Entries::const_iterator;
+
+  WGLVariables();
+
+  // In insertion order. A Set that adds a name invalidates every iterator.
+  iterator begin() { return entries_.begin(); }
+  iterator end() { return entries_.end(); }
+  const_iterator begin() const { return entries_.begin(); }
+  const_iterator end() const { return entries_.end(); }
+
+  // The entry of that name, or end().
+  iterator find(const std::string& name);
+  const_iterator find(const std::string& name) const;
+
+  // The value, passed through a WGLEscaper of the mode `escaping`; "" for an absent name. The
+  // second argument is never a default value.
+  std::string Get(const std::string& name, const std::string& escaping) const;
+
+  // Replaces the value in place, or appends a new entry.
+  void Set(const std::string& name, const std::string& value);
+
+  // A copy of `text` that is safe as part of a variable name: every byte but "_" and ASCII letters
+  // and digits becomes "_". Different texts may give the same name.
+  static std::string ReplaceSpecialChars(const std::string& text);
+
+ private:
+  static constexpr std::size_t kInitialEntries = 32;
+
+  Entries entries_;
+};
+
+// The variables of the request that this process serves.
+extern WGLVariables gVariables;
