@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "wgl/WGLEvaluate.h"
+
+#include <libintl.h>
+
+#include <cstring>
+#include <string>
+
+#include "wgl/WGLIncludeStack.h"
+#include "wgl/WGLNumber.h"
+#include "wgl/WGLVariables.h"
+
+namespace {
+
+WGLString CopyOf(const char* text) {
+  WGLString result = WGLEmpty();
+  result.Append(strdup(text));
+  return result;
+}
+
+}  // namespace
+
+void WGLWritePage(WGLString page) {
+  page.Write(stdout);
+  page.Clear();
+}
+
+WGLString WGLEmpty() {
+  WGLString empty;
+  empty.Initialize();
+  return empty;
+}
+
+WGLString WGLJoin(WGLString left, WGLString right) {
+  left.Append(right);
+  return left;
+}
+
+WGLString WGLDrop(WGLString text) {
+  text.Clear();
+  return text;
+}
+
+WGLString WGLGetVariable(WGLString name, const char* escaping) {
+  const WGLString value = CopyOf(gVariables.Get(name.GetCombined(), escaping).c_str());
+  name.Clear();
+  return value;
+}
+
+WGLString WGLSetVariable(WGLString name, WGLString value) {
+  gVariables.Set(name.GetCombined(), value.GetCombined());
+  name.Clear();
+  return WGLDrop(value);
+}
+
+WGLString WGLTranslate(WGLString text) {
+  const WGLString translation = CopyOf(gettext(text.GetCombined()));
+  text.Clear();
+  return translation;
+}
+
+WGLString WGLInclude(WGLString path) {
+  gIncludeStack.BeginInclude(path.GetCombined());
+  return WGLDrop(path);
+}
+
+WGLString WGLChoose(int condition, WGLString thenText, WGLString elseText) {
+  WGLDrop(condition != 0 ? elseText : thenText);
+  return condition != 0 ? thenText : elseText;
+}
+
+int WGLCompareTexts(WGLString left, WGLString right) {
+  const int order = std::strcmp(left.GetCombined(), right.GetCombined());
+  left.Clear();
+  right.Clear();
+  return order;
+}
+
+int WGLCompareNumbers(WGLString left, WGLString right) {
+  const int leftNumber = WGLToInt(left.GetCombined());
+  const int rightNumber = WGLToInt(right.GetCombined());
+  left.Clear();
+  right.Clear();
+  return (leftNumber > rightNumber ? 1 : 0) - (leftNumber < rightNumber ? 1 : 0);
+}

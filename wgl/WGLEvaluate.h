@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+//
+// What each construct of the template language does: one function for one grammar action.
+//
+// Every WGLString argument is consumed: its parts move into the result or are freed, and the
+// caller forgets it. Every result belongs to the caller.
+#pragma once
+
+#include "wgl/WGLString.h"
+
+// Evaluates the template that gIncludeStack.Init opened and writes the page to standard output.
+// 0 on success; 1 after a syntax error, 2 when the template is nested too deeply, each of which has
+// been reported in place of the page.
+int WGLParse();
+
+// The finished page goes to standard output.
+void WGLWritePage(WGLString page);
+
+WGLString WGLEmpty();
+WGLString WGLJoin(WGLString left, WGLString right);
+
+// The empty string; the argument was evaluated for its side effects.
+WGLString WGLDrop(WGLString text);
+
+// The variable's value, escaped for `escaping` (a mode of WGLEscaper); empty when it is not set.
+WGLString WGLGetVariable(WGLString name, const char* escaping);
+
+// The empty string.
+WGLString WGLSetVariable(WGLString name, WGLString value);
+
+// The text in the language of the request; the text itself where no translation exists.
+WGLString WGLTranslate(WGLString text);
+
+// The empty string; the next token comes from the named template. Ends the process when it can't
+// be opened.
+WGLString WGLInclude(WGLString path);
+
+// One of the two texts. Both were evaluated, with all side effects, whatever the condition.
+WGLString WGLChoose(int condition, WGLString thenText, WGLString elseText);
+
+// Below, equal to or above 0, as left is less than, equal to or greater than right: byte by byte,
+// and by the numbers that WGLToInt reads.
+int WGLCompareTexts(WGLString left, WGLString right);
+int WGLCompareNumbers(WGLString left, WGLString right);

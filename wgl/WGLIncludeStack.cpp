@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "wgl/WGLIncludeStack.h"
+
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+
+#include "main/Settings.h"
+#include "wgl/WGLError.h"
+#include "wgl/WGLScanner.h"
+
+namespace {
+
+// Opens a template; null when that is impossible. A FIFO, which would wait for a writer for ever,
+// and a device count as impossible.
+FILE* OpenTemplate(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return nullptr;
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return nullptr;
+  return std::fopen(path.c_str(), "rt");
+}
+
+[[noreturn]] void Fail(const char* message, const std::string& path) {
+  yywglerror(message);
+  std::fwrite(path.data(), 1, path.size(), stdout);
+  std::fputc('\n', stdout);
+  std::exit(1);
+}
+
+constexpr char kOutsideRoot[] = "requested file outside of document subtree";
+
+}  // namespace
+
+WGLIncludeStack::WGLIncludeStack() {
+  files_.reserve(kInitialDepth);
+}
+
+WGLIncludeStack::~WGLIncludeStack() = default;
+
+std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
+  const std::string rootPrefix = gDocumentRoot + "/";
+  std::string candidate;
+  if (!path.empty() && path[0] == '/') {
+    candidate = rootPrefix + path.substr(1);
+  } else if (!files_.empty()) {
+    const std::string& includer = files_.back().fileName;
+    candidate = includer.substr(0, includer.rfind('/')) + "/" + path;
+  } else {
+    candidate = rootPrefix + path;
+  }
+  // No file name holds a NUL byte; realpath would silently take what stands before it.
+  if (candidate.find('\0') != std::string::npos) return std::string();
+  char resolved[PATH_MAX];
+  if (realpath(candidate.c_str(), resolved) == nullptr) return std::string();
+  std::string result = resolved;
+  if (result.compare(0, rootPrefix.size(), rootPrefix) != 0) return std::string();
+  return result;
+}
+
+void WGLIncludeStack::Init(const std::string& path) {
+  const std::string realPath = MakeRealPath(path);
+  if (realPath.empty()) Fail(kOutsideRoot, path);
+  yywglin = OpenTemplate(realPath);
+  if (yywglin == nullptr) Fail("failed to open main file", realPath);
+  files_.push_back({1, realPath, nullptr});
+}
+
+void WGLIncludeStack::BeginInclude(const std::string& path) {
+  const std::string realPath = MakeRealPath(path);
+  if (realPath.empty()) Fail(kOutsideRoot, path);
+  yywglin = OpenTemplate(realPath);
+  if (yywglin == nullptr) Fail("failed to open file", realPath);
+  files_.back().buffer = yywglCurrentBuffer();
+  files_.push_back({1, realPath, nullptr});
+  yywgl_switch_to_buffer(yywgl_create_buffer(yywglin, kWGLScannerBufferBytes));
+}
+
+bool WGLIncludeStack::EndInclude() {
+  if (files_.size() < 2) return false;
+  files_.pop_back();
+  yywgl_delete_buffer(yywglCurrentBuffer());
+  yywgl_switch_to_buffer(files_.back().buffer);
+  return true;
+}
+
+void WGLIncludeStack::AdvanceLine(std::uint32_t lines) {
+  if (!files_.empty()) files_.back().line += lines;
+}
+
+std::string WGLIncludeStack::FileName() const {
+  return files_.empty() ? std::string() : files_.back().fileName;
+}
+
+std::uint32_t WGLIncludeStack::LineNum() const {
+  return files_.empty() ? 0 : files_.back().line;
+}
