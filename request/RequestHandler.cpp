@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+//
+// Parsing: from the environment and a form body to variables.
+#include "request/RequestHandler.h"
+
+#include "platform/RegExp.h"
+#include "request/Environment.h"
+#include "request/FormBody.h"
+#include "wgl/WGLNumber.h"
+#include "wgl/WGLVariables.h"
+
+namespace {
+
+// The starred last letter admits any content type that begins with the form type less that letter,
+// so that parameters may follow it.
+constexpr char kFormPattern[] = "^application/x-www-form-urlencoded*";
+
+// See RequestHandler::Unescape.
+unsigned DigitValue(char byte) {
+  if (byte >= '0' && byte <= '9') return static_cast<unsigned>(byte - '0');
+  if (byte >= 'A' && byte <= 'Z') return static_cast<unsigned>(byte - 'A') + 10;
+  if (byte >= 'a' && byte <= 'z') return static_cast<unsigned>(byte - 'a') + 10;
+  return 0;
+}
+
+}  // namespace
+
+RequestHandler::RequestHandler(WGLVariables* variables)
+    : contentLength_(0), variables_(variables) {}
+
+RequestHandler::~RequestHandler() = default;
+
+bool RequestHandler::Parse() {
+  method_ = Environment("REQUEST_METHOD");
+  contentType_ = Environment("CONTENT_TYPE");
+  contentLength_ = static_cast<std::uint32_t>(WGLToInt(Environment("CONTENT_LENGTH").c_str()));
+  if (method_ == "GET" || method_ == "HEAD") {
+    ParseQueryString(Environment("QUERY_STRING"));
+    return true;
+  }
+  if (method_ == "POST") {
+    if (RegExp(kFormPattern, RegExp::kExtended).Match(contentType_)) return ParseForm();
+    WriteErrorPage("Unsupported content type: '%s'", contentType_.c_str());
+    return false;
+  }
+  WriteErrorPage("Unsupported request method: '%s'", method_.c_str());
+  return false;
+}
+
+// The announced length is checked, but it neither bounds nor steers the reading.
+bool RequestHandler::ParseForm() {
+  if (contentLength_ < 1 || contentLength_ > kMaxFormBytes) {
+    WriteErrorPage("Missing or invalid content length: %u", contentLength_);
+    return false;
+  }
+  ParseQueryString(ReadFormBody());
+  return true;
+}
+
+void RequestHandler::ParseQueryString(const std::string& text) {
+  std::size_t position = 0;
+  while (position < text.size()) {
+    const std::string name = Unescape(ParseQueryStringPart(text, position, text.size(), "="));
+    const std::string value = Unescape(ParseQueryStringPart(text, position, text.size(), "&"));
+    if (variables_ != nullptr) variables_->Set(name, value);
+  }
+}
+
+std::string RequestHandler::ParseQueryStringPart(const std::string& text, std::size_t& position,
+                                                 std::size_t length,
+                                                 const std::string& delimiter) const {
+  if (position >= length) return std::string();
+  const std::size_t start = position;
+  std::size_t end = text.find(delimiter, start);
+  if (end == std::string::npos || end > length) end = length;
+  position = end + 1;
+  return text.substr(start, end - start);
+}
+
+std::string RequestHandler::Unescape(const std::string& text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && text.size() - i > 2) {
+      result += static_cast<char>(DigitValue(text[i + 1]) * 16 + DigitValue(text[i + 2]));
+      i += 2;
+    } else {
+      result += text[i] == '+' ? ' ' : text[i];
+    }
+  }
+  return result;
+}

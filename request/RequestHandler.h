@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+//
+// The program's side of CGI (RFC 3875): reads one request from the environment and standard input
+// into the variable store, picks the language, and writes response headers and error pages.
+//
+// This class is the only reader of the environment and of standard input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class WGLVariables;
+
+class RequestHandler {
+ public:
+  // `variables` receives the request's fields and must outlive the handler; null stores nothing.
+  explicit RequestHandler(WGLVariables* variables);
+  virtual ~RequestHandler();
+  RequestHandler(const RequestHandler&) = delete;
+  RequestHandler& operator=(const RequestHandler&) = delete;
+
+  // Reads the request; call it once. False when it was refused: a complete error page has been
+  // written then, and fields read before the refusal stay in the store.
+  bool Parse();
+
+  // Stores the fields of an application/x-www-form-urlencoded text in their order. A name reaches
+  // to the next "=", even when an "&" comes first.
+  void ParseQueryString(const std::string& text);
+
+  // The field of `text[0, length)` that starts at `position` and ends before `delimiter` or at
+  // `length`; `position` moves behind the delimiter. "" at the end, with `position` unchanged.
+  std::string ParseQueryStringPart(const std::string& text, std::size_t& position,
+                                   std::size_t length, const std::string& delimiter) const;
+
+  // Decodes "+" and "%XX". Any two bytes behind a "%" count as digits: letters beyond F go on
+  // counting from 16, other bytes are 0, and the result is taken modulo 256. A "%" with fewer than
+  // two bytes behind it stands for itself.
+  static std::string Unescape(const std::string& text);
+
+  // The language to answer in, a two-letter code (ISO 639-1): the variable "_lang", else the first
+  // entry of HTTP_ACCEPT_LANGUAGE, in the header's order, that has a catalogue; else "en".
+  std::string DetermineLanguage(const std::string& localeDir, const std::string& textDomain) const;
+
+  // Whether `language` is two letters and has a compiled catalogue of that domain.
+  bool IsValidLanguage(const std::string& language, const std::string& localeDir,
+                       const std::string& textDomain) const;
+
+  // Writes the whole header block and flushes it. There is no Status line: the web server's
+  // default applies to every response.
+  static void WriteHeaders(const std::string& contentType);
+  static void WriteHeaders(const std::string& contentType, const std::string& contentDisposition);
+
+  // Writes a text/plain response that is one line, filled in as by printf.
+  static void WriteErrorPage(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+ private:
+  // A form body that announces less than 1 or more than this many bytes is refused.
+  static constexpr std::uint32_t kMaxFormBytes = 8192;
+
+  bool ParseForm();
+
+  std::string method_;
+  std::string contentType_;
+  std::uint32_t contentLength_;  // a negative CONTENT_LENGTH wraps
+  WGLVariables* variables_;
+};
