@@ -1,0 +1,61 @@
+# SPDX-License-Identifier: MIT
+#
+# Compiler and linker options: `vistel_code` for all code that goes into a program, generated code
+# included; `vistel_options` the same with our warnings; `vistel_link` for linking a program.
+set(VISTEL_LINK "static" CACHE STRING
+    "How vistel.cgi is linked: static, partial (libstdc++ and libgcc static) or dynamic")
+set_property(CACHE VISTEL_LINK PROPERTY STRINGS static partial dynamic)
+if(NOT VISTEL_LINK MATCHES "^(static|partial|dynamic)$")
+  message(FATAL_ERROR "VISTEL_LINK is '${VISTEL_LINK}'; it must be static, partial or dynamic")
+endif()
+option(VISTEL_HARDENING "Harden the program against memory errors" ON)
+set(VISTEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, e.g. address,undefined")
+option(VISTEL_COVERAGE "Build for gcov" OFF)
+
+# Our own code throws nothing; without unwinding code and type information it is also smaller.
+# Position-independent throughout, so that the addresses of code and data differ from one process
+# to the next; a static program relocates itself.
+add_library(vistel_code INTERFACE)
+target_include_directories(vistel_code INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(vistel_code INTERFACE
+  -fPIE -ffunction-sections -fdata-sections
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+
+add_library(vistel_options INTERFACE)
+target_link_libraries(vistel_options INTERFACE vistel_code)
+target_compile_options(vistel_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor>)
+
+add_library(vistel_link INTERFACE)
+target_link_options(vistel_link INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(VISTEL_SANITIZERS OR VISTEL_COVERAGE OR VISTEL_LINK STREQUAL "dynamic")
+  target_link_options(vistel_link INTERFACE -pie)
+elseif(VISTEL_LINK STREQUAL "partial")
+  target_link_options(vistel_link INTERFACE -pie -static-libstdc++ -static-libgcc)
+else()
+  target_link_options(vistel_link INTERFACE -static-pie)
+endif()
+
+if(VISTEL_SANITIZERS)
+  add_compile_options(-fsanitize=${VISTEL_SANITIZERS} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VISTEL_SANITIZERS})
+endif()
+if(VISTEL_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
+
+if(VISTEL_HARDENING AND NOT VISTEL_SANITIZERS)
+  target_compile_options(vistel_code INTERFACE
+    -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE)
+  if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+    target_compile_options(vistel_code INTERFACE -D_FORTIFY_SOURCE=2)
+  endif()
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86|AMD64)$")
+    target_compile_options(vistel_code INTERFACE -fcf-protection)
+  endif()
+  target_link_options(vistel_link INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+endif()

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+//
+// Every global object of the program. They stand in one file because only within one file is the
+// order of construction, top to bottom, fixed; they go in reverse order at exit. None of them
+// opens, reads or connects anything.
+#include "main/Settings.h"
+#include "wgl/WGLIncludeStack.h"
+#include "wgl/WGLVariables.h"
+
+const std::string gServiceName = "Vistel";
+const std::string gDocumentRoot = VISTEL_DOCUMENT_ROOT;
+const std::string gUploadFile = VISTEL_UPLOAD_FILE;
+const std::string gFalseWord = "0";
+const std::string gTrueWord = "1";
+const std::string gTextDomain = "vistel";
+const std::string gLocaleDir = VISTEL_LOCALE_DIR;
+const std::string gAuthorisationFile = VISTEL_AUTHORISATION_FILE;
+
+WGLVariables gVariables;
+
+WGLIncludeStack gIncludeStack;

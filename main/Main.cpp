@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+//
+// One request, from start to end: read it, settle which page and language it is for, write the
+// response, exit.
+#include <syslog.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "main/Catalogue.h"
+#include "main/Settings.h"
+#include "request/RequestHandler.h"
+#include "wgl/WGLEvaluate.h"
+#include "wgl/WGLIncludeStack.h"
+#include "wgl/WGLVariables.h"
+
+namespace {
+
+// Large enough that a typical page is written in one go.
+constexpr std::size_t kOutputBufferBytes = 65536;
+
+// Requests that name a kind of response instead of a template.
+struct Response {
+  const char* file;
+  const char* contentType;
+  const char* templatePath;
+};
+constexpr Response kResponses[] = {
+    {"fs", "text/html", "/wgl/frameset.wgl"},
+    {"sysinfo", "text/xml", "/wgl/sysinfo.wgl"},
+    {"getjson", "text/javascript", "/wgl/getjson.wgl"},
+    {"validate", "text/plain", "/wgl/validate.wgl"},
+    {"ie6", "text/html", "/wgl/ie6.wgl"},
+};
+
+[[noreturn]] void Fail(const char* message) {
+  syslog(LOG_CRIT, "%s", message);
+  std::exit(1);
+}
+
+// The system's allocation functions would throw, and with nobody to catch, abort.
+[[noreturn]] void FailOutOfMemory() {
+  std::fputs("out of dynamic memory\n", stderr);
+  std::exit(2);
+}
+
+void IgnoreSignal(int /*signal*/) {}
+
+// A SIGIO neither ends the program nor breaks a system call off.
+void InstallSignalHandler() {
+  struct sigaction action = {};
+  action.sa_handler = IgnoreSignal;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  if (sigaction(SIGIO, &action, nullptr) != 0) Fail("sigaction() failed");
+}
+
+// After a successful submission the form's own page gives way to the one that it names.
+void ApplyOkPage(WGLVariables& variables) {
+  constexpr const char* kSelections[][2] = {
+      {"_okdir", "_dir"}, {"_okpage", "_page"}, {"_okplain", "_plain"}, {"_oktype", "_type"}};
+  std::string values[std::size(kSelections)];
+  for (std::size_t i = 0; i < std::size(kSelections); ++i) {
+    values[i] = variables.Get(kSelections[i][0], "");
+  }
+  for (std::size_t i = 0; i < std::size(kSelections); ++i) {
+    if (!values[i].empty()) variables.Set(kSelections[i][1], values[i]);
+  }
+}
+
+// The defaults replace what a request without "_file" says itself.
+void ApplyPageDefaults(WGLVariables& variables) {
+  if (!variables.Get("_file", "").empty()) return;
+  variables.Set("_file", "/wgl/main.wgl");
+  variables.Set("_style", "std");
+  variables.Set("_dir", "std");
+  variables.Set("_page", "home");
+}
+
+void Respond(const std::string& file) {
+  const char* contentType = "text/html";
+  std::string templatePath = file;
+  for (const Response& response : kResponses) {
+    if (file == response.file) {
+      contentType = response.contentType;
+      templatePath = response.templatePath;
+      break;
+    }
+  }
+  RequestHandler::WriteHeaders(contentType);
+  gIncludeStack.Init(templatePath);
+  WGLParse();
+}
+
+}  // namespace
+
+int main() {
+  static char outputBuffer[kOutputBufferBytes];
+  std::setvbuf(stdout, outputBuffer, _IOFBF, sizeof outputBuffer);
+  std::set_new_handler(FailOutOfMemory);
+  InstallSignalHandler();
+
+  RequestHandler request(&gVariables);
+  if (!request.Parse()) Fail("RequestHandler::Parse() failed");
+
+  gVariables.Set("_errorcount", "0");
+  ApplyOkPage(gVariables);
+  ApplyPageDefaults(gVariables);
+
+  const std::string language = request.DetermineLanguage(gLocaleDir, gTextDomain);
+  gVariables.Set("_actlang", language);
+  SelectCatalogue(language, gLocaleDir, gTextDomain);
+
+  Respond(gVariables.Get("_file", ""));
+  std::fflush(stdout);
+  return 0;
+}
