@@ -77,16 +77,19 @@ std::string RequestHandler::ParseQueryStringPart(const std::string& text, std::s
   return text.substr(start, end - start);
 }
 
-std::string RequestHandler::Unescape(const std::string& text) {
-  std::string result;
-  result.reserve(text.size());
+// In place: what is decoded is never longer than what it is decoded from.
+std::string RequestHandler::Unescape(std::string text) {
+  std::size_t decoded = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && text.size() - i > 2) {
-      result += static_cast<char>(DigitValue(text[i + 1]) * 16 + DigitValue(text[i + 2]));
+    char byte = text[i];
+    if (byte == '%' && text.size() - i > 2) {
+      byte = static_cast<char>(DigitValue(text[i + 1]) * 16 + DigitValue(text[i + 2]));
       i += 2;
-    } else {
-      result += text[i] == '+' ? ' ' : text[i];
+    } else if (byte == '+') {
+      byte = ' ';
     }
+    text[decoded++] = byte;
   }
-  return result;
+  text.resize(decoded);
+  return text;
 }

@@ -36,7 +36,7 @@ class RequestHandler {
   // Decodes "+" and "%XX". Any two bytes behind a "%" count as digits: letters beyond F go on
   // counting from 16, other bytes are 0, and the result is taken modulo 256. A "%" with fewer than
   // two bytes behind it stands for itself.
-  static std::string Unescape(const std::string& text);
+  static std::string Unescape(std::string text);
 
   // The language to answer in, a two-letter code (ISO 639-1): the variable "_lang", else the first
   // entry of HTTP_ACCEPT_LANGUAGE, in the header's order, that has a catalogue; else "en".

@@ -42,30 +42,27 @@ std::string WGLEscaper::Escape(const std::string& value) const {
 std::string WGLEscaper::MakeHtmlEntities(const std::string& value) const {
   std::string result;
   result.reserve(value.size());
-  for (char byte : value) {
-    const char* entity = Entity(byte);
-    if (entity != nullptr) {
-      result += entity;
-    } else {
-      result += byte;
-    }
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const char* entity = Entity(value[i]);
+    if (entity == nullptr) continue;
+    result.append(value, copied, i - copied).append(entity);
+    copied = i + 1;
   }
-  return result;
+  return result.append(value, copied, std::string::npos);
 }
 
 std::string WGLEscaper::HtmlEscape(const std::string& value) const {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string result;
   result.reserve(value.size());
-  for (char byte : value) {
-    if (IsAsciiAlphanumeric(byte)) {
-      result += byte;
-    } else {
-      const auto code = static_cast<unsigned char>(byte);
-      result += '%';
-      result += kDigits[code / 16];
-      result += kDigits[code % 16];
-    }
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (IsAsciiAlphanumeric(value[i])) continue;
+    const auto code = static_cast<unsigned char>(value[i]);
+    const char escape[] = {'%', kDigits[code / 16], kDigits[code % 16]};
+    result.append(value, copied, i - copied).append(escape, sizeof escape);
+    copied = i + 1;
   }
-  return result;
+  return result.append(value, copied, std::string::npos);
 }

@@ -5,7 +5,7 @@
 #pragma once
 
 #include <string>
-#include <utility>
+#include <string_view>
 
 class WGLEscaper {
  public:
@@ -14,7 +14,8 @@ class WGLEscaper {
   //   "htmlesc"   percent-encoding (RFC 3986, section 2.1), see HtmlEscape
   //   "json"      the inside of a JSON string (RFC 8259), as far as backslash and double quote go
   //   any other   nothing is changed
-  explicit WGLEscaper(std::string mode) : mode_(std::move(mode)) {}
+  // The escaper keeps no copy: the mode must outlive it.
+  explicit WGLEscaper(std::string_view mode) : mode_(mode) {}
 
   std::string Escape(const std::string& value) const;
 
@@ -25,5 +26,5 @@ class WGLEscaper {
   std::string HtmlEscape(const std::string& value) const;
 
  private:
-  std::string mode_;
+  std::string_view mode_;
 };

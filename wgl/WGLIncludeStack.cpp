@@ -3,7 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 
@@ -52,9 +51,10 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   }
   // No file name holds a NUL byte; realpath would silently take what stands before it.
   if (candidate.find('\0') != std::string::npos) return std::string();
-  char resolved[PATH_MAX];
-  if (realpath(candidate.c_str(), resolved) == nullptr) return std::string();
-  std::string result = resolved;
+  char* resolved = realpath(candidate.c_str(), nullptr);
+  if (resolved == nullptr) return std::string();
+  const std::string result = resolved;
+  std::free(resolved);
   if (result.compare(0, rootPrefix.size(), rootPrefix) != 0) return std::string();
   return result;
 }

@@ -12,6 +12,6 @@ struct WGLPlainText {
   std::uint32_t lines;  // newlines among them
 };
 
-// The plain text at the start of `text[0, size)`: it ends before the first "$", backquote or "~",
-// and before a "<" that may begin "<~", because "~" or nothing follows it.
+// The plain text at the start of `text[0, size)`: it ends before the first "$", backquote, "~" or
+// NUL byte, and before a "<" that may begin "<~", because "~" or nothing follows it.
 WGLPlainText WGLFindPlainText(const char* text, std::size_t size);

@@ -16,6 +16,49 @@ void FreeText(const char* text) {
 
 }  // namespace
 
+#ifdef __SANITIZE_ADDRESS__
+
+// The sanitizer watches every part by itself.
+void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
+  return ::operator new(size, tag);
+}
+
+void WGLStringPart::operator delete(void* part) noexcept {
+  ::operator delete(part);
+}
+
+#else
+
+namespace {
+
+struct FreePart {
+  FreePart* next;
+};
+
+FreePart* gFreeParts = nullptr;
+
+}  // namespace
+
+void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  constexpr std::size_t kPartsPerBlock = 128;
+  if (gFreeParts == nullptr) {
+    auto* block = static_cast<char*>(std::malloc(kPartsPerBlock * size));
+    if (block == nullptr) return nullptr;
+    for (std::size_t i = kPartsPerBlock; i-- > 0;) {
+      gFreeParts = new (block + i * size) FreePart{gFreeParts};
+    }
+  }
+  FreePart* part = gFreeParts;
+  gFreeParts = part->next;
+  return part;
+}
+
+void WGLStringPart::operator delete(void* part) noexcept {
+  if (part != nullptr) gFreeParts = new (part) FreePart{gFreeParts};
+}
+
+#endif
+
 void WGLStringPart::Destroy() {
   WGLStringPart* part = next_;
   next_ = nullptr;

@@ -8,10 +8,17 @@
 // appended to another string, cleared or combined; the others must then be forgotten.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
+#include <new>
 
 class WGLStringPart {
  public:
+  // A page makes and frees parts by the thousand: they come from blocks that are kept for the next
+  // ones until the process ends. Null when memory is short.
+  static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+  static void operator delete(void* part) noexcept;
+
   // Takes ownership of `text`, which malloc made; null reads as the empty text.
   explicit WGLStringPart(const char* text) : text_(text), next_(nullptr) {}
 

@@ -9,22 +9,22 @@ WGLVariables::WGLVariables() {
   entries_.reserve(kInitialEntries);
 }
 
-WGLVariables::iterator WGLVariables::find(const std::string& name) {
+WGLVariables::iterator WGLVariables::find(std::string_view name) {
   return std::find_if(entries_.begin(), entries_.end(),
-                      [&name](const Entry& entry) { return entry.first == name; });
+                      [name](const Entry& entry) { return entry.first == name; });
 }
 
-WGLVariables::const_iterator WGLVariables::find(const std::string& name) const {
+WGLVariables::const_iterator WGLVariables::find(std::string_view name) const {
   return std::find_if(entries_.begin(), entries_.end(),
-                      [&name](const Entry& entry) { return entry.first == name; });
+                      [name](const Entry& entry) { return entry.first == name; });
 }
 
-std::string WGLVariables::Get(const std::string& name, const std::string& escaping) const {
+std::string WGLVariables::Get(std::string_view name, std::string_view escaping) const {
   const auto entry = find(name);
   return entry != end() ? WGLEscaper(escaping).Escape(entry->second) : std::string();
 }
 
-void WGLVariables::Set(const std::string& name, const std::string& value) {
+void WGLVariables::Set(std::string_view name, std::string_view value) {
   const auto entry = find(name);
   if (entry != end()) {
     entry->second = value;

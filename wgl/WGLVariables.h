@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,15 +26,15 @@ class WGLVariables {
   const_iterator end() const { return entries_.end(); }
 
   // The entry of that name, or end().
-  iterator find(const std::string& name);
-  const_iterator find(const std::string& name) const;
+  iterator find(std::string_view name);
+  const_iterator find(std::string_view name) const;
 
   // The value, passed through a WGLEscaper of the mode `escaping`; "" for an absent name. The
   // second argument is never a default value.
-  std::string Get(const std::string& name, const std::string& escaping) const;
+  std::string Get(std::string_view name, std::string_view escaping) const;
 
   // Replaces the value in place, or appends a new entry.
-  void Set(const std::string& name, const std::string& value);
+  void Set(std::string_view name, std::string_view value);
 
   // A copy of `text` that is safe as part of a variable name: every byte but "_" and ASCII letters
   // and digits becomes "_". Different texts may give the same name.
