@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "main/Catalogue.h"
@@ -39,12 +38,6 @@ constexpr Response kResponses[] = {
 [[noreturn]] void Fail(const char* message) {
   syslog(LOG_CRIT, "%s", message);
   std::exit(1);
-}
-
-// The system's allocation functions would throw, and with nobody to catch, abort.
-[[noreturn]] void FailOutOfMemory() {
-  std::fputs("out of dynamic memory\n", stderr);
-  std::exit(2);
 }
 
 void IgnoreSignal(int /*signal*/) {}
@@ -100,7 +93,6 @@ void Respond(const std::string& file) {
 int main() {
   static char outputBuffer[kOutputBufferBytes];
   std::setvbuf(stdout, outputBuffer, _IOFBF, sizeof outputBuffer);
-  std::set_new_handler(FailOutOfMemory);
   InstallSignalHandler();
 
   RequestHandler request(&gVariables);
