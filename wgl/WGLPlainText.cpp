@@ -8,43 +8,83 @@
 namespace {
 
 constexpr bool IsSpecial(char byte) {
-  return byte == '$' || byte == '`' || byte == '~';
+  return byte == '$' || byte == '`' || byte == '~' || byte == '\0';
 }
 
 #ifdef __SSE2__
-// 16 bytes at a time, as far as whole blocks go; the caller's loop over single bytes finishes.
-WGLPlainText FindInBlocks(const char* text, std::size_t size) {
-  constexpr std::size_t kBlockBytes = sizeof(__m128i);
+
+constexpr std::size_t kBlockBytes = sizeof(__m128i);
+constexpr std::size_t kStrideBytes = 4 * kBlockBytes;
+
+__m128i Load(const char* text) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+}
+
+// All bits set in each byte that equals `byte`.
+__m128i Equal(__m128i block, char byte) {
+  return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte));
+}
+
+__m128i Specials(__m128i block) {
+  return _mm_or_si128(_mm_or_si128(Equal(block, '$'), Equal(block, '`')),
+                      _mm_or_si128(Equal(block, '~'), Equal(block, '\0')));
+}
+
+// One bit for each byte.
+unsigned Bits(__m128i mask) {
+  return static_cast<unsigned>(_mm_movemask_epi8(mask));
+}
+
+// Goes on in strides as long as they are plain text: four blocks, one test, one sum.
+void TakeStrides(const char* text, std::size_t size, WGLPlainText& plain) {
+  while (size - plain.size >= kStrideBytes) {
+    __m128i specials = _mm_setzero_si128();
+    __m128i newlines = _mm_setzero_si128();
+    for (std::size_t i = 0; i < kStrideBytes; i += kBlockBytes) {
+      const __m128i block = Load(text + plain.size + i);
+      specials = _mm_or_si128(specials, Specials(block));
+      newlines = _mm_sub_epi8(newlines, Equal(block, '\n'));
+    }
+    if (Bits(specials) != 0) return;
+    const __m128i sums = _mm_sad_epu8(newlines, _mm_setzero_si128());
+    plain.lines += static_cast<std::uint32_t>(
+        _mm_cvtsi128_si32(_mm_add_epi32(sums, _mm_srli_si128(sums, sizeof(std::uint64_t)))));
+    plain.size += kStrideBytes;
+  }
+}
+
+// As far as whole blocks go. Most runs end within the first few; strides pay off behind them.
+WGLPlainText TakeBlocks(const char* text, std::size_t size) {
   WGLPlainText plain = {0, 0};
   while (size - plain.size >= kBlockBytes) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + plain.size));
-    const auto equal = [&block](char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); };
-    const auto specials = static_cast<unsigned>(_mm_movemask_epi8(
-        _mm_or_si128(_mm_or_si128(equal('$'), equal('`')), _mm_or_si128(equal('~'), equal('\0')))));
-    // Newlines in front of the first special byte only. They are rare, so that counting them one
-    // by one costs least.
-    unsigned newlines = static_cast<unsigned>(_mm_movemask_epi8(equal('\n')));
-    newlines &= (specials - 1) & ~specials;
+    const __m128i block = Load(text + plain.size);
+    const unsigned specials = Bits(Specials(block));
+    // Those in front of the first special byte only.
+    unsigned newlines = Bits(Equal(block, '\n')) & (specials - 1) & ~specials;
     for (; newlines != 0; newlines &= newlines - 1) ++plain.lines;
     if (specials != 0) {
       plain.size += static_cast<std::size_t>(__builtin_ctz(specials));
       break;
     }
     plain.size += kBlockBytes;
+    if (plain.size == kStrideBytes) TakeStrides(text, size, plain);
   }
   return plain;
 }
+
 #else
-WGLPlainText FindInBlocks(const char* /*text*/, std::size_t /*size*/) {
+
+WGLPlainText TakeBlocks(const char* /*text*/, std::size_t /*size*/) {
   return {0, 0};
 }
+
 #endif
 
 }  // namespace
 
 WGLPlainText WGLFindPlainText(const char* text, std::size_t size) {
   if (size > 0 && IsSpecial(text[0])) return {0, 0};
-  WGLPlainText plain = FindInBlocks(text, size);
+  WGLPlainText plain = TakeBlocks(text, size);
   for (; plain.size < size && !IsSpecial(text[plain.size]); ++plain.size) {
     if (text[plain.size] == '\n') ++plain.lines;
   }
