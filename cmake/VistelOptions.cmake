@@ -2,6 +2,9 @@
 #
 # Compiler and linker options: `vistel_code` for all code that goes into a program, generated code
 # included; `vistel_options` the same with our warnings; `vistel_link` for linking a program.
+include(CheckIPOSupported)
+include(CheckLinkerFlag)
+
 set(VISTEL_LINK "static" CACHE STRING
     "How vistel.cgi is linked: static, partial (libstdc++ and libgcc static) or dynamic")
 set_property(CACHE VISTEL_LINK PROPERTY STRINGS static partial dynamic)
@@ -14,7 +17,7 @@ option(VISTEL_COVERAGE "Build for gcov" OFF)
 
 # Our own code throws nothing; without unwinding code and type information it is also smaller.
 # Position-independent throughout, so that the addresses of code and data differ from one process
-# to the next; a static program relocates itself.
+# to the next; a static program relocates itself, where its C library can.
 add_library(vistel_code INTERFACE)
 target_include_directories(vistel_code INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(vistel_code INTERFACE
@@ -34,17 +37,16 @@ if(VISTEL_SANITIZERS OR VISTEL_COVERAGE OR VISTEL_LINK STREQUAL "dynamic")
 elseif(VISTEL_LINK STREQUAL "partial")
   target_link_options(vistel_link INTERFACE -pie -static-libstdc++ -static-libgcc)
 else()
-  target_link_options(vistel_link INTERFACE -static-pie)
+  check_linker_flag(CXX -static-pie VISTEL_STATIC_PIE)
+  target_link_options(vistel_link INTERFACE $<IF:$<BOOL:${VISTEL_STATIC_PIE}>,-static-pie,-static>)
 endif()
 
 # A process lives for one page, so its start counts: calls between files are worth inlining, and
 # packed relocations are a fraction of the pages that a static program reads to relocate itself.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VISTEL_SANITIZERS)
-  include(CheckIPOSupported)
   check_ipo_supported(RESULT VISTEL_IPO OUTPUT ignored)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ${VISTEL_IPO})
-  include(CheckLinkerFlag)
-  check_linker_flag(CXX -Wl,-z,pack-relative-relocs,--fatal-warnings VISTEL_PACKED_RELOCATIONS)
+  check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs VISTEL_PACKED_RELOCATIONS)
   if(VISTEL_PACKED_RELOCATIONS AND VISTEL_LINK STREQUAL "static")
     target_link_options(vistel_link INTERFACE -Wl,-z,pack-relative-relocs)
   endif()
