@@ -51,19 +51,19 @@ void operator delete[](void* memory, std::size_t) noexcept {
 
 namespace std {
 
-[[noreturn]] void __throw_length_error(const char* message) {
+void __throw_length_error(const char* message) {
   Fail(message);
 }
-[[noreturn]] void __throw_logic_error(const char* message) {
+void __throw_logic_error(const char* message) {
   Fail(message);
 }
-[[noreturn]] void __throw_out_of_range_fmt(const char* format, ...) {
+void __throw_out_of_range_fmt(const char* format, ...) {
   Fail(format);
 }
-[[noreturn]] void __throw_bad_alloc() {
+void __throw_bad_alloc() {
   Fail("out of dynamic memory");
 }
-[[noreturn]] void __throw_bad_array_new_length() {
+void __throw_bad_array_new_length() {
   Fail("out of dynamic memory");
 }
 

@@ -36,7 +36,7 @@ bool RequestHandler::IsValidLanguage(const std::string& language, const std::str
 std::string RequestHandler::DetermineLanguage(const std::string& localeDir,
                                               const std::string& textDomain) const {
   if (variables_ != nullptr) {
-    const std::string requested = variables_->Get("_lang", "");
+    std::string requested = variables_->Get("_lang", "");
     if (IsValidLanguage(requested, localeDir, textDomain)) return requested;
   }
   const std::string accepted = Environment("HTTP_ACCEPT_LANGUAGE");
@@ -44,7 +44,7 @@ std::string RequestHandler::DetermineLanguage(const std::string& localeDir,
     std::size_t end = accepted.find(',', position);
     if (end == std::string::npos) end = accepted.size();
     const std::string entry = accepted.substr(position, end - position);
-    const std::string candidate = entry.substr(0, kLanguageBytes);
+    std::string candidate = entry.substr(0, kLanguageBytes);
     if (IsValidLanguage(candidate, localeDir, textDomain)) return candidate;
     position = end + 1;
   }

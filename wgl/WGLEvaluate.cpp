@@ -15,7 +15,7 @@ namespace {
 WGLString CopyOf(const char* text) {
   WGLString result = WGLEmpty();
   result.Append(strdup(text));
-  return result;
+  return result;  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
 }
 
 }  // namespace

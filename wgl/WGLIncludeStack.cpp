@@ -53,7 +53,7 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   if (candidate.find('\0') != std::string::npos) return std::string();
   char* resolved = realpath(candidate.c_str(), nullptr);
   if (resolved == nullptr) return std::string();
-  const std::string result = resolved;
+  std::string result = resolved;
   std::free(resolved);
   if (result.compare(0, rootPrefix.size(), rootPrefix) != 0) return std::string();
   return result;
