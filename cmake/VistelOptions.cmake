@@ -6,7 +6,8 @@ include(CheckIPOSupported)
 include(CheckLinkerFlag)
 
 set(VISTEL_LINK "static" CACHE STRING
-    "How vistel.cgi is linked: static, partial (libstdc++ and libgcc static) or dynamic")
+    "How vistel.cgi is linked: static, partial (libstdc++ and libgcc static) or dynamic; \
+always dynamic with sanitizers or coverage")
 set_property(CACHE VISTEL_LINK PROPERTY STRINGS static partial dynamic)
 if(NOT VISTEL_LINK MATCHES "^(static|partial|dynamic)$")
   message(FATAL_ERROR "VISTEL_LINK is '${VISTEL_LINK}'; it must be static, partial or dynamic")
@@ -38,6 +39,9 @@ elseif(VISTEL_LINK STREQUAL "partial")
   target_link_options(vistel_link INTERFACE -pie -static-libstdc++ -static-libgcc)
 else()
   check_linker_flag(CXX -static-pie VISTEL_STATIC_PIE)
+  if(NOT VISTEL_STATIC_PIE)
+    message(STATUS "No static PIE here: the program will be loaded at a fixed address")
+  endif()
   target_link_options(vistel_link INTERFACE $<IF:$<BOOL:${VISTEL_STATIC_PIE}>,-static-pie,-static>)
 endif()
 

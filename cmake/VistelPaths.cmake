@@ -1,13 +1,29 @@
 # SPDX-License-Identifier: MIT
 #
 # The fixed paths of the product. The defaults are the product's values; `./run` and the tests
-# point them below the build folder, which needs no change to the sources and no privileges.
+# point them below the build folder, which needs no change to the sources and no privileges. They
+# are absolute: an installation into another folder takes DESTDIR, not a prefix.
 set(VISTEL_DOCUMENT_ROOT "/usr/www" CACHE STRING "Document root: templates, styles, pictures")
-set(VISTEL_LOCALE_DIR "${VISTEL_DOCUMENT_ROOT}/locale" CACHE STRING "Message catalogues")
+set(VISTEL_LOCALE_DIR "" CACHE STRING "Message catalogues; empty: locale below the document root")
 set(VISTEL_UPLOAD_FILE "/tmp/upload.bin" CACHE STRING "Where an uploaded file is kept")
 set(VISTEL_AUTHORISATION_FILE "/var/rpcauth" CACHE STRING
     "Shared secret for requests to the system manager")
 set(VISTEL_SYSMGR_SOCKET "/var/run/sysmgr/socket" CACHE STRING "Socket of the system manager")
 set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
     "Where vistel.cgi is installed; outside the document root")
-mark_as_advanced(VISTEL_CGI_DIR)
+
+if(NOT VISTEL_LOCALE_DIR)
+  set(VISTEL_LOCALE_DIR "${VISTEL_DOCUMENT_ROOT}/locale")
+endif()
+# Template names are confined by comparing paths, which only works with paths in one form.
+foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
+             VISTEL_SYSMGR_SOCKET VISTEL_CGI_DIR)
+  if(NOT ${path} MATCHES "^(/[^/]+)+$")
+    message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")
+  endif()
+endforeach()
+
+# The C.utf8 locale's messages file is the same on every little-endian machine, so a cross build
+# takes the build machine's.
+set(VISTEL_NEUTRAL_LOCALE "/usr/lib/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES" CACHE FILEPATH
+    "The C.utf8 locale's messages file, installed beside the catalogues")

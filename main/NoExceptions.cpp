@@ -14,9 +14,11 @@
 
 namespace {
 
+// Without the clean-up of exit(), which could need what has just failed.
 [[noreturn]] void Fail(const char* message) {
   std::fprintf(stderr, "%s\n", message);
-  std::exit(2);
+  std::fflush(stdout);
+  std::_Exit(2);
 }
 
 void* Allocate(std::size_t size) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A POSIX regular expression (IEEE Std 1003.1, chapter 9), compiled once and matched against any
-// byte string: "." matches every byte, a newline included, and a text may hold NUL bytes.
+// byte string, NUL bytes included: "." matches every byte but NUL, a newline too.
 #pragma once
 
 #include <regex.h>

@@ -3,7 +3,7 @@
 // The program's side of CGI (RFC 3875): reads one request from the environment and standard input
 // into the variable store, picks the language, and writes response headers and error pages.
 //
-// This class is the only reader of the environment and of standard input.
+// This folder is the only reader of the request's environment and of standard input.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,8 @@ class RequestHandler {
   void ParseQueryString(const std::string& text);
 
   // The field of `text[0, length)` that starts at `position` and ends before `delimiter` or at
-  // `length`; `position` moves behind the delimiter. "" at the end, with `position` unchanged.
+  // `length`, which is at most the text's size. `position` moves one byte behind that end. At or
+  // behind `length` already, it stays and the result is "".
   std::string ParseQueryStringPart(const std::string& text, std::size_t& position,
                                    std::size_t length, const std::string& delimiter) const;
 
@@ -42,7 +43,8 @@ class RequestHandler {
   // entry of HTTP_ACCEPT_LANGUAGE, in the header's order, that has a catalogue; else "en".
   std::string DetermineLanguage(const std::string& localeDir, const std::string& textDomain) const;
 
-  // Whether `language` is two letters and has a compiled catalogue of that domain.
+  // Whether `language` is two letters and has a compiled catalogue of that domain: a file that can
+  // be opened. Its content isn't read.
   bool IsValidLanguage(const std::string& language, const std::string& localeDir,
                        const std::string& textDomain) const;
 

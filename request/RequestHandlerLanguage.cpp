@@ -2,20 +2,20 @@
 //
 // Language negotiation: a language counts only if its compiled catalogue can be opened.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include "request/Environment.h"
 #include "request/RequestHandler.h"
+#include "wgl/WGLCharacters.h"
 #include "wgl/WGLVariables.h"
 
 namespace {
 
 constexpr char kDefaultLanguage[] = "en";
 constexpr std::size_t kLanguageBytes = 2;
-
-bool IsAsciiLetter(char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-}
 
 }  // namespace
 
@@ -27,8 +27,11 @@ bool RequestHandler::IsValidLanguage(const std::string& language, const std::str
   const std::string path = localeDir + "/" + language + "/LC_MESSAGES/" + textDomain + ".mo";
   const int catalogue = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (catalogue < 0) return false;
+  // gettext would wait for the writer of a FIFO for ever.
+  struct stat status;
+  const bool isFile = fstat(catalogue, &status) == 0 && S_ISREG(status.st_mode);
   close(catalogue);
-  return true;
+  return isFile;
 }
 
 // Entries are tried in the header's order; white space is not skipped and quality values are not
@@ -43,8 +46,7 @@ std::string RequestHandler::DetermineLanguage(const std::string& localeDir,
   for (std::size_t position = 0; position < accepted.size();) {
     std::size_t end = accepted.find(',', position);
     if (end == std::string::npos) end = accepted.size();
-    const std::string entry = accepted.substr(position, end - position);
-    std::string candidate = entry.substr(0, kLanguageBytes);
+    std::string candidate = accepted.substr(position, std::min(end - position, kLanguageBytes));
     if (IsValidLanguage(candidate, localeDir, textDomain)) return candidate;
     position = end + 1;
   }

@@ -48,4 +48,6 @@ void RequestHandler::WriteErrorPage(const char* format, ...) {
   std::vprintf(format, arguments);
   va_end(arguments);
   std::fputs("\r\n", stdout);
+  // The log comes next; with descriptor 1 closed, its connection would take that number.
+  std::fflush(stdout);
 }

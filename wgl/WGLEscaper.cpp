@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "platform/StringEscaper.h"
+#include "wgl/WGLCharacters.h"
 
 namespace {
 
@@ -23,11 +24,6 @@ const char* Entity(char byte) {
     default:
       return nullptr;
   }
-}
-
-bool IsAsciiAlphanumeric(char byte) {
-  return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
-         (byte >= 'a' && byte <= 'z');
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ class WGLEscaper {
   //   "htmlesc"   percent-encoding (RFC 3986, section 2.1), see HtmlEscape
   //   "json"      the inside of a JSON string (RFC 8259), as far as backslash and double quote go
   //   any other   nothing is changed
-  // The escaper keeps no copy: the mode must outlive it.
   explicit WGLEscaper(std::string_view mode) : mode_(mode) {}
 
   std::string Escape(const std::string& value) const;
@@ -26,5 +25,5 @@ class WGLEscaper {
   std::string HtmlEscape(const std::string& value) const;
 
  private:
-  std::string_view mode_;
+  const std::string mode_;
 };

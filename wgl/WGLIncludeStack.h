@@ -4,6 +4,7 @@
 // file is being read, at which line, and where to go on when it ends.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "wgl/WGLCharacters.h"
 #include "wgl/WGLEscaper.h"
 
 WGLVariables::WGLVariables() {
@@ -36,9 +37,7 @@ void WGLVariables::Set(std::string_view name, std::string_view value) {
 std::string WGLVariables::ReplaceSpecialChars(const std::string& text) {
   std::string result = text;
   for (char& byte : result) {
-    const bool safe = byte == '_' || (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
-                      (byte >= 'a' && byte <= 'z');
-    if (!safe) byte = '_';
+    if (byte != '_' && !IsAsciiAlphanumeric(byte)) byte = '_';
   }
   return result;
 }
