@@ -4,7 +4,7 @@
 #
 # The compiled catalogue doesn't name its character set. Pages are UTF-8 and get the catalogue's own
 # bytes; told the set, gettext would first load the C library's tables for converting it into itself.
-execute_process(COMMAND "${MSGFMT}" --check --output-file=/dev/null "${SOURCE}"
+execute_process(COMMAND "${MSGFMT}" --check "--output-file=${CATALOGUE}" "${SOURCE}"
                 COMMAND_ERROR_IS_FATAL ANY)
 
 file(READ "${SOURCE}" messages)

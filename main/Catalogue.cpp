@@ -16,12 +16,12 @@ constexpr char kNeutralLocale[] = "C.utf8";
 void SetMessageLocale(const std::string& language, const std::string& localeDir) {
   setenv("LANG", language.c_str(), 1);
   setenv("LANGUAGE", language.c_str(), 1);
-  unsetenv("LC_ALL");
-  setenv("LC_MESSAGES", kNeutralLocale, 1);
+  setenv("LC_ALL", kNeutralLocale, 1);
   if (std::setlocale(LC_MESSAGES, "") != nullptr) return;
   // The machine has none at all: take the one that is installed with the catalogues.
   setenv("LOCPATH", localeDir.c_str(), 1);
   if (std::setlocale(LC_MESSAGES, "") != nullptr) return;
+  unsetenv("LC_ALL");
   unsetenv("LC_MESSAGES");
   static_cast<void>(std::setlocale(LC_MESSAGES, ""));
 }

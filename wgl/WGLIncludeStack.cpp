@@ -13,7 +13,7 @@
 namespace {
 
 // Opens a template; null when that is impossible. A FIFO, which would wait for a writer for ever,
-// and a device count as impossible.
+// and a device count as impossible. A folder can be opened, and fails when it is read.
 FILE* OpenTemplate(const std::string& path) {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) return nullptr;
@@ -36,7 +36,9 @@ WGLIncludeStack::WGLIncludeStack() {
   files_.reserve(kInitialDepth);
 }
 
-WGLIncludeStack::~WGLIncludeStack() = default;
+WGLIncludeStack::~WGLIncludeStack() {
+  for (const WGLIncludeInfo& file : files_) yywgl_delete_buffer(file.buffer);
+}
 
 std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   const std::string rootPrefix = gDocumentRoot + "/";
@@ -82,6 +84,7 @@ bool WGLIncludeStack::EndInclude() {
   files_.pop_back();
   yywgl_delete_buffer(yywglCurrentBuffer());
   yywgl_switch_to_buffer(files_.back().buffer);
+  files_.back().buffer = nullptr;
   return true;
 }
 

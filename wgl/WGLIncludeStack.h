@@ -12,15 +12,15 @@
 struct yy_buffer_state;  // the scanner's, see WGLScanner.h
 
 struct WGLIncludeInfo {
-  std::uint32_t line;       // of the next token, from 1
+  std::uint32_t line;       // reached so far, from 1
   std::string fileName;     // absolute, without symbolic links
-  yy_buffer_state* buffer;  // where to resume; not set for the file being read
+  yy_buffer_state* buffer;  // where to resume, owned; null for the file being read
 };
 
 class WGLIncludeStack {
  public:
   WGLIncludeStack();
-  virtual ~WGLIncludeStack();
+  virtual ~WGLIncludeStack();  // drops what an error left unread
   WGLIncludeStack(const WGLIncludeStack&) = delete;
   WGLIncludeStack& operator=(const WGLIncludeStack&) = delete;
 
@@ -33,8 +33,8 @@ class WGLIncludeStack {
   // ends the process with status 1.
   void Init(const std::string& path);
 
-  // Switches the scanner to an included file; its first byte is the next one read. On failure
-  // writes a template error and ends the process with status 1.
+  // Switches the scanner to an included file; its first byte is the next one read. Only after
+  // Init. On failure writes a template error and ends the process with status 1.
   void BeginInclude(const std::string& path);
 
   // Called at the end of each file. Goes back to the includer, right behind its directive, and

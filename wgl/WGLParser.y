@@ -1,6 +1,5 @@
+/* SPDX-License-Identifier: MIT */
 %code top {
-// SPDX-License-Identifier: MIT
-//
 // The grammar of WGL. Pages are evaluated while they are parsed, each action being one call of
 // WGLEvaluate.h; the order of the rules decides the wording of syntax errors.
 }
@@ -15,7 +14,8 @@
 #include "wgl/WGLScanner.h"
 
 // This build has no connection to a system manager: a template that asks for values is refused
-// before it could show wrong ones.
+// before it could show wrong ones. The parser then frees what is on its stack, but not the values
+// of the rule whose action ends the parse: these drop theirs first.
 #define REFUSE_QUERY                                            \
   do {                                                          \
     yywglerror("system-manager queries are not available");     \

@@ -7,6 +7,7 @@
 
 namespace {
 
+// The bytes at which more than the byte itself has to be looked at.
 constexpr bool IsSpecial(char byte) {
   return byte == '$' || byte == '`' || byte == '~' || byte == '\0';
 }
@@ -53,42 +54,62 @@ void TakeStrides(const char* text, std::size_t size, WGLPlainText& plain) {
   }
 }
 
-// As far as whole blocks go. Most runs end within the first few; strides pay off behind them.
-WGLPlainText TakeBlocks(const char* text, std::size_t size) {
-  WGLPlainText plain = {0, 0};
+// Goes on to the first special byte, as far as whole blocks go. Most runs end within the first few
+// blocks; strides pay off behind them.
+void TakeBlocks(const char* text, std::size_t size, WGLPlainText& plain) {
+  std::size_t blocks = 0;
   while (size - plain.size >= kBlockBytes) {
     const __m128i block = Load(text + plain.size);
     const unsigned specials = Bits(Specials(block));
-    // Those in front of the first special byte only.
-    unsigned newlines = Bits(Equal(block, '\n')) & (specials - 1) & ~specials;
+    unsigned newlines = Bits(Equal(block, '\n'));
+    if (specials != 0) newlines &= (specials - 1) & ~specials;  // those in front of the first
     for (; newlines != 0; newlines &= newlines - 1) ++plain.lines;
     if (specials != 0) {
       plain.size += static_cast<std::size_t>(__builtin_ctz(specials));
-      break;
+      return;
     }
     plain.size += kBlockBytes;
-    if (plain.size == kStrideBytes) TakeStrides(text, size, plain);
+    if (++blocks == kStrideBytes / kBlockBytes) TakeStrides(text, size, plain);
   }
-  return plain;
 }
 
 #else
 
-WGLPlainText TakeBlocks(const char* /*text*/, std::size_t /*size*/) {
-  return {0, 0};
-}
+void TakeBlocks(const char* /*text*/, std::size_t /*size*/, WGLPlainText& /*plain*/) {}
 
 #endif
+
+// Goes on to the first special byte.
+void TakeOrdinaryBytes(const char* text, std::size_t size, WGLPlainText& plain) {
+  TakeBlocks(text, size, plain);
+  for (; plain.size < size && !IsSpecial(text[plain.size]); ++plain.size) {
+    if (text[plain.size] == '\n') ++plain.lines;
+  }
+}
 
 }  // namespace
 
 WGLPlainText WGLFindPlainText(const char* text, std::size_t size) {
-  if (size > 0 && IsSpecial(text[0])) return {0, 0};
-  WGLPlainText plain = TakeBlocks(text, size);
-  for (; plain.size < size && !IsSpecial(text[plain.size]); ++plain.size) {
-    if (text[plain.size] == '\n') ++plain.lines;
+  WGLPlainText plain = {0, 0};
+  std::size_t pairEnd = 0;  // of the last "$" with its byte
+  const auto followsLess = [&] { return plain.size > pairEnd && text[plain.size - 1] == '<'; };
+  for (;;) {
+    TakeOrdinaryBytes(text, size, plain);
+    const std::size_t left = size - plain.size;
+    if (left == 0 || (text[plain.size] == '~' && followsLess())) break;
+    const char special = text[plain.size];
+    if (left == 1 || special == '`' || special == '\0') return plain;
+    const char next = text[plain.size + 1];
+    if (special == '$') {
+      if (next == '{' || next == '\0') return plain;
+      plain.size += 2;
+      pairEnd = plain.size;
+    } else {
+      if (next == '>') return plain;
+      ++plain.size;
+    }
   }
-  const bool tildeMayFollow = plain.size == size || text[plain.size] == '~';
-  if (tildeMayFollow && plain.size > 0 && text[plain.size - 1] == '<') --plain.size;
+  // Here "<~" begins, or may begin.
+  if (followsLess()) --plain.size;
   return plain;
 }

@@ -25,7 +25,7 @@ yy_buffer_state* yywgl_create_buffer(FILE* file, int size);
 // Reads from `buffer` from now on, from where it was left. Sets yywglin.
 void yywgl_switch_to_buffer(yy_buffer_state* buffer);
 
-// Frees a buffer, not the file behind it.
+// Frees a buffer, not the file behind it. Null is nothing.
 void yywgl_delete_buffer(yy_buffer_state* buffer);
 
 // The buffer being read from.

@@ -16,7 +16,15 @@ void FreeText(const char* text) {
 
 }  // namespace
 
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__)  // gcc
+#define WGL_PARTS_ARE_WATCHED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)  // clang
+#define WGL_PARTS_ARE_WATCHED
+#endif
+#endif
+
+#ifdef WGL_PARTS_ARE_WATCHED
 
 // The sanitizer watches every part by itself.
 void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
@@ -144,6 +152,6 @@ const char* WGLString::GetCombined() {
 
 void WGLString::Write(FILE* stream) const {
   for (const WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
-    std::fputs(part->GetString(), stream);
+    fputs_unlocked(part->GetString(), stream);
   }
 }
