@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include "tests/fuzz/ReferenceScanner.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "WGLParser.hpp"
+
+namespace {
+
+enum class Mode { kText, kCode };
+
+struct Keyword {
+  const char* word;
+  int token;
+};
+// "get" stands before "ge", which it begins with.
+constexpr Keyword kKeywords[] = {
+    {"+", T_PLUS},
+    {"-", T_MINUS},
+    {"include", T_INCLUDE},
+    {"trans", T_TRANS},
+    {"set", T_SET},
+    {"get", T_GET},
+    {"query", T_QUERY},
+    {"do", T_DO},
+    {"raw", T_RAW},
+    {"json", T_JSON},
+    {"rowcount", T_ROWCOUNT},
+    {"if", T_IF},
+    {"then", T_THEN},
+    {"else", T_ELSE},
+    {"eq", T_EQ},
+    {"ne", T_NE},
+    {"gt", T_GT},
+    {"ge", T_GE},
+    {"lt", T_LT},
+    {"le", T_LE},
+};
+constexpr Keyword kModifiers[] = {
+    {"}", T_VARNAME}, {" htmltext}", T_VARNAME_HTMLTEXT}, {" htmlesc}", T_VARNAME_HTMLESC}};
+
+bool IsDigit(char byte) {
+  return byte >= '0' && byte <= '9';
+}
+bool IsCapital(char byte) {
+  return byte >= 'A' && byte <= 'Z';
+}
+bool IsNameStart(char byte) {
+  return IsCapital(byte) || (byte >= 'a' && byte <= 'z') || byte == '_';
+}
+
+class Scanner {
+ public:
+  Scanner(const std::string& input, const std::string& fileName)
+      : input_(input), fileName_(fileName) {}
+
+  ReferenceTokens Scan() {
+    while (exitStatus_ == 0 && position_ < input_.size()) {
+      if (!ScanInEitherMode()) mode_ == Mode::kText ? ScanText() : ScanCode();
+    }
+    if (exitStatus_ == 0) list_ += LineEntry(line_);
+    return {list_, exitStatus_};
+  }
+
+ private:
+  bool Follows(const char* text) const {
+    return input_.compare(position_, std::strlen(text), text) == 0;
+  }
+  char At(std::size_t position) const { return position < input_.size() ? input_[position] : '\0'; }
+
+  void Token(int token, std::size_t size, const std::string& name = "") {
+    list_ += TokenEntry(token, name);
+    position_ += size;
+  }
+  void Text(std::size_t size) {
+    const std::string text = input_.substr(position_, size);
+    std::copy_if(text.begin(), text.end(), std::back_inserter(list_),
+                 [](char byte) { return byte != '\0'; });
+    position_ += size;
+  }
+  void Push(Mode mode, int token, std::size_t size) {
+    modes_.push_back(mode_);
+    mode_ = mode;
+    Token(token, size);
+  }
+  void Pop(int token, std::size_t size) {
+    if (modes_.empty()) {
+      exitStatus_ = 2;
+      return;
+    }
+    mode_ = modes_.back();
+    modes_.pop_back();
+    Token(token, size);
+  }
+
+  bool ScanInEitherMode() {
+    if (Follows("<~")) {
+      Push(Mode::kCode, T_BEGIN, 2);
+    } else if (Follows("~>")) {
+      Pop(T_END, 2);
+    } else {
+      return ScanVariable();
+    }
+    return true;
+  }
+
+  bool ScanVariable() {
+    if (!Follows("${") || !IsNameStart(At(position_ + 2))) return false;
+    if (mode_ == Mode::kText && Follows("${ROW}")) return false;
+    const std::size_t start = position_ + 2;
+    std::size_t end = start;
+    while (IsNameStart(At(end)) || IsDigit(At(end))) ++end;
+    for (const Keyword& modifier : kModifiers) {
+      const std::size_t size = std::strlen(modifier.word);
+      if (input_.compare(end, size, modifier.word) != 0) continue;
+      Token(modifier.token, end + size - position_, input_.substr(start, end - start));
+      return true;
+    }
+    return false;
+  }
+
+  void ScanText() {
+    if (Follows("`")) {
+      Pop(T_QUOTE, 1);
+    } else if (Follows("${")) {
+      Text(PlaceholderSize());
+    } else if (Follows("$") && position_ + 1 < input_.size()) {
+      Text(2);  // a newline among them goes uncounted
+    } else {
+      if (Follows("\n")) ++line_;
+      Text(1);
+    }
+  }
+
+  // The size of "${ROW}" or "${12}" or "${12X}" here, 1 if there is only a "$".
+  std::size_t PlaceholderSize() const {
+    if (Follows("${ROW}")) return std::strlen("${ROW}");
+    if (!IsDigit(At(position_ + 2)) || !IsDigit(At(position_ + 3))) return 1;
+    const std::size_t end = position_ + 4 + (IsCapital(At(position_ + 4)) ? 1 : 0);
+    return At(end) == '}' ? end + 1 - position_ : 1;
+  }
+
+  void ScanCode() {
+    const char byte = input_[position_];
+    if (byte == '`') return Push(Mode::kText, T_QUOTE, 1);
+    if (byte == '\n') ++line_;
+    if (byte == '\n' || byte == ' ' || byte == '\t' || byte == '\r') {
+      ++position_;
+      return;
+    }
+    for (const Keyword& keyword : kKeywords) {
+      if (Follows(keyword.word)) return Token(keyword.token, std::strlen(keyword.word));
+    }
+    list_ += "WGL error (line " + std::to_string(line_) + " in file '" + fileName_ +
+             "'): unmatched character\n\n";
+    exitStatus_ = 1;
+  }
+
+  const std::string& input_;
+  const std::string& fileName_;
+  std::size_t position_ = 0;
+  Mode mode_ = Mode::kText;
+  std::vector<Mode> modes_;
+  unsigned line_ = 1;
+  std::string list_;
+  int exitStatus_ = 0;
+};
+
+}  // namespace
+
+ReferenceTokens ScanByReference(const std::string& input, const std::string& fileName) {
+  return Scanner(input, fileName).Scan();
+}
+
+std::string TokenEntry(int token, const std::string& name) {
+  return "\1" + std::to_string(token) + name + ";";
+}
+
+std::string LineEntry(unsigned line) {
+  return "\1" + std::to_string(line);
+}

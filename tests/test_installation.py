@@ -1,0 +1,136 @@
+# SPDX-License-Identifier: MIT
+"""
+Installs the product into a scratch folder and looks at what came out: the files, how the program
+was hardened, and that it works with nothing else on the machine.
+
+usage: test_installation.py BUILD-FOLDER   (a build at the product's real paths)
+"""
+import os
+import re
+import socket
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+BUILD = Path(sys.argv.pop(1) if len(sys.argv) > 1 else "build/release")
+SITE = Path(__file__).resolve().parent.parent / "site"
+LOCALES = ["usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")]
+NEUTRAL = "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"
+PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
+FILE_MODE, PROGRAM_MODE, FOLDER_MODE = 0o644, 0o755, 0o755
+
+
+def command(*words):
+    return subprocess.run(words, check=True, capture_output=True, text=True).stdout
+
+
+class Installation(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = tempfile.TemporaryDirectory(prefix="vistel-install-")
+        cls.root = Path(cls.scratch.name, "root")
+        os.umask(0o022)
+        subprocess.run(["cmake", "--install", BUILD], check=True, capture_output=True,
+                       env={**os.environ, "DESTDIR": str(cls.root)})
+        cls.program = cls.root / PROGRAM
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.scratch.cleanup()
+
+    def test_files_and_modes(self):
+        expected = {PROGRAM: PROGRAM_MODE, NEUTRAL: FILE_MODE, **{name: FILE_MODE for name in LOCALES}}
+        for folder in ("wgl", "styles"):
+            for file in (SITE / folder).rglob("*"):
+                if file.is_file():
+                    expected["usr/www/" + file.relative_to(SITE).as_posix()] = FILE_MODE
+        found = {}
+        for file in self.root.rglob("*"):
+            mode = file.lstat().st_mode
+            if stat.S_ISDIR(mode):
+                self.assertEqual(stat.S_IMODE(mode), FOLDER_MODE, file)
+            else:
+                self.assertTrue(stat.S_ISREG(mode), file)
+                found[file.relative_to(self.root).as_posix()] = stat.S_IMODE(mode)
+        self.assertEqual(found, expected)
+
+    def test_hardening(self):
+        header = command("readelf", "--wide", "--file-header", self.program)
+        segments = command("readelf", "--wide", "--program-headers", self.program)
+        dynamic = command("readelf", "--wide", "--dynamic", self.program)
+        self.assertRegex(header, r"Type:\s+DYN")  # loaded at another address each time
+        self.assertIn("GNU_RELRO", segments)
+        self.assertRegex(dynamic, r"BIND_NOW|FLAGS_1.*\bNOW\b")
+        stack = re.search(r"GNU_STACK(?:\s+0x\w+)+\s+(\S+)\s", segments)
+        self.assertEqual(stack[1], "RW")
+        for line in segments.splitlines():
+            if "LOAD" in line:
+                self.assertNotRegex(line, r"\bRWE\b", "writable and executable")
+        self.assertNotRegex(dynamic, r"RPATH|RUNPATH|TEXTREL")
+        # All static: nothing loads it and it loads nothing.
+        self.assertNotIn("INTERP", segments)
+        self.assertNotIn("NEEDED", dynamic)
+
+    def test_stack_protector(self):
+        # Our own objects, not the C library's that are linked with them, refer to it. With
+        # link-time optimisation the finished program alone can tell: main has an output buffer and
+        # a path on its stack.
+        checks = command("objdump", "--disassemble", "--no-show-raw-insn", self.program)
+        self.assertGreater(checks.count("%fs:0x28"), 10)
+
+    def environment(self, **request):
+        return {"REQUEST_METHOD": "GET", **request}
+
+    def run_alone(self, environment, log=None):
+        """Runs the program with the scratch folder as its whole file system."""
+        enter = ["chroot"] if os.geteuid() == 0 else ["unshare", "-r", "chroot"]
+        probe = subprocess.run([*enter, "/", "/bin/true"], capture_output=True)
+        if probe.returncode != 0:
+            self.skipTest("chroot is not permitted here: " + probe.stderr.decode().strip())
+        # chroot itself would search PATH; the environment is set behind it by nobody else.
+        return subprocess.run([*enter, self.root, "/" + PROGRAM], stdin=subprocess.DEVNULL,
+                              capture_output=True, env=environment, executable=self.find(enter[0]))
+
+    @staticmethod
+    def find(name):
+        for folder in ("/usr/sbin", "/usr/bin", "/sbin", "/bin"):
+            if os.path.exists(f"{folder}/{name}"):
+                return f"{folder}/{name}"
+        raise FileNotFoundError(name)
+
+    def test_real_paths_with_nothing_else(self):
+        for language, other in (("de", "fr_FR.UTF-8"), ("fr", "C")):
+            result = self.run_alone(self.environment(
+                QUERY_STRING="_lang=" + language, LANG=other, LC_ALL=other, LANGUAGE="en"))
+            self.assertEqual((result.stderr, result.returncode), (b"", 0))
+            head, page = result.stdout.decode().split("\r\n\r\n", 1)
+            self.assertEqual(head, "Content-Type: text/html\r\nPragma: no-cache\r\n"
+                                   "Cache-Control: no-cache\r\nExpires: -1")
+            self.assertIn(f'<html lang="{language}">', page)
+            self.assertTrue(page.rstrip().endswith("</html>"))
+            self.assertRegex(page, {"de": "[äöüß]", "fr": "[éèàç]"}[language])
+            self.assertNotIn("WGL error", page)
+
+    def test_refusals_are_logged(self):
+        (self.root / "dev").mkdir()
+        log = self.root / "dev" / "log"
+        try:
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as receiver:
+                receiver.bind(str(log))
+                receiver.settimeout(5)
+                result = self.run_alone({"REQUEST_METHOD": "PUT"})
+                self.assertEqual(result.returncode, 1)
+                self.assertTrue(result.stdout.endswith(b"Unsupported request method: 'PUT'\r\n"))
+                line = receiver.recv(4096).decode()
+                # Priority LOG_USER | LOG_CRIT.
+                self.assertRegex(line, r"^<10>.*: RequestHandler::Parse\(\) failed\n?\0?$")
+        finally:
+            log.unlink()
+            log.parent.rmdir()
+
+
+if __name__ == "__main__":
+    unittest.main()

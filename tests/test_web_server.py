@@ -1,0 +1,179 @@
+# SPDX-License-Identifier: MIT
+"""
+The whole way: `./run` on a free port, pages through the real web server, and a clean end.
+"""
+import html
+import http.client
+import os
+import re
+import signal
+import socket
+import subprocess
+import unittest
+import urllib.parse
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parent.parent
+HOST = "127.0.0.1"
+START_SECONDS, END_SECONDS = 240, 10
+WORDS = {"en": r"Language", "de": r"[äöüß]", "fr": r"[éèàç]"}
+HOSTILE = "<script>alert('1')</script>\"&%41+`~> ${_file} <~ get `_file` ~> äöü €"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind((HOST, 0))
+        return probe.getsockname()[1]
+
+
+def children(pid):
+    found = []
+    for stat in Path("/proc").glob("[0-9]*/stat"):
+        try:
+            fields = stat.read_text().rpartition(")")[2].split()
+        except OSError:
+            continue
+        if int(fields[1]) == pid:
+            found.append(int(stat.parent.name))
+    return found
+
+
+class WebServer(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.port = free_port()
+        cls.server = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", stdout=subprocess.PIPE, text=True,
+                                   env={**os.environ, "PORT": str(cls.port), "LANGUAGE": "fr",
+                                        "LC_ALL": "C"})
+        signal.alarm(START_SECONDS)
+        output = ""
+        for line in cls.server.stdout:
+            output += line
+            if f"http://{HOST}:{cls.port}/" in line:
+                signal.alarm(0)
+                return
+        raise RuntimeError("./run ended: " + output)
+
+    @classmethod
+    def tearDownClass(cls):
+        if cls.server.poll() is None:
+            cls.server.terminate()
+        cls.server.wait(END_SECONDS)
+        cls.server.stdout.close()
+
+    def request(self, path, method="GET", body=None, **headers):
+        connection = http.client.HTTPConnection(HOST, self.port, timeout=20)
+        try:
+            connection.request(method, path, body, headers)
+            response = connection.getresponse()
+            return response.status, response, response.read()
+        finally:
+            connection.close()
+
+    def page(self, path, **headers):
+        status, response, body = self.request(path, **headers)
+        self.assertEqual((status, response.getheader("Content-Type")), (200, "text/html"))
+        return body.decode()
+
+    def test_languages(self):
+        for language, word in WORDS.items():
+            for page in (self.page("/?_lang=" + language),
+                         self.page("/", **{"Accept-Language": language + "-XX;q=0.9,xx"}),
+                         self.page("/?_lang=" + language, **{"Accept-Language": "xx,fr"})):
+                self.assertIn(f'<html lang="{language}">', page)
+                self.assertRegex(page, word)
+                self.assertNotIn("WGL error", page)
+
+    def test_every_link_of_the_pages(self):
+        for language in WORDS:
+            page = self.page("/?_lang=" + language)
+            links = {html.unescape(link) for link in re.findall(r'(?:href|src)="([^"#]*)"', page)}
+            self.assertGreater(len(links), 3)
+            for link in links:
+                if urllib.parse.urlsplit(link).netloc:
+                    continue
+                status, _, body = self.request(urllib.parse.urljoin("/", link))
+                self.assertEqual(status, 200, link)
+                self.assertNotIn(b"WGL error", body, link)
+
+    def form(self):
+        """The first posting form of the site, as (page, action, its fields' names and values)."""
+        for path in ("/", *("/?_file=/wgl/main.wgl&_page=" + page for page in self.pages())):
+            page = self.page(path)
+            for form in re.findall(r'<form[^>]*method="post".*?</form>', page, re.S | re.I):
+                fields = {}
+                for tag in re.findall(r"<(?:input|textarea|select)[^>]*>", form):
+                    name = re.search(r'name="([^"]*)"', tag)
+                    value = re.search(r'value="([^"]*)"', tag)
+                    if name and 'type="radio"' not in tag and 'type="checkbox"' not in tag:
+                        hidden = 'type="hidden"' in tag
+                        fields[name[1]] = (hidden, html.unescape(value[1]) if value else "")
+                action = re.search(r'action="([^"]*)"', form)
+                texts = [name for name, (hidden, _) in fields.items() if not hidden]
+                if texts:
+                    return (html.unescape(action[1]) if action else path), fields, texts
+        self.fail("no page posts a form")
+
+    @staticmethod
+    def pages():
+        return sorted(file.stem for file in (SOURCE / "site/wgl/std").glob("*.wgl"))
+
+    def test_form_comes_back_escaped(self):
+        action, fields, texts = self.form()
+        values = {name: HOSTILE if name in texts else value for name, (_, value) in fields.items()}
+        status, _, body = self.request(
+            urllib.parse.urljoin("/", action), "POST", urllib.parse.urlencode(values),
+            **{"Content-Type": "application/x-www-form-urlencoded"})
+        page = body.decode()
+        self.assertEqual(status, 200)
+        self.assertIn("</html>", page)
+        self.assertNotIn("WGL error", page)
+        self.assertNotIn("<script", page)
+        escaped = html.escape(HOSTILE, quote=True).replace("&#x27;", "&#39;")
+        self.assertIn(escaped, page, "what was typed is not shown again")
+
+    def test_sources_are_not_readable(self):
+        for path in ("/wgl/main.wgl", "/wgl/", "/wgl", "/WGL/main.wgl", "/wgl%2fmain.wgl",
+                     "/%77gl/main.wgl", "/./wgl/main.wgl", "/styles/../wgl/main.wgl",
+                     "/styles/%2e%2e/wgl/main.wgl", "/styles/..%2fwgl/main.wgl", "//wgl//main.wgl",
+                     "/wgl/main.wgl/", "/wgl/main.wgl%00", "/wgl/main.wgl?x", "/wgl/main.wgl.",
+                     "/styles/std/../../wgl/main.wgl", "/locale/de/LC_MESSAGES/vistel.mo",
+                     "/styles/../locale/de/LC_MESSAGES/vistel.mo", "/locale/", "/styles/",
+                     "/styles/std/", "/../../../../../../etc/passwd", "/cgi-bin/", "/vistel.cgi",
+                     "/cgi-bin/../cgi-bin/vistel.cgi/../../wgl/main.wgl"):
+            status, _, body = self.request(path)
+            for sign in (b"<~", b"\xde\x12\x04\x95", b"root:", b"\x7fELF", b"Index of"):
+                self.assertNotIn(sign, body, path)
+            self.assertIn(status, (400, 403, 404), path)
+
+    def test_security_headers(self):
+        for path in ("/", "/?_file=/%3Cscript%3Ealert(1)%3C/script%3E", "/styles/std/style.css",
+                     "/wgl/main.wgl", "/nowhere"):
+            _, response, _ = self.request(path)
+            policy = response.getheader("Content-Security-Policy", "")
+            self.assertIn("default-src 'none'", policy, path)
+            self.assertNotRegex(policy, r"unsafe|script-src", path)
+            self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", path)
+
+    def test_refusals_arrive_whole(self):
+        for method, body, expected in (
+                ("PUT", "x", b"Unsupported request method: 'PUT'\r\n"),
+                ("POST", "x", b"Unsupported content type: ''\r\n")):
+            _, response, page = self.request("/", method, body)
+            self.assertEqual(page, expected)
+            self.assertEqual(response.getheader("Content-Type"), "text/plain")
+
+    def test_zz_ends_cleanly(self):
+        servers = children(self.server.pid)
+        self.assertTrue(servers)
+        self.server.send_signal(signal.SIGTERM)
+        self.assertEqual(self.server.wait(END_SECONDS), 128 + signal.SIGTERM)
+        for pid in servers:
+            self.assertFalse(Path(f"/proc/{pid}").exists(), pid)
+        with socket.socket() as probe:
+            self.assertNotEqual(probe.connect_ex((HOST, self.port)), 0)
+        self.assertEqual(list((SOURCE / "build/run").glob("state.*")), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
