@@ -13,7 +13,7 @@
 // been reported in place of the page.
 int WGLParse();
 
-// The finished page goes to standard output.
+// The finished page goes to standard output, and is kept until the next one.
 void WGLWritePage(WGLString page);
 
 WGLString WGLEmpty();

@@ -26,9 +26,9 @@ __m128i Equal(__m128i block, char byte) {
   return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte));
 }
 
-__m128i Specials(__m128i block) {
-  return _mm_or_si128(_mm_or_si128(Equal(block, '$'), Equal(block, '`')),
-                      _mm_or_si128(Equal(block, '~'), Equal(block, '\0')));
+// All bits set in each byte that is special, NUL apart.
+__m128i Marks(__m128i block) {
+  return _mm_or_si128(_mm_or_si128(Equal(block, '$'), Equal(block, '`')), Equal(block, '~'));
 }
 
 // One bit for each byte.
@@ -36,31 +36,36 @@ unsigned Bits(__m128i mask) {
   return static_cast<unsigned>(_mm_movemask_epi8(mask));
 }
 
-// Goes on in strides as long as they are plain text: four blocks, one test, one sum.
+// Goes on in strides as long as they are plain text: four blocks for one test.
 void TakeStrides(const char* text, std::size_t size, WGLPlainText& plain) {
+  const __m128i zero = _mm_setzero_si128();
+  __m128i lines = zero;  // two sums
   while (size - plain.size >= kStrideBytes) {
-    __m128i specials = _mm_setzero_si128();
-    __m128i newlines = _mm_setzero_si128();
-    for (std::size_t i = 0; i < kStrideBytes; i += kBlockBytes) {
-      const __m128i block = Load(text + plain.size + i);
-      specials = _mm_or_si128(specials, Specials(block));
-      newlines = _mm_sub_epi8(newlines, Equal(block, '\n'));
-    }
-    if (Bits(specials) != 0) return;
-    const __m128i sums = _mm_sad_epu8(newlines, _mm_setzero_si128());
-    plain.lines += static_cast<std::uint32_t>(
-        _mm_cvtsi128_si32(_mm_add_epi32(sums, _mm_srli_si128(sums, sizeof(std::uint64_t)))));
+    const __m128i a = Load(text + plain.size);
+    const __m128i b = Load(text + plain.size + kBlockBytes);
+    const __m128i c = Load(text + plain.size + 2 * kBlockBytes);
+    const __m128i d = Load(text + plain.size + 3 * kBlockBytes);
+    const __m128i marks =
+        _mm_or_si128(_mm_or_si128(Marks(a), Marks(b)), _mm_or_si128(Marks(c), Marks(d)));
+    const __m128i least = _mm_min_epu8(_mm_min_epu8(a, b), _mm_min_epu8(c, d));
+    if (Bits(_mm_or_si128(marks, Equal(least, '\0'))) != 0) break;
+    const __m128i newlines = _mm_add_epi8(_mm_add_epi8(Equal(a, '\n'), Equal(b, '\n')),
+                                          _mm_add_epi8(Equal(c, '\n'), Equal(d, '\n')));
+    lines = _mm_add_epi32(lines, _mm_sad_epu8(_mm_sub_epi8(zero, newlines), zero));
     plain.size += kStrideBytes;
   }
+  lines = _mm_add_epi32(lines, _mm_srli_si128(lines, sizeof(std::uint64_t)));
+  plain.lines += static_cast<std::uint32_t>(_mm_cvtsi128_si32(lines));
 }
 
 // Goes on to the first special byte, as far as whole blocks go. Most runs end within the first few
 // blocks; strides pay off behind them.
+constexpr std::size_t kBlocksBeforeStrides = 3;
 void TakeBlocks(const char* text, std::size_t size, WGLPlainText& plain) {
   std::size_t blocks = 0;
   while (size - plain.size >= kBlockBytes) {
     const __m128i block = Load(text + plain.size);
-    const unsigned specials = Bits(Specials(block));
+    const unsigned specials = Bits(_mm_or_si128(Marks(block), Equal(block, '\0')));
     unsigned newlines = Bits(Equal(block, '\n'));
     if (specials != 0) newlines &= (specials - 1) & ~specials;  // those in front of the first
     for (; newlines != 0; newlines &= newlines - 1) ++plain.lines;
@@ -69,7 +74,7 @@ void TakeBlocks(const char* text, std::size_t size, WGLPlainText& plain) {
       return;
     }
     plain.size += kBlockBytes;
-    if (++blocks == kStrideBytes / kBlockBytes) TakeStrides(text, size, plain);
+    if (++blocks == kBlocksBeforeStrides) TakeStrides(text, size, plain);
   }
 }
 

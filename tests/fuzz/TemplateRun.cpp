@@ -14,6 +14,7 @@
 #include "request/RequestHandler.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/RunMemory.h"
+#include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
 #include "wgl/WGLVariables.h"
 
@@ -125,6 +126,7 @@ void DestroyGlobals() {
   while (gIncludeStack.EndInclude()) {
   }
   yywgllex_destroy();
+  WGLWritePage(WGLEmpty());  // it keeps the page before
   gIncludeStack.~WGLIncludeStack();
   gVariables.~WGLVariables();
 }
