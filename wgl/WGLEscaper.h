@@ -4,6 +4,7 @@
 // or the inside of a JSON string.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -14,9 +15,15 @@ class WGLEscaper {
   //   "htmlesc"   percent-encoding (RFC 3986, section 2.1), see HtmlEscape
   //   "json"      the inside of a JSON string (RFC 8259), as far as backslash and double quote go
   //   any other   nothing is changed
-  explicit WGLEscaper(std::string_view mode) : mode_(mode) {}
+  explicit WGLEscaper(std::string_view mode);
 
   std::string Escape(const std::string& value) const;
+
+  // Writes what Escape makes of `value` to `out`, which has room for Growth() times its size, and
+  // returns the end of it. No NUL byte is added.
+  static constexpr std::size_t kMaxGrowth = 8;  // "&quot;" and two bytes that may be scribbled on
+  std::size_t Growth() const { return mode_ == Mode::kNone ? 1 : kMaxGrowth; }
+  char* EscapeTo(char* out, std::string_view value) const;
 
   // Character references for < > & " and '; every other byte is copied.
   std::string MakeHtmlEntities(const std::string& value) const;
@@ -25,5 +32,9 @@ class WGLEscaper {
   std::string HtmlEscape(const std::string& value) const;
 
  private:
-  const std::string mode_;
+  enum class Mode { kHtmlText, kUrl, kJson, kNone };
+
+  static char* EntitiesTo(char* out, std::string_view value);
+
+  Mode mode_;
 };

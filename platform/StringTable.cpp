@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#include "platform/StringTable.h"
+
+#include <cstdarg>
+#include <limits>
+#include <utility>
+
+#include "platform/ConfigKey.h"
+#include "platform/Netstring.h"
+
+namespace {
+
+// The first byte of a framed table.
+constexpr char kFrameByte = '\x01';
+
+// The size of the smallest netstring, "0:,".
+constexpr std::size_t kMinNetstringBytes = 3;
+
+// Of a table without rows, whose text says nothing else of its columns.
+constexpr unsigned kMaxEmptyColumns = 65536;
+
+void AppendNumber(std::string& out, unsigned number) {
+  out += std::to_string(number);
+  out += ':';
+}
+
+}  // namespace
+
+StringTable::StringTable(unsigned columns) : columns_(columns) {}
+
+StringTable::StringTable(const std::string& text, ConstructionType type) : buffer_(text) {
+  Read(type);
+}
+
+StringTable::StringTable(std::string&& text, ConstructionType type) : buffer_(std::move(text)) {
+  Read(type);
+}
+
+void StringTable::Read(ConstructionType type) {
+  if (type == kQueryText) {
+    ReadKeys();
+  } else if (!buffer_.empty() && buffer_[0] == kFrameByte) {
+    if (!ReadFrame()) *this = StringTable();
+  } else {
+    rows_ = columns_ = 1;
+    cells_.push_back({0, static_cast<std::uint32_t>(buffer_.size())});
+  }
+}
+
+// The cells stay where they are in the text.
+bool StringTable::ReadFrame() {
+  std::string_view text = buffer_;
+  text.remove_prefix(1);
+  if (!Netstring::TakeNumber(text, columns_) || !Netstring::TakeNumber(text, rows_)) return false;
+  const std::uint64_t count = std::uint64_t{rows_} * columns_;
+  if (count > text.size() / kMinNetstringBytes) return false;
+  // With no cells at all, either count alone could still be anything.
+  if (count == 0 && (rows_ > buffer_.size() || columns_ > kMaxEmptyColumns)) return false;
+  cells_.resize(static_cast<std::size_t>(count));
+  for (Cell& place : cells_) {
+    std::string_view cell;
+    if (!Netstring::Take(text, cell)) return false;
+    place = {static_cast<std::uint32_t>(cell.data() - buffer_.data()),
+             static_cast<std::uint32_t>(cell.size())};
+  }
+  return text.empty();
+}
+
+void StringTable::ReadKeys() {
+  columns_ = 1;
+  for (std::string_view key : Config::Key::Split(buffer_)) {
+    cells_.push_back({static_cast<std::uint32_t>(key.data() - buffer_.data()),
+                      static_cast<std::uint32_t>(key.size())});
+    ++rows_;
+  }
+}
+
+void StringTable::AddCell(std::string_view bytes) {
+  cells_.push_back(
+      {static_cast<std::uint32_t>(buffer_.size()), static_cast<std::uint32_t>(bytes.size())});
+  buffer_ += bytes;
+}
+
+void StringTable::AddRow(const char* first, ...) {
+  va_list more;
+  va_start(more, first);
+  const char* cell = first;
+  for (unsigned column = 0; column < columns_; ++column) {
+    if (column > 0) cell = va_arg(more, const char*);
+    AddCell(cell != nullptr ? cell : "");
+  }
+  va_end(more);
+  ++rows_;
+}
+
+void StringTable::AddCells(const std::vector<std::string_view>& cells) {
+  for (unsigned column = 0; column < columns_; ++column) {
+    AddCell(column < cells.size() ? cells[column] : std::string_view());
+  }
+  ++rows_;
+}
+
+std::string StringTable::Serialize() const {
+  if (rows_ == 1 && columns_ == 1) {
+    const std::string_view cell = View(0, 0);
+    if (cell.empty() || cell[0] != kFrameByte) return std::string(cell);
+  }
+  std::string text(1, kFrameByte);
+  AppendNumber(text, columns_);
+  AppendNumber(text, rows_);
+  text.reserve(text.size() + buffer_.size() + cells_.size() * Netstring::kMaxOverheadBytes);
+  for (const Cell& cell : cells_) {
+    Netstring::Append(text, std::string_view(buffer_).substr(cell.offset, cell.size));
+  }
+  return text;
+}

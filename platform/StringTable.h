@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+//
+// A table of byte strings, addressed by row and column from 0: what is asked of the system manager
+// and what it answers. docs/protocol.md describes the serialised form.
+//
+// All cells stand in one buffer; a table of thousands of cells costs two allocations.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class StringTable {
+ public:
+  enum ConstructionType : int {
+    kSerialized = 0,  // reads what Serialize wrote; what is no such text gives no rows, no columns
+    kQueryText = 1,   // one column, a row for each key of a query text, see Config::Key::Split
+  };
+
+  // No rows, no columns.
+  StringTable() = default;
+
+  // No rows.
+  explicit StringTable(unsigned columns);
+
+  // Takes no more memory than a fixed multiple of the text's size, whatever the text claims.
+  StringTable(const std::string& text, ConstructionType type);
+  StringTable(std::string&& text, ConstructionType type);
+
+  // Appends one row of exactly Columns() C strings; null reads as the empty string.
+  void AddRow(const char* first, ...);
+
+  // Appends one row; cells that `cells` lacks are empty, those beyond Columns() are left out.
+  // Unlike a C string, a cell may hold NUL bytes. None may be a part of this table itself.
+  void AddCells(const std::vector<std::string_view>& cells);
+
+  // A copy of the cell; "" for a cell that doesn't exist.
+  std::string Get(unsigned row, unsigned column) const { return std::string(View(row, column)); }
+
+  // The same without a copy, good until the table changes or goes.
+  std::string_view View(unsigned row, unsigned column) const {
+    const std::size_t index = std::size_t{row} * columns_ + column;
+    if (row >= rows_ || column >= columns_ || index >= cells_.size()) return std::string_view();
+    return {buffer_.data() + cells_[index].offset, cells_[index].size};
+  }
+
+  unsigned Rows() const { return rows_; }
+  unsigned Columns() const { return columns_; }
+
+  std::string Serialize() const;
+
+ private:
+  struct Cell {
+    std::uint32_t offset;  // into buffer_
+    std::uint32_t size;
+  };
+
+  void Read(ConstructionType type);
+  bool ReadFrame();
+  void ReadKeys();
+  void AddCell(std::string_view bytes);
+
+  std::string buffer_;
+  std::vector<Cell> cells_;  // row by row
+  unsigned rows_ = 0;
+  unsigned columns_ = 0;
+};

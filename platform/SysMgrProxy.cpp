@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+#include "platform/SysMgrProxy.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include "platform/Netstring.h"
+#include "platform/StringTable.h"
+
+namespace {
+
+// How long a full queue of the system manager is given before the next try.
+constexpr int kConnectRetryMilliseconds = 10;
+
+// The answer's buffer: what most answers fit into, and how it grows towards a larger one. An
+// announced length alone takes no memory.
+constexpr std::size_t kFirstReadBytes = 4096;
+constexpr std::size_t kMinGrowthBytes = 65536;
+
+constexpr char kNotReached[] =
+    "The system manager could not be reached; the setting was not stored.";
+constexpr char kNotAnswered[] =
+    "The system manager did not answer; the setting may or may not be stored.";
+constexpr char kRefused[] = "The system manager refused the request; the setting was not stored.";
+
+long long Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// A result in decimal. False when `text` is nothing else, or beyond an int.
+bool ReadResult(std::string_view text, int& result) {
+  constexpr std::size_t kMaxDigits = 9;
+  if (text.empty() || text.size() > kMaxDigits) return false;
+  if (text[0] == '0' && text.size() > 1) return false;
+  result = 0;
+  for (char byte : text) {
+    if (byte < '0' || byte > '9') return false;
+    result = result * 10 + (byte - '0');
+  }
+  return true;
+}
+
+// An answer's payload; `reply` is a part of it.
+bool ReadAnswer(std::string_view payload, int& result, std::string_view& reply) {
+  std::string_view resultText;
+  if (!Netstring::Take(payload, resultText) || !Netstring::Take(payload, reply)) return false;
+  return payload.empty() && ReadResult(resultText, result);
+}
+
+// Whether a table can be the outcome of setting that many keys.
+bool IsOutcome(const StringTable& table, unsigned keys) {
+  return table.Rows() >= keys && (table.Columns() == 1 || table.Rows() == 0);
+}
+
+std::string SameForAll(unsigned keys, const char* text) {
+  StringTable table(1);
+  for (unsigned key = 0; key < keys; ++key) table.AddRow(text);
+  return table.Serialize();
+}
+
+}  // namespace
+
+SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrInterface& service,
+                         const std::string& authFile)
+    : SysMgrProxy(name, service, authFile, VISTEL_SYSMGR_SOCKET) {}
+
+SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrInterface& /*service*/,
+                         const std::string& authFile, const std::string& socketPath,
+                         unsigned answerMilliseconds)
+    : name_(name),
+      authFile_(authFile),
+      socketPath_(socketPath),
+      answerMilliseconds_(answerMilliseconds) {}
+
+SysMgrProxy::~SysMgrProxy() {
+  Disconnect();
+}
+
+int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
+                           const std::string& option, std::string& reply) {
+  int result = kFailed;
+  const Outcome outcome = Exchange(MakePayload("query", client, query, option), result, reply);
+  if (outcome != Outcome::kAnswered) result = kFailed;
+  if (result != kOk) {
+    message_.swap(reply);
+    reply.clear();
+  }
+  return result;
+}
+
+int SysMgrProxy::sSetKey(const std::string& client, const std::string& keys,
+                         const std::string& values, std::string& reply) {
+  const unsigned count = StringTable(keys, StringTable::kSerialized).Rows();
+  int result = kFailed;
+  Outcome outcome = Exchange(MakePayload("set", client, keys, values), result, reply);
+  if (outcome == Outcome::kAnswered) {
+    if (result != kOk) {
+      message_.swap(reply);
+      reply = SameForAll(count, kRefused);
+      return result;
+    }
+    if (IsOutcome(StringTable(reply, StringTable::kSerialized), count)) return result;
+    // Success without a word on the keys is no answer.
+    Disconnect();
+    outcome = Outcome::kNoAnswer;
+  }
+  reply = SameForAll(count, outcome == Outcome::kNotSent ? kNotReached : kNotAnswered);
+  return kFailed;
+}
+
+std::string SysMgrProxy::MakePayload(std::string_view kind, std::string_view client,
+                                     std::string_view first, std::string_view second) {
+  if (!authorisationRead_) ReadAuthorisation();
+  std::string payload;
+  for (std::string_view part :
+       {kind, std::string_view(name_), std::string_view(authorisation_), client, first, second}) {
+    Netstring::Append(payload, part);
+  }
+  return payload;
+}
+
+SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& result,
+                                           std::string& reply) {
+  reply.clear();
+  message_.clear();
+  if (gaveUp_ || payload.size() > kMaxRequestBytes) return Outcome::kNotSent;
+  std::string request;
+  request.reserve(payload.size() + Netstring::kMaxOverheadBytes);
+  Netstring::Append(request, payload);
+
+  const long long deadline = Now() + answerMilliseconds_;
+  if (socket_ >= 0 && IsStale()) Disconnect();
+  // A part of a request is none: the system manager acts on whole ones only.
+  Outcome outcome = Outcome::kNotSent;
+  if ((socket_ >= 0 || Connect(deadline)) && Send(request, deadline)) {
+    if (Receive(deadline, result, reply)) return Outcome::kAnswered;
+    outcome = Outcome::kNoAnswer;
+  }
+  Disconnect();
+  reply.clear();
+  gaveUp_ = Now() >= deadline;
+  return outcome;
+}
+
+// Opened so that neither a FIFO nor a device in its place can make the page wait.
+void SysMgrProxy::ReadAuthorisation() {
+  authorisationRead_ = true;
+  const int file = open(authFile_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (file < 0) return;
+  char buffer[kMaxAuthorisationBytes + 2];  // one for the newline, one more tells a longer file
+  ssize_t count = 0;
+  do {
+    count = read(file, buffer, sizeof buffer);
+  } while (count < 0 && errno == EINTR);
+  close(file);
+  if (count < 0) return;
+  auto size = static_cast<std::size_t>(count);
+  if (size > 0 && buffer[size - 1] == '\n') --size;
+  if (size > kMaxAuthorisationBytes) return;
+  authorisation_.assign(buffer, size);
+}
+
+bool SysMgrProxy::Connect(long long deadline) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (socketPath_.size() >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, socketPath_.c_str(), socketPath_.size() + 1);
+
+  socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (socket_ < 0) return false;
+  // Linux doesn't queue a connection for later here, it says that the queue is full.
+  while (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (errno != EAGAIN && errno != EINTR) return false;
+    if (Now() >= deadline) return false;
+    poll(nullptr, 0, kConnectRetryMilliseconds);
+  }
+  return true;
+}
+
+bool SysMgrProxy::Send(std::string_view bytes, long long deadline) {
+  while (!bytes.empty()) {
+    const ssize_t count = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (!Wait(POLLOUT, deadline)) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The reply stays in the memory that it was received into: a large answer is not copied.
+bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
+  std::string buffer(kFirstReadBytes, '\0');
+  std::size_t filled = 0;
+  for (;;) {
+    if (!Wait(POLLIN, deadline)) return false;
+    const ssize_t count = recv(socket_, &buffer[filled], buffer.size() - filled, 0);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+    if (count <= 0) return false;
+    filled += static_cast<std::size_t>(count);
+
+    const std::string_view received = std::string_view(buffer).substr(0, filled);
+    const Netstring::Piece piece = Netstring::Read(received, kMaxAnswerBytes);
+    if (piece.status == Netstring::Status::kMalformed) return false;
+    if (piece.status == Netstring::Status::kWhole) {
+      // Nothing was asked for that could stand behind the answer.
+      if (filled > piece.size) Disconnect();
+      std::string_view place;
+      if (!ReadAnswer(piece.bytes, result, place)) return false;
+      const auto offset = static_cast<std::size_t>(place.data() - buffer.data());
+      buffer.resize(offset + place.size());
+      buffer.erase(0, offset);
+      reply = std::move(buffer);
+      return true;
+    }
+    if (filled == buffer.size()) {
+      buffer.resize(std::min(piece.size, std::max(filled * 4, kMinGrowthBytes)));
+    }
+  }
+}
+
+// Whether `events` came, or the end of the connection did, before the deadline.
+bool SysMgrProxy::Wait(short events, long long deadline) {
+  pollfd entry = {socket_, events, 0};
+  for (;;) {
+    const long long remaining = deadline - Now();
+    if (remaining <= 0) return false;
+    const int count = poll(&entry, 1, static_cast<int>(remaining));
+    if (count > 0) return true;
+    if (count < 0 && errno != EINTR) return false;
+  }
+}
+
+// Whether the connection has ended, or brought something that wasn't asked for.
+bool SysMgrProxy::IsStale() const {
+  char byte = 0;
+  return recv(socket_, &byte, 1, MSG_DONTWAIT) >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+}
+
+void SysMgrProxy::Disconnect() {
+  if (socket_ >= 0) close(socket_);
+  socket_ = -1;
+}
