@@ -4,6 +4,10 @@
 // order of construction, top to bottom, fixed; they go in reverse order at exit. None of them
 // opens, reads or connects anything.
 #include "main/Settings.h"
+#include "main/SvcMgrFunctions.h"
+#include "platform/SysMgrProxy.h"
+#include "query/SysMgr.h"
+#include "query/WGLQueryExecutor.h"
 #include "wgl/WGLIncludeStack.h"
 #include "wgl/WGLVariables.h"
 
@@ -17,5 +21,10 @@ const std::string gLocaleDir = VISTEL_LOCALE_DIR;
 const std::string gAuthorisationFile = VISTEL_AUTHORISATION_FILE;
 
 WGLVariables gVariables;
+
+static SvcMgrFunctions gSvcMgrFunctions;
+SysMgrProxy gSysMgr(gServiceName, gSvcMgrFunctions, gAuthorisationFile);
+
+WGLQueryExecutor gQueryExecutor;
 
 WGLIncludeStack gIncludeStack;

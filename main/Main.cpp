@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One request, from start to end: read it, settle which page and language it is for, write the
-// response, exit.
+// One request, from start to end: read it, submit its settings, settle which page and language it
+// is for, write the response, exit.
 #include <syslog.h>
 
 #include <csignal>
@@ -12,6 +12,7 @@
 
 #include "main/Catalogue.h"
 #include "main/Settings.h"
+#include "main/SettingsSubmission.h"
 #include "request/RequestHandler.h"
 #include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
@@ -52,19 +53,6 @@ void InstallSignalHandler() {
   if (sigaction(SIGIO, &action, nullptr) != 0) Fail("sigaction() failed");
 }
 
-// After a successful submission the form's own page gives way to the one that it names.
-void ApplyOkPage(WGLVariables& variables) {
-  constexpr const char* kSelections[][2] = {
-      {"_okdir", "_dir"}, {"_okpage", "_page"}, {"_okplain", "_plain"}, {"_oktype", "_type"}};
-  std::string values[std::size(kSelections)];
-  for (std::size_t i = 0; i < std::size(kSelections); ++i) {
-    values[i] = variables.Get(kSelections[i][0], "");
-  }
-  for (std::size_t i = 0; i < std::size(kSelections); ++i) {
-    if (!values[i].empty()) variables.Set(kSelections[i][1], values[i]);
-  }
-}
-
 // The defaults replace what a request without "_file" says itself.
 void ApplyPageDefaults(WGLVariables& variables) {
   if (!variables.Get("_file", "").empty()) return;
@@ -99,8 +87,7 @@ int main() {
   RequestHandler request(&gVariables);
   if (!request.Parse()) Fail("RequestHandler::Parse() failed");
 
-  gVariables.Set("_errorcount", "0");
-  ApplyOkPage(gVariables);
+  SubmitSettings(gVariables);
   ApplyPageDefaults(gVariables);
 
   const std::string language = request.DetermineLanguage(gLocaleDir, gTextDomain);

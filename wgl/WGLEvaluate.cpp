@@ -6,16 +6,22 @@
 #include <cstring>
 #include <string>
 
+#include "query/WGLQueryExecutor.h"
 #include "wgl/WGLIncludeStack.h"
 #include "wgl/WGLNumber.h"
 #include "wgl/WGLVariables.h"
 
 namespace {
 
-WGLString CopyOf(const char* text) {
+// The string takes ownership of `text`, which malloc made.
+WGLString Own(const char* text) {
   WGLString result = WGLEmpty();
-  result.Append(strdup(text));
-  return result;  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
+  result.Append(text);
+  return result;
+}
+
+WGLString CopyOf(const char* text) {
+  return Own(strdup(text));  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
 }
 
 }  // namespace
@@ -87,4 +93,35 @@ int WGLCompareNumbers(WGLString left, WGLString right) {
   left.Clear();
   right.Clear();
   return (leftNumber > rightNumber ? 1 : 0) - (leftNumber < rightNumber ? 1 : 0);
+}
+
+WGLString WGLQuery(WGLString query, const char* otype) {
+  char* values = nullptr;
+  gQueryExecutor.ExecuteQuery(&values, query.GetCombined(), otype);
+  query.Clear();
+  return Own(values);
+}
+
+WGLString WGLQueryIf(int condition, WGLString query, const char* otype) {
+  return condition != 0 ? WGLQuery(query, otype) : WGLDrop(query);
+}
+
+WGLString WGLCountRows(WGLString query) {
+  char* count = nullptr;
+  gQueryExecutor.ExecuteQueryRowcount(&count, query.GetCombined());
+  query.Clear();
+  return Own(count);
+}
+
+void WGLBeginRows(int condition, WGLString& query, const char* otype) {
+  if (condition != 0) gQueryExecutor.ExecuteQueryDo1(query.GetCombined(), otype);
+  query.Clear();
+}
+
+WGLString WGLEndRows(int condition, WGLString body) {
+  if (condition == 0) return WGLDrop(body);
+  char* rows = nullptr;
+  gQueryExecutor.ExecuteQueryDo2(&rows, body.GetCombined());
+  body.Clear();
+  return Own(rows);
 }

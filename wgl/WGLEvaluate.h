@@ -3,7 +3,8 @@
 // What each construct of the template language does: one function for one grammar action.
 //
 // Every WGLString argument is consumed: its parts move into the result or are freed, and the
-// caller forgets it. Every result belongs to the caller.
+// caller forgets it. One that is passed by reference is left empty instead, because the parser
+// still has it. Every result belongs to the caller.
 #pragma once
 
 #include "wgl/WGLString.h"
@@ -42,3 +43,16 @@ WGLString WGLChoose(int condition, WGLString thenText, WGLString elseText);
 // and by the numbers that WGLToInt reads.
 int WGLCompareTexts(WGLString left, WGLString right);
 int WGLCompareNumbers(WGLString left, WGLString right);
+
+// A query for values of the system manager, see WGLQueryExecutor: the values of the first row, the
+// same when the condition is true and the empty string, without a query, when it isn't; the number
+// of rows. `otype` is "html", "raw" or "json".
+WGLString WGLQuery(WGLString query, const char* otype);
+WGLString WGLQueryIf(int condition, WGLString query, const char* otype);
+WGLString WGLCountRows(WGLString query);
+
+// The two ends of a query whose body is repeated for each row: WGLBeginRows runs the query before
+// the body is read, WGLEndRows gives the finished text. Both do nothing, and the text is empty,
+// when the condition is false; it must be the same for both.
+void WGLBeginRows(int condition, WGLString& query, const char* otype);
+WGLString WGLEndRows(int condition, WGLString body);

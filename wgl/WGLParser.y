@@ -12,15 +12,6 @@
 #include "wgl/WGLError.h"
 #include "wgl/WGLEvaluate.h"
 #include "wgl/WGLScanner.h"
-
-// This build has no connection to a system manager: a template that asks for values is refused
-// before it could show wrong ones. The parser then frees what is on its stack, but not the values
-// of the rule whose action ends the parse: these drop theirs first.
-#define REFUSE_QUERY                                            \
-  do {                                                          \
-    yywglerror("system-manager queries are not available");     \
-    YYABORT;                                                    \
-  } while (false)
 }
 
 %require "3.8"
@@ -102,15 +93,15 @@ cmd: T_BEGIN T_INCLUDE argument T_END             { $$ = WGLInclude($3); }
   | T_BEGIN T_GET argument T_END                  { $$ = WGLGetVariable($3, ""); }
   | T_BEGIN T_IF boolean T_THEN argument else T_END
       { $$ = WGLChoose($3, $5, $6); }
-  | T_BEGIN T_QUERY argument otype T_END          { $$ = WGLDrop($3); REFUSE_QUERY; }
-  | T_BEGIN T_QUERY argument otype                { REFUSE_QUERY; }
-      T_DO argument T_END                         { $$ = WGLDrop(WGLJoin($3, $7)); }
-  | T_BEGIN T_QUERY argument T_ROWCOUNT T_END     { $$ = WGLDrop($3); REFUSE_QUERY; }
+  | T_BEGIN T_QUERY argument otype T_END          { $$ = WGLQuery($3, $4); }
+  | T_BEGIN T_QUERY argument otype                { WGLBeginRows(1, $3, $4); }
+      T_DO argument T_END                         { $$ = WGLEndRows(1, $7); }
+  | T_BEGIN T_QUERY argument T_ROWCOUNT T_END     { $$ = WGLCountRows($3); }
   | T_BEGIN T_IF boolean T_THEN T_QUERY argument otype T_END
-      { $$ = WGLDrop($6); REFUSE_QUERY; }
+      { $$ = WGLQueryIf($3, $6, $7); }
   | T_BEGIN T_IF boolean T_THEN T_QUERY argument otype
-      { REFUSE_QUERY; }
-      T_DO argument T_END                         { $$ = WGLDrop(WGLJoin($6, $10)); }
+      { WGLBeginRows($3, $6, $7); }
+      T_DO argument T_END                         { $$ = WGLEndRows($3, $10); }
 ;
 
 %%

@@ -11,7 +11,9 @@
 #include <cstring>
 #include <new>
 
+#include "query/WGLQueryExecutor.h"
 #include "request/RequestHandler.h"
+#include "tests/fuzz/FuzzSysMgr.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/RunMemory.h"
 #include "wgl/WGLEvaluate.h"
@@ -128,12 +130,15 @@ void DestroyGlobals() {
   yywgllex_destroy();
   WGLWritePage(WGLEmpty());  // it keeps the page before
   gIncludeStack.~WGLIncludeStack();
+  gQueryExecutor.~WGLQueryExecutor();
   gVariables.~WGLVariables();
 }
 
 void MakeGlobals() {
   new (&gIncludeStack) WGLIncludeStack;
   new (&gVariables) WGLVariables;
+  new (&gQueryExecutor) WGLQueryExecutor;
+  RestartSysMgr();
 }
 
 void CallBody(int (*body)()) {

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "query/OutputText.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "wgl/WGLEscaper.h"
+
+namespace {
+
+// Most texts are a single value.
+constexpr std::size_t kMinCapacity = 64;
+
+constexpr std::size_t kMaxCapacity = std::numeric_limits<std::size_t>::max() / 2;
+
+}  // namespace
+
+OutputText::~OutputText() {
+  std::free(text_);
+}
+
+bool OutputText::Grow(std::size_t size) {
+  if (failed_) return false;
+  if (size < kMaxCapacity - size_) {
+    const std::size_t capacity = std::max({kMinCapacity, size_ + size + 1, capacity_ * 2});
+    if (auto* text = static_cast<char*>(std::realloc(text_, capacity))) {
+      text_ = text;
+      capacity_ = capacity;
+      return true;
+    }
+  }
+  std::free(text_);
+  text_ = nullptr;
+  size_ = capacity_ = 0;
+  failed_ = true;
+  return false;
+}
+
+void OutputText::AppendNumber(unsigned number) {
+  char digits[std::numeric_limits<unsigned>::digits10 + 1];
+  char* start = digits + sizeof digits;
+  do {
+    *--start = static_cast<char>('0' + number % 10);
+    number /= 10;
+  } while (number != 0);
+  Append(std::string_view(start, static_cast<std::size_t>(digits + sizeof digits - start)));
+}
+
+void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text) {
+  const std::size_t growth = escaper.Growth();
+  const bool fits = text.size() <= kMaxCapacity / growth;
+  if (!Reserve(fits ? text.size() * growth : kMaxCapacity)) return;
+  const char* const end = escaper.EscapeTo(text_ + size_, text);
+  size_ = static_cast<std::size_t>(end - text_);
+}
+
+char* OutputText::Release() {
+  if (!Reserve(0)) return nullptr;
+  // One look at the finished text instead of one at each value.
+  if (std::memchr(text_, '\0', size_) != nullptr) {
+    size_ = static_cast<std::size_t>(std::remove(text_, text_ + size_, '\0') - text_);
+  }
+  text_[size_] = '\0';
+  char* const result = text_;
+  text_ = nullptr;
+  size_ = capacity_ = 0;
+  return result;
+}

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs the queries of a template against the system manager and makes text of what comes back: the
+// values of one row, the number of rows, or a text repeated for each row.
+//
+// A failed query is an empty table and gives the empty text, or "0" rows, without a message.
+//
+// `out` receives malloc'ed text that the caller frees, null when memory is short. `otype` says how
+// values are escaped: "html", "json", any other word not at all; see WGLEscaper. NUL bytes in
+// values are left out.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/StringTable.h"
+#include "wgl/WGLEscaper.h"
+
+class OutputText;
+
+class WGLQueryExecutor {
+ public:
+  // The first row's values with one space between them.
+  void ExecuteQuery(char** out, const std::string& query, std::string_view otype) const;
+
+  // The number of rows in decimal.
+  void ExecuteQueryRowcount(char** out, const std::string& query) const;
+
+  // Puts the answer on the stack of result sets: the first set is "A", one inside it "B".
+  void ExecuteQueryDo1(const std::string& query, std::string_view otype);
+
+  // Repeats `body` for each row of the last result set and takes the set off the stack. In the body
+  //   ${NN}, ${NNX}  stand for column NN (from 01) of the first set or of set X ("A" to "Z"), in
+  //                  the row that is being repeated; for nothing where there is no such value
+  //   ${ROW}         stands for the number of the row, from 1, as the variable ROW does meanwhile
+  // and everything else for itself. Without a result set writes a template error and ends the
+  // process with status 1.
+  void ExecuteQueryDo2(char** out, std::string_view body);
+
+  // The escaped value that a placeholder's key, like "01" or "02B", names in `row` (from 0).
+  std::string GetValueFromResults(const std::string& key, unsigned row) const;
+
+  // Whether a table holds nothing: no rows, no columns, or one cell that is empty.
+  static bool IsTableEmpty(const StringTable& table);
+
+ private:
+  struct ResultSet {
+    StringTable table;
+    WGLEscaper escaper;
+  };
+  struct Place {
+    unsigned column;  // from 0
+    unsigned set;     // from 0, the first
+  };
+  // A piece of a body: literal text, and what stands behind it.
+  struct Piece {
+    enum Kind { kNothing, kRowNumber, kValue };
+    std::string_view literal;
+    Kind kind;
+    Place place;  // of kValue
+  };
+
+  static Place PlaceOf(std::string_view key);
+  static std::vector<Piece> Split(std::string_view body);
+  void AppendValue(OutputText& text, Place place, unsigned row) const;
+
+  std::vector<ResultSet> results_;
+};
+
+extern WGLQueryExecutor gQueryExecutor;

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "tests/FakeSystemManager.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/Netstring.h"
+
+namespace {
+
+constexpr int kPollMilliseconds = 5;
+
+void Require(bool holds, const char* what) {
+  if (holds) return;
+  std::perror(what);
+  std::abort();
+}
+
+bool WaitFor(int file, const std::atomic<bool>& stop) {
+  pollfd entry = {file, POLLIN, 0};
+  while (!stop) {
+    if (poll(&entry, 1, kPollMilliseconds) > 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string AnswerOf(const std::string& result, const std::string& reply) {
+  std::string payload;
+  Netstring::Append(payload, result);
+  Netstring::Append(payload, reply);
+  std::string answer;
+  Netstring::Append(answer, payload);
+  return answer;
+}
+
+FakeSystemManager::FakeSystemManager(const std::string& path,
+                                     std::function<Reaction(const Request&)> react)
+    : path_(path), react_(std::move(react)), stop_(false), connections_(0) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  Require(path.copy(address.sun_path, sizeof address.sun_path - 1) == path.size(), "path");
+  unlink(path.c_str());
+  listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  Require(bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
+  Require(listen(listener_, 8) == 0, "listen");
+  thread_ = std::thread([this] { Serve(); });
+}
+
+FakeSystemManager::~FakeSystemManager() {
+  stop_ = true;
+  thread_.join();
+  close(listener_);
+  unlink(path_.c_str());
+}
+
+std::vector<FakeSystemManager::Request> FakeSystemManager::Requests() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return requests_;
+}
+
+void FakeSystemManager::Serve() {
+  while (WaitFor(listener_, stop_)) {
+    const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    Require(connection >= 0, "accept");
+    ++connections_;
+    Talk(connection);
+    close(connection);
+  }
+}
+
+void FakeSystemManager::Talk(int connection) {
+  std::string received;
+  char buffer[65536];
+  while (WaitFor(connection, stop_)) {
+    const ssize_t count = recv(connection, buffer, sizeof buffer, 0);
+    if (count <= 0) return;
+    received.append(buffer, static_cast<std::size_t>(count));
+    const Netstring::Piece piece = Netstring::Read(received, std::size_t{1} << 20);
+    if (piece.status == Netstring::Status::kMalformed) return;
+    if (piece.status == Netstring::Status::kPartial) continue;
+
+    Request request;
+    std::string_view payload = piece.bytes;
+    for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
+    received.erase(0, piece.size);
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      requests_.push_back(request);
+    }
+    const Reaction reaction = react_(request);
+    const std::size_t step =
+        reaction.pieceBytes != 0 ? reaction.pieceBytes : reaction.bytes.size() + 1;
+    for (std::size_t i = 0; i < reaction.bytes.size(); i += step) {
+      const std::string part = reaction.bytes.substr(i, step);
+      if (send(connection, part.data(), part.size(), MSG_NOSIGNAL) < 0) return;
+      if (reaction.pieceBytes != 0) std::this_thread::yield();
+    }
+    if (reaction.close) return;
+  }
+}

@@ -1,0 +1,223 @@
+# SPDX-License-Identifier: MIT
+"""
+The finished program and a system manager of the test's own: pages with values, forms, and what
+happens when nobody, or a liar, is at the other end.
+
+usage: test_system_manager.py PROGRAM DOCUMENT-ROOT SOCKET
+"""
+import os
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import urllib.parse
+from pathlib import Path
+
+PROGRAM, ROOT, SOCKET = sys.argv[1], Path(sys.argv[2]), sys.argv[3]
+DEADLINE_SECONDS = 10
+HOSTILE = "<b>\"'&\u00e4</b>"
+HOSTILE_HTML = "&lt;b&gt;&quot;&#39;&amp;\u00e4&lt;/b&gt;"
+
+
+def netstring(data):
+    return b"%d:%s," % (len(data), data)
+
+
+def parts(payload):
+    found = []
+    while payload:
+        length, payload = payload.split(b":", 1)
+        found.append(payload[:int(length)])
+        assert payload[int(length):int(length) + 1] == b","
+        payload = payload[int(length) + 1:]
+    return found
+
+
+def cells(text):
+    """The rows of a table of one column."""
+    if not text.startswith(b"\x01"):
+        return [text.decode()]
+    columns, rows, rest = text[1:].split(b":", 2)
+    assert columns == b"1"
+    found = parts(rest)
+    assert len(found) == int(rows)
+    return [cell.decode() for cell in found]
+
+
+def table(*rows):
+    if len(rows) == 1 and len(rows[0]) == 1:
+        return rows[0][0].encode()
+    columns = len(rows[0]) if rows else 0
+    return (b"\x01%d:%d:" % (columns, len(rows)) +
+            b"".join(netstring(cell.encode()) for row in rows for cell in row))
+
+
+def answer(result, reply):
+    return netstring(netstring(b"%d" % result) + netstring(reply))
+
+
+class Peer:
+    """Answers with what `react(kind, keys, values)` returns; None leaves the client waiting."""
+
+    def __init__(self, react):
+        self.react, self.requests, self.connections = react, [], 0
+        os.makedirs(os.path.dirname(SOCKET), exist_ok=True)
+        if os.path.exists(SOCKET):
+            os.unlink(SOCKET)
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(SOCKET)
+        self.listener.listen(8)
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def serve(self):
+        while True:
+            try:
+                connection = self.listener.accept()[0]
+            except OSError:
+                return
+            self.connections += 1
+            with connection:
+                received = b""
+                while True:
+                    try:
+                        data = connection.recv(65536)
+                    except ConnectionError:
+                        break
+                    if not data:
+                        break
+                    received += data
+                    length, colon, rest = received.partition(b":")
+                    if not colon or len(rest) <= int(length):
+                        continue
+                    received = rest[int(length) + 1:]
+                    kind, service, secret, client, keys, last = parts(rest[:int(length)])
+                    self.requests.append((kind.decode(), cells(keys), last))
+                    reaction = self.react(kind.decode(), cells(keys), last)
+                    if reaction is not None:
+                        connection.sendall(reaction)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.listener.shutdown(socket.SHUT_RDWR)
+        self.listener.close()
+        os.unlink(SOCKET)
+
+
+class SystemManager(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(dir=ROOT)
+        self.addCleanup(self.folder.cleanup)
+
+    def page(self, template, fields=(), method="GET"):
+        """The body of the page, whose process must end well."""
+        path = Path(self.folder.name, "page.wgl")
+        path.write_text(template)
+        fields = [("_file", "/%s/page.wgl" % path.parent.name), *fields]
+        encoded = urllib.parse.urlencode(fields).encode()
+        environment = {"REQUEST_METHOD": method, "QUERY_STRING": encoded.decode()}
+        if method == "POST":
+            environment = {"REQUEST_METHOD": method, "CONTENT_LENGTH": str(len(encoded)),
+                           "CONTENT_TYPE": "application/x-www-form-urlencoded"}
+        result = subprocess.run([PROGRAM], input=encoded if method == "POST" else b"",
+                                capture_output=True, env=environment, timeout=60)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        return result.stdout.decode().partition("\r\n\r\n")[2]
+
+    def test_every_form_of_query(self):
+        def react(kind, keys, option):
+            self.assertEqual((kind, option), ("query", b"0"))
+            rows = {"one": [[HOSTILE, "2"]], "outer": [["x"], ["y"]],
+                    "inner": [["1", "a<"], ["2", "b"]]}.get(keys[0])
+            return answer(1, b"unknown") if rows is None else answer(0, table(*rows))
+
+        many = "<~ query `one` ~>" * 50
+        for template, page, asked in (
+                ("no query", "no query", 0),
+                ("<~ query `one` ~>", HOSTILE_HTML + " 2", 1),
+                ("<~ query `one` raw ~>", HOSTILE + " 2", 1),
+                ("<~ query `one` json ~>", HOSTILE.replace('"', '\\"') + " 2", 1),
+                ("<~ query `unknown` ~>", "", 1),
+                ("<~ query `inner` rowcount ~><~ query `unknown` rowcount ~>", "20", 2),
+                ("<~ query `inner` do `${ROW}=${02},` ~>${ROW}", "1=a&lt;,2=b,${ROW}", 1),
+                ("<~ query `inner` raw do `${02}` ~><~ get `ROW` ~>", "a<b", 1),
+                ("<~ query `unknown` do `never` ~>", "", 1),
+                ("<~ query `outer` do `${01}[<~ query `inner` do `${01A}${01B}` ~>]` ~>",
+                 "x[x1y2]y[x1y2]", 2),
+                ("<~ query `outer` do `<~ set `v` `${01}` ~>` ~>${v}", "${01}", 1),
+                ("<~ if `1` eq `1` then query `one` raw ~>", HOSTILE + " 2", 1),
+                ("<~ if `1` eq `2` then query `one` raw ~>", "", 0),
+                ("<~ if `1` eq `1` then query `outer` do `${01};` ~>", "x;y;", 1),
+                ("<~ if `1` eq `2` then query `outer` do `${01};` ~>", "", 0),
+                ("<~ if `1` eq `2` then query `outer` do `<~ query `inner` rowcount ~>` ~>", "", 1),
+                ("<~ if `1` eq `2` then query `outer` do `<~ set `v` `was evaluated` ~>` ~>${v}",
+                 "was evaluated", 0),
+                ("<~ if <~ query `inner` rowcount ~> gt `1` then `many` ~>", "many", 1),
+                (many, (HOSTILE_HTML + " 2") * 50, 50)):
+            with self.subTest(template=template), Peer(react) as peer:
+                self.assertEqual(self.page(template), page)
+                self.assertEqual(len(peer.requests), asked)
+                self.assertEqual(peer.connections, min(asked, 1))
+
+    def test_a_template_error_shows_no_values(self):
+        with Peer(lambda *_: answer(0, table(["x"], ["y"]))):
+            for template in ("<~ query `a` do `${01}", "<~ query `a` do `${01}` raw ~>",
+                             "<~ if `1` eq `2` then query `a` raw do ~>",
+                             "<~ query <~ query `a` ~> json rowcount ~>"):
+                self.assertRegex(self.page(template), r"\AWGL error \(line 1 in file '.*'\): syntax error")
+
+    def test_a_request_never_reaches_another_key(self):
+        tries = ["x},Admin=1", "x};System.Password", "x}.Secret", "x}:format=raw", "x,Role=local", "%7D;b",
+                 "}", ",", "=", "%2C", "%", "%4", "x\n;y", "a+b", "\u00e4{;}"]
+        with Peer(lambda *_: answer(0, b"v")) as peer:
+            for text in tries:
+                self.page("<~ query `Stations{Name=${n htmlesc}}.Mac` ~>", [("n", text)])
+        for text, (_, keys, _) in zip(tries, peer.requests, strict=True):
+            with self.subTest(text=text):
+                self.assertEqual(len(keys), 1)
+                inside = keys[0].removeprefix("Stations{Name=").removesuffix("}.Mac")
+                self.assertRegex(inside, r"\A([0-9A-Za-z]|%[0-9A-F]{2})*\Z")
+                self.assertEqual(urllib.parse.unquote(inside), text)
+
+    FORM = ("${_page}|${_errorcount}|${_sys_Net_Name}|${_error_Net_Name}|${_sys_b}|${_error_b}|"
+            "${_error_consistency}")
+    FIELDS = [("_page", "form"), (":sys:Net.Name", HOSTILE), (":sys:b", "2"), ("_okpage", "done")]
+
+    def test_a_form(self):
+        for name, rows, page in (
+                ("stored", [[""], [""]], f"done|0|{HOSTILE_HTML}||2||"),
+                ("refused", [["must be <5>"], [""]], f"form|1|{HOSTILE_HTML}|must be &lt;5&gt;|2||"),
+                ("together", [[""], [""], ["not both"]], f"form|1|{HOSTILE_HTML}||2||not both")):
+            with self.subTest(name), Peer(lambda *_: answer(0, table(*rows))) as peer:
+                self.assertEqual(self.page(self.FORM, self.FIELDS, "POST"), page)
+                self.assertEqual([(kind, keys, cells(values)) for kind, keys, values in peer.requests],
+                                 [("set", ["Net.Name", "b"], [HOSTILE, "2"])])
+
+    def test_nobody_is_there(self):
+        self.assertEqual(self.page("[<~ query `a` ~><~ query `a` rowcount ~>]"), "[0]")
+        message = "The system manager could not be reached; the setting was not stored."
+        self.assertEqual(self.page(self.FORM, self.FIELDS, "POST"),
+                         f"form|2|{HOSTILE_HTML}|{message}|2|{message}|")
+
+    def test_a_peer_that_lies(self):
+        for name, reaction in (("nonsense", b"nonsense"), ("too large", b"16777217:"),
+                               ("no table", answer(0, b"\x011:4294967296:0:,"))):
+            with self.subTest(name), Peer(lambda *_: reaction):
+                self.assertEqual(self.page("[<~ query `a` ~><~ query `a` rowcount ~>]"), "[0]")
+                self.assertIn("may or may not be stored", self.page(self.FORM, self.FIELDS, "POST"))
+
+    def test_a_peer_that_stalls(self):
+        with Peer(lambda *_: None):
+            start = time.monotonic()
+            self.assertIn("form|2|", self.page(self.FORM, self.FIELDS, "POST"))
+            waited = time.monotonic() - start
+        self.assertGreaterEqual(waited, DEADLINE_SECONDS - 0.1)
+        self.assertLess(waited, DEADLINE_SECONDS + 3)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
