@@ -9,6 +9,10 @@ set(VISTEL_UPLOAD_FILE "/tmp/upload.bin" CACHE STRING "Where an uploaded file is
 set(VISTEL_AUTHORISATION_FILE "/var/rpcauth" CACHE STRING
     "Shared secret for requests to the system manager")
 set(VISTEL_SYSMGR_SOCKET "/var/run/sysmgr/socket" CACHE STRING "Socket of the system manager")
+set(VISTEL_SYSMGR_MODEL "/usr/share/vistel/model.json" CACHE STRING
+    "The device's model: keys, types, limits")
+set(VISTEL_SYSMGR_DATABASE "/var/lib/sysmgr/settings.db" CACHE STRING "The settings")
+set(VISTEL_SBIN_DIR "/usr/sbin" CACHE STRING "Where sysmgrd and sysmgrctl are installed")
 set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
     "Where vistel.cgi is installed; outside the document root")
 
@@ -17,7 +21,8 @@ if(NOT VISTEL_LOCALE_DIR)
 endif()
 # Template names are confined by comparing paths, which only works with paths in one form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
-             VISTEL_SYSMGR_SOCKET VISTEL_CGI_DIR)
+             VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SBIN_DIR
+             VISTEL_CGI_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")
   endif()

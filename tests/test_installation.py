@@ -20,6 +20,8 @@ SITE = Path(__file__).resolve().parent.parent / "site"
 LOCALES = ["usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")]
 NEUTRAL = "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
+SERVICE = ("usr/sbin/sysmgrd", "usr/sbin/sysmgrctl")
+MODEL = "usr/share/vistel/model.json"
 FILE_MODE, PROGRAM_MODE, FOLDER_MODE = 0o644, 0o755, 0o755
 
 
@@ -42,7 +44,8 @@ class Installation(unittest.TestCase):
         cls.scratch.cleanup()
 
     def test_files_and_modes(self):
-        expected = {PROGRAM: PROGRAM_MODE, NEUTRAL: FILE_MODE, **{name: FILE_MODE for name in LOCALES}}
+        expected = {name: PROGRAM_MODE for name in (PROGRAM, *SERVICE)}
+        expected.update({name: FILE_MODE for name in (MODEL, NEUTRAL, *LOCALES)})
         for folder in ("wgl", "styles"):
             for file in (SITE / folder).rglob("*"):
                 if file.is_file():

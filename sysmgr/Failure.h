@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+//
+// What stops the service at its start: one sentence for the person who reads the log.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+class StartFailure : public std::runtime_error {
+ public:
+  explicit StartFailure(const std::string& text) : std::runtime_error(text) {}
+};

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+//
+// sysmgrd: puts the parts together, the ones that others rely on first.
+#include <malloc.h>
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "sysmgr/Authorisation.h"
+#include "sysmgr/Device.h"
+#include "sysmgr/Dispatcher.h"
+#include "sysmgr/Failure.h"
+#include "sysmgr/Log.h"
+#include "sysmgr/ModelReader.h"
+#include "sysmgr/Options.h"
+#include "sysmgr/Powerline.h"
+#include "sysmgr/Server.h"
+#include "sysmgr/Storage.h"
+
+namespace {
+
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+// Buffers from this size on go back to the system when they are freed. Large answers are rare; the
+// C library would learn from the first one to keep such memory for itself.
+constexpr int kLargeBufferBytes = 256 * 1024;
+constexpr int kKeptHeapBytes = 1 << 20;
+
+constexpr const char* kDeviceName = "System.DeviceName";  // what the local station calls itself
+
+template <typename Clock>
+std::int64_t Seconds() {
+  const auto now = Clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::seconds>(now).count();
+}
+
+void Serve(const Options& options) {
+  const Model model = ReadModelFile(options.model);
+  const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
+  Storage storage(options.database, model);
+  Powerline powerline(options.seed, Seconds<std::chrono::system_clock>,
+                      Seconds<std::chrono::steady_clock>,
+                      [&storage] { return storage.Get(kDeviceName); });
+  Device device(model, powerline, storage);
+  Dispatcher dispatcher(device, authorisation);
+  Server server(options.socket, dispatcher);
+  if (!authorisation.IsExpected()) {
+    Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
+  }
+  server.Run();
+}
+
+int Run(const Options& options) {
+  switch (options.action) {
+    case Options::Action::kHelp:
+      return std::fputs(HelpText().c_str(), stdout) < 0 ? kExitFailure : 0;
+    case Options::Action::kVersion:
+      return std::puts("sysmgrd " VISTEL_VERSION) < 0 ? kExitFailure : 0;
+    case Options::Action::kCheckModel:
+      ReadModelFile(options.model);
+      return 0;
+    case Options::Action::kServe:
+      break;
+  }
+  Serve(options);
+  return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  mallopt(M_MMAP_THRESHOLD, kLargeBufferBytes);
+  // Naming one threshold stops the library from adapting the other: the heap would shrink and grow
+  // with every answer.
+  mallopt(M_TRIM_THRESHOLD, kKeptHeapBytes);
+  Options options;
+  try {
+    options = ParseOptions(count, arguments);
+  } catch (const std::exception& error) {
+    Log::Write(error.what());
+    return kExitUsage;
+  }
+  try {
+    return Run(options);
+  } catch (const std::exception& error) {
+    Log::Write(error.what());
+    return kExitFailure;
+  }
+}

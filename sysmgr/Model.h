@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+//
+// The model: which keys a device has, what values they take and who may do what with them. It is
+// data, read from a file that device makers edit (docs/model.md); nothing here knows a device.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/RegExp.h"
+
+enum class ValueType { kText, kInteger, kBoolean, kEnumeration, kMac, kIpv4, kPassword, kTable };
+
+enum class Access {
+  kRead,       // from a source of live values, or a constant
+  kReadWrite,  // a setting
+  kWriteOnly,  // a setting that is a secret: it can be set, never read
+};
+
+struct ModelColumn {
+  std::string name;
+  ValueType type = ValueType::kText;
+};
+
+struct ModelKey {
+  std::string name;
+  ValueType type = ValueType::kText;
+  Access access = Access::kRead;
+  std::string help;
+  std::string source;        // where live values come from; "" for settings and constants
+  std::string defaultValue;  // of a setting; the value of a constant
+  std::int64_t minimum = 0;  // of an integer; characters of a text or password
+  std::int64_t maximum = 0;
+  std::shared_ptr<const RegExp> pattern;  // the whole value must match it; null for any value
+  std::string patternHelp;                // the error text when it doesn't
+  std::vector<std::string> values;        // of an enumeration
+  bool optional = false;                  // the empty text is a value too
+  bool netmask = false;                   // an IPv4 address that is a network mask
+  std::vector<ModelColumn> columns;       // of a table
+  std::vector<std::string> clients;       // who may use the key; empty for everybody
+
+  bool IsSetting() const { return access != Access::kRead; }
+  bool IsOpenTo(std::string_view client) const;
+};
+
+// A demand on several settings together. It is looked at when a batch touches one of them.
+struct ModelRule {
+  enum class Kind {
+    kRequired,     // none of `keys` may be empty
+    kSameNetwork,  // keys[0] and keys[2] are different addresses in one network of mask keys[1]
+  };
+
+  Kind kind = Kind::kRequired;
+  std::string whenKey;  // only while this setting has the value whenValue; "" for always
+  std::string whenValue;
+  std::vector<std::string> keys;
+  std::string message;  // the error text
+
+  bool Concerns(std::string_view key) const;
+};
+
+class Model {
+ public:
+  const std::vector<ModelKey>& Keys() const { return keys_; }
+  const std::vector<ModelRule>& Rules() const { return rules_; }
+
+  // Null when there is no such key. Good for the model's life.
+  const ModelKey* Find(std::string_view name) const;
+
+  // False, with the model unchanged, when there is a key of that name.
+  bool Add(ModelKey key);
+  void Add(ModelRule rule) { rules_.push_back(std::move(rule)); }
+
+ private:
+  std::vector<ModelKey> keys_;
+  std::unordered_map<std::string, std::size_t> index_;
+  std::vector<ModelRule> rules_;
+};

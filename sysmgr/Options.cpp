@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// Names the build's paths, and nobody else does.
+#include "sysmgr/Options.h"
+
+#include <getopt.h>
+
+#include <charconv>
+#include <cstring>
+
+#include "sysmgr/Failure.h"
+
+namespace {
+
+constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
+                               {"model", required_argument, nullptr, 'm'},
+                               {"database", required_argument, nullptr, 'd'},
+                               {"authorisation", required_argument, nullptr, 'a'},
+                               {"seed", required_argument, nullptr, 'r'},
+                               {"check-model", no_argument, nullptr, 'c'},
+                               {"help", no_argument, nullptr, 'h'},
+                               {"version", no_argument, nullptr, 'v'},
+                               {nullptr, 0, nullptr, 0}};
+
+std::uint64_t ParseSeed(const char* text) {
+  std::uint64_t seed = 0;
+  const char* const end = text + std::strlen(text);
+  const auto [next, error] = std::from_chars(text, end, seed);
+  if (error != std::errc() || next != end) {
+    throw StartFailure("--seed must be a whole number from 0 to 18446744073709551615");
+  }
+  return seed;
+}
+
+}  // namespace
+
+Options ParseOptions(int count, char** arguments) {
+  Options options;
+  options.socket = VISTEL_SYSMGR_SOCKET;
+  options.model = VISTEL_SYSMGR_MODEL;
+  options.database = VISTEL_SYSMGR_DATABASE;
+  options.authorisation = VISTEL_AUTHORISATION_FILE;
+  optind = 1;
+  opterr = 0;
+  int chosen = 0;
+  while ((chosen = getopt_long(count, arguments, "", kOptions, nullptr)) != -1) {
+    switch (chosen) {
+      case 's':
+        options.socket = optarg;
+        break;
+      case 'm':
+        options.model = optarg;
+        break;
+      case 'd':
+        options.database = optarg;
+        break;
+      case 'a':
+        options.authorisation = optarg;
+        break;
+      case 'r':
+        options.seed = ParseSeed(optarg);
+        break;
+      case 'c':
+        options.action = Options::Action::kCheckModel;
+        break;
+      case 'h':
+        options.action = Options::Action::kHelp;
+        return options;
+      case 'v':
+        options.action = Options::Action::kVersion;
+        return options;
+      default:
+        throw StartFailure("'" + std::string(arguments[optind - 1]) +
+                           "' is unknown or lacks its value; see --help");
+    }
+  }
+  if (optind < count) {
+    throw StartFailure("'" + std::string(arguments[optind]) + "' is unknown; see --help");
+  }
+  return options;
+}
+
+std::string HelpText() {
+  return "Usage: sysmgrd [OPTION ...]\n"
+         "\n"
+         "Serves the device's settings and live values to programs on this device, in the\n"
+         "foreground, until SIGTERM. Writes its log to standard error.\n"
+         "\n"
+         "  --socket PATH         listen here (" VISTEL_SYSMGR_SOCKET
+         ")\n"
+         "  --model FILE          keys, types and limits (" VISTEL_SYSMGR_MODEL
+         ")\n"
+         "  --database FILE       the settings (" VISTEL_SYSMGR_DATABASE
+         ")\n"
+         "  --authorisation FILE  the secret that clients show (" VISTEL_AUTHORISATION_FILE
+         ");\n"
+         "                        without the file none is expected\n"
+         "  --seed NUMBER         of the simulated powerline (1)\n"
+         "  --check-model         only check the model\n"
+         "  --help, --version\n"
+         "\n"
+         "Exit status: 0 ended by a signal, 1 could not start or go on, 2 wrong option.\n";
+}

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+//
+// The command line of the service. Every path has a default from the build (docs/settings.md).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct Options {
+  enum class Action { kServe, kCheckModel, kHelp, kVersion };
+
+  Action action = Action::kServe;
+  std::string socket;
+  std::string model;
+  std::string database;
+  std::string authorisation;
+  std::uint64_t seed = 1;
+};
+
+// Throws StartFailure with what is wrong. The defaults are those of the build.
+Options ParseOptions(int count, char** arguments);
+
+// The text of --help.
+std::string HelpText();

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+//
+// A powerline network that exists only in numbers: a local station and seven others, two of them
+// with bad links. The rule to know: everything is a function of the seed and the clocks, so that
+// the same second of the same seed always looks the same. The time of day makes the noise; what has
+// to grow steadily goes by the clock that nobody sets.
+//
+// Sources: "uptime" (seconds), "output-power" (a number for each carrier, 256 is 0 dB),
+// and the tables "stations" and "tone-maps".
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sysmgr/LiveSource.h"
+
+class Powerline : public LiveSource {
+ public:
+  static constexpr std::size_t kCarriers = 1155;
+  static constexpr std::size_t kStations = 8;  // the local one is the first
+  static constexpr int kMaxBitsPerCarrier = 10;
+
+  using Clock = std::function<std::int64_t()>;  // seconds
+  using Decibels = std::array<double, kCarriers>;
+
+  // `timeOfDay` may jump in either direction, `steady` never runs backwards. `localName`: what the
+  // local station calls itself, asked for whenever stations are listed.
+  Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady,
+            std::function<std::string()> localName);
+
+  bool HasValue(std::string_view source) const override;
+  const std::vector<std::string>* Columns(std::string_view source) const override;
+  std::string Value(std::string_view source) override;
+  LiveRows Rows(std::string_view source) override;
+
+  // The signal-to-noise ratio, at that second of the time of day, of what the local station sends
+  // to (or, with `received`, gets from) station 1 to kStations - 1.
+  Decibels Snr(std::size_t station, bool received, std::int64_t seconds) const;
+
+  // The MAC address of a station.
+  std::string MacAddress(std::size_t station) const;
+
+ private:
+  struct Link {
+    std::array<unsigned char, kCarriers> toneMap;  // bits per carrier
+    unsigned rate;                                 // Mbit/s
+    double meanSnr;
+  };
+
+  std::uint64_t Hash(std::uint64_t a, std::uint64_t b, std::uint64_t c) const;
+  double Noise(std::uint64_t a, std::uint64_t b, std::uint64_t c) const;  // -1 to 1
+  Link MakeLink(std::size_t station, bool received) const;
+  void Refresh();
+  LiveRow StationRow(std::size_t station, const Link* sent, const Link* received) const;
+
+  std::uint64_t seed_;
+  Clock timeOfDay_;
+  Clock steady_;
+  std::function<std::string()> localName_;
+  std::int64_t start_;     // of steady_
+  std::int64_t now_ = -1;  // the second that the values below are of
+  std::int64_t up_ = -1;   // the seconds since the start that they are of
+  std::string shownName_;  // the local name in stations_
+  LiveRows stations_;
+  LiveRows toneMaps_;
+  std::string outputPower_;
+};

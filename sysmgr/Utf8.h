@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+//
+// Texts cut into characters. What is not well-formed UTF-8 has no characters.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace Utf8 {
+
+// The bytes of the character that `text` begins with; 0 when there is no well-formed one.
+inline std::size_t CharacterSize(std::string_view text) {
+  if (text.empty()) return 0;
+  const auto lead = static_cast<unsigned char>(text[0]);
+  const std::size_t size = lead < 0x80   ? 1
+                           : lead < 0xC2 ? 0
+                           : lead < 0xE0 ? 2
+                           : lead < 0xF0 ? 3
+                           : lead < 0xF5 ? 4
+                                         : 0;
+  if (size > text.size()) return 0;
+  for (std::size_t i = 1; i < size; ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return 0;
+  }
+  if (size > 2) {
+    // Longer than needed, a surrogate, or beyond the last character.
+    const auto next = static_cast<unsigned char>(text[1]);
+    if ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) ||
+        (lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F)) {
+      return 0;
+    }
+  }
+  return size;
+}
+
+// Whether a character, as CharacterSize cut it, is a control character: U+0000 to U+001F and
+// U+007F to U+009F. Terminals obey the upper ones like the lower.
+inline bool IsControl(std::string_view character) {
+  const auto lead = static_cast<unsigned char>(character[0]);
+  if (character.size() == 1) return lead < ' ' || lead == 0x7F;
+  return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+}
+
+}  // namespace Utf8

@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: MIT
+//
+// Queries and batches over the product's model and a powerline whose clock stands still.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "platform/StringVector.h"
+#include "sysmgr/Device.h"
+#include "sysmgr/Failure.h"
+#include "sysmgr/ModelReader.h"
+#include "sysmgr/Powerline.h"
+#include "tests/TestFolder.h"
+
+namespace {
+
+constexpr std::int64_t kStart = 1700000000;
+
+class DeviceTest : public testing::Test {
+ protected:
+  DeviceTest()
+      : folder_("/tmp/vistel-sysmgr"),
+        model_(ReadModelFile(VISTEL_TEST_MODEL)),
+        storage_(folder_.Path() + "/settings.db", model_),
+        now_(kStart),
+        powerline_(
+            7, [this] { return now_; }, [this] { return steady_; },
+            [this] { return storage_.Get("System.DeviceName"); }),
+        device_(model_, powerline_, storage_) {}
+
+  StringTable Query(const std::string& text) {
+    StringTable answer;
+    problem_.clear();
+    if (!device_.Query(StringTable(std::string(text), StringTable::kQueryText), "tester", answer,
+                       problem_)) {
+      EXPECT_NE(problem_, "");
+      return StringTable();
+    }
+    return answer;
+  }
+
+  // Rows with "/" between them, cells with "|".
+  std::string Text(const StringTable& table) {
+    std::string text;
+    for (unsigned row = 0; row < table.Rows(); ++row) {
+      if (row > 0) text += '/';
+      for (unsigned column = 0; column < table.Columns(); ++column) {
+        if (column > 0) text += '|';
+        text += table.View(row, column);
+      }
+    }
+    return text;
+  }
+
+  std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
+    StringTable keys(1);
+    StringTable values(1);
+    for (const auto& [key, value] : settings) {
+      keys.AddCells({key});
+      values.AddCells({value});
+    }
+    return Text(device_.Set(keys, values, "tester"));
+  }
+
+  TestFolder folder_;
+  Model model_;
+  Storage storage_;
+  std::int64_t now_;
+  std::int64_t steady_ = 1000;
+  Powerline powerline_;
+  Device device_;
+  std::string problem_;
+};
+
+TEST_F(DeviceTest, Queries) {
+  const struct {
+    const char* query;
+    const char* answer;
+  } kCases[] = {
+      {"System.ProductName", "Vistel Powerline Adapter"},
+      {"System.DeviceName;System.Led", "Vistel|1"},
+      {"HomePlug.Stations{Role=local}.Name", "Vistel"},
+      {"HomePlug.Stations{Role=local}", "local|00:0B:3B:7F:01:01|Vistel|||2.3.1-02|0||||"},
+      {"HomePlug.Stations{MacAddress=00:0b:3b:7f:01:03}.Name",
+       "<script>alert(\"powerline\")</script>"},
+      {"HomePlug.Stations{Role=remote,MacAddress=00:0B:3B:7F:01:01}.Name", ""},
+      // What a template writes with htmlesc into a selector stays that selector's value.
+      {"HomePlug.Stations{Name=%22%3E%3Cimg%20src%3Dx%20onerror%3Dalert%281%29%3E}.MacAddress",
+       "00:0B:3B:7F:01:07"},
+      {"HomePlug.Stations{Name=B%C3%BCro%20Gr%C3%B6%C3%9Fe%2C%201%2E%20Stock%3B%20%7BRole%3Dlocal%"
+       "7D}.MacAddress",
+       "00:0B:3B:7F:01:05"},
+      {"HomePlug.Stations{Name=x%2CRole%3Dlocal%7D;System.DeviceName}.MacAddress", ""},
+      {"HomePlug.Stations{Role=local}.Role:format=scalar", "local"},
+      {"HomePlug.Stations{Role=remote}.Role:format=scalar",
+       "remote,remote,remote,remote,remote,remote,remote"},
+      // The shorter key's column is filled up with nothing.
+      {"System.Led;HomePlug.Stations{Role=remote}.Role;System.PowerSave",
+       "1|remote|1/|remote|/|remote|/|remote|/|remote|/|remote|/|remote|"},
+  };
+  for (const auto& test : kCases) {
+    EXPECT_EQ(Text(Query(test.query)), test.answer) << test.query;
+    EXPECT_EQ(problem_, "") << test.query;
+  }
+}
+
+TEST_F(DeviceTest, RefusedQueries) {
+  const struct {
+    const char* query;
+    const char* problem;
+  } kCases[] = {
+      {"", "a query is a table of one column with a row for each key"},
+      {"Foo", "key 'Foo' is unknown"},
+      {"System.Led;Foo;System.Led", "key 'Foo' is unknown"},
+      {"System..Led", "key 'System..Led' is malformed"},
+      {"HomePlug.NetworkPassword", "key 'HomePlug.NetworkPassword' can't be read"},
+      {"HomePlug.Stations{Foo=1}", "key 'HomePlug.Stations{Foo=1}' has no column Foo"},
+      {"HomePlug.Stations{Role=local}.Foo",
+       "key 'HomePlug.Stations{Role=local}.Foo' has no column Foo"},
+      {"System.Led{Role=local}", "key 'System.Led{Role=local}' is not a table"},
+      {"System.Led:size=2", "key 'System.Led:size=2' has no option size"},
+      {"System.Led:format=xml", "key 'System.Led:format=xml' has no such format"},
+      {"HomePlug.SNR{MacAddress=00:0B:3B:7F:01:02}:format=scalar",
+       "key 'HomePlug.SNR{MacAddress=00:0B:3B:7F:01:02}:format=scalar' is unknown"},
+  };
+  for (const auto& test : kCases) {
+    EXPECT_EQ(Query(test.query).Rows(), 0U) << test.query;
+    EXPECT_EQ(problem_, test.problem) << test.query;
+  }
+  std::string many;
+  for (unsigned i = 0; i <= Device::kMaxKeysPerRequest; ++i) many += "System.Led;";
+  EXPECT_EQ(Query(many).Rows(), 0U);
+  EXPECT_EQ(problem_, "more than 4096 keys");
+  std::string large;
+  for (unsigned i = 0; i < Device::kMaxKeysPerRequest; ++i) large += "HomePlug.ToneMaps;";
+  EXPECT_EQ(Query(large).Rows(), 0U);
+  EXPECT_EQ(problem_, "the answer would be larger than 16777216 bytes");
+}
+
+TEST_F(DeviceTest, Batches) {
+  const std::string kRequired = "A static address needs address, network mask and gateway.";
+  const std::string kNetwork = "Address and gateway must be different devices of one network.";
+  const struct {
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::string answer;
+    std::string stored;  // device name, mode and address afterwards
+  } kCases[] = {
+      {{{"System.DeviceName", "a"}}, "", "a|dhcp|"},
+      {{{"System.DeviceName", ""}}, "must be 1 to 63 characters", "a|dhcp|"},
+      {{{"System.DeviceName", "b"}, {"System.Led", "on"}}, "/must be 0 or 1", "a|dhcp|"},
+      {{{"System.DeviceName", "b"}, {"Network.Mode", "static"}}, "//" + kRequired, "a|dhcp|"},
+      {{{"Network.Address", "192.168.1.5"}, {"System.DeviceName", "b"}}, "/", "b|dhcp|192.168.1.5"},
+      {{{"Network.Mode", "static"},
+        {"Network.Netmask", "255.255.255.0"},
+        {"Network.Gateway", "10.0.0.1"}},
+       "///" + kNetwork,
+       "b|dhcp|192.168.1.5"},
+      {{{"Network.Mode", "static"},
+        {"Network.Netmask", "255.255.255.0"},
+        {"Network.Gateway", "192.168.1.1"}},
+       "//",
+       "b|static|192.168.1.5"},
+      {{{"Network.Address", ""}}, "/" + kRequired, "b|static|192.168.1.5"},
+      {{{"Network.Mode", "dhcp"}, {"Network.Address", ""}}, "/", "b|dhcp|"},
+      {{{"Foo", "1"}}, "there is no such setting", "b|dhcp|"},
+      {{{"System.Uptime", "1"}}, "can only be read", "b|dhcp|"},
+      {{{"HomePlug.Stations{Role=local}.Name", "1"}}, "can only be read", "b|dhcp|"},
+      {{{"System.Led:format=scalar", "1"}}, "can only be set as a whole", "b|dhcp|"},
+      {{{"a b", "1"}}, "is not the name of a setting", "b|dhcp|"},
+      {{{"System.DeviceName", "x"}, {"System.DeviceName", "y"}}, "/is there twice", "b|dhcp|"},
+      {{{"HomePlug.NetworkPassword", "short"}}, "must be 8 to 64 characters", "b|dhcp|"},
+      {{{"HomePlug.NetworkPassword", "long enough"}}, "", "b|dhcp|"},
+  };
+  for (const auto& test : kCases) {
+    EXPECT_EQ(Set(test.settings), test.answer) << test.settings.front().first;
+    EXPECT_EQ(Text(Query("System.DeviceName;Network.Mode;Network.Address")), test.stored)
+        << test.settings.front().first;
+  }
+}
+
+TEST_F(DeviceTest, KeysOfSomeClientsOnly) {
+  ModelKey key = *model_.Find("System.Led");
+  key.name = "Owner.Led";
+  key.clients = {"Owner"};
+  ASSERT_TRUE(model_.Add(key));
+  EXPECT_EQ(Query("Owner.Led").Rows(), 0U);
+  EXPECT_EQ(problem_, "key 'Owner.Led' is not open to this client");
+  EXPECT_EQ(Set({{"Owner.Led", "1"}}), "is not open to this client");
+}
+
+TEST_F(DeviceTest, SourcesOfTheModelMustExist) {
+  const struct {
+    const char* key;
+    const char* fault;
+  } kCases[] = {
+      {R"({"key": "a", "type": "text", "access": "read", "source": "x"})",
+       "model, key 'a': there is no source 'x' of a single value"},
+      {R"({"key": "a", "type": "table", "access": "read", "source": "x", "columns": [{"name": "c", "type": "text"}]})",
+       "model, key 'a': there is no source 'x' of a table"},
+      {R"({"key": "a", "type": "table", "access": "read", "source": "stations", "columns": [{"name": "c", "type": "text"}]})",
+       "model, key 'a': source 'stations' has no column 'c'"},
+  };
+  for (const auto& test : kCases) {
+    const Model model =
+        ReadModel("m", R"({"device": "d", "version": 1, "keys": [)" + std::string(test.key) + "]}");
+    std::string fault = "none";
+    try {
+      const Device device(model, powerline_, storage_);
+    } catch (const StartFailure& failure) {
+      fault = failure.what();
+    }
+    EXPECT_EQ(fault, test.fault);
+  }
+}
+
+TEST_F(DeviceTest, PowerlineFollowsSeedAndClock) {
+  const auto now = [this] { return now_; };
+  const auto steady = [this] { return steady_; };
+  const auto name = [] { return std::string("Vistel"); };
+  Powerline same(7, now, steady, name);
+  Powerline other(8, now, steady, name);
+  EXPECT_EQ(*powerline_.Rows("stations"), *same.Rows("stations"));
+  EXPECT_NE(*powerline_.Rows("stations"), *other.Rows("stations"));
+  const std::vector<LiveRow> before = *powerline_.Rows("stations");
+  // Somebody sets the clock back; no count knows.
+  now_ -= 3600;
+  steady_ += 60;
+  const std::vector<LiveRow> after = *powerline_.Rows("stations");
+  EXPECT_NE(before, after);
+  EXPECT_EQ(after, *same.Rows("stations"));
+  EXPECT_EQ(powerline_.Value("uptime"), "60");
+  EXPECT_EQ(after[0][6], "60");
+  // Counters only grow.
+  for (std::size_t station = 1; station < Powerline::kStations; ++station) {
+    EXPECT_EQ(std::stoll(after[station][6]), std::stoll(before[station][6]) + 60);
+    for (std::size_t column = 8; column < after[station].size(); ++column) {
+      EXPECT_GE(std::stoll(after[station][column]), std::stoll(before[station][column]));
+    }
+  }
+}
+
+TEST_F(DeviceTest, PowerlineIsPlausible) {
+  unsigned bad = 0;
+  std::set<std::string> addresses;
+  for (now_ = kStart; now_ < kStart + 3600; now_ += 300) {
+    bad = 0;
+    for (const LiveRow& row : *powerline_.Rows("stations")) {
+      addresses.insert(row[1]);
+      if (row[0] == "local") continue;
+      const unsigned long rate = std::stoul(row[3]);
+      EXPECT_LE(rate, 200U);
+      EXPECT_GE(rate, 1U);
+      if (rate < 50) ++bad;
+    }
+    EXPECT_EQ(bad, 2U) << now_;
+  }
+  EXPECT_EQ(addresses.size(), Powerline::kStations);
+  for (const LiveRow& row : *powerline_.Rows("tone-maps")) {
+    EXPECT_EQ(row[1].size(), Powerline::kCarriers);
+    EXPECT_EQ(row[1].find_first_not_of("0123456789a"), std::string::npos);
+    EXPECT_EQ(row[2].size(), Powerline::kCarriers);
+  }
+  const StringVector powers(',', powerline_.Value("output-power"));
+  ASSERT_EQ(powers.size(), Powerline::kCarriers);
+  for (const std::string& power : powers) EXPECT_LE(std::stoul(power), 512U);
+  for (const double decibels : powerline_.Snr(1, false, now_)) {
+    EXPECT_GE(decibels, 0.0);
+    EXPECT_LE(decibels, 60.0);
+  }
+}
+
+}  // namespace
