@@ -11,7 +11,8 @@
  *   -c  pin this process and its children to one processor (default: pinned nowhere)
  *   -t  tab-separated values in nanoseconds instead of the aligned table in microseconds
  * A PROGRAM is started without arguments and with the caller's environment. When it is a name
- * followed by "@FILE", FILE is its standard input; otherwise that is /dev/null.
+ * followed by "@FILE", FILE is its standard input; otherwise that is /dev/null. "?TEXT" behind all
+ * that makes TEXT its QUERY_STRING, so that one program can be compared on several pages.
  */
 #define _GNU_SOURCE
 #include <errno.h>
@@ -41,6 +42,7 @@ typedef struct {
   const char* name;
   const char* path;
   const char* input;
+  char** environment;
   int64_t* nanoseconds;
 } Program;
 
@@ -80,7 +82,7 @@ static void ExecChild(const Program* program, int output) {
     _exit(EXIT_NO_EXEC);
   if (input > STDERR_FILENO) close(input);
   char* const arguments[] = {(char*)program->path, NULL};
-  execv(program->path, arguments);
+  execve(program->path, arguments, program->environment);
   _exit(EXIT_NO_EXEC);
 }
 
@@ -150,6 +152,25 @@ static void Pin(long processor) {
     Fail("cannot pin to processor %ld: %s", processor, strerror(errno));
 }
 
+/* The caller's environment with another query string. Made once, so that every start costs the
+   same. */
+static char** EnvironmentWith(const char* query) {
+  static const char name[] = "QUERY_STRING=";
+  size_t count = 0;
+  while (environ[count] != NULL) ++count;
+  char** result = calloc(count + 2, sizeof *result);
+  char* text = malloc(sizeof name + strlen(query));
+  if (result == NULL || text == NULL) Fail("no memory for an environment");
+  strcat(strcpy(text, name), query);
+  size_t place = count;
+  for (size_t i = 0; i < count; ++i) {
+    result[i] = environ[i];
+    if (strncmp(environ[i], name, sizeof name - 1) == 0) place = i;
+  }
+  result[place] = text;
+  return result;
+}
+
 static void Report(const Program* programs, int count, long rounds, uint64_t bytes,
                    bool separated) {
   double floorMedian = 0;
@@ -214,7 +235,13 @@ int main(int argc, char** argv) {
     if (equals == NULL || equals == text || equals[1] == '\0')
       Fail("'%s' is not of the form NAME=PROGRAM", text);
     *equals = '\0';
-    programs[i] = (Program){.name = text, .path = equals + 1, .input = "/dev/null"};
+    programs[i] =
+        (Program){.name = text, .path = equals + 1, .input = "/dev/null", .environment = environ};
+    char* query = strchr(equals + 1, '?');
+    if (query != NULL) {
+      *query = '\0';
+      programs[i].environment = EnvironmentWith(query + 1);
+    }
     char* at = strchr(equals + 1, '@');
     if (at != NULL) {
       *at = '\0';

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+//
+// The system manager with another device behind it: one table, source "large", of 500 rows and 6
+// columns, which the simulated powerline with its eight stations doesn't have. The rule: everything
+// but the source is the service's own library, and it takes the same options.
+#include <malloc.h>
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+
+#include "sysmgr/Authorisation.h"
+#include "sysmgr/Device.h"
+#include "sysmgr/Dispatcher.h"
+#include "sysmgr/ModelReader.h"
+#include "sysmgr/Options.h"
+#include "sysmgr/Server.h"
+#include "sysmgr/Storage.h"
+
+namespace {
+
+constexpr unsigned kRows = 500;
+
+// As sysmgrd has it.
+constexpr int kLargeBufferBytes = 256 * 1024;
+
+// What strangers write into two of the columns.
+constexpr const char* kNames[] = {
+    "Wohnzimmer & K\xC3\xBC\x63he", "<script>alert(\"powerline\")</script>", "O'Brien \"attic\" <3",
+    "\"><img src=x onerror=alert(1)>", "Keller, hinter der Waschmaschine"};
+constexpr const char* kNotes[] = {"1. Stock; {Role=local} & <b>", "Garage", "'--\"<>&", "",
+                                  "B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65 > 3"};
+
+class LargeTable : public LiveSource {
+ public:
+  LargeTable() {
+    auto rows = std::make_shared<std::vector<LiveRow>>();
+    for (unsigned row = 0; row < kRows; ++row) {
+      char mac[sizeof "02:00:00:00:00:00"];
+      std::snprintf(mac, sizeof mac, "02:00:00:7f:%02x:%02x", row >> 8, row & 0xff);
+      rows->push_back({mac, kNames[row % std::size(kNames)], std::to_string(row * 37 % 500),
+                       std::to_string(row * 91 % 500), "7.12.3-4",
+                       kNotes[row / 3 % std::size(kNotes)]});
+    }
+    rows_ = rows;
+  }
+
+  bool HasValue(std::string_view /*source*/) const override { return false; }
+  const std::vector<std::string>* Columns(std::string_view source) const override {
+    return source == "large" ? &columns_ : nullptr;
+  }
+  std::string Value(std::string_view /*source*/) override { return std::string(); }
+  LiveRows Rows(std::string_view /*source*/) override { return rows_; }
+
+ private:
+  std::vector<std::string> columns_ = {"MacAddress", "Name",     "TxRate",
+                                       "RxRate",     "Firmware", "Note"};
+  LiveRows rows_;
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  mallopt(M_MMAP_THRESHOLD, kLargeBufferBytes);
+  try {
+    const Options options = ParseOptions(count, arguments);
+    const Model model = ReadModelFile(options.model);
+    const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
+    Storage storage(options.database, model);
+    LargeTable table;
+    Device device(model, table, storage);
+    Dispatcher dispatcher(device, authorisation);
+    Server server(options.socket, dispatcher);
+    server.Run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "large-table: %s\n", error.what());
+    return 1;
+  }
+}
