@@ -22,6 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 const char kProduct[] = "Vistel Powerline Adapter";
 
+// A path as one word of a command.
+std::string Quoted(const std::string& path) {
+  return "'" + path + "'";
+}
+
 int RunProgram(const std::string& command) {
   const int status = std::system(command.c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -71,9 +76,9 @@ TEST(Service, RefusesToStart) {
     EXPECT_EQ(log.find("secret\n"), std::string::npos);
   }
   Service first;
-  const std::string program = VISTEL_TEST_SYSMGRD;
+  const std::string program = Quoted(VISTEL_TEST_SYSMGRD);
   EXPECT_EQ(RunProgram(program + " --socket " + first.Socket() + " --database " + first.Folder() +
-                       "/other.db --model " VISTEL_TEST_MODEL " 2>/dev/null"),
+                       "/other.db --model " + Quoted(VISTEL_TEST_MODEL) + " 2>/dev/null"),
             1);
   EXPECT_EQ(first.End(SIGTERM), "exit 0");
   for (const mode_t mode : {0755U, 0770U}) {
@@ -84,10 +89,10 @@ TEST(Service, RefusesToStart) {
 }
 
 TEST(Service, CommandLine) {
-  const std::string program = VISTEL_TEST_SYSMGRD;
+  const std::string program = Quoted(VISTEL_TEST_SYSMGRD);
   EXPECT_EQ(RunProgram(program + " --help >/dev/null"), 0);
   EXPECT_EQ(RunProgram(program + " --version | grep -Eqx 'sysmgrd [0-9.]+'"), 0);
-  EXPECT_EQ(RunProgram(program + " --check-model --model " VISTEL_TEST_MODEL), 0);
+  EXPECT_EQ(RunProgram(program + " --check-model --model " + Quoted(VISTEL_TEST_MODEL)), 0);
   EXPECT_EQ(RunProgram(program + " --check-model --model /dev/null 2>/dev/null"), 1);
   EXPECT_EQ(RunProgram(program + " --seed x 2>/dev/null"), 2);
   EXPECT_EQ(RunProgram(program + " extra 2>/dev/null"), 2);
@@ -95,7 +100,7 @@ TEST(Service, CommandLine) {
 
 TEST(Service, ControlProgram) {
   const Service service(ServiceSetup{"", "secret\n", 0640, "", 0});
-  const std::string control = std::string(VISTEL_TEST_SYSMGRCTL) + " --socket " + service.Socket() +
+  const std::string control = Quoted(VISTEL_TEST_SYSMGRCTL) + " --socket " + service.Socket() +
                               " --authorisation " + service.Folder() + "/auth ";
   EXPECT_EQ(RunProgram(control + "set 'System.DeviceName=a=b' System.Led=0"), 0);
   EXPECT_EQ(RunProgram(control + "get System.DeviceName System.Led | grep -qx 'a=b\t0'"), 0);
@@ -345,7 +350,7 @@ TEST(Service, MemoryOfClientsThatDoNotRead) {
 
 TEST(Service, ManyClients) {
   Service service;
-  const std::string load = VISTEL_TEST_LOAD;
+  const std::string load = Quoted(VISTEL_TEST_LOAD);
   EXPECT_EQ(RunProgram(load + " -c 200 -n 20000 -s " + service.Socket()), 0);
   const long early = service.ResidentKilobytes();
   EXPECT_EQ(RunProgram(load + " -c 200 -n 100000 -s " + service.Socket()), 0);
