@@ -32,15 +32,6 @@ bool WaitFor(int file, const std::atomic<bool>& stop) {
 
 }  // namespace
 
-std::string AnswerOf(const std::string& result, const std::string& reply) {
-  std::string payload;
-  Netstring::Append(payload, result);
-  Netstring::Append(payload, reply);
-  std::string answer;
-  Netstring::Append(answer, payload);
-  return answer;
-}
-
 FakeSystemManager::FakeSystemManager(const std::string& path,
                                      std::function<Reaction(const Request&)> react)
     : path_(path), react_(std::move(react)), stop_(false), connections_(0) {

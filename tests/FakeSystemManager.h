@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/Answer.h"
+
 class FakeSystemManager {
  public:
   using Request = std::vector<std::string>;  // the netstrings of the payload
@@ -42,6 +44,3 @@ class FakeSystemManager {
   std::vector<Request> requests_;
   std::thread thread_;
 };
-
-// A well-formed answer.
-std::string AnswerOf(const std::string& result, const std::string& reply);

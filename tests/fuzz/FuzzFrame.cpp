@@ -16,6 +16,7 @@
 #include "platform/Netstring.h"
 #include "platform/StringTable.h"
 #include "platform/SysMgrProxy.h"
+#include "tests/Answer.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 namespace {
@@ -55,15 +56,6 @@ void CheckGrowth(std::string_view text, std::size_t maxBytes) {
     }
     before = piece.status;
   }
-}
-
-std::string AnswerOf(const std::string& result, const std::string& reply) {
-  std::string payload;
-  Netstring::Append(payload, result);
-  Netstring::Append(payload, reply);
-  std::string answer;
-  Netstring::Append(answer, payload);
-  return answer;
 }
 
 void CheckProxy() {

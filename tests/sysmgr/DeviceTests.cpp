@@ -14,6 +14,7 @@
 #include "sysmgr/ModelReader.h"
 #include "sysmgr/Powerline.h"
 #include "tests/TestFolder.h"
+#include "tests/sysmgr/Service.h"
 
 namespace {
 
@@ -42,19 +43,6 @@ class DeviceTest : public testing::Test {
     return answer;
   }
 
-  // Rows with "/" between them, cells with "|".
-  std::string Text(const StringTable& table) {
-    std::string text;
-    for (unsigned row = 0; row < table.Rows(); ++row) {
-      if (row > 0) text += '/';
-      for (unsigned column = 0; column < table.Columns(); ++column) {
-        if (column > 0) text += '|';
-        text += table.View(row, column);
-      }
-    }
-    return text;
-  }
-
   std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
     StringTable keys(1);
     StringTable values(1);
@@ -62,7 +50,7 @@ class DeviceTest : public testing::Test {
       keys.AddCells({key});
       values.AddCells({value});
     }
-    return Text(device_.Set(keys, values, "tester"));
+    return TableText(device_.Set(keys, values, "tester"));
   }
 
   TestFolder folder_;
@@ -102,7 +90,7 @@ TEST_F(DeviceTest, Queries) {
        "1|remote|1/|remote|/|remote|/|remote|/|remote|/|remote|/|remote|"},
   };
   for (const auto& test : kCases) {
-    EXPECT_EQ(Text(Query(test.query)), test.answer) << test.query;
+    EXPECT_EQ(TableText(Query(test.query)), test.answer) << test.query;
     EXPECT_EQ(problem_, "") << test.query;
   }
 }
@@ -176,7 +164,7 @@ TEST_F(DeviceTest, Batches) {
   };
   for (const auto& test : kCases) {
     EXPECT_EQ(Set(test.settings), test.answer) << test.settings.front().first;
-    EXPECT_EQ(Text(Query("System.DeviceName;Network.Mode;Network.Address")), test.stored)
+    EXPECT_EQ(TableText(Query("System.DeviceName;Network.Mode;Network.Address")), test.stored)
         << test.settings.front().first;
   }
 }

@@ -91,6 +91,8 @@ std::string SetRequest(const std::vector<std::pair<std::string, std::string>>& s
 // An answer's payload as it must be for that result and reply.
 std::string Answer(int result, std::string_view reply);
 
-// The rows of the table that answers a request, cells with "|" between them and rows with "/"; or
-// what came instead, in brackets.
+// Rows with "/" between them, cells with "|".
+std::string TableText(const StringTable& table);
+
+// The table that answers a request, as text; or what came instead, in brackets.
 std::string Ask(Client& client, const std::string& request);
