@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "request/FormBody.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
+
+#include "request/InputWindow.h"
 
 namespace {
 
@@ -16,21 +15,12 @@ bool IsWhiteSpace(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
-// The number of bytes read; 0 at the end of the input and on an error.
-std::size_t ReadBlock(char* block) {
-  ssize_t count;
-  do {
-    count = read(STDIN_FILENO, block, kBlockBytes);
-  } while (count < 0 && errno == EINTR);
-  return count > 0 ? static_cast<std::size_t>(count) : 0;
-}
-
 }  // namespace
 
 std::string ReadFormBody() {
   std::string word;
   char block[kBlockBytes];
-  while (const std::size_t count = ReadBlock(block)) {
+  while (const std::size_t count = ReadInput(block, sizeof block)) {
     const char* const blockEnd = block + count;
     const char* begin = block;
     if (word.empty()) begin = std::find_if_not(begin, blockEnd, IsWhiteSpace);

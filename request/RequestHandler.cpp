@@ -3,6 +3,8 @@
 // Parsing: from the environment and a form body to variables.
 #include "request/RequestHandler.h"
 
+#include <vector>
+
 #include "platform/RegExp.h"
 #include "request/Environment.h"
 #include "request/FormBody.h"
@@ -14,6 +16,9 @@ namespace {
 // The starred last letter admits any content type that begins with the form type less that letter,
 // so that parameters may follow it.
 constexpr char kFormPattern[] = "^application/x-www-form-urlencoded*";
+
+// The boundary is all that stands behind the last "boundary=", quotes included.
+constexpr char kMultipartPattern[] = "^multipart/form-data.*boundary=(.*)$";
 
 // See RequestHandler::Unescape.
 unsigned DigitValue(char byte) {
@@ -40,6 +45,10 @@ bool RequestHandler::Parse() {
   }
   if (method_ == "POST") {
     if (RegExp(kFormPattern, RegExp::kExtended).Match(contentType_)) return ParseForm();
+    std::vector<std::string> groups;
+    if (RegExp(kMultipartPattern, RegExp::kExtended).Match(contentType_, &groups)) {
+      return ParseMultipart(groups[1]);
+    }
     WriteErrorPage("Unsupported content type: '%s'", contentType_.c_str());
     return false;
   }

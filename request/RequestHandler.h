@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 
+class UploadOutput;
 class WGLVariables;
 
 class RequestHandler {
@@ -39,6 +40,12 @@ class RequestHandler {
   // two bytes behind it stands for itself.
   static std::string Unescape(std::string text);
 
+  // Reads a multipart body from standard input. Fields are stored in their order; the content of a
+  // file goes into gUploadFile, see UploadFile, and leaves no variable. The last file stays; none
+  // does when that one is empty or was cut off. 1 when the body was well formed up to its closing
+  // delimiter, behind which nothing is read; otherwise 0, with what came before stored.
+  int ParseUploadData(const std::string& boundary);
+
   // The language to answer in, a two-letter code (ISO 639-1): the variable "_lang", else the first
   // entry of HTTP_ACCEPT_LANGUAGE, in the header's order, that has a catalogue; else "en".
   std::string DetermineLanguage(const std::string& localeDir, const std::string& textDomain) const;
@@ -60,7 +67,22 @@ class RequestHandler {
   // A form body that announces less than 1 or more than this many bytes is refused.
   static constexpr std::uint32_t kMaxFormBytes = 8192;
 
+  struct Upload;  // a multipart body while it is being read
+
   bool ParseForm();
+  bool ParseMultipart(const std::string& boundary);
+
+  // Reads a part's header block and its empty line. False when there is no empty line within the
+  // limit. A name that the block doesn't give is "".
+  bool ParseUploadDataHeader(Upload& upload, std::string& name, std::string& fileName) const;
+
+  // Copies up to the next delimiter, with a line break in front of it or without, and takes that
+  // too. Content behind `limit` bytes is dropped. False when the input ends before.
+  bool ParseUploadDataPart(Upload& upload, const std::string& boundary, UploadOutput& output,
+                           std::size_t limit, bool lineBreak) const;
+
+  // The same, into the upload file.
+  bool ParseUploadDataFile(Upload& upload, const std::string& boundary) const;
 
   std::string method_;
   std::string contentType_;

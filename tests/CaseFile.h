@@ -16,6 +16,8 @@
 //   --- response [CONTENT-TYPE]      all that is written; with a content type, what follows the
 //                                    header block of that type
 //   --- wgl-error LINE MESSAGE       the response is this template error in main.wgl
+//   --- uploaded                     what the upload file holds afterwards; without this section
+//                                    there is none
 //   --- exit N                       the exit status, when it isn't 0
 //   --- errors                       standard error, when it isn't empty
 //

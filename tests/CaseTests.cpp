@@ -7,6 +7,9 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -71,7 +74,7 @@ struct Trial {
       std::istringstream lines(Filled(section.text));
       for (std::string line; std::getline(lines, line);) input.environment.push_back(line);
     } else if (kind == "body") {
-      input.body = {section.text};
+      input.body = {Filled(section.text)};
     } else if (kind == "stdin") {
       input.stdinClosed = true;
     } else if (kind == "open-files") {
@@ -86,6 +89,8 @@ struct Trial {
                         " in file '" + folder.Path() +
                         "/main.wgl'): " + Filled(Joined(section.words, 1)) + "\n\n" +
                         Filled(section.text);
+    } else if (kind == "uploaded") {
+      uploaded = section.text;
     } else if (kind == "exit") {
       expected.ending = "exit " + section.words[0];
     } else if (kind == "errors") {
@@ -100,7 +105,14 @@ struct Trial {
   std::string directory;
   ProgramInput input;
   ProgramResult expected;
+  std::optional<std::string> uploaded;
 };
+
+std::optional<std::string> UploadFileContent() {
+  std::ifstream stream(gUploadFile, std::ios::binary);
+  if (!stream.is_open()) return {};
+  return std::string{std::istreambuf_iterator<char>(stream), {}};
+}
 
 TEST_P(CaseTest, AnswersAsWritten) {
   const TestFolder folder(gDocumentRoot + "/cases");
@@ -109,7 +121,10 @@ TEST_P(CaseTest, AnswersAsWritten) {
     if (section.kind == "unreadable" && geteuid() == 0) GTEST_SKIP() << "root may read any file";
     ASSERT_TRUE(trial.Apply(section)) << section.kind;
   }
+  std::filesystem::create_directories(std::filesystem::path(gUploadFile).parent_path());
+  std::filesystem::remove(gUploadFile);
   const ProgramResult result = RunProgram(gProgram, trial.input);
+  EXPECT_EQ(UploadFileContent(), trial.uploaded);
   EXPECT_EQ(result.output, trial.expected.output);
   EXPECT_EQ(result.errors, trial.expected.errors);
   EXPECT_EQ(result.ending, trial.expected.ending);

@@ -3,14 +3,20 @@
 // Requests and templates that are too large to write down: generated ones, and tables of syntax
 // errors and numbers.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "main/Settings.h"
 #include "tests/Process.h"
 #include "tests/TestFolder.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -245,6 +251,48 @@ TEST_F(ProgramTest, LargeRequests) {
     EXPECT_TRUE(result.output == row.output) << result.output.substr(0, 200);
     EXPECT_EQ(result.errors + result.ending, row.ending);
   }
+}
+
+// Whatever becomes of the file, the fields behind it are read.
+TEST_F(ProgramTest, Uploads) {
+  const fs::path target = gUploadFile;
+  const std::string other = fs::path(target).replace_extension("other");
+  fs::create_directories(target.parent_path());
+  const std::string part = "--B\r\nContent-Disposition: form-data; name=\"";
+  const std::string start = part + "f\"; filename=\"x\"\r\n\r\n";
+  const std::string end = "\r\n" + part + "_file\"\r\n\r\n" + Field().substr(6) + "\r\n--B--\r\n";
+  const std::string content(3 * 65536, 'x');
+  const struct {
+    const char* kind;
+    std::function<void()> make;
+    std::size_t size;  // of what is found at the upload file's path
+    unsigned fileBytes = 0;
+  } rows[] = {
+      {"nothing", [] {}, content.size()},
+      {"a file limit", [] {}, 100'000, 100'000},
+      {"a FIFO", [&] { mkfifo(target.c_str(), 0600); }, content.size()},
+      {"a symbolic link", [&] { fs::create_symlink(other, target); }, content.size()},
+      {"a hard link", [&] { fs::create_hard_link(other, target); }, content.size()},
+      {"a folder", [&] { fs::create_directory(target); }, 0},
+  };
+  Get("stored ${_errorcount}");
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.kind);
+    fs::remove_all(target);
+    std::ofstream(other) << "untouched";
+    row.make();
+    ProgramInput input;
+    input.environment = {"REQUEST_METHOD=POST", "CONTENT_TYPE=multipart/form-data; boundary=B"};
+    input.body = {start + content.substr(0, 70'000), content.substr(70'000) + end};
+    input.fileBytes = row.fileBytes;
+    input.signalBetweenPieces = true;
+    ExpectPage(RunProgram(gProgram, input), "stored 0");
+    EXPECT_EQ(fs::is_regular_file(fs::symlink_status(target)) ? fs::file_size(target) : 0,
+              row.size);
+    EXPECT_EQ(fs::file_size(other), std::string("untouched").size());
+  }
+  fs::remove_all(target);
+  fs::remove(other);
 }
 
 // The parser's stacks hold 10,000 entries. A command in a command takes three of them, and two

@@ -51,6 +51,10 @@ void WaitUntilRead(int pipe) {
     const rlimit limit = {input.openFiles, input.openFiles};
     setrlimit(RLIMIT_NOFILE, &limit);
   }
+  if (input.fileBytes != 0) {
+    const rlimit limit = {input.fileBytes, input.fileBytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
   signal(SIGPIPE, SIG_DFL);
   alarm(kTimeLimitSeconds);
   execve(program.c_str(), arguments, environment.data());

@@ -13,6 +13,7 @@ struct ProgramInput {
   bool stdinClosed = false;              // no descriptor 0 at all
   bool signalBetweenPieces = false;      // a SIGIO while it waits for the next piece
   unsigned openFiles = 0;                // limit on open files; 0 for the usual one
+  unsigned fileBytes = 0;                // limit on the size of a file; 0 for the usual one
 };
 
 struct ProgramResult {

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+//
+// Multipart bodies (RFC 7578), read in one pass: fields become variables, the content of a file
+// goes into the upload file. The rule to know: the outcome is that of a reader that takes one byte
+// at a time; blocks only make it fast.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "main/Settings.h"
+#include "platform/RegExp.h"
+#include "request/InputWindow.h"
+#include "request/RequestHandler.h"
+#include "request/UploadFile.h"
+#include "request/UploadOutput.h"
+#include "wgl/WGLVariables.h"
+
+namespace {
+
+// A delimiter that is longer never matches. Boundaries have at most 70 bytes (RFC 2046, 5.1.1).
+constexpr std::size_t kMaxDelimiterBytes = 127;
+
+// Of one part's header block; what the usual headers take several times over.
+constexpr std::size_t kMaxHeaderBytes = 8192;
+
+// Content is kept as long as fewer bytes than this have been read for its part, the rest is
+// dropped. A field is as large as a whole form may be, a file as large as a firmware image.
+constexpr std::size_t kFieldLimitBytes = 8192;
+constexpr std::size_t kFileLimitBytes = 6291456;
+
+// The space keeps the first one from matching inside the second.
+constexpr char kNamePattern[] = " name=\"([^\"]*)\"";
+constexpr char kFileNamePattern[] = " filename=\"([^\"]*)\"";
+
+// Looks for the delimiter in block after block and hands on what stands before it.
+//
+// After a mismatch only the byte at hand is looked at again, never an ending of what had matched.
+// What has matched so far is the beginning of the delimiter itself, so that none of it has to be
+// kept: what earlier blocks ended with is written from the delimiter.
+class PartCopier {
+ public:
+  PartCopier(const std::string& delimiter, UploadOutput& output, std::size_t limit)
+      : delimiter_(delimiter), output_(output), limit_(limit), matched_(0), read_(0) {}
+
+  bool IsComplete() const { return matched_ == delimiter_.size(); }
+  bool IsTooLong() const { return !IsComplete() && matched_ >= kMaxDelimiterBytes; }
+
+  // Returns how much of the block was read: all of it, unless the search is over.
+  std::size_t Copy(std::string_view block) {
+    const std::size_t held = matched_;  // from earlier blocks
+    // Places from here on are behind the limit.
+    const std::size_t room = limit_ > read_ ? static_cast<std::size_t>(limit_ - read_ - 1) : 0;
+    bool heldIsContent = false;
+    std::size_t kept = 0;  // the block's content up to here is to be written
+    std::size_t at = 0;
+    while (at < block.size() && !IsComplete() && !IsTooLong()) {
+      if (block[at] == delimiter_[matched_]) {
+        ++matched_;
+        ++at;
+      } else if (matched_ > 0) {
+        // All that had matched is content, or is dropped, as the byte at hand is.
+        if (at < room) {
+          kept = at;
+          heldIsContent = true;
+        }
+        matched_ = 0;
+      } else {
+        const std::size_t end = std::min(block.find(delimiter_[0], at), block.size());
+        if (at < room) kept = std::min(end, room);
+        at = end;
+      }
+    }
+    if (heldIsContent && held > 0) output_.Write(std::string_view(delimiter_).substr(0, held));
+    if (kept > 0) output_.Write(block.substr(0, kept));
+    read_ += at;
+    return at;
+  }
+
+ private:
+  const std::string& delimiter_;
+  UploadOutput& output_;
+  std::uint64_t limit_;
+  std::size_t matched_;
+  std::uint64_t read_;  // the delimiter's bytes included; a body may be larger than memory
+};
+
+}  // namespace
+
+// Compiled once for all parts. On the heap, because of the window.
+struct RequestHandler::Upload {
+  Upload()
+      : namePattern(kNamePattern, RegExp::kExtended),
+        fileNamePattern(kFileNamePattern, RegExp::kExtended) {}
+
+  InputWindow input;
+  RegExp namePattern;
+  RegExp fileNamePattern;
+};
+
+bool RequestHandler::ParseMultipart(const std::string& boundary) {
+  if (ParseUploadData(boundary) > 0) return true;
+  WriteErrorPage("Malformed multipart data");
+  return false;
+}
+
+int RequestHandler::ParseUploadData(const std::string& boundary) {
+  const auto upload = std::make_unique<Upload>();
+  DiscardedOutput preamble;
+  if (!ParseUploadDataPart(*upload, boundary, preamble, kFieldLimitBytes, false)) return 0;
+  for (;;) {
+    const int first = upload->input.Get();
+    const int second = upload->input.Get();
+    if (first == '-' && second == '-') return 1;
+    if (first != '\r' || second != '\n') return 0;
+    std::string name;
+    std::string fileName;
+    if (!ParseUploadDataHeader(*upload, name, fileName)) return 0;
+    if (!fileName.empty()) {
+      if (!ParseUploadDataFile(*upload, boundary)) return 0;
+      continue;
+    }
+    StringOutput value;
+    if (!ParseUploadDataPart(*upload, boundary, value, kFieldLimitBytes, true)) return 0;
+    if (variables_ != nullptr) variables_->Set(name, value.Text());
+  }
+}
+
+// The last file of a request is what stays, and nothing when that one is empty.
+bool RequestHandler::ParseUploadDataFile(Upload& upload, const std::string& boundary) const {
+  UploadFile file(gUploadFile);
+  const bool whole = ParseUploadDataPart(upload, boundary, file, kFileLimitBytes, true);
+  if (!whole || file.Size() == 0) file.Remove();
+  return whole;
+}
+
+bool RequestHandler::ParseUploadDataHeader(Upload& upload, std::string& name,
+                                           std::string& fileName) const {
+  name.clear();
+  fileName.clear();
+  std::string line;
+  std::vector<std::string> groups;
+  for (std::size_t i = 0; i < kMaxHeaderBytes; ++i) {
+    const int byte = upload.input.Get();
+    if (byte == InputWindow::kEnd) return false;
+    if (byte == '\r') continue;
+    if (byte != '\n') {
+      line += static_cast<char>(byte);
+      continue;
+    }
+    if (line.empty()) return true;
+    if (upload.namePattern.Match(line, &groups)) name = groups[1];
+    if (upload.fileNamePattern.Match(line, &groups)) fileName = groups[1];
+    line.clear();
+  }
+  return false;
+}
+
+bool RequestHandler::ParseUploadDataPart(Upload& upload, const std::string& boundary,
+                                         UploadOutput& output, std::size_t limit,
+                                         bool lineBreak) const {
+  const std::string delimiter = (lineBreak ? "\r\n--" : "--") + boundary;
+  PartCopier copier(delimiter, output, limit);
+  for (;;) {
+    const std::string_view block = upload.input.Ahead();
+    if (block.empty()) return false;
+    upload.input.Skip(copier.Copy(block));
+    if (copier.IsComplete()) return true;
+    if (copier.IsTooLong()) return false;
+  }
+}

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+//
+// Multipart bodies cut into reads of every size, against a reader of single bytes; and the fate of
+// the upload file.
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "request/UploadFile.h"
+#include "tests/TestFolder.h"
+#include "tests/fuzz/MultipartRun.h"
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+namespace {
+
+const std::string kField = "Content-Disposition: form-data; name=\"a\"\r\n\r\n";
+const std::string kFile = "Content-Disposition: form-data; name=\"f\"; filename=\"x\"\r\n\r\n";
+constexpr std::size_t kFileLimit = 6291456;
+
+// "@" stands for the boundary.
+std::string WithBoundary(const std::string& text, const std::string& boundary) {
+  std::string result;
+  for (char byte : text) {
+    if (byte == '@') {
+      result += boundary;
+    } else {
+      result += byte;
+    }
+  }
+  return result;
+}
+
+void ExpectLikeReference(const std::string& body, const std::string& boundary,
+                         const std::vector<std::size_t>& pieces) {
+  const MultipartOutcome expected = ReferenceMultipart(body, boundary);
+  for (std::size_t piece : pieces) {
+    const MultipartOutcome outcome = RunMultipart(body, boundary, piece);
+    ASSERT_EQ(outcome.result, expected.result) << piece << ": " << body.substr(0, 200);
+    ASSERT_TRUE(outcome == expected) << piece << ": " << body.substr(0, 200);
+  }
+}
+
+}  // namespace
+
+TEST(Upload, ReadsLikeAReaderOfBytes) {
+  const std::string boundaries[] = {
+      "",
+      "B",
+      "-",
+      "\"quoted B\"",
+      ".*[a(\\$|^",
+      std::string(70, 'x'),
+      std::string(122, 'x'),
+      std::string(123, 'x'),
+      std::string(124, 'x'),
+      std::string(125, 'x'),
+      std::string(126, 'x'),
+      std::string(127, 'x'),
+      std::string(128, 'x'),
+      std::string(5000, 'x'),
+      "xy; charset=utf-8",
+  };
+  const std::string bodies[] = {
+      "",
+      "--",
+      "--@--",
+      "--@--\r\n--@\r\n" + kField,
+      "--@-",
+      "--@\r",
+      "--@\n",
+      "--@x-",
+      "---@--",
+      "preamble\r\n--@--",
+      "-x--@--",
+      "--@\r\n" + kField + "1\r\n--@--",
+      "--@\r\n" + kField + "1\r\n--@\r\n" + kField + "2\r\n--@--epilogue",
+      "--@\r\n" + kField + "\r\n--@--",
+      "--@\r\n" + kField + "1\n--@\n",
+      "--@\r\n" + kField + "1--@\r\n--\r\n-@\r\r\n--@--",
+      "--@\r\n" + kField + "\r\n\r\n--\r\n\r\r\n\r\n--@--",
+      "--@\r\n" + kField + "\r\r\n--@--\r\n--@--",
+      "--@\r\n" + kField + "\r\n--@x\r\n--@--",
+      "--@\r\nContent-Disposition: form-data; name=\"a\"\n\nvalue\r\n--@--",
+      "--@\r\nX\r: na\rme; na\rme=\"a\r\"\r\r\n\r\r\nvalue\r\n--@--",
+      "--@\r\nX: name=\"1\"; name=\"2\"\r\nY: name=\"3\"\r\nZ: name=\"open\r\n\r\nvalue\r\n--@--",
+      "--@\r\n name=\"a\" filename=\"f\"\r\nX: filename=\"\"\r\n\r\nvalue\r\n--@--",
+      "--@\r\nfilename=\"f\" xname=\"a\"\r\nNAME=\"b\"\r\n\r\nvalue\r\n--@--",
+      "--@\r\n\r\nnameless\r\n--@--",
+      "--@\r\n name=\"n\0m\" \0\r\n\r\nv\0w\r\n--@--"s,
+      "--@\r\n" + kFile + "content\r\n--@--",
+      "--@\r\n" + kFile + "content",
+      "--@\r\n" + kFile + "first\r\n--@\r\n" + kFile + "second\r\n--@--",
+      "--@\r\n" + kFile + "first\r\n--@\r\n" + kFile + "\r\n--@--",
+      "--@\r\n" + kFile + "first\r\n--@\r\n" + kFile + "second, cut\r\n--",
+      "--@\r\n" + kField + "1\r\n--@\r\n" + kFile + "\r\n-\r\n--\r\n--@--",
+  };
+  for (const std::string& boundary : boundaries) {
+    for (const std::string& text : bodies) {
+      const std::string body = WithBoundary(text, boundary);
+      std::vector<std::size_t> pieces = {1, 2, 127, 128, body.size() + 1};
+      if (body.size() < 250) {
+        for (std::size_t piece = 3; piece <= body.size(); ++piece) pieces.push_back(piece);
+      }
+      ExpectLikeReference(body, boundary, pieces);
+    }
+  }
+  // The client gone after any byte.
+  const std::string whole =
+      "--B\r\n" + kField + "1\r\n--B\r\n" + kFile + "content\r\n--B\r\n" + kField + "\r\n--B--";
+  for (std::size_t size = 0; size <= whole.size(); ++size) {
+    ExpectLikeReference(whole.substr(0, size), "B", {1, 5, 65536});
+  }
+}
+
+TEST(Upload, Limits) {
+  const std::vector<std::size_t> pieces = {1, 7, 8191, 8192, 8193, 65536};
+  for (std::size_t size = 8180; size <= 8195; ++size) {
+    const std::string text(size, 'x');
+    ExpectLikeReference(text + "--B--", "B", pieces);
+    ExpectLikeReference("--B\r\n" + kField + text + "\r\n--B--", "B", pieces);
+    // What looks like a delimiter is kept or dropped as a whole.
+    ExpectLikeReference("--B\r\n" + kField + text + "\r\n--\r\n--B--", "B", pieces);
+    ExpectLikeReference("--B\r\n" + kField + text + "\r\n--x\r\n--B--", "B", pieces);
+    ExpectLikeReference("--B\r\n name=\"" + text.substr(4) + "\"\r\n\r\n1\r\n--B--", "B", pieces);
+    ExpectLikeReference("--B\r\n" + text.substr(40) + "\r\n" + kField + "1\r\n--B--", "B", pieces);
+    ExpectLikeReference("--B\r\n" + text + "\r\n" + kField + "1\r\n--B--", "B", pieces);
+  }
+  EXPECT_EQ(RunMultipart("--B\r\n" + kField + std::string(10'000, 'x') + "\r\n--B--", "B", 65536)
+                .fields[0]
+                .second.size(),
+            8191U);
+  for (std::size_t size = kFileLimit - 3; size <= kFileLimit + 1; ++size) {
+    ExpectLikeReference("--B\r\n" + kFile + std::string(size, 'x') + "\r\n-\r\n--B--", "B",
+                        {65536});
+  }
+  // Windows that end anywhere in what looks like a delimiter, and bytes of every kind.
+  std::string data = "--B\r\n" + kFile;
+  for (unsigned i = 0; i < 150'000; ++i) data += static_cast<char>(i * 2654435761U >> 24);
+  for (unsigned i = 0; i < 20'000; ++i) data += "\r\n--Bx\r\n-\r"s.substr(i % 5);
+  ExpectLikeReference(data + "\r\n--B--", "B", {5, 8191, 65535, 65536});
+  std::string parts;
+  for (int i = 0; i < 10'000; ++i) parts += "--B\r\n" + kField + std::to_string(i) + "\r\n";
+  ExpectLikeReference(parts + "--B--", "B", {9, 65536});
+  ExpectLikeReference("--B\r\nX: " + std::string(1'000'000, 'x') + "\r\n\r\n\r\n--B--", "B",
+                      {65536});
+}
+
+namespace {
+
+std::string Content(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// An upload of ten bytes in two writes.
+std::int64_t UploadTo(const std::string& path) {
+  UploadFile file(path);
+  file.Write("01234");
+  file.Write("56789");
+  return file.Size();
+}
+
+}  // namespace
+
+TEST(UploadFile, ReplacesWhateverStandsThere) {
+  const struct {
+    const char* kind;
+    std::function<void(const std::string& path, const std::string& other)> make;
+    bool replaced = true;
+  } rows[] = {
+      {"nothing", [](auto&, auto&) {}},
+      {"a file", [](auto& path, auto&) { std::ofstream(path) << "longer than an upload"; }},
+      {"a FIFO", [](auto& path, auto&) { mkfifo(path.c_str(), 0666); }},
+      {"a symbolic link", [](auto& path, auto& other) { fs::create_symlink(other, path); }},
+      {"a link to nothing", [](auto& path, auto&) { fs::create_symlink(path + "x", path); }},
+      {"a hard link", [](auto& path, auto& other) { fs::create_hard_link(other, path); }},
+      {"a folder", [](auto& path, auto&) { fs::create_directory(path); }, false},
+      {"a folder that isn't there",
+       [](auto& path, auto&) { fs::remove_all(fs::path(path).parent_path()); }, false},
+  };
+  for (const auto& row : rows) {
+    const TestFolder folder(testing::TempDir() + "vistel-upload");
+    const std::string path = folder.Path() + "/upload.bin";
+    const std::string other = folder.Write("other", "untouched");
+    row.make(path, other);
+    const mode_t umaskBefore = umask(0277);
+    EXPECT_EQ(UploadTo(path), row.replaced ? 10 : UploadFile::kFailed) << row.kind;
+    umask(umaskBefore);
+    if (fs::exists(other)) {
+      EXPECT_EQ(Content(other), "untouched") << row.kind;
+    }
+    EXPECT_FALSE(fs::exists(path + "x")) << row.kind;
+    if (!row.replaced) continue;
+    struct stat status;
+    ASSERT_EQ(lstat(path.c_str(), &status), 0) << row.kind;
+    EXPECT_EQ(status.st_mode, S_IFREG | 0600U) << row.kind;
+    EXPECT_EQ(Content(path), "0123456789") << row.kind;
+  }
+}
+
+TEST(UploadFile, TwoAtOnceShareNothing) {
+  const TestFolder folder(testing::TempDir() + "vistel-upload");
+  const std::string path = folder.Path() + "/upload.bin";
+  UploadFile first(path);
+  first.Write("first");
+  UploadFile second(path);
+  second.Write("second");
+  first.Write("first");
+  first.Remove();
+  EXPECT_EQ(Content(path), "second");
+  second.Remove();
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST(UploadFile, KeepsWhatFitted) {
+  const TestFolder folder(testing::TempDir() + "vistel-upload");
+  const std::string path = folder.Path() + "/upload.bin";
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small = {7, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::int64_t size = UploadTo(path);
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(size, UploadFile::kFailed);
+  EXPECT_EQ(Content(path), "0123456");
+
+  // Mounts of this process alone, which end with it.
+  if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", folder.Path().c_str(), "tmpfs", 0, "size=4096") != 0) {
+    GTEST_SKIP() << "a full file system can't be tried: mounting isn't permitted here";
+  }
+  {
+    UploadFile file(path);
+    file.Write(std::string(5000, 'x'));
+    file.Write("dropped");
+    EXPECT_EQ(file.Size(), UploadFile::kFailed);
+  }
+  EXPECT_EQ(Content(path), std::string(4096, 'x'));
+  umount(folder.Path().c_str());
+}
