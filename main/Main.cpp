@@ -11,6 +11,7 @@
 #include <string>
 
 #include "main/Catalogue.h"
+#include "main/ConfigurationDownload.h"
 #include "main/Settings.h"
 #include "main/SettingsSubmission.h"
 #include "request/RequestHandler.h"
@@ -63,6 +64,7 @@ void ApplyPageDefaults(WGLVariables& variables) {
 }
 
 void Respond(const std::string& file) {
+  if (file == "syscfg") return DeliverConfiguration(gVariables);
   const char* contentType = "text/html";
   std::string templatePath = file;
   for (const Response& response : kResponses) {

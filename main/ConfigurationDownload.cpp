@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "main/ConfigurationDownload.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+#include "platform/StringTable.h"
+#include "platform/StringVector.h"
+#include "query/SysMgr.h"
+#include "request/RequestHandler.h"
+#include "wgl/WGLVariables.h"
+
+namespace {
+
+// Behind it follow the file's name and the closing quote.
+constexpr char kDisposition[] = "attachment; filename=\"";
+
+constexpr std::size_t kBlockBytes = 16384;
+
+std::string QueryString(const char* key) {
+  return SysMgr_QueryString(StringTable(key, kQueryText));
+}
+
+// Negative when there is no such file. Anything but a regular file could keep us waiting.
+int OpenFile(const char* path) {
+  const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return file;
+  struct stat status;
+  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
+  close(file);
+  return -1;
+}
+
+void CopyToOutput(int file) {
+  char block[kBlockBytes];
+  for (;;) {
+    const ssize_t count = read(file, block, sizeof block);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return;
+    std::fwrite(block, 1, static_cast<std::size_t>(count), stdout);
+  }
+}
+
+// `kind` is what the log calls it.
+void DeliverFile(const char* key, const char* kind, const char* contentType) {
+  const std::string path = QueryString(key);
+  syslog(LOG_INFO, "got %s file '%s'", kind, path.c_str());
+  const int file = OpenFile(path.c_str());
+  if (file < 0) return;
+  const StringVector names('/', path);
+  const std::string name = names.empty() ? std::string() : names.back();
+  RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
+  CopyToOutput(file);
+  close(file);
+  unlink(path.c_str());
+  syslog(LOG_INFO, "and delivered");
+}
+
+// The disposition's opening words stand in it twice: that is this download's header, to the byte.
+void DeliverText() {
+  const std::string name =
+      SysMgr_Query(StringTable("System.ProductName", kQueryText)).Serialize() + ".xml";
+  RequestHandler::WriteHeaders("text/xml", std::string(kDisposition) + kDisposition + name + '"');
+  const std::string text = QueryString("System.ConfigShow");
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+}  // namespace
+
+void DeliverConfiguration(const WGLVariables& variables) {
+  const std::string type = variables.Get("_type", "");
+  if (type == "ac") DeliverFile("System.AutoConfigShow", "auto config", "text/xml");
+  if (type == "xml") DeliverText();
+  if (type == "cfg") DeliverFile("System.ConfigShowCrypt", "config", "application/unknown");
+}
