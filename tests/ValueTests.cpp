@@ -3,6 +3,7 @@
 // The variable store, the escaper and the reading of numbers.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 
 #include "wgl/WGLEscaper.h"
@@ -23,6 +24,27 @@ TEST(WGLVariables, KeepsOrderAndReplacesInPlace) {
   std::string all;
   for (const auto& [name, value] : variables) all += name + "=" + value + ";";
   EXPECT_EQ(all, "x=;y=2;X=capital;=no name;nul\0name=a\0b;"s);
+}
+
+// Whatever their number: around that from which there is an index, and one that shows its cost.
+TEST(WGLVariables, Many) {
+  for (const std::size_t count : {127, 128, 129, 130, 256, 257, 512, 513, 100'000}) {
+    WGLVariables variables;
+    for (const char* round : {"first ", "second "}) {
+      for (std::size_t i = 0; i < count; ++i) {
+        EXPECT_EQ(variables.Get(std::to_string(i), ""),
+                  round == "first "s ? "" : "first " + std::to_string(i));
+        variables.Set(std::to_string(i), round + std::to_string(i));
+      }
+      EXPECT_EQ(variables.find(std::to_string(count)), variables.end());
+    }
+    const WGLVariables copy = variables;
+    ASSERT_EQ(static_cast<std::size_t>(copy.end() - copy.begin()), count);
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_EQ((copy.begin() + static_cast<std::ptrdiff_t>(i))->first, std::to_string(i));
+      ASSERT_EQ(copy.Get(std::to_string(i), ""), "second " + std::to_string(i));
+    }
+  }
 }
 
 TEST(WGLVariables, FindsAndReads) {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The state of one request: an insertion-ordered store of uniquely named byte strings. Names are
-// compared byte by byte. Lookups are linear, the right cost for the few dozen variables of a page.
+// compared byte by byte. Lookups are linear, the right cost for the few dozen variables of a page;
+// a request of a hundred thousand fields gets an index.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,7 +21,8 @@ class WGLVariables {
 
   WGLVariables();
 
-  // In insertion order. A Set that adds a name invalidates every iterator.
+  // In insertion order. A Set that adds a name invalidates every iterator. Names may not be
+  // changed.
   iterator begin() { return entries_.begin(); }
   iterator end() { return entries_.end(); }
   const_iterator begin() const { return entries_.begin(); }
@@ -43,7 +46,18 @@ class WGLVariables {
  private:
   static constexpr std::size_t kInitialEntries = 32;
 
+  // More entries than this are looked up through the index; about where that begins to pay.
+  static constexpr std::size_t kLinearEntries = 128;
+
+  std::size_t IndexedPlace(std::string_view name) const;
+  std::size_t Slot(std::string_view name) const;
+  void Index();
+
   Entries entries_;
+
+  // Open addressing: an entry's place plus 1, or 0 where there is none. The size is a power of two,
+  // at least twice the number of entries; 0 while there are few.
+  std::vector<std::uint32_t> slots_;
 };
 
 // The variables of the request that this process serves.
