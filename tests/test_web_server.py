@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-The whole way: `./run` on a free port, pages through the real web server, and a clean end.
+The whole way: `./run` on a free port, pages through the real web server, and a clean end. What a
+web server refuses is the subject of test_web_servers.py.
 """
 import html
 import http.client
@@ -132,28 +133,9 @@ class WebServer(unittest.TestCase):
         escaped = html.escape(HOSTILE, quote=True).replace("&#x27;", "&#39;")
         self.assertIn(escaped, page, "what was typed is not shown again")
 
-    def test_sources_are_not_readable(self):
-        for path in ("/wgl/main.wgl", "/wgl/", "/wgl", "/WGL/main.wgl", "/wgl%2fmain.wgl",
-                     "/%77gl/main.wgl", "/./wgl/main.wgl", "/styles/../wgl/main.wgl",
-                     "/styles/%2e%2e/wgl/main.wgl", "/styles/..%2fwgl/main.wgl", "//wgl//main.wgl",
-                     "/wgl/main.wgl/", "/wgl/main.wgl%00", "/wgl/main.wgl?x", "/wgl/main.wgl.",
-                     "/styles/std/../../wgl/main.wgl", "/locale/de/LC_MESSAGES/vistel.mo",
-                     "/styles/../locale/de/LC_MESSAGES/vistel.mo", "/locale/", "/styles/",
-                     "/styles/std/", "/../../../../../../etc/passwd", "/cgi-bin/", "/vistel.cgi",
-                     "/cgi-bin/../cgi-bin/vistel.cgi/../../wgl/main.wgl"):
-            status, _, body = self.request(path)
-            for sign in (b"<~", b"\xde\x12\x04\x95", b"root:", b"\x7fELF", b"Index of"):
-                self.assertNotIn(sign, body, path)
-            self.assertIn(status, (400, 403, 404), path)
-
     def test_security_headers(self):
-        for path in ("/", "/?_file=/%3Cscript%3Ealert(1)%3C/script%3E", "/styles/std/style.css",
-                     "/wgl/main.wgl", "/nowhere"):
-            _, response, _ = self.request(path)
-            policy = response.getheader("Content-Security-Policy", "")
-            self.assertIn("default-src 'none'", policy, path)
-            self.assertNotRegex(policy, r"unsafe|script-src", path)
-            self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", path)
+        _, response, _ = self.request("/")
+        self.assertIn("default-src 'none'", response.getheader("Content-Security-Policy", ""))
 
     def test_refusals_arrive_whole(self):
         for method, body, expected in (

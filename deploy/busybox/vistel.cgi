@@ -1,0 +1,124 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+#
+# Stands in front of the program where the web server can't check requests by itself, and becomes
+# it when nothing is wrong. The rule to know: a request that isn't understood is refused, or gets
+# the strict policy. Costs one start of the shell, and one of grep where a query holds ":" or "%".
+# VISTEL_CGI names the folder of the program, VISTEL_WWW the document root.
+
+LC_ALL=C # brackets mean bytes; the program chooses its language by itself
+export LC_ALL
+
+max_body_bytes=6553600 # uploads of up to 6 MiB, and room for the form around them
+
+# ":sys:", each character itself or as one of the escapes that the program reads as it; see
+# docs/deploy.md for where they come from.
+colon='(:|%[3JZjz][Aa]|%[2IYiy][Qq])'
+s='(s|%[7Nn]3|%[6Mm][Jj]|%[5Ll][Zz])'
+y='(y|%[7Nn]9|%[6Mm][Pp])'
+settings=$colon$s$y$s$colon
+
+page_policy="default-src 'none'; script-src 'self'; connect-src 'self'; style-src 'self'; \
+img-src 'self'; form-action 'self'; base-uri 'none'; frame-src 'self'; frame-ancestors 'self'"
+strict_policy="default-src 'none'; style-src 'self'; img-src 'self'; form-action 'none'; \
+base-uri 'none'; frame-ancestors 'self'; sandbox"
+
+headers() { # policy
+  printf 'Content-Security-Policy: %s\r\n' "$1"
+  printf 'X-Content-Type-Options: nosniff\r\nReferrer-Policy: same-origin\r\n'
+}
+
+refuse() { # status, reason
+  printf 'Status: %s %s\r\n' "$1" "$2"
+  headers "$page_policy"
+  if [ -r "$VISTEL_WWW/errors/$1.html" ]; then
+    printf 'Content-Type: text/html; charset=utf-8\r\n\r\n'
+    if [ "$REQUEST_METHOD" != HEAD ]; then cat -- "$VISTEL_WWW/errors/$1.html"; fi
+  else
+    printf 'Content-Type: text/plain\r\n\r\n'
+    if [ "$REQUEST_METHOD" != HEAD ]; then printf '%s %s\r\n' "$1" "$2"; fi
+  fi
+  exit 0
+}
+
+# Whether the query holds a setting. True, too, when it can't be told.
+holds_settings() {
+  case $QUERY_STRING in *[:%]*) ;; *) return 1 ;; esac
+  printf '%s\n' "$QUERY_STRING" | grep -Eq "$settings" && return 0
+  [ $? -ne 1 ]
+}
+
+# Whether a posting page's origin is this host, the scheme apart: in front of us may be a server
+# that speaks TLS.
+same_origin() {
+  case $HTTP_ORIGIN in
+    http://?* | https://?*) [ "${HTTP_ORIGIN#*://}" = "$HTTP_HOST" ] ;;
+    *) false ;;
+  esac
+}
+
+# Whether the query can only mean one of the site's own pages: every name is plain, no other than
+# "_file" begins like it, and what selects a page is a plain word.
+known_page() {
+  rest=$QUERY_STRING
+  while [ -n "$rest" ]; do
+    pair=${rest%%&*}
+    case $rest in *'&'*) rest=${rest#*&} ;; *) rest= ;; esac
+    case $pair in
+      _file=/wgl/main.wgl | _file=%2[Ff]wgl%2[Ff]main.wgl | _file=fs | _file=ie6) continue ;;
+      _file=sysinfo | _file=getjson | _file=validate | _file=image | _file=syscfg) continue ;;
+      _f* | [!A-Za-z_]*) return 1 ;;
+      *=*) ;;
+      *) return 1 ;;
+    esac
+    case ${pair%%=*} in *[!A-Za-z0-9_.-]*) return 1 ;; esac
+    case $pair in
+      _*) case ${pair#*=} in *[!A-Za-z0-9_-]*) return 1 ;; esac ;;
+    esac
+  done
+}
+
+case ${REQUEST_URI%%\?*} in
+  / | /cgi-bin/vistel.cgi) ;;
+  *) refuse 403 Forbidden ;;
+esac
+if [ -n "${PATH_INFO-}" ]; then refuse 403 Forbidden; fi
+if holds_settings; then refuse 403 Forbidden; fi
+
+policy=$strict_policy
+case $REQUEST_METHOD in
+  GET | HEAD)
+    if known_page; then policy=$page_policy; fi
+    ;;
+  *)
+    # Browsers name the origin of whatever a page posts. A request without one comes from a tool,
+    # which acts with the rights of who started it, and is let through. What a form names isn't
+    # seen here, hence the strict policy where its origin isn't known.
+    if [ -n "${HTTP_ORIGIN+set}" ]; then
+      if ! same_origin; then refuse 403 Forbidden; fi
+      policy=$page_policy
+    fi
+    case ${CONTENT_LENGTH-0} in
+      '' | *[!0-9]* | ?????????*) refuse 413 'Payload Too Large' ;;
+    esac
+    if [ "${CONTENT_LENGTH-0}" -gt "$max_body_bytes" ]; then refuse 413 'Payload Too Large'; fi
+    ;;
+esac
+
+headers "$policy"
+case $REQUEST_METHOD in
+  GET)
+    exec "$VISTEL_CGI/vistel.cgi"
+    ;;
+  HEAD)
+    # busybox sends all that comes, and a HEAD is answered without the page.
+    return=$(printf '\r')
+    "$VISTEL_CGI/vistel.cgi" | sed "/^$return\$/q"
+    ;;
+  *)
+    # The program refuses some bodies unread. busybox resets the connection of who still sends as
+    # soon as nobody is left to write to it, so this shell stays until all has come.
+    "$VISTEL_CGI/vistel.cgi"
+    cat >/dev/null
+    ;;
+esac

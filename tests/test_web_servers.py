@@ -1,0 +1,272 @@
+# SPDX-License-Identifier: MIT
+"""
+One table of requests through each of the web servers that deploy/ has a configuration for. The rule:
+what a server lets through is compared with what the program itself writes for the same request.
+"""
+import base64
+import itertools
+import random
+import re
+import socket
+import unittest
+import urllib.parse
+
+from web_servers import HOST, Server, build, parse, program, spellings
+
+KNOWN_FILES = {"", "/wgl/main.wgl", "fs", "ie6", "sysinfo", "getjson", "validate", "image", "syscfg"}
+FORM = "application/x-www-form-urlencoded"
+REFUSED = (403, 404)
+PASSWORD = "correct horse: battery"
+
+
+def setUpModule():
+    build()
+
+
+class Requests:
+    """The table; one class for each server gives it a name."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.server = Server(cls.name)
+
+    @classmethod
+    def tearDownClass(cls):
+        left = cls.server.stop()
+        assert not left, left
+
+    def assert_policy(self, response, strict, what):
+        policy = response.getheader("Content-Security-Policy", "")
+        self.assertEqual(policy.startswith("default-src 'none'; "), True, what)
+        self.assertIn("frame-ancestors 'self'", policy, what)
+        self.assertNotIn("unsafe", policy, what)
+        self.assertEqual("sandbox" in policy, strict, what)
+        self.assertEqual("script-src 'self'" in policy, not strict, what)
+        self.assertNotRegex(policy, r"sandbox\s*\w", what)
+        self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
+        self.assertEqual(response.getheader("Referrer-Policy"), "same-origin", what)
+
+    def assert_programs(self, answer, expected, what):
+        status, response, body = answer
+        headers, page = expected
+        self.assertEqual(status, 200, what)
+        self.assertEqual(body, page, what)
+        for name, value in headers.items():
+            self.assertEqual(response.getheader(name), value, what)
+
+    def assert_refused(self, answer, what, statuses=REFUSED):
+        status, response, body = answer
+        self.assertIn(status, statuses, what)
+        if status == 403 and self.own_403:
+            self.assertEqual(body, b"<p>Our own 403.</p>", what)
+        if self.headers_on_errors:
+            self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
+
+    def test_pages(self):
+        for path, headers in itertools.product(
+                ("/", "/?", "/?_lang=de", "/?_file=fs", "/?_file=ie6&_lang=fr", "/cgi-bin/vistel.cgi",
+                 "/?_file=%2Fwgl%2Fmain.wgl&_dir=std&_style=std&_page=help", "/?_file=sysinfo",
+                 "/?_file=getjson", "/?_file=validate", "/?_file=/wgl/main.wgl&x=%3Cb%3E&y=a=b+c"),
+                ({}, {"Accept-Language": "fr,de"})):
+            expected = program("GET", urllib.parse.urlsplit(path).query,
+                               HTTP_ACCEPT_LANGUAGE=headers.get("Accept-Language", ""))
+            answer = self.server.request(path, **headers)
+            self.assert_programs(answer, expected, path)
+            self.assert_policy(answer[1], False, path)
+            head = self.server.raw(f"HEAD {path} HTTP/1.0\r\nHost: {HOST}\r\n\r\n")
+            head, _, body = head.partition(b"\r\n\r\n")
+            self.assertRegex(head, rb"\AHTTP/1\.\d 200 ", path)
+            self.assertEqual(body, b"", path)
+
+    def test_forms(self):
+        origin = f"http://{HOST}:{self.server.port}"
+        for body, content_type in (
+                (b"_file=/wgl/main.wgl&_page=settings&:sys:System.Name=", FORM),
+                (b"_file=fs", FORM + "; charset=utf-8"), (b"x" * 8192, FORM), (b"x" * 8193, FORM),
+                (b"x", "text/plain")):
+            what = (body[:20], content_type)
+            expected = program("POST", "", body, content_type)
+            for path in ("/", "/?_file=ignored", "/cgi-bin/vistel.cgi"):
+                answer = self.server.request(path, "POST", body, Content_Type=content_type,
+                                             Origin=origin)
+                self.assert_programs(answer, expected, what)
+                self.assert_policy(answer[1], False, what)
+        answer = self.server.request("/", "PUT", b"x", Origin=origin)
+        self.assert_programs(answer, program("PUT"), "PUT")
+
+    def test_what_is_not_served(self):
+        for path in ("/wgl/main.wgl", "/wgl/", "/wgl", "/WGL/main.wgl", "/wgl%2fmain.wgl",
+                     "/%77gl/main.wgl", "/./wgl/main.wgl", "/styles/../wgl/main.wgl",
+                     "/styles/%2e%2e/wgl/main.wgl", "/styles/..%2fwgl/main.wgl", "//wgl//main.wgl",
+                     "/wgl/main.wgl/", "/wgl/main.wgl%00", "/wgl/main.wgl?x", "/wgl/main.wgl.",
+                     "/styles/std/../../wgl/main.wgl", "/locale/de/LC_MESSAGES/vistel.mo",
+                     "/styles/../locale/de/LC_MESSAGES/vistel.mo", "/locale/", "/styles/",
+                     "/styles/std/", "/../../../../../../etc/passwd", "/cgi-bin/", "/vistel.cgi",
+                     "/styles/%2e%2e/%2e%2e/%2e%2e/etc/passwd", "/cgi-bin/vistel.cgi/x",
+                     "/cgi-bin/../cgi-bin/vistel.cgi/../../wgl/main.wgl", "/cgi-bin/index.cgi",
+                     "/cgi-bin/vistel.cgi/", "/probe.html", "/nowhere", "/styles/nowhere.css",
+                     "/httpd.conf", "/nginx.conf", "/error.log", "/passwords",
+                     *(() if self.serves_dotfiles else
+                       ("/styles/probe.wgl", "/styles/.probe", "/styles/probe.wgl~"))):
+            status, _, body = answer = self.server.request(path)
+            for sign in (b"<~", b"\xde\x12\x04\x95", b"root:", b"\x7fELF", b"Index of", b"#!/"):
+                self.assertNotIn(sign, body, path)
+            if status != 400:
+                self.assert_refused(answer, path)
+
+    def test_files(self):
+        for path, content_type in (
+                ("std/style.css", "text/css;charset=utf-8"), ("std/icon.svg", "image/svg+xml"),
+                ("probe.js", "text/javascript;charset=utf-8"), ("probe.gif", "image/gif"),
+                ("probe.png", "image/png")):
+            status, response, body = self.server.request("/styles/" + path)
+            self.assertEqual((status, body), (200, (self.server.www / "styles" / path).read_bytes()))
+            self.assertEqual(response.getheader("Content-Type").replace(" ", ""), content_type)
+            if self.headers_on_errors:
+                self.assert_policy(response, False, path)
+
+    def test_settings_in_urls(self):
+        name = ":sys:"
+        table = [name[:at] + spelling + name[at + 1:]
+                 for at in range(len(name)) for spelling in spellings(name[at])]
+        dice = random.Random(5)
+        table += ["".join(dice.choice(spellings(c)[1:]) for c in name) for _ in range(40)]
+        self.assertGreater(len(table), 120)
+        for spelled in table:
+            self.assertEqual(parse(spelled + "x=1"), [(":sys:x", "1")], spelled)
+            self.assert_refused(self.server.request(f"/?{spelled}System.Name=x"), spelled, (403,))
+        for query in ("_file=fs&:sys:X=1", "a=1&%3asys:X=1&b=2", "a&:sys:X=1", "%%3asys:X"):
+            for method, path in itertools.product(("GET", "HEAD", "POST"),
+                                                  ("/", "/cgi-bin/vistel.cgi")):
+                answer = self.server.request(f"{path}?{query}", method,
+                                             b"a=b" if method == "POST" else None)
+                self.assertEqual(answer[0], 403, (method, query))
+        for harmless in ("sys:", ":sy:", ":sys", "%3Bsys:", ":%72ys:", "%%3%41sys:", ":s%79s%3", ":SYS:"):
+            self.assertFalse(any(n.startswith(":sys:") for n, _ in parse(harmless + "x=1")))
+            answer = self.server.request(f"/?{harmless}x=1")
+            self.assert_programs(answer, program("GET", harmless + "x=1"), harmless)
+
+    def test_origins(self):
+        body = b"_file=fs"
+        here = f"{HOST}:{self.server.port}"
+        expected = program("POST", "", body, FORM)
+        for host, origin, allowed in (
+                (here, None, True), (here, "http://" + here, True), (here, "https://" + here, True),
+                (here, "null", False), (here, "http://evil.example", False), (here, here, False),
+                (here, f"http://{here}0", False), (here, f"http://{HOST}", False),
+                (here, f"http://{here}.evil.example", False), (here, f"http://evil{here}", False),
+                (here, f"http://evil@{here}", False), (here, f"http://{here}@evil", False),
+                (here, f"http://{here}/", False), (here, "http://", False), (here, "x", False),
+                (here, f"http://evil/{here}", False), (here, f"file://{here}", False),
+                (here, f"http://evil&host=evil&", False), (here, f"http://{here} {here}", False),
+                ("vistel", "http://vistel", True), ("vistel.local", "https://vistel.local", True),
+                ("vistel", "http://vistel:80", False), ("vistel", "http://vistel.local", False),
+                ("192.0.2.7", "http://192.0.2.7", True), ("192.0.2.7", "http://192.0.2.77", False),
+                ("[2001:db8::7]", "http://[2001:db8::7]", True),
+                ("[2001:db8::7]:8080", "https://[2001:db8::7]:8080", True),
+                ("[2001:db8::7]:8080", "http://[2001:db8::7]", False),
+                ("[2001:db8::7]", "http://[2001:db8::8]", False)):
+            for path in ("/", "/cgi-bin/vistel.cgi?a=%41+b", "/?origin=evil.example&host=evil.example&"):
+                what = (host, origin, path)
+                answer = self.server.request(path, "POST", body, Content_Type=FORM, Host=host,
+                                             Origin=origin)
+                if allowed:
+                    self.assert_programs(answer, expected, what)
+                    # Tools need no scripts; a browser that names no origin might be led here.
+                    self.assert_policy(answer[1], origin is None, what)
+                else:
+                    self.assert_refused(answer, what, (403,))
+        # Reading is no concern of ours: an answer can't be read across origins.
+        self.assert_programs(self.server.request("/?_file=fs", Origin="http://evil.example"),
+                             program("GET", "_file=fs"), "GET")
+
+    def test_policy_follows_what_a_request_can_name(self):
+        dice = random.Random(7)
+        words = ("_file=", "_file=", "&_file=", "_fil%65=", "%5ffile=", "_page", "_lang", "a",
+                 "=", "=", "=", "&", "&", "&",
+                 "/wgl/main.wgl", "%2Fwgl%2fmain.wgl", "fs", "getjson", "help", "/x", "..", "+", "%",
+                 "%00", "%zz", "de", "%3Cscript%3E", "<b>", ";")
+        table = ["".join(dice.choices(words, k=dice.randint(1, 9))) for _ in range(120)]
+        table += ["_file=/%3Cscript%3E", "_file=/wgl/main.wgl&_file=/x", "a&_file=/x", "_file=fs/",
+                  "%5Ffile=/x", "_fil%65=x", "_file=FS", "_file=fs%00", "_file=fs%20", "_file=fs+",
+                  "_file", "fs", "&_file=fs", "_file=fs&_page=../x", "_file=fs&_page=%3Cb",
+                  "_file=/wgl//main.wgl", "_file=/wgl/mainXwgl", "_file=fs%0A", "%=_file=/x",
+                  "_file=\xe9"]
+        strict = 0
+        for query in table:
+            path = "/?" + urllib.parse.quote(query, safe="%&=+/<>;.*_", encoding="latin-1")
+            answer = self.server.request(path)
+            self.assertEqual(answer[0], 200, query)
+            policy = answer[1].getheader("Content-Security-Policy")
+            hostile = any(name == "_file" and value not in KNOWN_FILES or
+                          name == "_page" and not re.fullmatch(r"[\w-]*", value, re.ASCII)
+                          for name, value in parse(query))
+            if hostile or query.startswith("_file"):
+                strict += hostile
+                self.assert_policy(answer[1], "sandbox" in policy, query)
+            if hostile:
+                self.assertIn("sandbox", policy, query)
+        self.assertGreater(strict, 25)
+
+    def test_body_limits(self):
+        for length, content_type in ((6 * 1024 * 1024 + 65536, "application/octet-stream"),):
+            body = bytes(length)
+            status, _, page = self.server.request("/", "POST", body, Content_Type=content_type)
+            self.assertEqual((status, page), (200, program("POST", "", b"x", content_type)[1]))
+        for path in ("/", "/cgi-bin/vistel.cgi"):
+            status, _, page = self.server.request(path, "POST", announced=7 * 1024 * 1024,
+                                                  Content_Type="multipart/form-data; boundary=x")
+            self.assertEqual((status, page), (413, b"<p>Our own 413.</p>"))
+
+
+class Authenticated:
+    """The same servers with authentication switched on, and without error pages of the site."""
+
+    def test_passwords(self):
+        server = Server(self.name, PASSWORD)
+        left = []
+        try:
+            def basic(name, password):
+                return "Basic " + base64.b64encode(f"{name}:{password}".encode()).decode()
+            # Wrong ones once: servers take their time over them.
+            wrong = [("/", authorisation) for authorisation in (
+                basic("admin", "wrong"), basic("root", PASSWORD), basic("admin", ""), "Bearer x")]
+            paths = ("/", "/?_file=fs", "/cgi-bin/vistel.cgi", "/styles/std/style.css")
+            for path, authorisation in [(path, None) for path in paths] + wrong:
+                status, response, body = server.request(path, Authorization=authorisation)
+                self.assertEqual(status, 401, (path, authorisation))
+                self.assertNotIn(b"<html lang", body, path)
+                if authorisation is None:
+                    self.assertRegex(response.getheader("WWW-Authenticate"), '^Basic realm="Vistel"')
+            for path in paths:
+                self.assertEqual(server.request(path, Authorization=basic("admin", PASSWORD))[0], 200)
+            allowed = {"Authorization": basic("admin", PASSWORD)}
+            self.assertEqual(server.request("/?_file=fs", **allowed)[2], program("GET", "_file=fs")[1])
+            self.assertEqual(server.request("/?:sys:x=1", **allowed)[0], 403)
+            self.assertIn(server.request("/wgl/main.wgl", **allowed)[0], REFUSED)
+            # Without a page of the site's own, the status stays what it is.
+            self.assertEqual(server.request("/", "POST", announced=7 * 1024 * 1024, **allowed)[0], 413)
+            self.assertEqual(server.request("/", "POST", b"_file=fs", Content_Type=FORM,
+                                            Origin="null", **allowed)[0], 403)
+        finally:
+            left = server.stop()
+        self.assertEqual(left, [])
+        with socket.socket() as probe:
+            self.assertNotEqual(probe.connect_ex((HOST, server.port)), 0)
+
+
+def for_each_server():
+    for name, traits in (("lighttpd", {}), ("nginx", {}), ("apache", {}),
+                         ("busybox", {"headers_on_errors": False, "serves_dotfiles": True,
+                                      "own_403": False})):
+        traits = {"name": name, "headers_on_errors": True, "serves_dotfiles": False, "own_403": True,
+                  **traits}
+        for base in (Requests, Authenticated):
+            title = base.__name__ + name.capitalize()
+            globals()[title] = type(title, (base, unittest.TestCase), traits)
+
+
+for_each_server()
+
+if __name__ == "__main__":
+    unittest.main()
