@@ -127,7 +127,7 @@ class Server:
             self.switch_authentication_on(password)
         else:
             (self.www / "errors").mkdir(exist_ok=True)
-            for status in (403, 404, 413, 502):
+            for status in (403, 404, 413, 500, 502):
                 (self.www / f"errors/{status}.html").write_text(f"<p>Our own {status}.</p>")
         try:
             if name == "nginx":

@@ -105,6 +105,18 @@ case $REQUEST_METHOD in
     ;;
 esac
 
+case $REQUEST_METHOD$QUERY_STRING in
+  GET*_file=syscfg*)
+    # A download that can't be had is an answer without a word.
+    "$VISTEL_CGI/vistel.cgi" | {
+      IFS= read -r line || refuse 502 'Bad Gateway'
+      headers "$policy"
+      printf '%s\n' "$line"
+      cat
+    }
+    exit 0
+    ;;
+esac
 headers "$policy"
 case $REQUEST_METHOD in
   GET)
