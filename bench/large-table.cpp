@@ -15,6 +15,8 @@
 #include "sysmgr/ModelReader.h"
 #include "sysmgr/Options.h"
 #include "sysmgr/Server.h"
+#include "sysmgr/Settings.h"
+#include "sysmgr/Sources.h"
 #include "sysmgr/Storage.h"
 
 namespace {
@@ -31,7 +33,7 @@ constexpr const char* kNames[] = {
 constexpr const char* kNotes[] = {"1. Stock; {Role=local} & <b>", "Garage", "'--\"<>&", "",
                                   "B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65 > 3"};
 
-class LargeTable : public LiveSource {
+class LargeTable {
  public:
   LargeTable() {
     auto rows = std::make_shared<std::vector<LiveRow>>();
@@ -45,16 +47,12 @@ class LargeTable : public LiveSource {
     rows_ = rows;
   }
 
-  bool HasValue(std::string_view /*source*/) const override { return false; }
-  const std::vector<std::string>* Columns(std::string_view source) const override {
-    return source == "large" ? &columns_ : nullptr;
+  void OfferTo(Sources& sources) const {
+    sources.OfferTable("large", {{"MacAddress", "Name", "TxRate", "RxRate", "Firmware", "Note"},
+                                 [rows = rows_](const Question&) { return rows; }});
   }
-  std::string Value(std::string_view /*source*/) override { return std::string(); }
-  LiveRows Rows(std::string_view /*source*/) override { return rows_; }
 
  private:
-  std::vector<std::string> columns_ = {"MacAddress", "Name",     "TxRate",
-                                       "RxRate",     "Firmware", "Note"};
   LiveRows rows_;
 };
 
@@ -67,8 +65,10 @@ int main(int count, char** arguments) {
     const Model model = ReadModelFile(options.model);
     const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
     Storage storage(options.database, model);
-    LargeTable table;
-    Device device(model, table, storage);
+    Settings settings(model, storage);
+    Sources sources;
+    LargeTable().OfferTo(sources);
+    Device device(settings, sources);
     Dispatcher dispatcher(device, authorisation);
     Server server(options.socket, dispatcher);
     server.Run();

@@ -12,6 +12,8 @@ set(VISTEL_SYSMGR_SOCKET "/var/run/sysmgr/socket" CACHE STRING "Socket of the sy
 set(VISTEL_SYSMGR_MODEL "/usr/share/vistel/model.json" CACHE STRING
     "The device's model: keys, types, limits")
 set(VISTEL_SYSMGR_DATABASE "/var/lib/sysmgr/settings.db" CACHE STRING "The settings")
+set(VISTEL_SYSMGR_FILES "/var/run/sysmgr/files" CACHE STRING
+    "Where the system manager puts files for others to fetch")
 set(VISTEL_SBIN_DIR "/usr/sbin" CACHE STRING "Where sysmgrd and sysmgrctl are installed")
 set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
     "Where vistel.cgi is installed; outside the document root")
@@ -21,8 +23,8 @@ if(NOT VISTEL_LOCALE_DIR)
 endif()
 # Template names are confined by comparing paths, which only works with paths in one form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
-             VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SBIN_DIR
-             VISTEL_CGI_DIR)
+             VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
+             VISTEL_SBIN_DIR VISTEL_CGI_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")
   endif()

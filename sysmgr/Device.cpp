@@ -39,6 +39,27 @@ std::size_t IndexOf(const std::vector<std::string>& names, std::string_view name
   return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
+bool Names(const std::vector<std::string>& names, std::string_view name) {
+  return IndexOf(names, name) < names.size();
+}
+
+// The first name of those in the key that is not among the known ones; null when there is none.
+const std::string* FindStranger(const std::vector<Config::Key::Pair>& pairs,
+                                const std::vector<std::string>& known) {
+  for (const Config::Key::Pair& pair : pairs) {
+    if (!Names(known, pair.name)) return &pair.name;
+  }
+  return nullptr;
+}
+
+// Whether the parameter is not given and may not be left out either.
+bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    if (keys.View(row, 0) == parameter.name) return false;
+  }
+  return !CheckValue(parameter, "").empty();
+}
+
 }  // namespace
 
 // One cell with the text.
@@ -68,33 +89,40 @@ std::size_t Device::Collection::BytesFrom(std::size_t first) const {
   return bytes;
 }
 
-Device::Device(const Model& model, LiveSource& live, Storage& storage)
-    : model_(model), live_(live), storage_(storage) {
-  for (const ModelKey& key : model.Keys()) {
-    if (key.source.empty()) continue;
-    const std::string where = "model, key '" + key.name + "': ";
-    if (key.type != ValueType::kTable) {
-      if (!live.HasValue(key.source)) {
-        throw StartFailure(where + "there is no source '" + key.source + "' of a single value");
-      }
-      continue;
-    }
-    const std::vector<std::string>* columns = live.Columns(key.source);
-    if (columns == nullptr) {
-      throw StartFailure(where + "there is no source '" + key.source + "' of a table");
-    }
-    for (const ModelColumn& column : key.columns) {
-      if (IndexOf(*columns, column.name) == columns->size()) {
-        throw StartFailure(where + "source '" + key.source + "' has no column '" + column.name +
-                           "'");
-      }
+Device::Device(Settings& settings, const Sources& sources)
+    : model_(settings.Definitions()), settings_(settings), sources_(sources) {
+  for (const ModelKey& key : model_.Keys()) {
+    if (!key.source.empty()) CheckSource(key);
+    if (key.access == Access::kAction && sources.FindAction(key.action) == nullptr) {
+      throw StartFailure("model, key '" + key.name + "': there is no action '" + key.action + "'");
     }
   }
 }
 
-std::string Device::AppendTable(const ModelKey& definition, const Config::Key::Key& key,
+void Device::CheckSource(const ModelKey& key) const {
+  const std::string where = "model, key '" + key.name + "': ";
+  if (key.type != ValueType::kTable) {
+    if (sources_.FindValue(key.source) == nullptr) {
+      throw StartFailure(where + "there is no source '" + key.source + "' of a single value");
+    }
+    return;
+  }
+  const TableSource* table = sources_.FindTable(key.source);
+  if (table == nullptr) {
+    throw StartFailure(where + "there is no source '" + key.source + "' of a table");
+  }
+  for (const ModelColumn& column : key.columns) {
+    if (!Names(table->columns, column.name)) {
+      throw StartFailure(where + "source '" + key.source + "' has no column '" + column.name + "'");
+    }
+  }
+}
+
+std::string Device::AppendTable(const ModelKey& definition, const Question& question,
                                 Collection& collection) {
-  const std::vector<std::string>& names = *live_.Columns(definition.source);
+  const Config::Key::Key& key = question.key;
+  const TableSource& table = *sources_.FindTable(definition.source);
+  const std::vector<std::string>& names = table.columns;
   std::vector<Filter> filters;
   for (const Config::Key::Pair& selector : key.Selectors()) {
     const ModelColumn* column = FindColumn(definition, selector.name);
@@ -115,12 +143,28 @@ std::string Device::AppendTable(const ModelKey& definition, const Config::Key::K
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
   columns.resize(first + wanted.size());
-  collection.rows.push_back(live_.Rows(definition.source));
+  collection.rows.push_back(table.rows(question));
   for (const LiveRow& row : *collection.rows.back()) {
     if (!Keeps(filters, row)) continue;
     for (std::size_t i = 0; i < wanted.size(); ++i) columns[first + i].push_back(row[wanted[i]]);
   }
   return "";
+}
+
+std::string Device::AppendValue(const ModelKey& definition, const Question& question,
+                                Collection& collection) {
+  const ValueSource& source = *sources_.FindValue(definition.source);
+  if (!question.key.Column().empty()) return "is not a table";
+  if (source.selectors.empty() && !question.key.Selectors().empty()) return "is not a table";
+  if (const std::string* name = FindStranger(question.key.Selectors(), source.selectors)) {
+    return "has no selector " + *name;
+  }
+  if (source.makesFile && ++collection.files > kMaxFilesPerQuery) {
+    return "would make more files than one query may, " + std::to_string(kMaxFilesPerQuery);
+  }
+  LiveValue value = source.value(question);
+  if (value.problem.empty()) collection.AddText(std::move(value.text));
+  return std::move(value.problem);
 }
 
 std::string Device::AppendKey(std::string_view text, std::string_view client,
@@ -129,28 +173,30 @@ std::string Device::AppendKey(std::string_view text, std::string_view client,
   if (!key.IsValid()) return "is malformed";
   const ModelKey* definition = model_.Find(key.Path());
   if (definition == nullptr) return "is unknown";
-  if (definition->access == Access::kWriteOnly) return "can't be read";
+  if (!definition->CanBeRead()) return "can't be read";
   if (!definition->IsOpenTo(client)) return "is not open to this client";
+  const bool isTable = definition->type == ValueType::kTable;
+  const ValueSource* source = isTable ? nullptr : sources_.FindValue(definition->source);
   bool joined = false;
   for (const Config::Key::Pair& option : key.Options()) {
-    if (option.name != "format") return "has no option " + option.name;
+    if (option.name != "format") {
+      if (source != nullptr && Names(source->options, option.name)) continue;
+      return "has no option " + option.name;
+    }
     if (option.value != "scalar" && option.value != "table") return "has no such format";
     joined = option.value == "scalar";
   }
-  if (definition->type == ValueType::kTable) {
+  const Question question{key, client};
+  if (isTable) {
     const std::size_t first = collection.columns.size();
-    std::string problem = AppendTable(*definition, key, collection);
+    std::string problem = AppendTable(*definition, question, collection);
     if (problem.empty() && joined) collection.JoinFrom(first);
     return problem;
   }
+  if (source != nullptr) return AppendValue(*definition, question, collection);
   if (!key.Selectors().empty()) return "is not a table";
-  if (definition->IsSetting()) {
-    collection.columns.push_back({storage_.Get(definition->name)});
-  } else if (definition->source.empty()) {
-    collection.columns.push_back({definition->defaultValue});
-  } else {
-    collection.AddText(live_.Value(definition->source));
-  }
+  collection.columns.push_back(
+      {definition->IsSetting() ? settings_.Get(definition->name) : definition->defaultValue});
   return "";
 }
 
@@ -195,54 +241,69 @@ bool Device::Query(const StringTable& keys, std::string_view client, StringTable
   return true;
 }
 
-std::string Device::CheckSetting(std::string_view text, std::string_view value,
-                                 std::string_view client) {
-  const Config::Key::Key key(text);
-  if (!key.IsValid()) return "is not the name of a setting";
-  const ModelKey* definition = model_.Find(key.Path());
-  if (definition == nullptr) return "there is no such setting";
-  if (!definition->IsSetting()) return "can only be read";
-  if (key.Path() != text) return "can only be set as a whole";
-  if (!definition->IsOpenTo(client)) return "is not open to this client";
-  return CheckValue(*definition, value);
-}
-
-std::string Device::CheckTogether(const Storage::Batch& batch) const {
-  const auto valueOf = [&](const std::string& key) {
-    for (const auto& [name, value] : batch) {
-      if (name == key) return value;
+// "" when the key may stand in a batch with the other keys. An action is alone with its parameters.
+std::string Device::CheckCompany(std::string_view name, const StringTable& keys) const {
+  const ModelKey& definition = *model_.Find(std::string(name));
+  if (definition.IsSetting()) return "";
+  const bool isAction = definition.access == Access::kAction;
+  bool hasAction = isAction;
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    const std::string_view other = keys.View(row, 0);
+    if (other == name) continue;
+    if (other == definition.action) hasAction = true;
+    const ModelKey* company = model_.Find(std::string(other));
+    const bool isOurs = company != nullptr && company->access == Access::kParameter &&
+                        company->action == definition.name;
+    if (isAction && !isOurs) return "must be set on its own";
+  }
+  if (definition.access == Access::kParameter && !hasAction) {
+    return "can only be set together with " + definition.action;
+  }
+  if (!isAction) return "";
+  for (const ModelKey& parameter : model_.Keys()) {
+    if (parameter.access == Access::kParameter && parameter.action == definition.name &&
+        IsMissing(parameter, keys)) {
+      return "needs " + parameter.name + " too";
     }
-    return storage_.Get(key);
-  };
-  for (const ModelRule& rule : model_.Rules()) {
-    const bool concerned = std::any_of(batch.begin(), batch.end(), [&rule](const auto& setting) {
-      return rule.Concerns(setting.first);
-    });
-    if (!concerned) continue;
-    std::string problem = CheckRule(rule, valueOf);
-    if (!problem.empty()) return problem;
   }
   return "";
 }
 
+std::string Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
+                        std::string_view client) {
+  const std::string_view name = keys.View(row, 0);
+  const Action& action = *sources_.FindAction(model_.Find(std::string(name))->action);
+  return action(ActionRequest(keys, values, name, client));
+}
+
 StringTable Device::Set(const StringTable& keys, const StringTable& values,
                         std::string_view client) {
-  StringTable answer(1);
+  std::vector<std::string> problems;
   Storage::Batch batch;
   std::set<std::string_view> seen;
+  unsigned action = keys.Rows();  // its row
   bool fine = true;
-  for (unsigned i = 0; i < keys.Rows(); ++i) {
-    const std::string_view name = keys.View(i, 0);
-    const std::string_view value = values.View(i, 0);
-    std::string problem = CheckSetting(name, value, client);
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    const std::string_view name = keys.View(row, 0);
+    std::string problem = settings_.Check(name, values.View(row, 0), client);
     if (problem.empty() && !seen.insert(name).second) problem = "is there twice";
-    if (!problem.empty()) fine = false;
-    answer.AddCells({problem});
-    batch.emplace_back(name, value);
+    if (problem.empty()) problem = CheckCompany(name, keys);
+    if (!problem.empty()) {
+      fine = false;
+    } else if (model_.Find(std::string(name))->access == Access::kAction) {
+      action = row;
+    } else {
+      batch.emplace_back(name, values.View(row, 0));
+    }
+    problems.push_back(std::move(problem));
   }
-  if (!fine || batch.empty()) return answer;
-  std::string problem = CheckTogether(batch);
-  if (problem.empty()) problem = storage_.Store(batch);
-  if (!problem.empty()) answer.AddCells({problem});
+  if (fine && action < keys.Rows()) {
+    problems[action] = Run(keys, values, action, client);
+  } else if (fine && !batch.empty()) {
+    std::string problem = settings_.Store(batch);
+    if (!problem.empty()) problems.push_back(std::move(problem));
+  }
+  StringTable answer(1);
+  for (const std::string& problem : problems) answer.AddCells({problem});
   return answer;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Answers queries and stores settings: the model's keys over live values and stored settings. It
-// knows nothing of sockets and clients but their names.
+// Answers queries, stores settings and has actions carried out: the model's keys over live values
+// and stored settings. It knows nothing of sockets and clients but their names.
 #pragma once
 
 #include <cstddef>
@@ -12,9 +12,9 @@
 
 #include "platform/ConfigKey.h"
 #include "platform/StringTable.h"
-#include "sysmgr/LiveSource.h"
 #include "sysmgr/Model.h"
-#include "sysmgr/Storage.h"
+#include "sysmgr/Settings.h"
+#include "sysmgr/Sources.h"
 
 class Device {
  public:
@@ -25,17 +25,22 @@ class Device {
   // only at its end.
   static constexpr std::size_t kMaxAnswerBytes = std::size_t{16} << 20;
 
-  // All must outlive the device. Throws StartFailure when the model names a source or column that
-  // the live values don't have.
-  Device(const Model& model, LiveSource& live, Storage& storage);
+  // Keys in one query that make a file for the asker each. Less than there can be files at a time
+  // (HandoverFolder), so that no answer names a file that the same answer has pushed out.
+  static constexpr unsigned kMaxFilesPerQuery = 8;
+
+  // Both must outlive the device. Throws StartFailure when the model names a source, column or
+  // action that nobody offers.
+  Device(Settings& settings, const Sources& sources);
 
   // Answers a table of keys. False when one of them can't be answered: `problem` says which and
   // why, for a log, and `answer` is not to be used.
   bool Query(const StringTable& keys, std::string_view client, StringTable& answer,
              std::string& problem);
 
-  // Stores a batch, all or nothing. The answer has one column, a row per key and, when the settings
-  // don't fit together or can't be stored, one more. Values that `values` lacks are empty.
+  // Stores a batch, all or nothing, or has an action carried out with its parameters. The answer
+  // has one column, a row per key and, when the settings don't fit together or can't be stored, one
+  // more; a refused action answers in its own row. Values that `values` lacks are empty.
   StringTable Set(const StringTable& keys, const StringTable& values, std::string_view client);
 
  private:
@@ -44,19 +49,24 @@ class Device {
     std::vector<std::vector<std::string_view>> columns;
     std::deque<std::string> texts;
     std::vector<LiveRows> rows;
+    unsigned files = 0;  // keys that made one
 
     void AddText(std::string text);
     void JoinFrom(std::size_t first);
     std::size_t BytesFrom(std::size_t first) const;
   };
 
+  void CheckSource(const ModelKey& key) const;
   std::string AppendKey(std::string_view text, std::string_view client, Collection& collection);
-  std::string AppendTable(const ModelKey& definition, const Config::Key::Key& key,
+  std::string AppendTable(const ModelKey& definition, const Question& question,
                           Collection& collection);
-  std::string CheckSetting(std::string_view text, std::string_view value, std::string_view client);
-  std::string CheckTogether(const Storage::Batch& batch) const;
+  std::string AppendValue(const ModelKey& definition, const Question& question,
+                          Collection& collection);
+  std::string CheckCompany(std::string_view name, const StringTable& keys) const;
+  std::string Run(const StringTable& keys, const StringTable& values, unsigned row,
+                  std::string_view client);
 
   const Model& model_;
-  LiveSource& live_;
-  Storage& storage_;
+  Settings& settings_;
+  const Sources& sources_;
 };

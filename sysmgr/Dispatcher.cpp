@@ -102,7 +102,7 @@ Dispatcher::Result Dispatcher::Set(std::string_view client, std::string_view key
     if (row < keyTable.Rows()) names.append(" ").append(keyTable.View(row, 0));
   }
   Log::WriteAboutClient("client '" + std::string(Shorten(client)) + "' " +
-                        (stored ? "stored" : "was refused") + std::string(Shorten(names)));
+                        (stored ? "set" : "was refused") + std::string(Shorten(names)));
   reply = answer.Serialize();
   return kOk;
 }

@@ -12,11 +12,12 @@
 #include "sysmgr/Device.h"
 #include "sysmgr/Dispatcher.h"
 #include "sysmgr/Failure.h"
+#include "sysmgr/Features.h"
 #include "sysmgr/Log.h"
 #include "sysmgr/ModelReader.h"
 #include "sysmgr/Options.h"
-#include "sysmgr/Powerline.h"
 #include "sysmgr/Server.h"
+#include "sysmgr/Settings.h"
 #include "sysmgr/Storage.h"
 
 namespace {
@@ -29,8 +30,6 @@ constexpr int kExitUsage = 2;
 constexpr int kLargeBufferBytes = 256 * 1024;
 constexpr int kKeptHeapBytes = 1 << 20;
 
-constexpr const char* kDeviceName = "System.DeviceName";  // what the local station calls itself
-
 template <typename Clock>
 std::int64_t Seconds() {
   const auto now = Clock::now().time_since_epoch();
@@ -41,12 +40,17 @@ void Serve(const Options& options) {
   const Model model = ReadModelFile(options.model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
   Storage storage(options.database, model);
-  Powerline powerline(options.seed, Seconds<std::chrono::system_clock>,
-                      Seconds<std::chrono::steady_clock>,
-                      [&storage] { return storage.Get(kDeviceName); });
-  Device device(model, powerline, storage);
+  Settings settings(model, storage);
+  FeatureSetup setup;
+  setup.seed = options.seed;
+  setup.timeOfDay = Seconds<std::chrono::system_clock>;
+  setup.steady = Seconds<std::chrono::steady_clock>;
+  setup.filesFolder = options.files;
+  setup.uploadFile = options.upload;
+  Features features(settings, setup);
+  Device device(settings, features.All());
   Dispatcher dispatcher(device, authorisation);
-  Server server(options.socket, dispatcher);
+  Server server(options.socket, dispatcher, [&features] { features.OnTimer(); });
   if (!authorisation.IsExpected()) {
     Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
   }

@@ -24,3 +24,8 @@ bool Model::Add(ModelKey key) {
   keys_.push_back(std::move(key));
   return true;
 }
+
+void Model::SetIdentity(std::string deviceName, std::int64_t version) {
+  deviceName_ = std::move(deviceName);
+  version_ = version;
+}

@@ -19,6 +19,8 @@ enum class Access {
   kRead,       // from a source of live values, or a constant
   kReadWrite,  // a setting
   kWriteOnly,  // a setting that is a secret: it can be set, never read
+  kAction,     // setting it does something; nothing is stored
+  kParameter,  // a further value of the action whose name its own begins with
 };
 
 struct ModelColumn {
@@ -32,6 +34,7 @@ struct ModelKey {
   Access access = Access::kRead;
   std::string help;
   std::string source;        // where live values come from; "" for settings and constants
+  std::string action;        // what an action does; the key of a parameter's action
   std::string defaultValue;  // of a setting; the value of a constant
   std::int64_t minimum = 0;  // of an integer; characters of a text or password
   std::int64_t maximum = 0;
@@ -42,8 +45,11 @@ struct ModelKey {
   bool netmask = false;                   // an IPv4 address that is a network mask
   std::vector<ModelColumn> columns;       // of a table
   std::vector<std::string> clients;       // who may use the key; empty for everybody
+  bool shared = false;                    // other devices of the household can take it over
+  bool confined = false;                  // never part of an exported configuration
 
-  bool IsSetting() const { return access != Access::kRead; }
+  bool IsSetting() const { return access == Access::kReadWrite || access == Access::kWriteOnly; }
+  bool CanBeRead() const { return access == Access::kRead || access == Access::kReadWrite; }
   bool IsOpenTo(std::string_view client) const;
 };
 
@@ -65,6 +71,11 @@ struct ModelRule {
 
 class Model {
  public:
+  // Whose model it is, and which: of two models of a device the newer has the larger version.
+  const std::string& DeviceName() const { return deviceName_; }
+  std::int64_t Version() const { return version_; }
+  void SetIdentity(std::string deviceName, std::int64_t version);
+
   const std::vector<ModelKey>& Keys() const { return keys_; }
   const std::vector<ModelRule>& Rules() const { return rules_; }
 
@@ -79,4 +90,6 @@ class Model {
   std::vector<ModelKey> keys_;
   std::unordered_map<std::string, std::size_t> index_;
   std::vector<ModelRule> rules_;
+  std::string deviceName_;
+  std::int64_t version_ = 0;
 };

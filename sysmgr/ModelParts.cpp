@@ -34,9 +34,11 @@ constexpr std::array<Word<ValueType>, 8> kTypes = {{{"text", ValueType::kText},
                                                     {"ipv4", ValueType::kIpv4},
                                                     {"password", ValueType::kPassword},
                                                     {"table", ValueType::kTable}}};
-constexpr std::array<Word<Access>, 3> kAccess = {{{"read", Access::kRead},
+constexpr std::array<Word<Access>, 5> kAccess = {{{"read", Access::kRead},
                                                   {"read-write", Access::kReadWrite},
-                                                  {"write-only", Access::kWriteOnly}}};
+                                                  {"write-only", Access::kWriteOnly},
+                                                  {"action", Access::kAction},
+                                                  {"parameter", Access::kParameter}}};
 
 template <typename Value, std::size_t size>
 Value Choose(const Object& object, const char* member, const std::array<Word<Value>, size>& words) {
@@ -124,7 +126,8 @@ const std::initializer_list<std::string_view> kTableMembers = {
     "key", "type", "access", "help", "clients", "source", "columns"};
 // Those of every key with a single value.
 const std::initializer_list<std::string_view> kScalarMembers = {
-    "key", "type", "access", "help", "clients", "source", "default", "optional"};
+    "key",     "type",     "access", "help",     "clients", "source",
+    "default", "optional", "shared", "confined", "action"};
 
 void ReadLimits(const Object& object, ModelKey& key) {
   switch (key.type) {
@@ -246,6 +249,37 @@ void Object::AllowOnly(std::initializer_list<std::string_view> names,
   }
 }
 
+namespace {
+
+// What may be done with the key, and by whom else its value is used.
+void ReadUse(const Object& object, ModelKey& key) {
+  const bool isRead = key.access == Access::kRead;
+  if (!isRead && (key.type == ValueType::kTable || !key.source.empty())) {
+    object.Fail("what comes from a source can only be read");
+  }
+  if (key.type == ValueType::kPassword && key.CanBeRead()) {
+    object.Fail("a password can't be read; its access is write-only");
+  }
+  if (key.access == Access::kAction) key.action = object.Text("action");
+  if (key.access != Access::kAction && object.Has("action")) {
+    object.Fail("only what has the access action has an 'action'");
+  }
+  const std::size_t dot = key.name.rfind('.');
+  if (key.access == Access::kParameter && dot != std::string::npos) {
+    key.action = key.name.substr(0, dot);
+  }
+  key.shared = object.Flag("shared");
+  if (key.shared && key.access != Access::kReadWrite) {
+    object.Fail("only a setting that can be read is 'shared'");
+  }
+  key.confined = object.Flag("confined");
+  if (key.confined && (key.shared || !key.IsSetting())) {
+    object.Fail("only a setting that is not shared is 'confined'");
+  }
+}
+
+}  // namespace
+
 ModelKey ReadKey(const json& part, const std::string& where, const std::string& file) {
   ModelKey key;
   key.name = Object(part, where).Text("key");
@@ -258,18 +292,16 @@ ModelKey ReadKey(const json& part, const std::string& where, const std::string& 
   key.help = object.Text("help", "");
   key.source = object.Text("source", "");
   if (object.Has("clients")) key.clients = object.Texts("clients");
-  if (key.IsSetting() && (key.type == ValueType::kTable || !key.source.empty())) {
-    object.Fail("what comes from a source can only be read");
-  }
-  if (key.type == ValueType::kPassword && key.access == Access::kReadWrite) {
-    object.Fail("a password can't be read; its access is write-only");
-  }
+  ReadUse(object, key);
   ReadLimits(object, key);
   if (key.type == ValueType::kTable) return key;
 
   key.optional = object.Flag("optional");
-  if (!key.source.empty()) {
-    if (object.Has("default")) object.Fail("a value from a source has no 'default'");
+  if (!key.source.empty() || key.access == Access::kAction || key.access == Access::kParameter) {
+    if (object.Has("default")) {
+      object.Fail(key.source.empty() ? "what is not stored has no 'default'"
+                                     : "a value from a source has no 'default'");
+    }
     return key;
   }
   key.defaultValue = object.Text("default");

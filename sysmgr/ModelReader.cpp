@@ -97,6 +97,14 @@ void CheckRuleKeys(const Model& model, const ModelRule& rule, const std::string&
   }
 }
 
+void CheckParameter(const Model& model, const ModelKey& key, const std::string& where) {
+  if (key.access != Access::kParameter) return;
+  const ModelKey* action = model.Find(key.action);
+  if (action == nullptr || action->access != Access::kAction) {
+    FailAtKey(where, key.name, "is a parameter, but what is before its last dot is no action");
+  }
+}
+
 void CheckDefaults(const Model& model, const ModelRule& rule, const std::string& where) {
   const std::string problem =
       CheckRule(rule, [&model](const std::string& key) { return model.Find(key)->defaultValue; });
@@ -110,10 +118,9 @@ Model ReadModel(const std::string& path, const std::string& text) {
   const json document = Parse(path, text);
   const ModelParts::Object top(document, where);
   top.AllowOnly({"device", "version", "keys", "rules"});
-  top.Text("device");
-  top.Integer("version");
 
   Model model;
+  model.SetIdentity(top.Text("device"), top.Integer("version"));
   std::size_t number = 0;
   for (const json& part : top.Array("keys")) {
     ModelKey key = ModelParts::ReadKey(part, Numbered(where, ", key number ", ++number), where);
@@ -121,6 +128,7 @@ Model ReadModel(const std::string& path, const std::string& text) {
     if (!model.Add(std::move(key))) FailAtKey(where, name, "is there twice");
   }
   if (model.Keys().empty()) throw StartFailure(where + ": there are no keys");
+  for (const ModelKey& key : model.Keys()) CheckParameter(model, key, where);
 
   number = 0;
   if (!top.Has("rules")) return model;

@@ -16,6 +16,8 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"model", required_argument, nullptr, 'm'},
                                {"database", required_argument, nullptr, 'd'},
                                {"authorisation", required_argument, nullptr, 'a'},
+                               {"files", required_argument, nullptr, 'f'},
+                               {"upload", required_argument, nullptr, 'u'},
                                {"seed", required_argument, nullptr, 'r'},
                                {"check-model", no_argument, nullptr, 'c'},
                                {"help", no_argument, nullptr, 'h'},
@@ -32,6 +34,23 @@ std::uint64_t ParseSeed(const char* text) {
   return seed;
 }
 
+std::string& PathOf(Options& options, int chosen) {
+  switch (chosen) {
+    case 's':
+      return options.socket;
+    case 'm':
+      return options.model;
+    case 'd':
+      return options.database;
+    case 'a':
+      return options.authorisation;
+    case 'f':
+      return options.files;
+    default:
+      return options.upload;
+  }
+}
+
 }  // namespace
 
 Options ParseOptions(int count, char** arguments) {
@@ -40,23 +59,13 @@ Options ParseOptions(int count, char** arguments) {
   options.model = VISTEL_SYSMGR_MODEL;
   options.database = VISTEL_SYSMGR_DATABASE;
   options.authorisation = VISTEL_AUTHORISATION_FILE;
+  options.files = VISTEL_SYSMGR_FILES;
+  options.upload = VISTEL_UPLOAD_FILE;
   optind = 1;
   opterr = 0;
   int chosen = 0;
   while ((chosen = getopt_long(count, arguments, "", kOptions, nullptr)) != -1) {
     switch (chosen) {
-      case 's':
-        options.socket = optarg;
-        break;
-      case 'm':
-        options.model = optarg;
-        break;
-      case 'd':
-        options.database = optarg;
-        break;
-      case 'a':
-        options.authorisation = optarg;
-        break;
       case 'r':
         options.seed = ParseSeed(optarg);
         break;
@@ -69,9 +78,11 @@ Options ParseOptions(int count, char** arguments) {
       case 'v':
         options.action = Options::Action::kVersion;
         return options;
-      default:
+      case '?':
         throw StartFailure("'" + std::string(arguments[optind - 1]) +
                            "' is unknown or lacks its value; see --help");
+      default:
+        PathOf(options, chosen) = optarg;
     }
   }
   if (optind < count) {
@@ -95,6 +106,10 @@ std::string HelpText() {
          "  --authorisation FILE  the secret that clients show (" VISTEL_AUTHORISATION_FILE
          ");\n"
          "                        without the file none is expected\n"
+         "  --files FOLDER        files for clients to fetch (" VISTEL_SYSMGR_FILES
+         ")\n"
+         "  --upload FILE         what a page has uploaded (" VISTEL_UPLOAD_FILE
+         ")\n"
          "  --seed NUMBER         of the simulated powerline (1)\n"
          "  --check-model         only check the model\n"
          "  --help, --version\n"

@@ -14,6 +14,8 @@ struct Options {
   std::string model;
   std::string database;
   std::string authorisation;
+  std::string files;
+  std::string upload;
   std::uint64_t seed = 1;
 };
 

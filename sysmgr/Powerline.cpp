@@ -10,6 +10,8 @@
 #include <numeric>
 #include <utility>
 
+#include "platform/ConfigKey.h"
+
 namespace {
 
 struct Profile {
@@ -89,26 +91,27 @@ Powerline::Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady,
       localName_(std::move(localName)),
       start_(steady_()) {}
 
-bool Powerline::HasValue(std::string_view source) const {
-  return source == "uptime" || source == "output-power" || source == "firmware";
+void Powerline::OfferTo(Sources& sources) {
+  sources.OfferText("firmware", [] { return std::string(kLocalFirmware); });
+  sources.OfferText("uptime", [this] { return std::to_string(UptimeSeconds()); });
+  sources.OfferText("output-power", [this] { return OutputPower(); });
+  sources.OfferTable("stations", {kStationColumns, [this](const Question&) { return Stations(); }});
+  sources.OfferTable("tone-maps",
+                     {kToneMapColumns, [this](const Question&) { return ToneMaps(); }});
 }
 
-const std::vector<std::string>* Powerline::Columns(std::string_view source) const {
-  if (source == "stations") return &kStationColumns;
-  if (source == "tone-maps") return &kToneMapColumns;
-  return nullptr;
-}
-
-std::string Powerline::Value(std::string_view source) {
-  if (source == "firmware") return kLocalFirmware;
-  if (source == "uptime") return std::to_string(steady_() - start_);
+std::string Powerline::OutputPower() {
   Refresh();
   return outputPower_;
 }
 
-LiveRows Powerline::Rows(std::string_view source) {
+LiveRows Powerline::ToneMaps() {
   Refresh();
-  if (source == "tone-maps") return toneMaps_;
+  return toneMaps_;
+}
+
+LiveRows Powerline::Stations() {
+  Refresh();
   std::string name = localName_();
   if (name != shownName_) {
     auto stations = std::make_shared<std::vector<LiveRow>>(*stations_);
@@ -141,6 +144,15 @@ std::string Powerline::MacAddress(std::size_t station) const {
   const int size = std::snprintf(text, sizeof text, "00:0B:3B:7F:01:%02X",
                                  static_cast<unsigned>(station + 1) & 0xFFU);
   return std::string(text, static_cast<std::size_t>(size));
+}
+
+std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) const {
+  for (std::size_t station = 1; station < kStations; ++station) {
+    if (Config::Key::EqualMacAddresses(MacAddress(station), macAddress)) {
+      return Snr(station, false, timeOfDay_());
+    }
+  }
+  return std::nullopt;
 }
 
 Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
@@ -209,7 +221,7 @@ LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link*
 
 void Powerline::Refresh() {
   const std::int64_t second = timeOfDay_();
-  const std::int64_t up = steady_() - start_;
+  const std::int64_t up = UptimeSeconds();
   if (second == now_ && up == up_ && stations_ != nullptr) return;
   now_ = second;
   up_ = up;

@@ -5,21 +5,22 @@
 // the same second of the same seed always looks the same. The time of day makes the noise; what has
 // to grow steadily goes by the clock that nobody sets.
 //
-// Sources: "uptime" (seconds), "output-power" (a number for each carrier, 256 is 0 dB),
-// and the tables "stations" and "tone-maps".
+// It offers the values "firmware", "uptime" (seconds) and "output-power" (a number for each
+// carrier, 256 is 0 dB), and the tables "stations" and "tone-maps".
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "sysmgr/LiveSource.h"
+#include "sysmgr/Sources.h"
 
-class Powerline : public LiveSource {
+class Powerline {
  public:
   static constexpr std::size_t kCarriers = 1155;
   static constexpr std::size_t kStations = 8;  // the local one is the first
@@ -33,14 +34,21 @@ class Powerline : public LiveSource {
   Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady,
             std::function<std::string()> localName);
 
-  bool HasValue(std::string_view source) const override;
-  const std::vector<std::string>* Columns(std::string_view source) const override;
-  std::string Value(std::string_view source) override;
-  LiveRows Rows(std::string_view source) override;
+  // The powerline must outlive the sources.
+  void OfferTo(Sources& sources);
+
+  LiveRows Stations();
+  LiveRows ToneMaps();
+  std::string OutputPower();
+  std::int64_t UptimeSeconds() const { return steady_() - start_; }
 
   // The signal-to-noise ratio, at that second of the time of day, of what the local station sends
   // to (or, with `received`, gets from) station 1 to kStations - 1.
   Decibels Snr(std::size_t station, bool received, std::int64_t seconds) const;
+
+  // The same at this second, from here to the station with that MAC address, letters in either
+  // case. Nothing when there is no such station, or it is the local one.
+  std::optional<Decibels> Snr(std::string_view macAddress) const;
 
   // The MAC address of a station.
   std::string MacAddress(std::size_t station) const;

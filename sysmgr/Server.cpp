@@ -102,12 +102,16 @@ std::size_t ReserveDescriptors(std::size_t connections) {
 
 }  // namespace
 
-Server::Server(const std::string& socketPath, Dispatcher& dispatcher)
-    : socketPath_(socketPath), dispatcher_(dispatcher), base_(event_base_new()) {
+Server::Server(const std::string& socketPath, Dispatcher& dispatcher, std::function<void()> onTimer)
+    : socketPath_(socketPath),
+      dispatcher_(dispatcher),
+      onTimer_(std::move(onTimer)),
+      base_(event_base_new()) {
   if (base_ == nullptr) throw StartFailure("the event loop can't be set up");
   maxConnections_ = ReserveDescriptors(kMaxConnections);
   Listen();
   AddSignals();
+  if (onTimer_) AddTimer();
 }
 
 Server::~Server() {
@@ -162,6 +166,14 @@ void Server::AddSignals() {
   }
 }
 
+void Server::AddTimer() {
+  constexpr timeval kInterval = {kTimerSeconds, 0};
+  timerEvent_.reset(event_new(base_.get(), -1, EV_PERSIST, OnTimer, this));
+  if (timerEvent_ == nullptr || event_add(timerEvent_.get(), &kInterval) != 0) {
+    throw StartFailure("the timer can't be set up");
+  }
+}
+
 void Server::Run() {
   Log::Write("ready on '" + socketPath_ + "'");
   if (event_base_dispatch(base_.get()) != 0 || failed_) {
@@ -176,6 +188,14 @@ void Server::Add(event* what, const timeval* time) {
 void Server::OnSignal(int number, short, void* server) {
   Log::Write("ending on signal " + std::to_string(number));
   event_base_loopbreak(static_cast<Server*>(server)->base_.get());
+}
+
+void Server::OnTimer(int, short, void* server) {
+  try {
+    static_cast<Server*>(server)->onTimer_();
+  } catch (const std::exception& error) {
+    Log::Write("what is due regularly failed: " + std::string(error.what()));
+  }
 }
 
 void Server::OnAccept(int, short, void* server) {

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -48,9 +49,14 @@ class Server {
   // beyond it the client whose request began first is disconnected.
   static constexpr std::size_t kMaxInputBytes = std::size_t{16} << 20;
 
+  // How often `onTimer` is called.
+  static constexpr int kTimerSeconds = 15;
+
   // Listens on `socketPath`. The socket's folder is made with mode 0750 if it isn't there; one that
   // is more open than that is refused. Throws StartFailure. `dispatcher` must outlive the server.
-  Server(const std::string& socketPath, Dispatcher& dispatcher);
+  // `onTimer`: what has to be done when nobody asks; it holds everybody up while it runs.
+  Server(const std::string& socketPath, Dispatcher& dispatcher,
+         std::function<void()> onTimer = nullptr);
 
   // Closes all connections and removes the socket.
   ~Server();
@@ -66,6 +72,7 @@ class Server {
   static void OnSignal(int number, short what, void* server);
   static void OnAccept(int descriptor, short what, void* server);
   static void OnAcceptPause(int descriptor, short what, void* server);
+  static void OnTimer(int descriptor, short what, void* server);
   static void OnQueue(int descriptor, short what, void* server);
 
   // Waits for an event, or throws.
@@ -73,6 +80,7 @@ class Server {
 
   void Listen();
   void AddSignals();
+  void AddTimer();
   void Accept();
   void MakeRoom();
   void Remove(Connection* connection);
@@ -85,6 +93,7 @@ class Server {
 
   std::string socketPath_;
   Dispatcher& dispatcher_;
+  std::function<void()> onTimer_;
   std::size_t maxConnections_ = kMaxConnections;
   std::unique_ptr<event_base, EventDeleter> base_;
   int listener_ = -1;
@@ -93,6 +102,7 @@ class Server {
   EventPointer acceptEvent_;
   EventPointer acceptPause_;
   EventPointer queueEvent_;
+  EventPointer timerEvent_;
   std::list<EventPointer> signals_;
   std::list<std::unique_ptr<Connection>> connections_;
   std::list<Connection*> queue_;  // first come, first served; each once

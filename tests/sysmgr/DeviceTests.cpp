@@ -11,8 +11,8 @@
 #include "platform/StringVector.h"
 #include "sysmgr/Device.h"
 #include "sysmgr/Failure.h"
+#include "sysmgr/Features.h"
 #include "sysmgr/ModelReader.h"
-#include "sysmgr/Powerline.h"
 #include "tests/TestFolder.h"
 #include "tests/sysmgr/Service.h"
 
@@ -26,11 +26,16 @@ class DeviceTest : public testing::Test {
       : folder_("/tmp/vistel-sysmgr"),
         model_(ReadModelFile(VISTEL_TEST_MODEL)),
         storage_(folder_.Path() + "/settings.db", model_),
+        settings_(model_, storage_),
         now_(kStart),
-        powerline_(
-            7, [this] { return now_; }, [this] { return steady_; },
-            [this] { return storage_.Get("System.DeviceName"); }),
-        device_(model_, powerline_, storage_) {}
+        features_(settings_, SetUp(*this)),
+        powerline_(features_.GetPowerline()),
+        device_(settings_, features_.All()) {}
+
+  static FeatureSetup SetUp(DeviceTest& test) {
+    return {7, [&test] { return test.now_; }, [&test] { return test.steady_; },
+            test.folder_.Path() + "/files", test.folder_.Path() + "/upload.bin"};
+  }
 
   StringTable Query(const std::string& text) {
     StringTable answer;
@@ -43,22 +48,29 @@ class DeviceTest : public testing::Test {
     return answer;
   }
 
-  std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
+  static std::string SetOn(Device& device,
+                           const std::vector<std::pair<std::string, std::string>>& settings) {
     StringTable keys(1);
     StringTable values(1);
     for (const auto& [key, value] : settings) {
       keys.AddCells({key});
       values.AddCells({value});
     }
-    return TableText(device_.Set(keys, values, "tester"));
+    return TableText(device.Set(keys, values, "tester"));
+  }
+
+  std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
+    return SetOn(device_, settings);
   }
 
   TestFolder folder_;
   Model model_;
   Storage storage_;
+  Settings settings_;
   std::int64_t now_;
   std::int64_t steady_ = 1000;
-  Powerline powerline_;
+  Features features_;
+  Powerline& powerline_;
   Device device_;
   std::string problem_;
 };
@@ -169,6 +181,64 @@ TEST_F(DeviceTest, Batches) {
   }
 }
 
+// An action stands alone with its own parameters, and is carried out once all of them are fine.
+TEST_F(DeviceTest, Actions) {
+  const Model model = ReadModel("m", R"({"device": "d", "version": 1, "keys": [
+    {"key": "Do", "type": "enumeration", "access": "action", "action": "do", "values": ["1", "2"]},
+    {"key": "Do.Where", "type": "mac", "access": "parameter"},
+    {"key": "Do.How", "type": "text", "access": "parameter", "optional": true, "minimum": 2, "maximum": 3},
+    {"key": "Other", "type": "boolean", "access": "action", "action": "other"},
+    {"key": "Led", "type": "boolean", "access": "read-write", "default": "1"}]})");
+  Sources sources;
+  std::string done;
+  sources.OfferAction("do", [&done](const ActionRequest& request) {
+    done = std::string(request.Client()) + " " + std::string(request.Value()) + " " +
+           std::string(request.Parameter("Where")) + " " + std::string(request.Parameter("How"));
+    return request.Value() == "2" ? "Not twice." : "";
+  });
+  sources.OfferAction("other", [&done](const ActionRequest&) { return done = "other"; });
+  Storage storage(folder_.Path() + "/actions.db", model);
+  Settings settings(model, storage);
+  Device device(settings, sources);
+  const std::string kWhere = "02:00:00:12:34:56";
+  const std::string kAlone = "must be set on its own";
+  const struct {
+    std::vector<std::pair<std::string, std::string>> batch;
+    std::string answer;
+    std::string done;
+  } kCases[] = {
+      {{{"Do", "1"}, {"Do.Where", kWhere}}, "/", "tester 1 " + kWhere + " "},
+      {{{"Do.How", "abc"}, {"Do.Where", kWhere}, {"Do", "2"}},
+       "//Not twice.",
+       "tester 2 " + kWhere + " abc"},
+      {{{"Do", "3"}, {"Do.Where", kWhere}}, "must be one of 1, 2/", ""},
+      {{{"Do", "1"}, {"Do.Where", "x"}}, "/must be a MAC address such as 02:00:00:12:34:56", ""},
+      {{{"Do", "1"}, {"Do.Where", kWhere}, {"Do.How", "a"}}, "//must be 2 to 3 characters", ""},
+      {{{"Do", "1"}}, "needs Do.Where too", ""},
+      {{{"Do", "1"}, {"Do.Where", kWhere}, {"Led", "0"}}, kAlone + "//", ""},
+      {{{"Led", "0"}, {"Other", "1"}}, "/" + kAlone, ""},
+      {{{"Do", "1"}, {"Do.Where", kWhere}, {"Other", "1"}}, kAlone + "//" + kAlone, ""},
+      {{{"Other", "1"}, {"Do.Where", kWhere}}, kAlone + "/can only be set together with Do", ""},
+      {{{"Do.Where", kWhere}}, "can only be set together with Do", ""},
+      {{{"Led", "0"}, {"Do.How", ""}}, "/can only be set together with Do", ""},
+      {{{"Do", "1"}, {"Do", "1"}, {"Do.Where", kWhere}}, "/is there twice/", ""},
+      {{{"Do", "1"}, {"Do.Where", kWhere}, {"Foo", "1"}},
+       kAlone + "//there is no such setting",
+       ""},
+  };
+  for (const auto& test : kCases) {
+    done.clear();
+    EXPECT_EQ(SetOn(device, test.batch), test.answer) << test.batch.front().first;
+    EXPECT_EQ(done, test.done) << test.answer;
+    EXPECT_EQ(settings.Get("Led"), "1");
+  }
+  for (const char* query : {"Do", "Do.Where", "Do.How"}) {
+    StringTable answer;
+    EXPECT_FALSE(device.Query(StringTable(query, StringTable::kQueryText), "", answer, problem_));
+    EXPECT_EQ(problem_, "key '" + std::string(query) + "' can't be read");
+  }
+}
+
 TEST_F(DeviceTest, KeysOfSomeClientsOnly) {
   ModelKey key = *model_.Find("System.Led");
   key.name = "Owner.Led";
@@ -190,13 +260,16 @@ TEST_F(DeviceTest, SourcesOfTheModelMustExist) {
        "model, key 'a': there is no source 'x' of a table"},
       {R"({"key": "a", "type": "table", "access": "read", "source": "stations", "columns": [{"name": "c", "type": "text"}]})",
        "model, key 'a': source 'stations' has no column 'c'"},
+      {R"({"key": "a", "type": "boolean", "access": "action", "action": "x"})",
+       "model, key 'a': there is no action 'x'"},
   };
   for (const auto& test : kCases) {
     const Model model =
         ReadModel("m", R"({"device": "d", "version": 1, "keys": [)" + std::string(test.key) + "]}");
     std::string fault = "none";
     try {
-      const Device device(model, powerline_, storage_);
+      Settings settings(model, storage_);
+      const Device device(settings, features_.All());
     } catch (const StartFailure& failure) {
       fault = failure.what();
     }
@@ -210,16 +283,16 @@ TEST_F(DeviceTest, PowerlineFollowsSeedAndClock) {
   const auto name = [] { return std::string("Vistel"); };
   Powerline same(7, now, steady, name);
   Powerline other(8, now, steady, name);
-  EXPECT_EQ(*powerline_.Rows("stations"), *same.Rows("stations"));
-  EXPECT_NE(*powerline_.Rows("stations"), *other.Rows("stations"));
-  const std::vector<LiveRow> before = *powerline_.Rows("stations");
+  EXPECT_EQ(*powerline_.Stations(), *same.Stations());
+  EXPECT_NE(*powerline_.Stations(), *other.Stations());
+  const std::vector<LiveRow> before = *powerline_.Stations();
   // Somebody sets the clock back; no count knows.
   now_ -= 3600;
   steady_ += 60;
-  const std::vector<LiveRow> after = *powerline_.Rows("stations");
+  const std::vector<LiveRow> after = *powerline_.Stations();
   EXPECT_NE(before, after);
-  EXPECT_EQ(after, *same.Rows("stations"));
-  EXPECT_EQ(powerline_.Value("uptime"), "60");
+  EXPECT_EQ(after, *same.Stations());
+  EXPECT_EQ(powerline_.UptimeSeconds(), 60);
   EXPECT_EQ(after[0][6], "60");
   // Counters only grow.
   for (std::size_t station = 1; station < Powerline::kStations; ++station) {
@@ -235,7 +308,7 @@ TEST_F(DeviceTest, PowerlineIsPlausible) {
   std::set<std::string> addresses;
   for (now_ = kStart; now_ < kStart + 3600; now_ += 300) {
     bad = 0;
-    for (const LiveRow& row : *powerline_.Rows("stations")) {
+    for (const LiveRow& row : *powerline_.Stations()) {
       addresses.insert(row[1]);
       if (row[0] == "local") continue;
       const unsigned long rate = std::stoul(row[3]);
@@ -246,12 +319,12 @@ TEST_F(DeviceTest, PowerlineIsPlausible) {
     EXPECT_EQ(bad, 2U) << now_;
   }
   EXPECT_EQ(addresses.size(), Powerline::kStations);
-  for (const LiveRow& row : *powerline_.Rows("tone-maps")) {
+  for (const LiveRow& row : *powerline_.ToneMaps()) {
     EXPECT_EQ(row[1].size(), Powerline::kCarriers);
     EXPECT_EQ(row[1].find_first_not_of("0123456789a"), std::string::npos);
     EXPECT_EQ(row[2].size(), Powerline::kCarriers);
   }
-  const StringVector powers(',', powerline_.Value("output-power"));
+  const StringVector powers(',', powerline_.OutputPower());
   ASSERT_EQ(powers.size(), Powerline::kCarriers);
   for (const std::string& power : powers) EXPECT_LE(std::stoul(power), 512U);
   for (const double decibels : powerline_.Snr(1, false, now_)) {

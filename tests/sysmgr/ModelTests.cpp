@@ -65,7 +65,8 @@ TEST(Model, FaultsAreNamed) {
        "model 'm', key 'a': 'type' is 'float'; it must be one of text, integer, boolean, "
        "enumeration, mac, ipv4, password, table"},
       {ModelOf(R"({"key": "a", "type": "boolean", "access": "rw"})"),
-       "model 'm', key 'a': 'access' is 'rw'; it must be one of read, read-write, write-only"},
+       "model 'm', key 'a': 'access' is 'rw'; it must be one of read, read-write, write-only, "
+       "action, parameter"},
       {ModelOf(R"({"key": "a", "type": "boolean", "access": "read-write"})"),
        "model 'm', key 'a': 'default' is missing"},
       {ModelOf(R"({"key": "a", "type": "boolean", "access": "read-write", "default": "on"})"),
@@ -116,6 +117,18 @@ TEST(Model, FaultsAreNamed) {
        "model 'm', key 'a': 'x.y' is no name of a column"},
       {ModelOf(R"({"key": "a", "type": "text", "access": "read-write", "source": "s"})"),
        "model 'm', key 'a': what comes from a source can only be read"},
+      {ModelOf(R"({"key": "a", "type": "boolean", "access": "action"})"),
+       "model 'm', key 'a': 'action' is missing"},
+      {ModelOf(
+           R"({"key": "a", "type": "boolean", "access": "action", "action": "x", "default": ""})"),
+       "model 'm', key 'a': what is not stored has no 'default'"},
+      {ModelOf(R"({"key": "M.a", "type": "boolean", "access": "parameter"},)" + std::string(kMode)),
+       "model 'm': key 'M.a' is a parameter, but what is before its last dot is no action"},
+      {ModelOf(R"({"key": "a", "type": "boolean", "access": "parameter"})"),
+       "model 'm': key 'a' is a parameter, but what is before its last dot is no action"},
+      {ModelOf(
+           R"({"key": "a", "type": "text", "access": "write-only", "minimum": 0, "maximum": 9, "shared": true, "default": ""})"),
+       "model 'm', key 'a': only a setting that can be read is 'shared'"},
       {ModelOf(std::string(kMode) + "," + kMode), "model 'm': key 'M' is there twice"},
       {ModelOf(kMode, R"({"rule": "maybe", "keys": ["M"], "message": "no"})"),
        "model 'm', rule number 1: 'rule' is 'maybe'; it must be one of required, same-network"},

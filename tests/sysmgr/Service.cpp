@@ -67,6 +67,8 @@ void Service::Start() {
   const std::string database =
       setup_.database.empty() ? folder_.Path() + "/settings.db" : setup_.database;
   const std::string authorisation = folder_.Path() + "/auth";
+  const std::string files = folder_.Path() + "/files";
+  const std::string upload = folder_.Path() + "/upload.bin";
   const std::string log = folder_.Path() + "/log";
   process_ = fork();
   if (process_ == 0) {
@@ -78,8 +80,8 @@ void Service::Start() {
       setrlimit(RLIMIT_FSIZE, &limit);
     }
     execl(VISTEL_TEST_SYSMGRD, "sysmgrd", "--socket", socket_.c_str(), "--model", model.c_str(),
-          "--database", database.c_str(), "--authorisation", authorisation.c_str(), "--seed", "7",
-          static_cast<char*>(nullptr));
+          "--database", database.c_str(), "--authorisation", authorisation.c_str(), "--files",
+          files.c_str(), "--upload", upload.c_str(), "--seed", "7", static_cast<char*>(nullptr));
     _exit(127);
   }
   for (int waited = 0; waited < kStartMilliseconds; ++waited) {

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+//
+// The settings of a device by the rules of its model. The rule to know: whoever stores settings
+// does it here, so that nothing is stored that a page could not have set.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sysmgr/Model.h"
+#include "sysmgr/Storage.h"
+
+class Settings {
+ public:
+  // Told of every batch that has been stored.
+  using Observer = std::function<void(const Storage::Batch&)>;
+
+  // Both must outlive the settings.
+  Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {}
+
+  const Model& Definitions() const { return model_; }
+
+  // The value of a setting of the model, write-only ones included.
+  const std::string& Get(const std::string& key) const { return storage_.Get(key); }
+
+  // "" when the client may set the key to this value and the value is fine, else what is wrong.
+  // The key is a setting, an action or a parameter.
+  std::string Check(std::string_view name, std::string_view value, std::string_view client) const;
+
+  // "" when the rules hold for the batch over the stored values, else the broken rule's message.
+  // The values are each fine.
+  std::string CheckTogether(const Storage::Batch& batch) const;
+
+  // Stores all of a batch whose values are each fine, or nothing. "" on success, else why not:
+  // they don't fit together or can't be stored.
+  std::string Store(const Storage::Batch& batch);
+
+  void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }
+
+ private:
+  const Model& model_;
+  Storage& storage_;
+  std::vector<Observer> observers_;
+};
