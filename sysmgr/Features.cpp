@@ -3,9 +3,43 @@
 // Puts the device's parts together, the ones that others rely on first.
 #include "sysmgr/Features.h"
 
+#include <utility>
+
 namespace {
 
 constexpr const char* kDeviceName = "System.DeviceName";  // what the local station calls itself
+
+// Whether a value would do, told while the page is still being filled in.
+void OfferCheck(Sources& sources, const Settings& settings) {
+  ValueSource check;
+  check.selectors = {"Key", "Value"};
+  check.value = [&settings](const Question& question) -> LiveValue {
+    const std::string* key = question.Selector("Key");
+    const std::string* value = question.Selector("Value");
+    if (key == nullptr) return {"", "needs the selector Key"};
+    return {settings.Check(*key, value == nullptr ? "" : *value, question.client), ""};
+  };
+  sources.OfferValue("setting-check", std::move(check));
+}
+
+// The file holds a double for each carrier, as this machine keeps them.
+void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& files) {
+  ValueSource snr;
+  snr.makesFile = true;
+  snr.selectors = {"MacAddress"};
+  snr.value = [&powerline, &files](const Question& question) -> LiveValue {
+    const std::string* address = question.Selector("MacAddress");
+    if (address == nullptr) return {"", "needs the selector MacAddress"};
+    const auto decibels = powerline.Snr(*address);
+    if (!decibels) return {"", "knows no such station"};
+    const std::string_view bytes(reinterpret_cast<const char*>(decibels->data()),
+                                 decibels->size() * sizeof(double));
+    std::string path = files.Put("snr-", ".bin", bytes);
+    if (path.empty()) return {"", "has no file: it can't be made"};
+    return {std::move(path), ""};
+  };
+  sources.OfferValue("snr", std::move(snr));
+}
 
 }  // namespace
 
@@ -13,8 +47,12 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
     : files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
       powerline_(setup.seed, setup.timeOfDay, setup.steady,
-                 [&settings] { return settings.Get(kDeviceName); }) {
+                 [&settings] { return settings.Get(kDeviceName); }),
+      network_(settings) {
   powerline_.OfferTo(sources_);
+  network_.OfferTo(sources_);
+  OfferCheck(sources_, settings);
+  OfferSnr(sources_, powerline_, files_);
 }
 
 void Features::OnTimer() {

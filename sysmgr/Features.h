@@ -11,6 +11,7 @@
 #include "sysmgr/HandoverFolder.h"
 #include "sysmgr/Powerline.h"
 #include "sysmgr/Settings.h"
+#include "sysmgr/SimulatedNetwork.h"
 #include "sysmgr/Sources.h"
 #include "sysmgr/UploadFile.h"
 
@@ -39,5 +40,6 @@ class Features {
   HandoverFolder files_;
   UploadFile upload_;
   Powerline powerline_;
+  SimulatedNetwork network_;
   Sources sources_;
 };

@@ -36,10 +36,10 @@ struct LiveValue {
 };
 
 struct ValueSource {
-  std::function<LiveValue(const Question&)> value;
+  std::function<LiveValue(const Question&)> value = {};
   // The names that its key may be asked with, beyond the option "format".
-  std::vector<std::string> selectors;
-  std::vector<std::string> options;
+  std::vector<std::string> selectors = {};
+  std::vector<std::string> options = {};
   // Each question makes a file for the one who asks; one query may ask for few of them.
   bool makesFile = false;
 };

@@ -9,71 +9,10 @@
 #include <string>
 
 #include "platform/StringVector.h"
-#include "sysmgr/Device.h"
 #include "sysmgr/Failure.h"
-#include "sysmgr/Features.h"
-#include "sysmgr/ModelReader.h"
-#include "tests/TestFolder.h"
-#include "tests/sysmgr/Service.h"
+#include "tests/sysmgr/DeviceTest.h"
 
 namespace {
-
-constexpr std::int64_t kStart = 1700000000;
-
-class DeviceTest : public testing::Test {
- protected:
-  DeviceTest()
-      : folder_("/tmp/vistel-sysmgr"),
-        model_(ReadModelFile(VISTEL_TEST_MODEL)),
-        storage_(folder_.Path() + "/settings.db", model_),
-        settings_(model_, storage_),
-        now_(kStart),
-        features_(settings_, SetUp(*this)),
-        powerline_(features_.GetPowerline()),
-        device_(settings_, features_.All()) {}
-
-  static FeatureSetup SetUp(DeviceTest& test) {
-    return {7, [&test] { return test.now_; }, [&test] { return test.steady_; },
-            test.folder_.Path() + "/files", test.folder_.Path() + "/upload.bin"};
-  }
-
-  StringTable Query(const std::string& text) {
-    StringTable answer;
-    problem_.clear();
-    if (!device_.Query(StringTable(std::string(text), StringTable::kQueryText), "tester", answer,
-                       problem_)) {
-      EXPECT_NE(problem_, "");
-      return StringTable();
-    }
-    return answer;
-  }
-
-  static std::string SetOn(Device& device,
-                           const std::vector<std::pair<std::string, std::string>>& settings) {
-    StringTable keys(1);
-    StringTable values(1);
-    for (const auto& [key, value] : settings) {
-      keys.AddCells({key});
-      values.AddCells({value});
-    }
-    return TableText(device.Set(keys, values, "tester"));
-  }
-
-  std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
-    return SetOn(device_, settings);
-  }
-
-  TestFolder folder_;
-  Model model_;
-  Storage storage_;
-  Settings settings_;
-  std::int64_t now_;
-  std::int64_t steady_ = 1000;
-  Features features_;
-  Powerline& powerline_;
-  Device device_;
-  std::string problem_;
-};
 
 TEST_F(DeviceTest, Queries) {
   const struct {
@@ -97,6 +36,13 @@ TEST_F(DeviceTest, Queries) {
       {"HomePlug.Stations{Role=local}.Role:format=scalar", "local"},
       {"HomePlug.Stations{Role=remote}.Role:format=scalar",
        "remote,remote,remote,remote,remote,remote,remote"},
+      {"System.Check{Key=System.Led,Value=1}", ""},
+      {"System.Check{Key=System.Led,Value=on}", "must be 0 or 1"},
+      {"System.Check{Key=System.DeviceName}", "must be 1 to 63 characters"},
+      {"System.Check{Key=Foo,Value=%3C}", "there is no such setting"},
+      {"System.Check{Key=System.Uptime,Value=1}", "can only be read"},
+      {"Network.Link;Network.CurrentAddress;Network.CurrentNetmask;Network.CurrentGateway",
+       "up|192.168.178.57|255.255.255.0|192.168.178.1"},
       // The shorter key's column is filled up with nothing.
       {"System.Led;HomePlug.Stations{Role=remote}.Role;System.PowerSave",
        "1|remote|1/|remote|/|remote|/|remote|/|remote|/|remote|/|remote|"},
@@ -123,8 +69,12 @@ TEST_F(DeviceTest, RefusedQueries) {
       {"System.Led{Role=local}", "key 'System.Led{Role=local}' is not a table"},
       {"System.Led:size=2", "key 'System.Led:size=2' has no option size"},
       {"System.Led:format=xml", "key 'System.Led:format=xml' has no such format"},
-      {"HomePlug.SNR{MacAddress=00:0B:3B:7F:01:02}:format=scalar",
-       "key 'HomePlug.SNR{MacAddress=00:0B:3B:7F:01:02}:format=scalar' is unknown"},
+      {"HomePlug.SNR:format=scalar",
+       "key 'HomePlug.SNR:format=scalar' needs the selector MacAddress"},
+      {"HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01}",
+       "key 'HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01}' knows no such station"},
+      {"HomePlug.SNR{Role=local}", "key 'HomePlug.SNR{Role=local}' has no selector Role"},
+      {"System.Check{Value=1}", "key 'System.Check{Value=1}' needs the selector Key"},
   };
   for (const auto& test : kCases) {
     EXPECT_EQ(Query(test.query).Rows(), 0U) << test.query;

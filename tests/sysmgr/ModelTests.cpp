@@ -35,7 +35,6 @@ TEST(Model, TheProductsIsRight) {
   ASSERT_NE(model.Find("HomePlug.Stations"), nullptr);
   EXPECT_EQ(model.Find("HomePlug.Stations")->columns.front().name, "Role");
   EXPECT_EQ(model.Find("HomePlug.NetworkPassword")->access, Access::kWriteOnly);
-  EXPECT_EQ(model.Find("HomePlug.SNR"), nullptr);
   EXPECT_EQ(model.Rules().size(), 2U);
 }
 

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+//
+// Files that the service hands over and those that it is handed: whose they are, how many there can
+// be, and that no link is followed.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "platform/StringVector.h"
+#include "sysmgr/Failure.h"
+#include "sysmgr/HandoverFolder.h"
+#include "sysmgr/UploadFile.h"
+#include "tests/sysmgr/DeviceTest.h"
+
+namespace {
+
+std::string FileText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+bool IsThere(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+std::string FaultOfFolder(const std::string& path) {
+  try {
+    const HandoverFolder folder(path, [] { return 0; });
+    return "none";
+  } catch (const StartFailure& failure) {
+    return failure.what();
+  }
+}
+
+TEST(HandoverFolder, NumberAgeAndMode) {
+  const TestFolder parent("/tmp/vistel-sysmgr");
+  const std::string path = parent.Path() + "/run/files";
+  std::int64_t now = 5;
+  const std::string stale = parent.Write("run/files/stale", "x");
+  ASSERT_EQ(chmod(path.c_str(), 0700), 0);
+  std::string last;
+  {
+    HandoverFolder folder(path, [&now] { return now; });
+    EXPECT_FALSE(IsThere(stale));
+    const std::string first = folder.Put("a-", ".xml", "content");
+    EXPECT_EQ(first.size(), (path + "/a-XXXXXX.xml").size());
+    EXPECT_EQ(FileText(first), "content");
+    struct stat status {};
+    ASSERT_EQ(stat(first.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    now += HandoverFolder::kMaxAgeSeconds;
+    const std::string second = folder.Put("a-", "", "");
+    EXPECT_TRUE(IsThere(first));
+    now += 1;
+    folder.RemoveOld();
+    EXPECT_FALSE(IsThere(first));
+    for (std::size_t i = 1; i < HandoverFolder::kMaxFiles; ++i) last = folder.Put("a-", ".bin", "");
+    EXPECT_TRUE(IsThere(second));
+    last = folder.Put("a-", ".bin", "");
+    EXPECT_FALSE(IsThere(second));
+    EXPECT_TRUE(IsThere(last));
+    ASSERT_EQ(rename(path.c_str(), (path + ".gone").c_str()), 0);
+    EXPECT_EQ(folder.Put("a-", "", ""), "");
+    ASSERT_EQ(rename((path + ".gone").c_str(), path.c_str()), 0);
+  }
+  EXPECT_FALSE(IsThere(last));
+}
+
+TEST(HandoverFolder, OnlyOnesOwn) {
+  const TestFolder parent("/tmp/vistel-sysmgr");
+  const std::string path = parent.Path() + "/files";
+  const std::string other = parent.Write("other/kept", "x");
+  ASSERT_EQ(symlink("other", path.c_str()), 0);
+  EXPECT_NE(FaultOfFolder(path).find("can't be used"), std::string::npos) << FaultOfFolder(path);
+  EXPECT_TRUE(IsThere(other));
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  for (const mode_t mode : {0710, 0701, 0770, 0755}) {
+    static_cast<void>(mkdir(path.c_str(), 0700));
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    EXPECT_NE(FaultOfFolder(path).find("is too open"), std::string::npos) << mode;
+  }
+  ASSERT_EQ(chmod(path.c_str(), 0700), 0);
+  EXPECT_EQ(FaultOfFolder(path), "none");
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(path.c_str(), 1, 1), 0);
+    EXPECT_NE(FaultOfFolder(path).find("somebody else"), std::string::npos);
+  }
+}
+
+TEST(UploadFile, OnlyARegularFileOfOnesOwn) {
+  const TestFolder folder("/tmp/vistel-sysmgr");
+  const std::string path = folder.Path() + "/upload.bin";
+  const std::string target = folder.Write("target", "secret");
+  const UploadFile upload(path);
+  const std::string kUnreadable = "The uploaded file can not be read.";
+  std::string content;
+  EXPECT_EQ(upload.Read(100, content), "No file has been uploaded.");
+  ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
+  EXPECT_EQ(upload.Read(100, content), kUnreadable);
+  upload.Delete();
+  EXPECT_TRUE(IsThere(target));
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(upload.Read(100, content), kUnreadable);
+  upload.Delete();
+  ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+  EXPECT_EQ(upload.Read(100, content), kUnreadable);
+  ASSERT_EQ(rmdir(path.c_str()), 0);
+  folder.Write("upload.bin", "hello");
+  EXPECT_EQ(upload.Read(4, content), "The uploaded file has more than 4 bytes.");
+  EXPECT_EQ(upload.Read(5, content), "");
+  EXPECT_EQ(content, "hello");
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(path.c_str(), 1, 1), 0);
+    EXPECT_EQ(upload.Read(5, content), kUnreadable);
+    EXPECT_EQ(content, "");
+  }
+}
+
+TEST_F(DeviceTest, SnrFiles) {
+  const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar;";
+  const std::string path = TableText(Query(kKey));
+  EXPECT_EQ(path.find(folder_.Path() + "/files/snr-"), 0U) << path;
+  const std::string bytes = FileText(path);
+  const Powerline::Decibels decibels = powerline_.Snr(2, false, now_);
+  ASSERT_EQ(bytes.size(), sizeof decibels);
+  EXPECT_EQ(std::memcmp(bytes.data(), decibels.data(), bytes.size()), 0);
+  std::string most;
+  for (unsigned i = 0; i < Device::kMaxFilesPerQuery; ++i) most += kKey;
+  for (const std::string& file : StringVector('|', TableText(Query(most)))) {
+    EXPECT_TRUE(IsThere(file)) << file;
+  }
+  EXPECT_EQ(Query(most + kKey).Rows(), 0U);
+  EXPECT_NE(problem_.find("would make more files than one query may, 8"), std::string::npos);
+}
+
+}  // namespace
