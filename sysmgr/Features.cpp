@@ -48,8 +48,10 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       upload_(setup.uploadFile),
       powerline_(setup.seed, setup.timeOfDay, setup.steady,
                  [&settings] { return settings.Get(kDeviceName); }),
+      configuration_(settings, files_, upload_, setup.steady),
       network_(settings) {
   powerline_.OfferTo(sources_);
+  configuration_.OfferTo(sources_);
   network_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferSnr(sources_, powerline_, files_);
@@ -57,4 +59,5 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
 
 void Features::OnTimer() {
   files_.RemoveOld();
+  configuration_.DropOld();
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "sysmgr/Configuration.h"
 #include "sysmgr/HandoverFolder.h"
 #include "sysmgr/Powerline.h"
 #include "sysmgr/Settings.h"
@@ -40,6 +41,7 @@ class Features {
   HandoverFolder files_;
   UploadFile upload_;
   Powerline powerline_;
+  Configuration configuration_;
   SimulatedNetwork network_;
   Sources sources_;
 };

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sysmgr/Check.h"
+#include "sysmgr/ConfigurationText.h"
 #include "sysmgr/Failure.h"
 #include "sysmgr/ModelParts.h"
 
@@ -121,6 +122,10 @@ Model ReadModel(const std::string& path, const std::string& text) {
 
   Model model;
   model.SetIdentity(top.Text("device"), top.Integer("version"));
+  // Exported configurations name it.
+  if (model.DeviceName().empty() || !ConfigurationText::CanHold(model.DeviceName())) {
+    top.Fail("'device' must be a text without control characters");
+  }
   std::size_t number = 0;
   for (const json& part : top.Array("keys")) {
     ModelKey key = ModelParts::ReadKey(part, Numbered(where, ", key number ", ++number), where);

@@ -39,6 +39,8 @@ TEST_F(DeviceTest, Queries) {
       {"System.Check{Key=System.Led,Value=1}", ""},
       {"System.Check{Key=System.Led,Value=on}", "must be 0 or 1"},
       {"System.Check{Key=System.DeviceName}", "must be 1 to 63 characters"},
+      {"System.Check{Key=System.ConfigRestore,Value=now}", "must be one of check, apply, drop"},
+      {"System.Check{Key=System.ConfigRestore.Password,Value=short}", "must be 8 to 64 characters"},
       {"System.Check{Key=Foo,Value=%3C}", "there is no such setting"},
       {"System.Check{Key=System.Uptime,Value=1}", "can only be read"},
       {"Network.Link;Network.CurrentAddress;Network.CurrentNetmask;Network.CurrentGateway",
@@ -75,6 +77,10 @@ TEST_F(DeviceTest, RefusedQueries) {
        "key 'HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01}' knows no such station"},
       {"HomePlug.SNR{Role=local}", "key 'HomePlug.SNR{Role=local}' has no selector Role"},
       {"System.Check{Value=1}", "key 'System.Check{Value=1}' needs the selector Key"},
+      {"System.ConfigShow:secrets=1",
+       "key 'System.ConfigShow:secrets=1' takes only secrets=include"},
+      {"System.ConfigShowCrypt",
+       "key 'System.ConfigShowCrypt' can't be given while no password is set"},
   };
   for (const auto& test : kCases) {
     EXPECT_EQ(Query(test.query).Rows(), 0U) << test.query;

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+//
+// Exports the settings and takes exported ones back. The rule to know: a configuration comes back
+// whole or not at all, and never past the checks that a page's settings go through.
+//
+// It offers the values "config-show", "config-show-crypt", "auto-config-show",
+// "config-password-set" and "config-pending", the table "config-changes" and the action
+// "config-restore" with the parameter "Password".
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "sysmgr/ConfigurationCipher.h"
+#include "sysmgr/HandoverFolder.h"
+#include "sysmgr/Settings.h"
+#include "sysmgr/Sources.h"
+#include "sysmgr/UploadFile.h"
+
+class Configuration {
+ public:
+  // A configuration that was checked waits this long for its owner to say yes.
+  static constexpr std::int64_t kPendingSeconds = 600;
+
+  // Things wrong with one configuration that are told one by one; the rest is counted.
+  static constexpr std::size_t kMaxToldProblems = 50;
+
+  using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
+
+  // All must outlive the configuration.
+  Configuration(Settings& settings, HandoverFolder& files, const UploadFile& upload, Clock clock);
+
+  // The configuration must outlive the sources.
+  void OfferTo(Sources& sources);
+
+  // Told of every configuration that was restored, after its settings were stored.
+  void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
+
+  // Forgets a pending configuration whose time is over.
+  void DropOld();
+
+ private:
+  enum class Part { kReadable, kAll, kShared };
+
+  // Wiped when it goes: there may be secrets in it.
+  struct Pending {
+    Storage::Batch settings;
+    std::int64_t since = 0;
+
+    Pending() = default;
+    ~Pending();
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+  };
+  using PendingPointer = std::unique_ptr<Pending>;
+
+  std::string Show(Part part, std::string_view client) const;
+  LiveValue HandOver(std::string_view prefix, std::string_view suffix, std::string_view content);
+  LiveValue ShowText(const Question& question) const;
+  LiveValue ShowSealed(const Question& question);
+  LiveRows Changes(const Question& question);
+
+  std::string Restore(const ActionRequest& request);
+  std::string ReadUpload(std::string_view password, Secret& text) const;
+  std::string Load(const ActionRequest& request, PendingPointer& loaded) const;
+  std::string Apply(const Pending& pending, std::string_view client);
+  std::vector<std::string> Examine(const Storage::Batch& batch, std::string_view client) const;
+  std::string ExamineOne(const std::string& key, const std::string& value,
+                         std::string_view client) const;
+
+  Settings& settings_;
+  HandoverFolder& files_;
+  const UploadFile& upload_;
+  Clock clock_;
+  ConfigurationCipher cipher_;
+  PendingPointer pending_;
+  std::function<void()> onRestored_;
+};
