@@ -31,7 +31,9 @@ constexpr const char* kHelp =
     "Usage: sysmgrctl [--socket PATH] [--authorisation FILE] COMMAND\n"
     "\n"
     "  get KEY ...          show values; several keys stand side by side\n"
-    "  set KEY=VALUE ...    change settings, all of them or none\n"
+    "  set KEY=VALUE ...    change settings, all of them or none; or have an action done, with\n"
+    "                       its parameters\n"
+    "  cat KEY              write a single value as it is, a text of many lines for example\n"
     "  watch KEY ...        show values whenever they change, until interrupted\n"
     "  --help, --version\n"
     "\n"
@@ -87,13 +89,18 @@ int Usage() {
   return kExitUsage;
 }
 
-bool Query(SysMgrProxy& proxy, const std::string& query, std::string& text) {
-  std::string reply;
+bool Query(SysMgrProxy& proxy, const std::string& query, std::string& reply) {
   if (proxy.sQueryKey(kServiceName, query, kQueryOption, reply) != SysMgrProxy::kOk) {
     const std::string& message = proxy.LastMessage();
     Complain(message.empty() ? "the system manager gives no answer" : message);
     return false;
   }
+  return true;
+}
+
+bool QueryText(SysMgrProxy& proxy, const std::string& query, std::string& text) {
+  std::string reply;
+  if (!Query(proxy, query, reply)) return false;
   text = Print(StringTable(std::move(reply), StringTable::kSerialized));
   return true;
 }
@@ -106,8 +113,18 @@ std::string QueryOf(const std::vector<std::string_view>& keys) {
 
 int Get(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
   std::string text;
-  if (!Query(proxy, QueryOf(keys), text)) return kExitRefused;
+  if (!QueryText(proxy, QueryOf(keys), text)) return kExitRefused;
   Write(text, stdout);
+  return std::fflush(stdout) == 0 ? 0 : kExitRefused;
+}
+
+int Cat(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
+  if (keys.size() != 1) return Usage();
+  std::string reply;
+  if (!Query(proxy, QueryOf(keys), reply)) return kExitRefused;
+  const StringTable table(std::move(reply), StringTable::kSerialized);
+  if (table.Rows() != 1 || table.Columns() != 1) return Complain("this is not a single value");
+  Write(table.Get(0, 0), stdout);
   return std::fflush(stdout) == 0 ? 0 : kExitRefused;
 }
 
@@ -125,7 +142,7 @@ int Watch(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
   bool first = true;
   for (;;) {
     std::string text;
-    if (!Query(proxy, query, text)) return kExitRefused;
+    if (!QueryText(proxy, query, text)) return kExitRefused;
     if (first || text != last) {
       Write(text, stdout);
       if (std::fflush(stdout) != 0) return kExitRefused;
@@ -169,7 +186,7 @@ int Set(SysMgrProxy& proxy, const std::vector<std::string_view>& settings) {
   if (status != 0 && !proxy.LastMessage().empty()) Complain(proxy.LastMessage());
   for (unsigned row = 0; row < answer.Rows(); ++row) {
     if (answer.View(row, 0).empty()) continue;
-    std::string text = row < keys.Rows() ? keys.Get(row, 0) + " " : std::string();
+    std::string text = row < keys.Rows() ? keys.Get(row, 0) + ": " : std::string();
     status = Complain(text.append(answer.View(row, 0)));
   }
   return status;
@@ -200,6 +217,7 @@ int main(int count, char** arguments) {
   SvcMgrAdapter adapter;
   SysMgrProxy proxy(kServiceName, adapter, authorisation, socketPath);
   if (command == "get") return Get(proxy, rest);
+  if (command == "cat") return Cat(proxy, rest);
   if (command == "set") return Set(proxy, rest);
   if (command == "watch") return Watch(proxy, rest);
   return Usage();

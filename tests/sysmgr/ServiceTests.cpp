@@ -104,10 +104,16 @@ TEST(Service, ControlProgram) {
                               " --authorisation " + service.Folder() + "/auth ";
   EXPECT_EQ(RunProgram(control + "set 'System.DeviceName=a=b' System.Led=0"), 0);
   EXPECT_EQ(RunProgram(control + "get System.DeviceName System.Led | grep -qx 'a=b\t0'"), 0);
-  EXPECT_EQ(RunProgram(control + "set System.Led=2 2>&1 | grep -qx 'sysmgrctl: System.Led must be "
+  EXPECT_EQ(RunProgram(control + "set System.Led=2 2>&1 | grep -qx 'sysmgrctl: System.Led: must be "
                                  "0 or 1'"),
             0);
   EXPECT_EQ(RunProgram(control + "get Foo 2>/dev/null"), 1);
+  EXPECT_EQ(RunProgram(control + "cat System.Led System.Led 2>/dev/null"), 2);
+  // What is out comes back in.
+  EXPECT_EQ(RunProgram(control + "cat System.ConfigShow >" + service.Folder() + "/upload.bin"), 0);
+  EXPECT_EQ(
+      RunProgram(control + "set System.Led=1 && " + control + "set System.ConfigRestore=apply"), 0);
+  EXPECT_EQ(RunProgram(control + "get System.DeviceName System.Led | grep -qx 'a=b\t0'"), 0);
   EXPECT_EQ(RunProgram("echo long enough | " + control + "set HomePlug.NetworkPassword=-"), 0);
   EXPECT_EQ(RunProgram("timeout 1.5 " + control +
                        "watch System.Uptime System.DeviceName | grep -q 'a=b'"),
