@@ -12,6 +12,7 @@
 
 #include "main/Catalogue.h"
 #include "main/ConfigurationDownload.h"
+#include "main/ImageResponse.h"
 #include "main/Settings.h"
 #include "main/SettingsSubmission.h"
 #include "request/RequestHandler.h"
@@ -64,6 +65,7 @@ void ApplyPageDefaults(WGLVariables& variables) {
 }
 
 void Respond(const std::string& file) {
+  if (file == "image") return RespondWithImage(gVariables);
   if (file == "syscfg") return DeliverConfiguration(gVariables);
   const char* contentType = "text/html";
   std::string templatePath = file;

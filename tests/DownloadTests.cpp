@@ -6,18 +6,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "main/ConfigurationDownload.h"
 #include "main/SvcMgrFunctions.h"
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
 #include "tests/FakeSystemManager.h"
+#include "tests/SystemLog.h"
 #include "tests/TestFolder.h"
 #include "wgl/WGLVariables.h"
 
@@ -27,7 +28,7 @@ namespace {
 
 constexpr unsigned kMilliseconds = 5000;
 
-std::string gLog;
+using Log = std::vector<std::string>;
 
 std::string Delivered(const std::string& type) {
   std::fflush(stdout);
@@ -47,16 +48,6 @@ std::string Delivered(const std::string& type) {
 }
 
 }  // namespace
-
-// In the place of the C library's.
-extern "C" void syslog(int priority, const char* format, ...) {
-  char line[4096];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  gLog += std::to_string(priority) + " " + line + "\n";
-}
 
 TEST(ConfigurationDownload, EachType) {
   const TestFolder folder(testing::TempDir() + "vistel-download");
@@ -80,41 +71,57 @@ TEST(ConfigurationDownload, EachType) {
     return "Content-Type: " + type + "\r\nContent-Disposition: " + disposition + "\r\n" + rest;
   };
   const struct {
-    std::string type, key, answer, output, log;
+    std::string type, key, answer, output;
+    Log log;
   } rows[] = {
-      {"ac", "System.AutoConfigShow", path,
+      {"ac",
+       "System.AutoConfigShow",
+       path,
        headers("text/xml", "attachment; filename=\"adapter.cfg\"") + content,
-       "6 got auto config file '" + path + "'\n6 and delivered\n"},
-      {"cfg", "System.ConfigShowCrypt", path,
+       {"6 got auto config file '" + path + "'", "6 and delivered"}},
+      {"cfg",
+       "System.ConfigShowCrypt",
+       path,
        headers("application/unknown", "attachment; filename=\"adapter.cfg\"") + content,
-       "6 got config file '" + path + "'\n6 and delivered\n"},
-      {"xml", "System.ConfigShow", std::string("<x>\0</x>\n", 9),
+       {"6 got config file '" + path + "'", "6 and delivered"}},
+      {"xml",
+       "System.ConfigShow",
+       std::string("<x>\0</x>\n", 9),
        headers("text/xml", "attachment; filename=\"attachment; filename=\"Adapter 1.xml\"") +
            std::string("<x>\0</x>\n", 9),
-       ""},
-      {"xml", "System.ProductName", "Adapter 1",
-       headers("text/xml", "attachment; filename=\"attachment; filename=\"Adapter 1.xml\""), ""},
-      {"ac", "System.AutoConfigShow", path + "x", "", "6 got auto config file '" + path + "x'\n"},
-      {"cfg", "System.ConfigShowCrypt", folder.Path() + "/folder", "",
-       "6 got config file '" + folder.Path() + "/folder'\n"},
-      {"cfg", "System.ConfigShowCrypt", folder.Path() + "/fifo", "",
-       "6 got config file '" + folder.Path() + "/fifo'\n"},
-      {"cfg", "System.ConfigShowCrypt", "", "", "6 got config file ''\n"},
-      {"cfg", "no such key", "", "", "6 got config file ''\n"},
-      {"", "System.ConfigShow", "x", "", ""},
-      {"AC", "System.AutoConfigShow", path, "", ""},
-      {"acx", "System.AutoConfigShow", path, "", ""},
+       {}},
+      {"xml",
+       "System.ProductName",
+       "Adapter 1",
+       headers("text/xml", "attachment; filename=\"attachment; filename=\"Adapter 1.xml\""),
+       {}},
+      {"ac", "System.AutoConfigShow", path + "x", "", {"6 got auto config file '" + path + "x'"}},
+      {"cfg",
+       "System.ConfigShowCrypt",
+       folder.Path() + "/folder",
+       "",
+       {"6 got config file '" + folder.Path() + "/folder'"}},
+      {"cfg",
+       "System.ConfigShowCrypt",
+       folder.Path() + "/fifo",
+       "",
+       {"6 got config file '" + folder.Path() + "/fifo'"}},
+      {"cfg", "System.ConfigShowCrypt", "", "", {"6 got config file ''"}},
+      {"cfg", "no such key", "", "", {"6 got config file ''"}},
+      {"", "System.ConfigShow", "x", "", {}},
+      {"AC", "System.AutoConfigShow", path, "", {}},
+      {"acx", "System.AutoConfigShow", path, "", {}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.type + " " + row.answer);
     folder.Write("adapter.cfg", content);
     answers = {{"System.ProductName", "Adapter 1"}};
     answers[row.key] = row.answer;
-    gLog.clear();
+    gSystemLog.clear();
     const std::string output = Delivered(row.type);
     EXPECT_TRUE(output == row.output) << output.substr(0, 500);
-    EXPECT_EQ(gLog, row.log);
-    const bool delivered = row.log.find("delivered") != std::string::npos;
+    EXPECT_EQ(gSystemLog, row.log);
+    const bool delivered = row.log.size() == 2;
     EXPECT_EQ(fs::exists(path), !delivered);
     EXPECT_TRUE(fs::exists(folder.Path() + "/folder") && fs::exists(folder.Path() + "/fifo"));
   }
@@ -131,7 +138,7 @@ TEST(ConfigurationDownload, EachType) {
 
   gSysMgr.~SysMgrProxy();
   new (&gSysMgr) SysMgrProxy("Vistel", service, "", "", kMilliseconds);
-  gLog.clear();
+  gSystemLog.clear();
   EXPECT_EQ(Delivered("ac"), "");
-  EXPECT_EQ(gLog, "6 got auto config file ''\n");
+  EXPECT_EQ(gSystemLog, Log{"6 got auto config file ''"});
 }

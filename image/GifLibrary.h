@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+//
+// giflib by the names of its version 4, which is what devices of some age have. Version 5 gave some
+// functions a prefix and others an argument for an error code; nobody here asks for the code.
+#pragma once
+
+#include <gif_lib.h>
+
+#if defined(GIFLIB_MAJOR) && GIFLIB_MAJOR >= 5
+
+// Closes the descriptor on failure as well.
+inline GifFileType* DGifOpenFileHandle(int descriptor) {
+  return DGifOpenFileHandle(descriptor, nullptr);
+}
+inline int DGifCloseFile(GifFileType* file) {
+  return DGifCloseFile(file, nullptr);
+}
+inline GifFileType* EGifOpenFileHandle(int descriptor) {
+  return EGifOpenFileHandle(descriptor, nullptr);
+}
+// Frees the handle and closes the descriptor, whatever it returns.
+inline int EGifCloseFile(GifFileType* file) {
+  return EGifCloseFile(file, nullptr);
+}
+inline ColorMapObject* MakeMapObject(int colorCount, const GifColorType* colors) {
+  return GifMakeMapObject(colorCount, colors);
+}
+inline void FreeMapObject(ColorMapObject* map) {
+  GifFreeMapObject(map);
+}
+// Doesn't clip.
+inline void DrawRectangle(SavedImage* image, int x, int y, int width, int height, int color) {
+  GifDrawRectangle(image, x, y, width, height, color);
+}
+
+#endif

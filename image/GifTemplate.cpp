@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+#include "image/GifTemplate.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "image/GifLibrary.h"
+
+namespace {
+
+// A template is a few thousand bytes and a quarter of a million pixels. A small file can claim to
+// be a picture of two thousand million, and giflib would take the memory for it.
+constexpr off_t kMaxFileBytes = off_t{4} * 1024 * 1024;
+constexpr long kMaxPixels = 4L * 1024 * 1024;
+
+bool AddPixels(GifFileType* file, long& pixels) {
+  if (DGifGetImageDesc(file) == GIF_ERROR) return false;
+  const long width = file->Image.Width;
+  const long height = file->Image.Height;
+  if (width > kMaxPixels || (width > 0 && height > (kMaxPixels - pixels) / width)) return false;
+  pixels += width * height;
+  return true;
+}
+
+bool SkipPicture(GifFileType* file) {
+  int codeBits = 0;
+  GifByteType* block = nullptr;
+  if (DGifGetCode(file, &codeBits, &block) == GIF_ERROR) return false;
+  while (block != nullptr) {
+    if (DGifGetCodeNext(file, &block) == GIF_ERROR) return false;
+  }
+  return true;
+}
+
+// Refuses one without content: versions of giflib differ in where they find its end.
+bool SkipExtension(GifFileType* file) {
+  int kind = 0;
+  GifByteType* block = nullptr;
+  if (DGifGetExtension(file, &kind, &block) == GIF_ERROR || block == nullptr) return false;
+  while (block != nullptr) {
+    if (DGifGetExtensionNext(file, &block) == GIF_ERROR) return false;
+  }
+  return true;
+}
+
+// Goes through the file without unpacking a picture. False when all of them together have more
+// pixels than allowed, and when the file isn't whole.
+bool HasAllowedSize(GifFileType* file) {
+  long pixels = 0;
+  for (;;) {
+    GifRecordType record = UNDEFINED_RECORD_TYPE;
+    if (DGifGetRecordType(file, &record) == GIF_ERROR) return false;
+    switch (record) {
+      case IMAGE_DESC_RECORD_TYPE:
+        if (!AddPixels(file, pixels) || !SkipPicture(file)) return false;
+        break;
+      case EXTENSION_RECORD_TYPE:
+        if (!SkipExtension(file)) return false;
+        break;
+      case TERMINATE_RECORD_TYPE:
+        return true;
+      default:
+        return false;
+    }
+  }
+}
+
+// A descriptor of the file, or -1. A file name can't hold a NUL byte: what is in front of it names
+// another file.
+int OpenRegularFile(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return -1;
+  // Without waiting for the other end, should it be a pipe.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return -1;
+  struct stat status = {};
+  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size <= kMaxFileBytes) {
+    return descriptor;
+  }
+  close(descriptor);
+  return -1;
+}
+
+// Leaves the descriptor as it is, at its beginning.
+bool HasAllowedSize(int descriptor) {
+  const int another = dup(descriptor);
+  GifFileType* file = another >= 0 ? DGifOpenFileHandle(another) : nullptr;
+  if (file == nullptr) return false;
+  const bool allowed = HasAllowedSize(file);
+  DGifCloseFile(file);
+  return allowed && lseek(descriptor, 0, SEEK_SET) == 0;
+}
+
+// Null when the file is no whole GIF file.
+GifFileType* Read(const std::string& path) {
+  const int descriptor = OpenRegularFile(path);
+  if (descriptor < 0) return nullptr;
+  if (!HasAllowedSize(descriptor)) {
+    close(descriptor);
+    return nullptr;
+  }
+  GifFileType* file = DGifOpenFileHandle(descriptor);
+  if (file != nullptr && DGifSlurp(file) == GIF_ERROR) {
+    DGifCloseFile(file);
+    return nullptr;
+  }
+  return file;
+}
+
+}  // namespace
+
+GifTemplate::GifTemplate(const std::string& path) : file_(Read(path)) {
+  if (file_ == nullptr || file_->ImageCount == 1) return;
+  syslog(LOG_ERR, "Wrong image count in GIF file '%s': %d instead of 1", path.c_str(),
+         file_->ImageCount);
+  DGifCloseFile(file_);
+  file_ = nullptr;
+}
+
+GifTemplate::~GifTemplate() {
+  if (file_ != nullptr) DGifCloseFile(file_);
+}
+
+bool GifTemplate::WriteToStandardOutput() const {
+  if (std::fflush(stdout) != 0) return false;
+  GifFileType* output = EGifOpenFileHandle(STDOUT_FILENO);
+  if (output == nullptr) return false;
+  output->SWidth = file_->SWidth;
+  output->SHeight = file_->SHeight;
+  output->SColorResolution = file_->SColorResolution;
+  output->SBackGroundColor = file_->SBackGroundColor;
+  // Lent: EGifSpew begins by putting a copy of the map in its place, and no closing of an output
+  // frees its images.
+  output->SColorMap = file_->SColorMap;
+  output->ImageCount = file_->ImageCount;
+  output->SavedImages = file_->SavedImages;
+  if (EGifSpew(output) == GIF_OK) return true;
+  // It closes the output at its end. If that is what failed, the handle is gone all the same, and
+  // only the descriptor tells.
+  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) EGifCloseFile(output);
+  return false;
+}
+
+bool IsStandardOutputOpen() {
+  // Otherwise giflib would make an output without a stream, and crash on it.
+  const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+  return flags != -1 && (flags & O_ACCMODE) != O_RDONLY;
+}

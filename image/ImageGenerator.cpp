@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "image/ImageGenerator.h"
+
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+
+#include "image/GifLibrary.h"
+#include "image/GifTemplate.h"
+#include "query/SysMgr.h"
+
+namespace {
+
+// As atoi on a machine whose long has 32 bits, where the device's program would meet it: a number
+// beyond the range of int becomes the nearest int. So a chart is the same on every machine.
+std::uint32_t ToUnsigned(const char* text) {
+  constexpr long kLowest = std::numeric_limits<int>::min();
+  constexpr long kHighest = std::numeric_limits<int>::max();
+  return static_cast<std::uint32_t>(std::clamp(std::strtol(text, nullptr, 10), kLowest, kHighest));
+}
+
+// Numbers with commas between them, the first ones of which count. A comma also ends a number, so
+// that nothing need be cut out.
+Chart::Values<std::uint32_t> ReadList(const std::string& list) {
+  Chart::Values<std::uint32_t> values = {};
+  std::size_t at = 0;
+  for (std::uint32_t& value : values) {
+    value = ToUnsigned(list.c_str() + at);
+    const std::size_t comma = list.find(',', at);
+    if (comma == std::string::npos) break;
+    at = comma + 1;
+  }
+  return values;
+}
+
+Chart::Values<std::uint32_t> QueryPower() {
+  const StringTable query(std::string("HomePlug.OutputPower"), kQueryText);
+  return ReadList(SysMgr_Query(query).Get(0, 0));
+}
+
+// Opens a file that can be read without waiting; a pipe without a writer would hold up the request.
+std::FILE* OpenRegularFile(const std::string& path) {
+  struct stat status = {};
+  if (path.find('\0') != std::string::npos || stat(path.c_str(), &status) != 0 ||
+      !S_ISREG(status.st_mode)) {
+    return nullptr;
+  }
+  return std::fopen(path.c_str(), "rb");
+}
+
+// The file is for this one request: it goes once it has been read.
+Chart::Values<double> TakeFile(const std::string& path) {
+  Chart::Values<double> values = {};
+  std::FILE* file = OpenRegularFile(path);
+  if (file == nullptr) {
+    syslog(LOG_ERR, "Could not open SNR file '%s'", path.c_str());
+    return values;
+  }
+  const std::size_t count = std::fread(values.data(), sizeof(double), values.size(), file);
+  if (count < values.size()) values[count] = 0;  // the bytes of a value that was cut
+  std::fclose(file);
+  unlink(path.c_str());
+  return values;
+}
+
+Chart::Values<double> QuerySnr(const std::string& macAddress) {
+  const StringTable query("HomePlug.SNR{MacAddress=" + macAddress + "}:format=scalar", kQueryText);
+  const StringTable answer = SysMgr_Query(query);
+  if (answer.Rows() != 1) {
+    syslog(LOG_ERR, "Wrong row count in SNR query response: %d instead of 1",
+           static_cast<int>(answer.Rows()));
+    return {};
+  }
+  return TakeFile(answer.Get(0, 0));
+}
+
+void DrawBar(SavedImage& image, int bar, int height, int color) {
+  const int column = Chart::kFirstColumn + bar;
+  const int top = Chart::kBaseRow - height;
+  const int bottom = std::min(Chart::kBaseRow, static_cast<int>(image.ImageDesc.Height));
+  if (column < image.ImageDesc.Width && top < bottom) {
+    DrawRectangle(&image, column, top, 1, bottom - top, color);
+  }
+}
+
+void WarnOfSmallImage(const SavedImage& image, const std::string& path) {
+  const int width = image.ImageDesc.Width;
+  const int height = image.ImageDesc.Height;
+  if (width >= Chart::kRequiredWidth && height >= Chart::kRequiredHeight) return;
+  syslog(LOG_ERR, "GIF image '%s' is too small for its chart: %d x %d instead of %d x %d",
+         path.c_str(), width, height, Chart::kRequiredWidth, Chart::kRequiredHeight);
+}
+
+// `fetch` gets the values and `modify` draws them. Values are fetched even if there is nothing to
+// draw them into, but not for an output that isn't there: the connection would take its place.
+template <class Fetch, class Modify>
+bool MakeImage(const std::string& templatePath, Fetch fetch, Modify modify) {
+  if (!IsStandardOutputOpen()) return false;
+  const auto values = fetch();
+  GifTemplate image(templatePath);
+  if (image.Image() == nullptr) return false;
+  WarnOfSmallImage(image.Image()->SavedImages[0], templatePath);
+  modify(image.Image(), values);
+  return image.WriteToStandardOutput();
+}
+
+void LogFailure(const std::string& templatePath) {
+  syslog(LOG_ERR, "Error modifying GIF image '%s'", templatePath.c_str());
+}
+
+}  // namespace
+
+void ImageGenerator::MakeImagePower(const std::string& templatePath) const {
+  const auto modify = [this](GifFileType* image, const Chart::Values<std::uint32_t>& values) {
+    ModifyImagePower(image, values);
+  };
+  if (!MakeImage(templatePath, QueryPower, modify)) LogFailure(templatePath);
+}
+
+void ImageGenerator::MakeImageSNR(const std::string& templatePath,
+                                  const std::string& macAddress) const {
+  const auto fetch = [&macAddress] { return QuerySnr(macAddress); };
+  const auto modify = [this](GifFileType* image, const Chart::Values<double>& values) {
+    ModifyImageSNR(image, values);
+  };
+  if (!MakeImage(templatePath, fetch, modify)) LogFailure(templatePath);
+}
+
+void ImageGenerator::ModifyImagePower(GifFileType* image,
+                                      const Chart::Values<std::uint32_t>& values) const {
+  DrawBars(image, values, Chart::PowerHeight);
+}
+
+void ImageGenerator::ModifyImageSNR(GifFileType* image, const Chart::Values<double>& values) const {
+  DrawBars(image, values, Chart::SnrHeight);
+}
+
+int ImageGenerator::FindColorIndex(const GifFileType* image, int red, int green, int blue) {
+  const ColorMapObject* map = image->SColorMap;
+  int index = map != nullptr ? map->ColorCount : 0;
+  while (--index >= 0) {
+    const GifColorType& color = map->Colors[index];
+    if (color.Red == red && color.Green == green && color.Blue == blue) break;
+  }
+  return index;
+}
+
+template <class Value>
+void ImageGenerator::DrawBars(GifFileType* image, const Chart::Values<Value>& values,
+                              int (*height)(double)) {
+  const int color =
+      FindColorIndex(image, Chart::kBarColor.red, Chart::kBarColor.green, Chart::kBarColor.blue);
+  if (color < 0) {
+    syslog(LOG_ERR, "Could not find color index for SNR graph");
+    return;
+  }
+  for (int bar = 0; bar < Chart::kBars; ++bar) {
+    DrawBar(image->SavedImages[0], bar, height(Chart::BarValue(values, bar)), color);
+  }
+}
