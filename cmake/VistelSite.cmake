@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 #
-# The site: templates and styles as they are, message catalogues compiled, and the neutral locale
-# that gettext needs on a machine that has none.
+# The site: templates and styles as they are, message catalogues compiled, the templates of the
+# charts, and the neutral locale that gettext needs on a machine that has none.
+include(VistelCharts)
+
 function(vistel_add_catalogue language)
   set(source "${PROJECT_SOURCE_DIR}/site/locale/${language}.po")
   set(catalogue "${PROJECT_BINARY_DIR}/site/locale/${language}/LC_MESSAGES/vistel.mo")
@@ -20,10 +22,11 @@ foreach(language en de fr)
   vistel_add_catalogue(${language})
 endforeach()
 get_property(catalogues GLOBAL PROPERTY VISTEL_CATALOGUES)
-add_custom_target(vistel_site ALL DEPENDS ${catalogues})
+add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
         DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+install(FILES ${VISTEL_CHARTS} DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_NEUTRAL_LOCALE}")
   install(FILES "${VISTEL_NEUTRAL_LOCALE}"

@@ -21,6 +21,7 @@ LOCALES = ["usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in 
 NEUTRAL = "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 SERVICE = ("usr/sbin/sysmgrd", "usr/sbin/sysmgrctl")
+CHARTS = ["usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr")]
 MODEL = "usr/share/vistel/model.json"
 FILE_MODE, PROGRAM_MODE, FOLDER_MODE = 0o644, 0o755, 0o755
 
@@ -45,7 +46,7 @@ class Installation(unittest.TestCase):
 
     def test_files_and_modes(self):
         expected = {name: PROGRAM_MODE for name in (PROGRAM, *SERVICE)}
-        expected.update({name: FILE_MODE for name in (MODEL, NEUTRAL, *LOCALES)})
+        expected.update({name: FILE_MODE for name in (MODEL, NEUTRAL, *LOCALES, *CHARTS)})
         for folder in ("wgl", "styles"):
             for file in (SITE / folder).rglob("*"):
                 if file.is_file():

@@ -3,10 +3,12 @@
 The finished program and a system manager of the test's own: pages with values, forms, and what
 happens when nobody, or a liar, is at the other end.
 
-usage: test_system_manager.py PROGRAM DOCUMENT-ROOT SOCKET
+usage: test_system_manager.py PROGRAM DOCUMENT-ROOT SOCKET CHARTS   (the folder of their templates)
 """
 import os
+import shutil
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -16,7 +18,7 @@ import unittest
 import urllib.parse
 from pathlib import Path
 
-PROGRAM, ROOT, SOCKET = sys.argv[1], Path(sys.argv[2]), sys.argv[3]
+PROGRAM, ROOT, SOCKET, CHARTS = sys.argv[1], Path(sys.argv[2]), sys.argv[3], Path(sys.argv[4])
 DEADLINE_SECONDS = 10
 HOSTILE = "<b>\"'&\u00e4</b>"
 HOSTILE_HTML = "&lt;b&gt;&quot;&#39;&amp;\u00e4&lt;/b&gt;"
@@ -196,6 +198,39 @@ class SystemManager(unittest.TestCase):
                 self.assertEqual(self.page(self.FORM, self.FIELDS, "POST"), page)
                 self.assertEqual([(kind, keys, cells(values)) for kind, keys, values in peer.requests],
                                  [("set", ["Net.Name", "b"], [HOSTILE, "2"])])
+
+    def image(self, kind, react):
+        """The response to a request for an image of a style of this test's own."""
+        style = Path(self.folder.name, "style")
+        shutil.copytree(CHARTS, style / "img", dirs_exist_ok=True)
+        (ROOT / "styles").mkdir(exist_ok=True)
+        query = "_file=image&_type=%s&mac=%s&_style=../%s/style" % (
+            kind, "00:B0:52:00:00:01", Path(self.folder.name).name)
+        with Peer(react):
+            result = subprocess.run([PROGRAM], input=b"", capture_output=True, timeout=60,
+                                    env={"REQUEST_METHOD": "GET", "QUERY_STRING": query})
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        head, _, body = result.stdout.partition(b"\r\n\r\n")
+        self.assertEqual(head, b"Content-Type: image/gif\r\nPragma: no-cache\r\n"
+                               b"Cache-Control: no-cache\r\nExpires: -1")
+        return body
+
+    def test_images(self):
+        file = Path(self.folder.name, "values")
+        texts = {"HomePlug.OutputPower": b"",
+                 "HomePlug.SNR{MacAddress=00:B0:52:00:00:01}:format=scalar": str(file).encode()}
+        react = lambda kind, keys, option: answer(0, texts[keys[0]])
+        for kind in ("power", "snr"):
+            template = (CHARTS / f"{kind}_template.gif").read_bytes()
+            file.write_bytes(b"")
+            self.assertEqual(self.image(kind, react), template)  # no values, no bars
+            file.write_bytes(struct.pack("1155d", *[20.0] * 1155))
+            texts["HomePlug.OutputPower"] = b"256," * 1155
+            image = self.image(kind, react)
+            self.assertNotEqual(image, template)
+            self.assertEqual((image[:6], image[13:37], image[-1:]),
+                             (b"GIF87a", template[13:37], b";"))
+        self.assertFalse(file.exists())
 
     def test_nobody_is_there(self):
         self.assertEqual(self.page("[<~ query `a` ~><~ query `a` rowcount ~>]"), "[0]")
