@@ -41,10 +41,10 @@ void Storage::Closer::operator()(sqlite3_stmt* statement) const {
   sqlite3_finalize(statement);
 }
 
-Storage::Storage(const std::string& path, const Model& model) : path_(path) {
+Storage::Storage(const std::string& path, const Model& model) : path_(path), model_(model) {
   Open(path);
-  Load(model);
-  AddDefaults(model);
+  Load();
+  AddDefaults();
   sqlite3_busy_timeout(database_.get(), 0);
 }
 
@@ -71,6 +71,8 @@ void Storage::Open(const std::string& path) {
   Execute("PRAGMA locking_mode=EXCLUSIVE");
   Execute("PRAGMA synchronous=FULL");
   Execute("PRAGMA trusted_schema=OFF");
+  // Secrets that are forgotten leave the disk, too.
+  Execute("PRAGMA secure_delete=ON");
 }
 
 void Storage::Execute(const char* sql) {
@@ -87,8 +89,8 @@ Storage::Statement Storage::Prepare(const char* sql) {
   return Statement(statement);
 }
 
-void Storage::Load(const Model& model) {
-  for (const ModelKey& key : model.Keys()) {
+void Storage::Load() {
+  for (const ModelKey& key : model_.Keys()) {
     if (key.IsSetting()) values_[key.name] = key.defaultValue;
   }
   const auto number = [this](const char* sql) {
@@ -117,7 +119,11 @@ void Storage::Load(const Model& model) {
       return std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
     };
     const std::string name = text(0);
-    const ModelKey* key = model.Find(name);
+    if (!name.empty() && name.front() == kOwnPrefix) {
+      values_[name] = text(1);
+      continue;
+    }
+    const ModelKey* key = model_.Find(name);
     // Settings of another model version stay where they are, for the way back.
     if (key == nullptr || !key->IsSetting()) continue;
     std::string value = text(1);
@@ -132,7 +138,7 @@ void Storage::Load(const Model& model) {
   if (result != SQLITE_DONE) FailToStart("can't be read");
 }
 
-void Storage::AddDefaults(const Model& model) {
+void Storage::AddDefaults() {
   const auto execute = [this](const char* sql) {
     return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
   };
@@ -150,7 +156,7 @@ void Storage::AddDefaults(const Model& model) {
   }
   if (result == SQLITE_OK) {
     const Statement add = Prepare("INSERT OR IGNORE INTO setting (key, value) VALUES (?, ?)");
-    for (const ModelKey& key : model.Keys()) {
+    for (const ModelKey& key : model_.Keys()) {
       if (!key.IsSetting()) continue;
       const auto bind = [&add](int index, const std::string& text) {
         sqlite3_bind_blob64(add.get(), index, text.data(), text.size(), SQLITE_STATIC);
@@ -181,7 +187,7 @@ const std::string& Storage::Get(const std::string& key) const {
   return found == values_.end() ? kNone : found->second;
 }
 
-int Storage::Write(const Batch& batch) {
+int Storage::Write(const Batch& batch, bool deleteOthers) {
   sqlite3* const database = database_.get();
   if (insert_ == nullptr) {
     sqlite3_stmt* statement = nullptr;
@@ -192,7 +198,11 @@ int Storage::Write(const Batch& batch) {
     if (result != SQLITE_OK) return SQLITE_READONLY;
     insert_.reset(statement);
   }
-  int result = sqlite3_exec(database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  const auto execute = [database](const char* sql) {
+    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
+  };
+  int result = execute("BEGIN IMMEDIATE");
+  if (result == SQLITE_OK && deleteOthers) result = execute("DELETE FROM setting");
   for (const auto& [key, value] : batch) {
     if (result != SQLITE_OK) break;
     sqlite3_bind_blob64(insert_.get(), 1, key.data(), key.size(), SQLITE_STATIC);
@@ -202,15 +212,29 @@ int Storage::Write(const Batch& batch) {
     sqlite3_reset(insert_.get());
     sqlite3_clear_bindings(insert_.get());
   }
-  if (result == SQLITE_OK) result = sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr);
+  if (result == SQLITE_OK) result = execute("COMMIT");
   return result;
 }
 
 std::string Storage::Store(const Batch& batch) {
-  // Memory first: nothing can fail between the disk's yes and ours.
   std::map<std::string, std::string> values = values_;
   for (const auto& [key, value] : batch) values[key] = value;
-  const int result = Write(batch);
+  return Change(batch, std::move(values), false);
+}
+
+std::string Storage::Reset() {
+  Batch batch;
+  for (const ModelKey& key : model_.Keys()) {
+    if (key.IsSetting()) batch.emplace_back(key.name, key.defaultValue);
+  }
+  return Change(batch, {batch.begin(), batch.end()}, true);
+}
+
+// `values` are what there is afterwards, made before: nothing can fail between the disk's yes and
+// ours.
+std::string Storage::Change(const Batch& batch, std::map<std::string, std::string> values,
+                            bool deleteOthers) {
+  const int result = Write(batch, deleteOthers);
   if (result != SQLITE_OK) {
     Log::Write("a batch of " + std::to_string(batch.size()) +
                " settings was not stored: " + sqlite3_errstr(result));
@@ -220,5 +244,6 @@ std::string Storage::Store(const Batch& batch) {
     return Words(result);
   }
   values_.swap(values);
+  ++changes_;
   return "";
 }

@@ -19,6 +19,10 @@ class Storage {
  public:
   using Batch = std::vector<std::pair<std::string, std::string>>;  // key, value
 
+  // What the service keeps for itself stands beside the settings, under names that begin with this.
+  // No key of a model does, so no client can read or set it, and no list of settings names it.
+  static constexpr char kOwnPrefix = '!';
+
   // How long to wait at start for a service that is just ending. Never waited for afterwards.
   static constexpr int kOpenMilliseconds = 3000;
 
@@ -32,11 +36,19 @@ class Storage {
   Storage& operator=(const Storage&) = delete;
 
   // The value of a setting of the model: what was stored last, or the default where nothing was,
-  // or where the model has since ruled it out. From memory, no disk is touched.
+  // or where the model has since ruled it out. Of the service's own: what was stored last, or "".
+  // From memory, no disk is touched.
   const std::string& Get(const std::string& key) const;
 
   // Stores all of a batch or nothing. "" on success, else why not, in words for a page.
   std::string Store(const Batch& batch);
+
+  // Forgets everything that was ever stored, the service's own and what other versions of the model
+  // left included: each setting has its default again. All or nothing, as Store.
+  std::string Reset();
+
+  // How often the values have changed.
+  unsigned Changes() const { return changes_; }
 
  private:
   struct Closer {
@@ -49,13 +61,17 @@ class Storage {
   void Open(const std::string& path);
   void Execute(const char* sql);
   Statement Prepare(const char* sql);
-  void Load(const Model& model);
-  void AddDefaults(const Model& model);
-  int Write(const Batch& batch);
+  void Load();
+  void AddDefaults();
+  int Write(const Batch& batch, bool deleteOthers);
+  std::string Change(const Batch& batch, std::map<std::string, std::string> values,
+                     bool deleteOthers);
   [[noreturn]] void FailToStart(const std::string& what);
 
   std::string path_;
+  const Model& model_;
   Database database_;
   Statement insert_;
   std::map<std::string, std::string> values_;
+  unsigned changes_ = 0;
 };

@@ -4,6 +4,7 @@
 // killed at any moment. How often it is killed comes from VISTEL_TEST_KILLS.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -84,6 +86,43 @@ TEST(Storage, UnusableFiles) {
   const Service service(ServiceSetup{"", "", 0640, path, 0});
   ASSERT_TRUE(service.IsRunning());
   EXPECT_EQ(FaultOf(path, model), "database '" + path + "' can't be used: database is locked");
+}
+
+// Fails when the disk takes nothing, and then leaves everything as it was; else it forgets what
+// other models and the service itself have left, too.
+TEST(Storage, ResetsAllOrNothing) {
+  const TestFolder folder("/tmp/vistel-sysmgr");
+  const std::string path = folder.Path() + "/settings.db";
+  const std::string own = std::string(1, Storage::kOwnPrefix) + "name";
+  const Model first = ReadModel("m", ModelOf(Key("a", "1") + "," + Key("b", "2")));
+  const Model second = ReadModel("m", ModelOf(Key("a", "1")));
+  const std::string secret(9000, 's');
+  EXPECT_EQ(Storage(path, first).Store({{"a", secret}, {"b", "y"}, {own, "z"}}), "");
+  {
+    Storage storage(path, second);
+    EXPECT_EQ(storage.Get(own), "z");
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit none{1, limit.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    const std::string problem = storage.Reset();
+    setrlimit(RLIMIT_FSIZE, &limit);
+    static_cast<void>(std::signal(SIGXFSZ, handler));
+    EXPECT_EQ(problem, "could not be stored: the storage reports an error");
+    EXPECT_EQ(storage.Get("a") + storage.Get(own), secret + "z");
+  }
+  EXPECT_EQ(Storage(path, first).Get("b"), "y");
+  {
+    Storage storage(path, second);
+    EXPECT_EQ(storage.Reset(), "");
+    EXPECT_EQ(storage.Get("a") + storage.Get(own), "1");
+  }
+  const Storage storage(path, first);
+  EXPECT_EQ(storage.Get("a") + storage.Get("b") + storage.Get(own), "12");
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(bytes.find("ssss"), std::string::npos);
 }
 
 // A limit on the size of files cuts writing short in the middle of a batch, as a full disk does.
