@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+//
+// The way of a firmware image into the device, ended at every step.
+#include "sysmgr/FirmwareUpdate.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "tests/TestFolder.h"
+#include "tests/sysmgr/FirmwareImages.h"
+
+namespace {
+
+constexpr const char* kModel = "Vistel";
+constexpr const char* kNoImage = "This file is no firmware image.";
+
+// A device that can be started again and again over the same folder, and does one step when told.
+class FirmwareUpdateTest : public testing::Test {
+ protected:
+  FirmwareUpdateTest()
+      : folder_("/tmp/vistel-sysmgr"), upload_(folder_.Path() + "/upload"), log_([] { return 0; }) {
+    Start();
+  }
+
+  void Start() {
+    update_ = std::make_unique<FirmwareUpdate>(folder_.Path(), upload_, kModel, log_);
+    update_->RunStepsWith([this](std::function<bool()> step) { step_ = std::move(step); });
+    sources_ = std::make_unique<Sources>();
+    update_->OfferTo(*sources_);
+  }
+
+  void Upload(const std::string& bytes) const { folder_.Write("upload", bytes); }
+
+  bool Exists(const char* name) const {
+    return access((folder_.Path() + "/" + name).c_str(), F_OK) == 0;
+  }
+
+  std::string Bytes(const char* name) const {
+    std::ifstream file(folder_.Path() + "/" + name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+
+  std::string Value(const char* source) const {
+    const Config::Key::Key key(source);
+    return sources_->FindValue(source)->value({key, "tester"}).text;
+  }
+
+  // State, progress, running version and the waiting image's version.
+  std::string Look() const {
+    const Config::Key::Key key("a");
+    const LiveRows rows = sources_->FindTable("firmware-image")->rows({key, "tester"});
+    return Value("firmware-state") + " " + Value("firmware-progress") + " " + Value("firmware") +
+           " " + (rows->empty() ? "-" : rows->front()[1]);
+  }
+
+  TestFolder folder_;
+  UploadFile upload_;
+  EventLog log_;
+  std::unique_ptr<FirmwareUpdate> update_;
+  std::unique_ptr<Sources> sources_;
+  std::function<bool()> step_;
+};
+
+TEST_F(FirmwareUpdateTest, FromUploadToRunning) {
+  const std::string image = RightImage("2.4.0", std::string(100000, 'x'));
+  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+  EXPECT_EQ(update_->Check(), "No file has been uploaded.");
+  EXPECT_EQ(update_->Install(), "No file has been uploaded.");
+  Upload("nonsense");
+  EXPECT_EQ(update_->Install(), kNoImage);
+  EXPECT_FALSE(Exists("upload"));
+  Upload(image);
+  EXPECT_EQ(update_->Check(), "");
+  EXPECT_FALSE(Exists("upload"));
+  EXPECT_EQ(Look(), "checked 0 2.3.1-02 2.4.0");
+  Start();
+  EXPECT_EQ(Look(), "checked 0 2.3.1-02 2.4.0");
+  EXPECT_EQ(update_->Install(), "");
+  EXPECT_EQ(Look(), "installing 0 2.3.1-02 2.4.0");
+  const std::string kBusy = "A firmware image is being installed.";
+  EXPECT_EQ(update_->Check(), kBusy);
+  EXPECT_EQ(update_->Install(), kBusy);
+  EXPECT_EQ(update_->Drop(), kBusy);
+  unsigned steps = 1;
+  int before = 0;
+  for (; step_(); ++steps) {
+    const int progress = std::atoi(Value("firmware-progress").c_str());
+    EXPECT_GT(progress, before);
+    EXPECT_LT(progress, 100);
+    before = progress;
+  }
+  EXPECT_EQ(steps, FirmwareUpdate::kWritingSteps + FirmwareUpdate::kReadingSteps);
+  EXPECT_EQ(Look(), "installed 100 2.3.1-02 -");
+  Upload("nonsense");
+  EXPECT_EQ(update_->Check(), kNoImage);
+  EXPECT_EQ(Look(), "installed 100 2.3.1-02 -");
+  update_->Restart();
+  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  Start();
+  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  Upload(image);
+  EXPECT_EQ(update_->Check(), "");
+  EXPECT_EQ(update_->Drop(), "");
+  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  EXPECT_FALSE(Exists("firmware-waiting.img"));
+}
+
+// The process ends between two steps, or within one: what a step has written so far is in the file.
+TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
+  const std::string old = RightImage("1.0", "old");
+  const std::string image = RightImage("2.0", "payload of the new image");
+  bool finished = false;
+  for (unsigned ended = 0; !finished; ++ended) {
+    folder_.Write("firmware-installed.img", old);
+    Start();
+    ASSERT_EQ(Value("firmware"), "1.0");
+    Upload(image);
+    ASSERT_EQ(update_->Install(), "");
+    for (unsigned step = 0; step < ended && !finished; ++step) finished = !step_();
+    // A crash runs no destructor: the leftover is what stays.
+    const bool left = Exists("firmware-installed.img.new");
+    const std::string half = Bytes("firmware-installed.img.new");
+    EXPECT_EQ(left, !finished);
+    EXPECT_EQ(Bytes("firmware-installed.img"), finished ? image : old) << ended;
+    update_.reset();
+    if (left) folder_.Write("firmware-installed.img.new", half);
+    Start();
+    EXPECT_EQ(Value("firmware"), finished ? "2.0" : "1.0") << ended;
+    EXPECT_FALSE(Exists("firmware-installed.img.new"));
+  }
+}
+
+TEST_F(FirmwareUpdateTest, Failures) {
+  const std::string image = RightImage("2.0", std::string(100000, 'x'));
+  Upload(image);
+  ASSERT_EQ(update_->Install(), "");
+  // What waits is changed behind our back: what comes back from the disk is wrong.
+  std::string damaged = image;
+  damaged.back() = 'y';
+  folder_.Write("firmware-waiting.img", damaged);
+  while (step_()) {
+  }
+  EXPECT_EQ(Look(), "failed 0 2.3.1-02 2.0");
+  EXPECT_FALSE(Exists("firmware-installed.img"));
+  EXPECT_FALSE(Exists("firmware-installed.img.new"));
+  // Damaged images are not used by the next start.
+  folder_.Write("firmware-installed.img", damaged);
+  Start();
+  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+  EXPECT_FALSE(Exists("firmware-waiting.img"));
+
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit small{50000, limit.rlim_max};
+  Upload(image);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const std::string problem = update_->Check();
+  setrlimit(RLIMIT_FSIZE, &limit);
+  static_cast<void>(std::signal(SIGXFSZ, handler));
+  EXPECT_EQ(problem, "The firmware image could not be kept: the storage is full.");
+  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+  EXPECT_FALSE(Exists("firmware-waiting.img.new"));
+}
+
+TEST_F(FirmwareUpdateTest, UploadsThatAreNoneOfOurs) {
+  const std::string upload = folder_.Path() + "/upload";
+  const std::string kForeign = "The uploaded file can not be read.";
+  const std::string elsewhere = folder_.Write("elsewhere", RightImage("2.0", "x"));
+  ASSERT_EQ(symlink(elsewhere.c_str(), upload.c_str()), 0);
+  EXPECT_EQ(update_->Check(), kForeign);
+  ASSERT_EQ(unlink(upload.c_str()), 0);
+
+  ASSERT_EQ(mkfifo(upload.c_str(), 0600), 0);
+  EXPECT_EQ(update_->Check(), kForeign);
+  ASSERT_EQ(unlink(upload.c_str()), 0);
+  ASSERT_EQ(mkdir(upload.c_str(), 0700), 0);
+  EXPECT_EQ(update_->Check(), kForeign);
+  ASSERT_EQ(rmdir(upload.c_str()), 0);
+  Upload(RightImage("2.0", "x"));
+  if (chown(upload.c_str(), 65534, 65534) == 0) {
+    EXPECT_EQ(update_->Check(), kForeign);
+  }
+  EXPECT_TRUE(Exists("elsewhere"));
+  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+}
+
+}  // namespace
