@@ -41,6 +41,9 @@ class Configuration {
   // Told of every configuration that was restored, after its settings were stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
 
+  // Forgets a pending configuration.
+  void Drop() { pending_.reset(); }
+
   // Forgets a pending configuration whose time is over.
   void DropOld();
 

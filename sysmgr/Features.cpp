@@ -4,10 +4,9 @@
 #include "sysmgr/Features.h"
 
 #include <utility>
+#include <vector>
 
 namespace {
-
-constexpr const char* kDeviceName = "System.DeviceName";  // what the local station calls itself
 
 // Whether a value would do, told while the page is still being filled in.
 void OfferCheck(Sources& sources, const Settings& settings) {
@@ -46,15 +45,40 @@ void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& file
 Features::Features(Settings& settings, const FeatureSetup& setup)
     : files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
-      powerline_(setup.seed, setup.timeOfDay, setup.steady,
-                 [&settings] { return settings.Get(kDeviceName); }),
+      log_(setup.timeOfDay),
+      firmware_(setup.stateFolder, upload_, settings.Definitions().DeviceName(), log_),
+      book_(settings),
+      powerline_(setup.seed, setup.timeOfDay, setup.steady, book_,
+                 [this] { return firmware_.RunningVersion(); }),
       configuration_(settings, files_, upload_, setup.steady),
-      network_(settings) {
+      network_(settings),
+      stations_(powerline_, book_, log_),
+      restarts_(settings, firmware_, powerline_, log_) {
+  log_.OfferTo(sources_);
+  firmware_.OfferTo(sources_);
   powerline_.OfferTo(sources_);
   configuration_.OfferTo(sources_);
   network_.OfferTo(sources_);
+  stations_.OfferTo(sources_);
+  restarts_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferSnr(sources_, powerline_, files_);
+  restarts_.AddListener([this] {
+    configuration_.Drop();
+    files_.RemoveAll();
+  });
+  AddEvents(settings);
+}
+
+// What the owner will find in the device's log, beside what the parts write there themselves.
+void Features::AddEvents(Settings& settings) {
+  settings.AddObserver([this](const Storage::Batch& batch) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : batch) names.push_back(name);
+    log_.AddNames("Settings changed", names);
+  });
+  configuration_.OnRestored([this] { log_.Add("A configuration was restored."); });
+  log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
 }
 
 void Features::OnTimer() {

@@ -7,13 +7,19 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "sysmgr/Configuration.h"
+#include "sysmgr/EventLog.h"
+#include "sysmgr/FirmwareUpdate.h"
 #include "sysmgr/HandoverFolder.h"
 #include "sysmgr/Powerline.h"
+#include "sysmgr/Restarts.h"
 #include "sysmgr/Settings.h"
 #include "sysmgr/SimulatedNetwork.h"
 #include "sysmgr/Sources.h"
+#include "sysmgr/StationActions.h"
+#include "sysmgr/StationBook.h"
 #include "sysmgr/UploadFile.h"
 
 struct FeatureSetup {
@@ -22,6 +28,7 @@ struct FeatureSetup {
   std::function<std::int64_t()> steady;     // seconds; never runs backwards
   std::string filesFolder;                  // for files to fetch
   std::string uploadFile;
+  std::string stateFolder;  // for firmware images
 };
 
 class Features {
@@ -34,14 +41,26 @@ class Features {
   const Sources& All() const { return sources_; }
   Powerline& GetPowerline() { return powerline_; }
 
+  // How a firmware image is installed bit by bit.
+  void RunStepsWith(FirmwareUpdate::StepRunner runner) {
+    firmware_.RunStepsWith(std::move(runner));
+  }
+
   // What is due even when nobody asks.
   void OnTimer();
 
  private:
+  void AddEvents(Settings& settings);
+
   HandoverFolder files_;
   UploadFile upload_;
+  EventLog log_;
+  FirmwareUpdate firmware_;
+  StationBook book_;
   Powerline powerline_;
   Configuration configuration_;
   SimulatedNetwork network_;
+  StationActions stations_;
+  Restarts restarts_;
   Sources sources_;
 };

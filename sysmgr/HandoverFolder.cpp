@@ -74,6 +74,10 @@ HandoverFolder::HandoverFolder(std::string path, Clock clock)
 }
 
 HandoverFolder::~HandoverFolder() {
+  RemoveAll();
+}
+
+void HandoverFolder::RemoveAll() {
   while (!files_.empty()) RemoveOldest();
 }
 

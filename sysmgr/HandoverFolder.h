@@ -36,6 +36,9 @@ class HandoverFolder {
   // returns its path; "" when it can't be made, with a record in the log.
   std::string Put(std::string_view prefix, std::string_view suffix, std::string_view content);
 
+  // Removes all files.
+  void RemoveAll();
+
   // Removes files older than kMaxAgeSeconds.
   void RemoveOld();
 

@@ -6,7 +6,9 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "sysmgr/Authorisation.h"
 #include "sysmgr/Device.h"
@@ -36,6 +38,11 @@ std::int64_t Seconds() {
   return std::chrono::duration_cast<std::chrono::seconds>(now).count();
 }
 
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
 void Serve(const Options& options) {
   const Model model = ReadModelFile(options.model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
@@ -47,10 +54,14 @@ void Serve(const Options& options) {
   setup.steady = Seconds<std::chrono::steady_clock>;
   setup.filesFolder = options.files;
   setup.uploadFile = options.upload;
+  setup.stateFolder = FolderOf(options.database);
   Features features(settings, setup);
   Device device(settings, features.All());
   Dispatcher dispatcher(device, authorisation);
   Server server(options.socket, dispatcher, [&features] { features.OnTimer(); });
+  features.RunStepsWith([&server](std::function<bool()> step) {
+    server.RunSteps(FirmwareUpdate::kStepMilliseconds, std::move(step));
+  });
   if (!authorisation.IsExpected()) {
     Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
   }

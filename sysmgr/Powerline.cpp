@@ -17,11 +17,12 @@ namespace {
 struct Profile {
   const char* name;
   const char* firmware;
-  double snr;  // decibels, mean over the carriers
+  double snr;                 // decibels, mean over the carriers
+  const char* password = "";  // of the device, printed on it; "" for those always there
 };
 
 // Anybody can give a station any name, and somebody does: pages have to bear all of these.
-constexpr std::array<Profile, Powerline::kStations> kProfiles = {{
+constexpr std::array<Profile, Powerline::kAllStations> kProfiles = {{
     {"", "", 0},  // the local station
     {"Wohnzimmer & K\xC3\xBC\x63he", "2.3.1-02", 31},
     {"<script>alert(\"powerline\")</script>", "2.3.1-02", 27},
@@ -30,8 +31,9 @@ constexpr std::array<Profile, Powerline::kStations> kProfiles = {{
     {"${_lang}<~ + `x` ~>%41\\", "1.9.4-20", 15},
     {"\"><img src=x onerror=alert(1)>", "1.9.4-20", 6},   // a bad link
     {"Keller, hinter der Waschmaschine", "1.8.2-03", 4},  // another one
+    {"Garage", "2.3.1-02", 17, "ABCD-EFGH-IJKL-MNOP"},
+    {"Garten <&> \"H\xC3\xBCtte\"", "2.3.0-11", 11, "QRST-UVWX-YZAB-CDEF"},
 }};
-constexpr const char* kLocalFirmware = "2.3.1-02";
 
 // One symbol of all carriers lasts this long, and 16 of 21 bits are the user's.
 constexpr double kSymbolMicroseconds = 46.52;
@@ -83,16 +85,17 @@ std::string ToneMapText(const Map& toneMap) {
 
 }  // namespace
 
-Powerline::Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady,
-                     std::function<std::string()> localName)
+Powerline::Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady, const StationBook& book,
+                     std::function<std::string()> firmware)
     : seed_(seed),
       timeOfDay_(std::move(timeOfDay)),
       steady_(std::move(steady)),
-      localName_(std::move(localName)),
-      start_(steady_()) {}
+      book_(book),
+      firmware_(std::move(firmware)),
+      begin_(steady_()),
+      start_(begin_) {}
 
 void Powerline::OfferTo(Sources& sources) {
-  sources.OfferText("firmware", [] { return std::string(kLocalFirmware); });
   sources.OfferText("uptime", [this] { return std::to_string(UptimeSeconds()); });
   sources.OfferText("output-power", [this] { return OutputPower(); });
   sources.OfferTable("stations", {kStationColumns, [this](const Question&) { return Stations(); }});
@@ -112,14 +115,38 @@ LiveRows Powerline::ToneMaps() {
 
 LiveRows Powerline::Stations() {
   Refresh();
-  std::string name = localName_();
-  if (name != shownName_) {
-    auto stations = std::make_shared<std::vector<LiveRow>>(*stations_);
-    shownName_ = std::move(name);
-    stations->front() = StationRow(0, nullptr, nullptr);
-    stations_ = std::move(stations);
-  }
   return stations_;
+}
+
+void Powerline::Restart() {
+  start_ = steady_();
+  stations_ = nullptr;
+}
+
+bool Powerline::IsThere(std::size_t station) const {
+  return station < kStations || book_.IsAdded(MacAddress(station));
+}
+
+std::optional<std::size_t> Powerline::Find(std::string_view macAddress) const {
+  for (std::size_t station = 0; station < kAllStations; ++station) {
+    if (IsThere(station) && Config::Key::EqualMacAddresses(MacAddress(station), macAddress)) {
+      return station;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::size_t> Powerline::FindByPassword(std::string_view password) {
+  const auto isSame = [](char left, char right) {
+    return left == (right >= 'a' && right <= 'z' ? right - 'a' + 'A' : right);
+  };
+  for (std::size_t station = kStations; station < kAllStations; ++station) {
+    const std::string_view own = kProfiles[station].password;
+    if (std::equal(own.begin(), own.end(), password.begin(), password.end(), isSame)) {
+      return station;
+    }
+  }
+  return std::nullopt;
 }
 
 // Spreads its arguments over all 64 bits; the constants are those of splitmix64.
@@ -147,12 +174,9 @@ std::string Powerline::MacAddress(std::size_t station) const {
 }
 
 std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) const {
-  for (std::size_t station = 1; station < kStations; ++station) {
-    if (Config::Key::EqualMacAddresses(MacAddress(station), macAddress)) {
-      return Snr(station, false, timeOfDay_());
-    }
-  }
-  return std::nullopt;
+  const std::optional<std::size_t> station = Find(macAddress);
+  if (!station || *station == 0) return std::nullopt;
+  return Snr(*station, false, timeOfDay_());
 }
 
 Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
@@ -197,18 +221,27 @@ Powerline::Link Powerline::MakeLink(std::size_t station, bool received) const {
 LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link* received) const {
   if (sent == nullptr || received == nullptr) {
     // There is no link to oneself.
-    return {
-        "local", MacAddress(0), shownName_, "", "", kLocalFirmware, std::to_string(up_), "", "", "",
-        ""};
+    return {"local",
+            MacAddress(0),
+            book_.LocalName(),
+            "",
+            "",
+            firmware_(),
+            std::to_string(UptimeSeconds()),
+            "",
+            "",
+            "",
+            ""};
   }
   // Others have been up for longer, each by up to ten days.
   const auto before = static_cast<std::int64_t>(Hash(station, 0, 6) % 864000);
   const std::int64_t up = up_ + before;
   const Profile& profile = kProfiles[station];
   const double errors = profile.snr < 10 ? 4.2 : 0.02;
+  const std::string& name = book_.NameOf(MacAddress(station));
   return {"remote",
           MacAddress(station),
-          profile.name,
+          name.empty() ? profile.name : name,
           std::to_string(sent->rate),
           std::to_string(received->rate),
           profile.firmware,
@@ -221,15 +254,16 @@ LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link*
 
 void Powerline::Refresh() {
   const std::int64_t second = timeOfDay_();
-  const std::int64_t up = UptimeSeconds();
-  if (second == now_ && up == up_ && stations_ != nullptr) return;
+  const std::int64_t up = steady_() - begin_;
+  if (second == now_ && up == up_ && book_.Changes() == changes_ && stations_ != nullptr) return;
   now_ = second;
   up_ = up;
-  shownName_ = localName_();
+  changes_ = book_.Changes();
   auto stations = std::make_shared<std::vector<LiveRow>>();
   auto toneMaps = std::make_shared<std::vector<LiveRow>>();
   stations->push_back(StationRow(0, nullptr, nullptr));
-  for (std::size_t station = 1; station < kStations; ++station) {
+  for (std::size_t station = 1; station < kAllStations; ++station) {
+    if (!IsThere(station)) continue;
     const Link sent = MakeLink(station, false);
     const Link received = MakeLink(station, true);
     stations->push_back(StationRow(station, &sent, &received));

@@ -174,6 +174,14 @@ void Server::AddTimer() {
   }
 }
 
+void Server::RunSteps(int milliseconds, std::function<bool()> step) {
+  const timeval interval = {milliseconds / 1000, milliseconds % 1000 * 1000L};
+  stepEvent_.reset(event_new(base_.get(), -1, EV_PERSIST, OnStep, this));
+  if (stepEvent_ == nullptr) throw std::runtime_error("the event loop takes no more events");
+  Add(stepEvent_.get(), &interval);
+  step_ = std::move(step);
+}
+
 void Server::Run() {
   Log::Write("ready on '" + socketPath_ + "'");
   if (event_base_dispatch(base_.get()) != 0 || failed_) {
@@ -196,6 +204,17 @@ void Server::OnTimer(int, short, void* server) {
   } catch (const std::exception& error) {
     Log::Write("what is due regularly failed: " + std::string(error.what()));
   }
+}
+
+void Server::OnStep(int, short, void* server) {
+  auto* const self = static_cast<Server*>(server);
+  bool goesOn = false;
+  try {
+    goesOn = self->step_();
+  } catch (const std::exception& error) {
+    Log::Write("a step failed: " + std::string(error.what()));
+  }
+  if (!goesOn) event_del(self->stepEvent_.get());
 }
 
 void Server::OnAccept(int, short, void* server) {

@@ -63,6 +63,11 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
+  // Calls `step` again and again, with so many milliseconds before each call, until it returns
+  // false. It holds everybody up while it runs. There is one at a time: a new one ends the former.
+  // Throws when the loop takes no more events.
+  void RunSteps(int milliseconds, std::function<bool()> step);
+
   // Serves until SIGTERM, SIGINT or SIGHUP.
   void Run();
 
@@ -73,6 +78,7 @@ class Server {
   static void OnAccept(int descriptor, short what, void* server);
   static void OnAcceptPause(int descriptor, short what, void* server);
   static void OnTimer(int descriptor, short what, void* server);
+  static void OnStep(int descriptor, short what, void* server);
   static void OnQueue(int descriptor, short what, void* server);
 
   // Waits for an event, or throws.
@@ -103,6 +109,8 @@ class Server {
   EventPointer acceptPause_;
   EventPointer queueEvent_;
   EventPointer timerEvent_;
+  EventPointer stepEvent_;
+  std::function<bool()> step_;
   std::list<EventPointer> signals_;
   std::list<std::unique_ptr<Connection>> connections_;
   std::list<Connection*> queue_;  // first come, first served; each once

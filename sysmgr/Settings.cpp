@@ -45,3 +45,11 @@ std::string Settings::Store(const Storage::Batch& batch) {
   for (const Observer& observer : observers_) observer(batch);
   return "";
 }
+
+const std::string& Settings::GetOwn(const std::string& name) const {
+  return storage_.Get(Storage::kOwnPrefix + name);
+}
+
+std::string Settings::StoreOwn(const std::string& name, const std::string& value) {
+  return storage_.Store({{Storage::kOwnPrefix + name, value}});
+}

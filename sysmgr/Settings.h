@@ -37,6 +37,18 @@ class Settings {
   // they don't fit together or can't be stored.
   std::string Store(const Storage::Batch& batch);
 
+  // What the service keeps for itself beside the settings, under names of its own; "" where nothing
+  // is kept. No client reaches it, and no list of settings has it.
+  const std::string& GetOwn(const std::string& name) const;
+  std::string StoreOwn(const std::string& name, const std::string& value);
+
+  // Every setting has its default again, and what the service keeps for itself is forgotten; all of
+  // it, or nothing. "" on success, else why not. No observer is told: it is no batch.
+  std::string Reset() { return storage_.Reset(); }
+
+  // How often anything of this has changed.
+  unsigned Changes() const { return storage_.Changes(); }
+
   void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }
 
  private:

@@ -32,8 +32,12 @@ class DeviceTest : public testing::Test {
         device_(settings_, features_.All()) {}
 
   static FeatureSetup SetUp(DeviceTest& test) {
-    return {7, [&test] { return test.now_; }, [&test] { return test.steady_; },
-            test.folder_.Path() + "/files", test.folder_.Path() + "/upload.bin"};
+    return {7,
+            [&test] { return test.now_; },
+            [&test] { return test.steady_; },
+            test.folder_.Path() + "/files",
+            test.folder_.Path() + "/upload.bin",
+            test.folder_.Path()};
   }
 
   StringTable Query(const std::string& text) {

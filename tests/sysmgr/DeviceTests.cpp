@@ -2,6 +2,7 @@
 //
 // Queries and batches over the product's model and a powerline whose clock stands still.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <memory>
@@ -195,6 +196,107 @@ TEST_F(DeviceTest, Actions) {
   }
 }
 
+TEST_F(DeviceTest, StationsAreNamedAndAdded) {
+  const std::string kName = "HomePlug.NameStation";
+  const std::string kMac = "HomePlug.NameStation.MacAddress";
+  const std::string kAdd = "HomePlug.AddStation";
+  const std::string kKeller = "00:0B:3B:7F:01:08";
+  const std::string kGarage = "00:0B:3B:7F:01:09";
+  const std::string kOwn = "Keller, hinter der Waschmaschine";
+  const std::string kHostile = "</td>${x}<~ \"&' \xC3\xBC {Role=local}; %41";
+  const std::string kNone = "/There is no station with this address.";
+  const struct {
+    std::vector<std::pair<std::string, std::string>> batch;
+    std::string answer;
+    std::string names;  // of the cellar's and the garage's station afterwards
+  } kCases[] = {
+      {{{kMac, "00:0b:3b:7f:01:08"}, {kName, kHostile}}, "/", kHostile + "|"},
+      {{{kMac, kKeller}, {kName, std::string(64, 'x')}},
+       "/must be 0 to 63 characters",
+       kHostile + "|"},
+      {{{kMac, kKeller}, {kName, "a\nb"}}, "/must not hold control characters", kHostile + "|"},
+      {{{kMac, "00:0B:3B:7F:01:01"}, {kName, "x"}},
+       "/The name of this adapter is its device name in the settings.",
+       kHostile + "|"},
+      {{{kMac, "00:00:00:00:00:00"}, {kName, "x"}}, kNone, kHostile + "|"},
+      {{{kMac, kGarage}, {kName, "x"}}, kNone, kHostile + "|"},
+      {{{kAdd, "ABCD-EFGH"}}, "must be 19 characters", kHostile + "|"},
+      {{{kAdd, "ABCD-EFGH-IJKL-MN<>"}},
+       "must be four groups of four letters such as ABCD-EFGH-IJKL-MNOP",
+       kHostile + "|"},
+      {{{kAdd, "ABCD-EFGH-IJKL-MNOQ"}},
+       "No adapter answers to this device password.",
+       kHostile + "|"},
+      {{{kAdd, "abcd-EFGH-ijkl-MNOP"}}, "", kHostile + "|Garage"},
+      {{{kAdd, "ABCD-EFGH-IJKL-MNOP"}},
+       "This adapter is in the network already.",
+       kHostile + "|Garage"},
+      {{{kMac, kGarage}, {kName, std::string(63, 'x')}},
+       "/",
+       kHostile + "|" + std::string(63, 'x')},
+      {{{kMac, kKeller}, {kName, ""}}, "/", kOwn + "|" + std::string(63, 'x')},
+      // What is kept for it is no setting.
+      {{{"!station-added " + kGarage, ""}},
+       "is not the name of a setting",
+       kOwn + "|" + std::string(63, 'x')},
+  };
+  for (const auto& test : kCases) {
+    EXPECT_EQ(Set(test.batch), test.answer) << test.batch.back().second;
+    EXPECT_EQ(TableText(Query("HomePlug.Stations{MacAddress=" + kKeller +
+                              "}.Name;HomePlug.Stations{MacAddress=" + kGarage + "}.Name")),
+              test.names);
+  }
+  EXPECT_EQ(Query("HomePlug.Stations").Rows(), Powerline::kStations + 1);
+  EXPECT_EQ(Query("HomePlug.ToneMaps").Rows(), Powerline::kStations);
+}
+
+// What was told and set is forgotten; and nothing of it is ever told to the log.
+TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
+  const std::string kKeys =
+      "System.DeviceName;System.Uptime;HomePlug.Stations{Role=local}.Uptime;"
+      "HomePlug.Stations{MacAddress=00:0B:3B:7F:01:08}.Name";
+  const auto look = [&] {
+    return TableText(Query(kKeys)) + " " + Query("HomePlug.Stations").Get(8, 2);
+  };
+  EXPECT_EQ(Set({{"System.DeviceName", "canary"}, {"HomePlug.NetworkPassword", "canary word"}}),
+            "/");
+  EXPECT_EQ(Set({{"HomePlug.NameStation", "feather"},
+                 {"HomePlug.NameStation.MacAddress", "00:0B:3B:7F:01:08"}}),
+            "/");
+  EXPECT_EQ(Set({{"HomePlug.AddStation", "QRST-UVWX-YZAB-CDEF"}}), "");
+  steady_ += 60;
+  EXPECT_EQ(look(), "canary|60|60|feather Garten <&> \"H\xC3\xBCtte\"");
+  const std::string uptime = Query("HomePlug.Stations").Get(1, 6);
+  // A configuration goes to other devices, and what was told about stations does not.
+  const std::string exported = Query("System.ConfigShow:secrets=include").Get(0, 0);
+  EXPECT_NE(exported.find("canary word"), std::string::npos);
+  EXPECT_EQ(exported.find("feather"), std::string::npos);
+  EXPECT_EQ(exported.find("00:0B:3B"), std::string::npos);
+  folder_.Write("upload.bin", exported);
+  EXPECT_EQ(Set({{"System.ConfigRestore", "check"}}), "");
+  EXPECT_EQ(Set({{"System.Restart", "2"}}), "must be one of 1");
+  EXPECT_EQ(TableText(Query("System.ConfigPending")), "1");
+  const std::string file = Query("System.AutoConfigShow").Get(0, 0);
+  EXPECT_EQ(access(file.c_str(), F_OK), 0);
+  EXPECT_EQ(Set({{"System.Restart", "1"}}), "");
+  EXPECT_EQ(TableText(Query("System.ConfigPending")), "0");
+  EXPECT_NE(access(file.c_str(), F_OK), 0);
+  EXPECT_EQ(look(), "canary|0|0|feather Garten <&> \"H\xC3\xBCtte\"");
+  EXPECT_EQ(Query("HomePlug.Stations").Get(1, 6), uptime);
+  now_ += 1;
+  EXPECT_EQ(Set({{"System.FactoryReset", "1"}}), "");
+  EXPECT_EQ(look(), "Vistel|0|0|Keller, hinter der Waschmaschine ");
+  EXPECT_EQ(storage_.Get("HomePlug.NetworkPassword"), "HomePlugAV");
+  EXPECT_EQ(TableText(Query("System.Log")),
+            "2023-11-14 22:13:21|The device started with firmware 2.3.1-02./"
+            "2023-11-14 22:13:21|All settings have their factory values again./"
+            "2023-11-14 22:13:20|The device started with firmware 2.3.1-02./"
+            "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:0A was added./"
+            "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:08 was named./"
+            "2023-11-14 22:13:20|Settings changed: System.DeviceName, HomePlug.NetworkPassword./"
+            "2023-11-14 22:13:20|The device started with firmware 2.3.1-02.");
+}
+
 TEST_F(DeviceTest, KeysOfSomeClientsOnly) {
   ModelKey key = *model_.Find("System.Led");
   key.name = "Owner.Led";
@@ -236,9 +338,10 @@ TEST_F(DeviceTest, SourcesOfTheModelMustExist) {
 TEST_F(DeviceTest, PowerlineFollowsSeedAndClock) {
   const auto now = [this] { return now_; };
   const auto steady = [this] { return steady_; };
-  const auto name = [] { return std::string("Vistel"); };
-  Powerline same(7, now, steady, name);
-  Powerline other(8, now, steady, name);
+  const auto firmware = [] { return std::string(FirmwareUpdate::kBuiltInVersion); };
+  const StationBook book(settings_);
+  Powerline same(7, now, steady, book, firmware);
+  Powerline other(8, now, steady, book, firmware);
   EXPECT_EQ(*powerline_.Stations(), *same.Stations());
   EXPECT_NE(*powerline_.Stations(), *other.Stations());
   const std::vector<LiveRow> before = *powerline_.Stations();

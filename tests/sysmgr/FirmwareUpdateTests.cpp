@@ -8,16 +8,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "tests/TestFolder.h"
 #include "tests/sysmgr/FirmwareImages.h"
+#include "tests/sysmgr/Service.h"
 
 namespace {
 
@@ -193,6 +198,71 @@ TEST_F(FirmwareUpdateTest, UploadsThatAreNoneOfOurs) {
   }
   EXPECT_TRUE(Exists("elsewhere"));
   EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+}
+
+std::string Set(Client& client, const char* key, const char* value) {
+  return Ask(client, SetRequest({{key, value}}));
+}
+
+// The finished service: nobody waits while an image is installed, and a kill in the middle of it
+// leaves the old one.
+TEST(FirmwareService, KilledAndDone) {
+  using Clock = std::chrono::steady_clock;
+  const std::string kLook = QueryRequest("System.FirmwareState;System.Firmware");
+  const std::string kUpdate = "System.FirmwareUpdate";
+  Service service;
+  ASSERT_TRUE(service.IsRunning()) << service.Log();
+  {
+    Client client(service.Socket());
+    std::ofstream(service.Folder() + "/upload.bin") << RightImage("9", std::string(6000000, 'x'));
+    EXPECT_EQ(Set(client, kUpdate.c_str(), "check"), "");
+    EXPECT_EQ(Ask(client, QueryRequest("System.FirmwareImage")),
+              "Vistel|9|6000134|" + Hash("VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: 9\n"
+                                         "Length: 6000000\n\n" +
+                                         std::string(6000000, 'x')));
+    EXPECT_EQ(Set(client, kUpdate.c_str(), "install"), "");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    const std::string progress = Ask(client, QueryRequest("System.FirmwareProgress"));
+    EXPECT_GT(std::atoi(progress.c_str()), 0);
+    EXPECT_LT(std::atoi(progress.c_str()), 80);
+    EXPECT_EQ(Set(client, "System.Restart", "1"), "A firmware image is being installed.");
+    EXPECT_EQ(Set(client, "System.FactoryReset", "1"), "A firmware image is being installed.");
+  }
+  EXPECT_EQ(service.End(SIGKILL), "signal 9");
+  service.Start();
+  ASSERT_TRUE(service.IsRunning()) << service.Log();
+  Client client(service.Socket());
+  EXPECT_EQ(Ask(client, kLook), "checked|2.3.1-02");
+  EXPECT_EQ(Set(client, "HomePlug.AddStation", "ABCD-EFGH-IJKL-MNOP"), "");
+  EXPECT_EQ(Set(client, kUpdate.c_str(), "install"), "");
+  const Clock::time_point begin = Clock::now();
+  Clock::duration longest{};
+  std::string state = "installing|2.3.1-02";
+  while (state == "installing|2.3.1-02" && Clock::now() < begin + std::chrono::seconds(60)) {
+    const Clock::time_point asked = Clock::now();
+    state = Ask(client, kLook);
+    longest = std::max(longest, Clock::now() - asked);
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_EQ(state, "installed|2.3.1-02");
+  const auto milliseconds = [](Clock::duration time) {
+    return static_cast<long long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+  };
+  std::printf("installed in %lld ms, slowest answer meanwhile %lld ms\n",
+              milliseconds(Clock::now() - begin), milliseconds(longest));
+  EXPECT_GE(milliseconds(Clock::now() - begin), 4900);
+  EXPECT_EQ(Set(client, "System.Restart", "1"), "");
+  EXPECT_EQ(Ask(client, kLook), "idle|9");
+  EXPECT_EQ(service.End(SIGTERM), "exit 0");
+  service.Start();
+  Client again(service.Socket());
+  EXPECT_EQ(Ask(again, kLook), "idle|9");
+  const std::string kGarage = QueryRequest("HomePlug.Stations{Name=Garage}.Role");
+  EXPECT_EQ(Ask(again, kGarage), "remote");
+  EXPECT_EQ(Set(again, "System.FactoryReset", "1"), "");
+  EXPECT_EQ(Ask(again, kLook), "idle|9");
+  EXPECT_EQ(Ask(again, kGarage), "");
 }
 
 }  // namespace
