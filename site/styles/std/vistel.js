@@ -1,5 +1,289 @@
 // SPDX-License-Identifier: MIT
 //
-// What the pages do with scripts; all of them work without. The rule: texts of the device and of the
-// request reach the document through textContent alone.
+// What the pages do with a script; all of them work without. The rule: texts of the device and of
+// the request reach the document through textContent, or as the value of an attribute that is not
+// run, and passwords leave the page in the body of a POST only.
 'use strict';
+
+(() => {
+  const refreshMilliseconds = 5000;
+  const answerMilliseconds = 4000;    // an answer that takes longer is none
+  const typingMilliseconds = 500;     // a pause in typing that ends a value
+  const language = document.documentElement.lang;
+  const byId = (id) => document.getElementById(id);
+
+  // A text that did not change is left alone: it may be selected, or being read out.
+  const show = (element, text) => {
+    if (element.textContent !== text) element.textContent = text;
+  };
+
+  // ---- values
+
+  const units = [['day', 86400], ['hour', 3600], ['minute', 60], ['second', 1]];
+
+  // The two largest units: "3 days 4 hours".
+  function duration(seconds) {
+    let first = units.findIndex(([, size]) => seconds >= size);
+    if (first < 0) first = units.length - 1;
+    let rest = seconds;
+    return units.slice(first, first + 2).map(([unit, size]) => {
+      const count = Math.floor(rest / size);
+      rest %= size;
+      return new Intl.NumberFormat(language, {style: 'unit', unit, unitDisplay: 'long'}).format(count);
+    }).join(' ');
+  }
+
+  const formats = {
+    duration: (value) => duration(Number(value)),
+    number: (value) => new Intl.NumberFormat(language).format(Number(value)),
+  };
+
+  function formatted(element, value) {
+    const format = formats[element.dataset.format];
+    return format && /^\d+(\.\d+)?$/.test(value) ? format(value) : value;
+  }
+
+  for (const element of document.querySelectorAll('[data-format]')) {
+    const value = element.dataset.value ?? (element.textContent.match(/^\d+/) ?? [''])[0];
+    if (value !== '') show(element, formatted(element, value));
+  }
+
+  // ---- the table of stations
+
+  const table = byId('stations');
+  const body = table?.tBodies[0];
+  const model = body?.rows[0]?.cloneNode(true);
+  let order = null;    // {column, kind, sign}
+
+  function sortRows() {
+    // Moving the row that has the focus would take it away.
+    if (!order || body.contains(document.activeElement)) return;
+    const text = (row) => row.cells[order.column].textContent.trim();
+    const compare = order.kind === 'number'
+      ? (a, b) => Number(text(a)) - Number(text(b))
+      : (a, b) => text(a).localeCompare(text(b), language, {numeric: true});
+    const rows = [...body.rows];
+    const sorted = [...rows].sort((a, b) => order.sign * compare(a, b));
+    if (sorted.some((row, i) => row !== rows[i])) body.append(...sorted);
+  }
+
+  function makeSortable() {
+    for (const head of table.querySelectorAll('th[data-sort]')) {
+      const button = document.createElement('button');
+      button.type = 'button';
+      button.className = 'sort';
+      button.title = table.dataset.sortHint;
+      button.textContent = head.textContent;
+      button.addEventListener('click', () => {
+        const sign = head.ariaSort === 'ascending' ? -1 : 1;
+        for (const other of table.querySelectorAll('th[aria-sort]')) other.removeAttribute('aria-sort');
+        head.setAttribute('aria-sort', sign > 0 ? 'ascending' : 'descending');
+        order = {column: head.cellIndex, kind: head.dataset.sort, sign};
+        sortRows();
+      });
+      head.replaceChildren(button);
+    }
+  }
+  if (table) makeSortable();
+
+  function fillRow(row, station) {
+    for (const name of ['name', 'mac', 'tx', 'rx', 'firmware']) {
+      for (const element of row.getElementsByClassName(name)) {
+        if (element instanceof HTMLMeterElement) element.value = Number(station[name]);
+        else show(element, station[name]);
+      }
+    }
+  }
+
+  function newRow(mac) {
+    const row = model.cloneNode(true);
+    const link = row.querySelector('a.name');
+    const target = new URL(link.href);
+    target.searchParams.set('mac', mac);
+    link.href = target.href;
+    row.dataset.mac = mac;
+    body.append(row);
+    return row;
+  }
+
+  function showStations(stations) {
+    if (!model) {
+      // The page came without a table; with one it says more than a script could add.
+      if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.reload();
+      return;
+    }
+    const rows = new Map([...body.rows].map((row) => [row.dataset.mac, row]));
+    for (const station of stations) {
+      fillRow(rows.get(station.mac) ?? newRow(station.mac), station);
+      rows.delete(station.mac);
+    }
+    for (const row of rows.values()) row.remove();
+    sortRows();
+  }
+
+  // ---- refreshing
+
+  let since = new Date();    // when the values that are shown were asked for
+  let timer = 0;
+  let asking = false;
+
+  async function ask() {
+    const response = await fetch('/?_file=getjson', {
+      cache: 'no-store', signal: AbortSignal.timeout(answerMilliseconds),
+    });
+    if (!response.ok) throw new Error(response.statusText);
+    const values = JSON.parse(await response.text());
+    if (!values.system.product) throw new Error('no values');
+    return values;
+  }
+
+  function showValues(values) {
+    const [columns, ...rows] = values.stations;
+    const stations = rows.map((row) => Object.fromEntries(columns.map((name, i) => [name, row[i]])));
+    for (const element of document.querySelectorAll('[data-live]')) {
+      const [group, name] = element.dataset.live.split('.');
+      const value = group === 'count' ? String(stations.length) : values[group]?.[name];
+      if (value === undefined) continue;
+      if (element.dataset.up) {
+        element.dataset.value = value;
+        show(element, (value === 'up' ? element.dataset.up : element.dataset.down));
+      } else {
+        show(element, formatted(element, value));
+      }
+    }
+    showStations(stations);
+  }
+
+  async function refresh() {
+    if (asking) return;
+    asking = true;
+    try {
+      const started = new Date();
+      showValues(await ask());
+      since = started;
+      byId('offline').hidden = true;
+      byId('live').hidden = false;
+    } catch {
+      show(byId('offline-since'), since.toLocaleTimeString(language));
+      byId('offline').hidden = false;
+      byId('live').hidden = true;
+    }
+    asking = false;
+    schedule();
+  }
+
+  // Nobody sees a hidden tab: it costs the device nothing.
+  function schedule() {
+    clearTimeout(timer);
+    if (!document.hidden) timer = setTimeout(refresh, refreshMilliseconds);
+  }
+
+  if (byId('live')) {
+    byId('live').hidden = false;
+    schedule();
+    document.addEventListener('visibilitychange', () => {
+      if (document.hidden) clearTimeout(timer);
+      else refresh();
+    });
+  }
+
+  // ---- forms
+
+  // The message beside a field, made when there is none yet.
+  function messageOf(input) {
+    const id = input.id + '-error';
+    let message = byId(id);
+    if (!message) {
+      message = document.createElement('p');
+      message.id = id;
+      message.className = 'error';
+      input.before(message);
+      message.setAttribute('aria-live', 'polite');
+    }
+    return message;
+  }
+
+  function showProblem(input, problem) {
+    const message = messageOf(input);
+    show(message, problem);
+    input.closest('.field')?.classList.toggle('wrong', problem !== '');
+    const others = (input.getAttribute('aria-describedby') ?? '').split(' ')
+      .filter((id) => id !== '' && id !== message.id);
+    if (problem !== '') {
+      input.setAttribute('aria-invalid', 'true');
+      others.push(message.id);
+    } else {
+      input.removeAttribute('aria-invalid');
+    }
+    input.setAttribute('aria-describedby', others.join(' '));
+  }
+
+  // The server checks again what is sent, so a check that gets no answer is left out.
+  async function check(input) {
+    const value = input.value;
+    const fields = {_file: 'validate', _lang: language, field: input.dataset.check, value};
+    try {
+      const response = await fetch('/', {
+        method: 'POST', body: new URLSearchParams(fields), signal: AbortSignal.timeout(answerMilliseconds),
+      });
+      if (!response.ok) return;
+      const problem = (await response.text()).trim();
+      if (input.value === value) showProblem(input, problem);
+    } catch {
+      // No answer.
+    }
+  }
+
+  for (const input of document.querySelectorAll('input[data-check]')) {
+    let pause = 0;
+    // A password field that is left empty is left alone.
+    const wanted = () => input.value !== '' || input.type !== 'password';
+    const later = (milliseconds) => {
+      clearTimeout(pause);
+      if (wanted()) pause = setTimeout(check, milliseconds, input);
+      else showProblem(input, '');
+    };
+    input.addEventListener('input', () => later(typingMilliseconds));
+    input.addEventListener('change', () => later(0));
+  }
+
+  // Where the addresses are typed is of use only while they are not given by the network; what is
+  // wrong there is never hidden.
+  const fixed = byId('static-fields');
+  if (fixed) {
+    const choice = byId('mode-two');
+    const adapt = () => {
+      fixed.hidden = !choice.checked && !fixed.querySelector('.error:not(:empty)');
+    };
+    for (const radio of document.getElementsByName(choice.name)) radio.addEventListener('change', adapt);
+    adapt();
+  }
+
+  const zones = byId('zones');
+  if (zones && Intl.supportedValuesOf) {
+    zones.replaceChildren(...Intl.supportedValuesOf('timeZone').map((zone) => {
+      const option = document.createElement('option');
+      option.value = zone;
+      return option;
+    }));
+  }
+
+  byId('summary')?.focus();
+
+  // ---- output power
+
+  const summary = byId('power-summary');
+  if (summary) {
+    const zeroDecibels = 256;
+    const powers = byId('powers').textContent.split(',').map(Number);
+    const used = powers.filter((power) => power > 0);
+    if (used.length > 0) {
+      const mean = used.reduce((sum, power) => sum + power, 0) / used.length;
+      const decibels = 10 * Math.log10(mean / zeroDecibels);
+      const number = new Intl.NumberFormat(language, {minimumFractionDigits: 1, maximumFractionDigits: 1});
+      show(byId('power-used'), `${used.length} / ${powers.length}`);
+      show(byId('power-mean'), `${number.format(decibels)} dB`);
+      summary.hidden = false;
+    }
+  }
+})();
