@@ -5,6 +5,7 @@ web server refuses is the subject of test_web_servers.py.
 """
 import html
 import http.client
+import json
 import os
 import re
 import signal
@@ -132,6 +133,25 @@ class WebServer(unittest.TestCase):
         self.assertNotIn("<script>", page)
         escaped = html.escape(HOSTILE, quote=True).replace("&#x27;", "&#39;")
         self.assertIn(escaped, page, "what was typed is not shown again")
+
+    def test_live_values(self):
+        _, response, body = self.request("/?_file=getjson&_lang=de")
+        self.assertEqual(response.getheader("Content-Type"), "text/javascript")
+        values = json.loads(body)
+        columns, *stations = values["stations"]
+        names = [dict(zip(columns, station))["name"] for station in stations]
+        self.assertIn('"><img src=x onerror=alert(1)>', names)
+        self.assertTrue(values["system"]["product"])
+
+    def test_fields_can_be_requested_by_themselves(self):
+        """What a link puts into a field's template is shown as text, and never asked of the device."""
+        for part in ("field", "text-field", "choice-field"):
+            page = self.page(f"/?_file=/wgl/std/{part}.wgl&key=System.ProductName&failed=yes&" + "&".join(
+                f"{name}=%22%3E%3Cscript%3E" for name in
+                ("id", "label", "hint", "kind", "keys", "list", "most", "one", "two", "oneLabel",
+                 "twoLabel", "stored", "value", "problem", "summary")))
+            self.assertNotIn("<script>", page)
+            self.assertNotIn("Powerline Adapter", page)
 
     def test_security_headers(self):
         _, response, _ = self.request("/")

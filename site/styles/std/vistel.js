@@ -58,7 +58,10 @@
   function sortRows() {
     // Moving the row that has the focus would take it away.
     if (!order || body.contains(document.activeElement)) return;
-    const text = (row) => row.cells[order.column].textContent.trim();
+    const text = (row) => {
+      const cell = row.cells[order.column];
+      return (cell.querySelector('span') ?? cell).textContent.trim();
+    };
     const compare = order.kind === 'number'
       ? (a, b) => Number(text(a)) - Number(text(b))
       : (a, b) => text(a).localeCompare(text(b), language, {numeric: true});
@@ -89,8 +92,8 @@
   function fillRow(row, station) {
     for (const name of ['name', 'mac', 'tx', 'rx', 'firmware']) {
       for (const element of row.getElementsByClassName(name)) {
+        show(element, station[name]);
         if (element instanceof HTMLMeterElement) element.value = Number(station[name]);
-        else show(element, station[name]);
       }
     }
   }
