@@ -86,6 +86,18 @@ class WebServer(unittest.TestCase):
                 self.assertRegex(page, word)
                 self.assertNotIn("WGL error", page)
 
+    def test_every_text_has_its_translations(self):
+        """Of the pages, and of what the model says is wrong with a value."""
+        texts = set(re.findall(r'"(?:pattern-help|message)": "([^"]*)"',
+                               (SOURCE / "sysmgr/model.json").read_text()))
+        for file in (SOURCE / "site/wgl").rglob("*.wgl"):
+            texts |= set(re.findall(r"<~\s*trans\s+`([^`$]*)`", file.read_text()))
+        self.assertGreater(len(texts), 100)
+        for language in ("de", "fr"):
+            catalogue = (SOURCE / f"site/locale/{language}.po").read_text()
+            known = set(re.findall(r'^msgid "(.+)"\nmsgstr ".+"$', catalogue, re.M))
+            self.assertEqual(texts - known, set(), language)
+
     def test_every_link_of_the_pages(self):
         for language in WORDS:
             page = self.page("/?_lang=" + language)
@@ -142,6 +154,21 @@ class WebServer(unittest.TestCase):
         names = [dict(zip(columns, station))["name"] for station in stations]
         self.assertIn('"><img src=x onerror=alert(1)>', names)
         self.assertTrue(values["system"]["product"])
+
+    def test_fields_are_checked_as_they_are_typed(self):
+        for field, value, expected in (
+                ("System.DeviceName", "Küche, {x}%41", ""),
+                ("System.DeviceName", "", "Geben Sie 1 bis 63 Zeichen ein."),
+                ("Network.Netmask", "255.0.255.0",
+                 "Geben Sie eine Netzmaske ein, zum Beispiel 255.255.255.0."),
+                ("No.Such", "x", "Diese Einstellung gibt es nicht."),
+                ("distance", "12", "")):
+            body = urllib.parse.urlencode(
+                {"_file": "validate", "_lang": "de", "field": field, "value": value})
+            _, response, answer = self.request(
+                "/", "POST", body, **{"Content-Type": "application/x-www-form-urlencoded"})
+            self.assertEqual(response.getheader("Content-Type"), "text/plain")
+            self.assertEqual(answer.decode(), expected, field)
 
     def test_fields_can_be_requested_by_themselves(self):
         """What a link puts into a field's template is shown as text, and never asked of the device."""
