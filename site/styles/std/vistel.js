@@ -150,11 +150,17 @@
       if (element.dataset.up) {
         element.dataset.value = value;
         show(element, (value === 'up' ? element.dataset.up : element.dataset.down));
+      } else if (element instanceof HTMLProgressElement) {
+        element.value = Number(value);
       } else {
         show(element, formatted(element, value));
       }
     }
     showStations(stations);
+    // What a page waits for is over: it has something else to say now.
+    for (const link of document.querySelectorAll('a[data-while]')) {
+      if (values.firmware.state && values.firmware.state !== link.dataset.while) location.assign(link.href);
+    }
   }
 
   async function refresh() {
