@@ -25,6 +25,7 @@ get_property(catalogues GLOBAL PROPERTY VISTEL_CATALOGUES)
 add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
+                  "${PROJECT_SOURCE_DIR}/site/errors"
         DESTINATION "${VISTEL_DOCUMENT_ROOT}")
 install(FILES ${VISTEL_CHARTS} DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
