@@ -14,6 +14,7 @@ import subprocess
 import unittest
 import urllib.parse
 from pathlib import Path
+from xml.etree import ElementTree
 
 SOURCE = Path(__file__).resolve().parent.parent
 HOST = "127.0.0.1"
@@ -169,6 +170,60 @@ class WebServer(unittest.TestCase):
                 "/", "POST", body, **{"Content-Type": "application/x-www-form-urlencoded"})
             self.assertEqual(response.getheader("Content-Type"), "text/plain")
             self.assertEqual(answer.decode(), expected, field)
+
+    def test_pages_without_fields(self):
+        for page, heading in (("restore", "Restore the configuration"), ("restart", "Restart"),
+                              ("firmware", "Firmware update"), ("reset", "Factory settings"),
+                              ("diagnostics", "Diagnostics"), ("maintenance", "Maintenance"),
+                              ("done", "Maintenance"), ("../main", "There is no such page")):
+            text = self.page("/?_file=/wgl/main.wgl&_lang=en&_page=" + page)
+            self.assertEqual(re.findall("<h1>(.*)</h1>", text), [heading])
+            self.assertTrue(text.endswith("</html>\n"), page)
+            self.assertNotIn('id="unreached"', text)
+
+    def test_system_information(self):
+        _, response, body = self.request("/?_file=sysinfo")
+        self.assertEqual(response.getheader("Content-Type"), "text/xml")
+        system = ElementTree.fromstring(body)
+        self.assertTrue(system.findtext("product"))
+        self.assertIn(system.find("network").get("link"), ("up", "down"))
+        names = [name.text for name in system.findall("powerline/station/name")]
+        self.assertIn('"><img src=x onerror=alert(1)>', names)
+
+    def act(self, page, fields, file=None):
+        """The page that comes when a form is posted as a browser posts one with a file."""
+        head = '--b\r\nContent-Disposition: form-data; name="{}"{}\r\n\r\n'
+        fields = {"_file": "/wgl/main.wgl", "_page": page, "_lang": "en", **fields}
+        body = b"".join((head.format(name, "") + value + "\r\n").encode()
+                        for name, value in fields.items())
+        if file is not None:
+            body += head.format("file", '; filename="f"').encode() + file + b"\r\n"
+        status, _, text = self.request("/", "POST", body + b"--b--\r\n", **{
+            "Content-Type": "multipart/form-data; boundary=b"})
+        self.assertEqual(status, 200)
+        return text.decode()
+
+    def device_name(self):
+        return json.loads(self.request("/?_file=getjson")[2])["system"]["name"]
+
+    def test_configuration_round_trip(self):
+        name, restore = ":sys:System.DeviceName", ":sys:System.ConfigRestore"
+        self.addCleanup(self.act, "settings", {name: self.device_name()})
+        self.act("settings", {name: "Before"})
+        _, _, kept = self.request("/?_file=syscfg&_type=xml")
+        self.act("settings", {name: "After"})
+        page = self.act("maintenance", {restore: "check", "_okpage": "restore"}, kept)
+        self.assertIn("<td>After</td><td>Before</td>", page)
+        self.assertEqual(self.device_name(), "After")
+        page = self.act("restore", {restore: "apply", "_okpage": "done"})
+        self.assertIn("The configuration is restored.", page)
+        self.assertEqual(self.device_name(), "Before")
+
+    def test_refused_uploads(self):
+        for page, action in (("maintenance", "ConfigRestore"), ("firmware", "FirmwareUpdate")):
+            text = self.act(page, {":sys:System." + action: "check", "_okpage": "done"}, b"\0<b>")
+            self.assertRegex(text, r'id="file-error"[^>]*>[^<]+<')
+            self.assertRegex(text, r'id="file"[^>]* aria-invalid="true"')
 
     def test_fields_can_be_requested_by_themselves(self):
         """What a link puts into a field's template is shown as text, and never asked of the device."""
