@@ -74,22 +74,21 @@ void FakeSystemManager::Talk(int connection) {
     const ssize_t count = recv(connection, buffer, sizeof buffer, 0);
     if (count <= 0) return;
     received.append(buffer, static_cast<std::size_t>(count));
-    const Netstring::Piece piece = Netstring::Read(received, std::size_t{1} << 20);
-    if (piece.status == Netstring::Status::kMalformed) return;
-    if (piece.status == Netstring::Status::kPartial) continue;
+    std::string_view left = received;
+    std::string_view payload;
+    if (!Netstring::Take(left, payload)) continue;
 
     Request request;
-    std::string_view payload = piece.bytes;
     for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
-    received.erase(0, piece.size);
+    received.erase(0, received.size() - left.size());
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       requests_.push_back(request);
     }
     const Reaction reaction = react_(request);
-    const std::size_t step =
-        reaction.pieceBytes != 0 ? reaction.pieceBytes : reaction.bytes.size() + 1;
-    for (std::size_t i = 0; i < reaction.bytes.size(); i += step) {
+    const std::size_t size = reaction.bytes.size();
+    const std::size_t step = reaction.pieceBytes != 0 ? reaction.pieceBytes : size + 1;
+    for (std::size_t i = 0; i < size; i += step) {
       const std::string part = reaction.bytes.substr(i, step);
       if (send(connection, part.data(), part.size(), MSG_NOSIGNAL) < 0) return;
       if (reaction.pieceBytes != 0) std::this_thread::yield();
