@@ -6,12 +6,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <map>
 #include <memory>
 #include <new>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "main/SettingsSubmission.h"
@@ -20,6 +18,7 @@
 #include "query/OutputText.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "request/RequestHandler.h"
 #include "tests/FakeSystemManager.h"
 #include "tests/TestFolder.h"
 #include "wgl/WGLEscaper.h"
@@ -51,15 +50,14 @@ std::string Take(char* text) {
 // Puts a proxy to the test's system manager in the place of the program's.
 class WithSystemManager : public testing::Test {
  protected:
-  WithSystemManager() : folder_(testing::TempDir() + "vistel-query") {
+  WithSystemManager()
+      : folder_(testing::TempDir() + "vistel-query"),
+        peer_(folder_.Path() + "/socket", [this](const Request& request) -> Reaction {
+          const auto answer = answers_.find(request[4]);
+          if (answer == answers_.end()) return {AnswerOf("1", "unknown key")};
+          return {AnswerOf("0", answer->second)};
+        }) {
     UseSocket(folder_.Path() + "/socket");
-    peer_ = std::make_unique<FakeSystemManager>(folder_.Path() + "/socket",
-                                                [this](const Request& request) -> Reaction {
-                                                  const auto answer = answers_.find(request[4]);
-                                                  if (answer == answers_.end())
-                                                    return {AnswerOf("1", "unknown key")};
-                                                  return {AnswerOf("0", answer->second)};
-                                                });
   }
 
   ~WithSystemManager() override {
@@ -82,12 +80,6 @@ class WithSystemManager : public testing::Test {
     return Take(out);
   }
 
-  std::string Rowcount(const std::string& query) {
-    char* out = nullptr;
-    executor_.ExecuteQueryRowcount(&out, query);
-    return Take(out);
-  }
-
   std::string Do2(const std::string& body) {
     char* out = nullptr;
     executor_.ExecuteQueryDo2(&out, body);
@@ -97,7 +89,7 @@ class WithSystemManager : public testing::Test {
   TestFolder folder_;
   SvcMgrFunctions service_;
   std::map<std::string, std::string> answers_;
-  std::unique_ptr<FakeSystemManager> peer_;
+  FakeSystemManager peer_;
   WGLQueryExecutor executor_;
 };
 
@@ -107,87 +99,76 @@ using Submission = WithSystemManager;
 }  // namespace
 
 TEST_F(Queries, TheThreeFunctions) {
-  Answer("one", Table({{"a", "b"}}));
-  Answer("bare", Table({{"bare <text>"}}));
   Answer(Table({{"k"}, {"l"}}).Serialize(), Table({{"1", "2"}}));
-  EXPECT_EQ(SysMgr_Query(StringTable("one", StringTable::kQueryText)).Get(0, 1), "b");
+  Answer("bare", Table({{"bare <text>"}}));
+  const StringTable unknown("unknown", StringTable::kQueryText);
   EXPECT_EQ(SysMgr_Query(StringTable(" k ; l;", StringTable::kQueryText)).Get(0, 1), "2");
   EXPECT_EQ(SysMgr_QueryString(StringTable("bare", StringTable::kQueryText)), "bare <text>");
-  EXPECT_EQ(SysMgr_QueryString(StringTable("unknown", StringTable::kQueryText)), "");
-  EXPECT_EQ(SysMgr_Query(StringTable("unknown", StringTable::kQueryText)).Columns(), 0U);
+  EXPECT_EQ(SysMgr_QueryString(unknown), "");
+  EXPECT_EQ(SysMgr_Query(unknown).Columns(), 0U);
   EXPECT_EQ(SysMgr_Set(Table({{"one"}}), Table({{"1"}})).Rows(), 1U);
-  for (const Request& request : peer_->Requests()) {
+  for (const Request& request : peer_.Requests()) {
     EXPECT_EQ(request[1] + " " + request[3], "Vistel Vistel");
     EXPECT_TRUE(request[0] == "set" || request[5] == "0");
   }
 }
 
 TEST_F(Queries, FirstRowAndRowCount) {
-  Answer("empty", Table({{""}}));
-  Answer("none", StringTable(2));
-  Answer("nothing", StringTable());
-  Answer("no-columns", Table({{}, {}}));
-  Answer("one", Table({{"<&\"'>\\"}}));
-  Answer("row", Table({{"a", "", "<"}, {"not", "this", "row"}}));
-  Answer("two-empty", Table({{""}, {""}}));
-  Answer("wide-empty", Table({{"", ""}}));
-  Answer("nul", Table({{"a\0b"s, "\0"s, "c"}}));
   const struct {
-    const char *query, *html, *json, *raw, *other, *count;
+    StringTable table;
+    const char *html, *json, *raw, *count;
   } rows[] = {
-      {"empty", "", "", "", "", "0"},
-      {"none", " ", " ", " ", " ", "0"},
-      {"nothing", "", "", "", "", "0"},
-      {"no-columns", "", "", "", "", "0"},
-      {"one", "&lt;&amp;&quot;&#39;&gt;\\", "<&\\\"'>\\\\", "<&\"'>\\", "<&\"'>\\", "1"},
-      {"row", "a  &lt;", "a  <", "a  <", "a  <", "2"},
-      {"two-empty", "", "", "", "", "2"},
-      {"wide-empty", " ", " ", " ", " ", "1"},
-      {"nul", "ab  c", "ab  c", "ab  c", "ab  c", "1"},
-      {"unknown", "", "", "", "", "0"},
-      {"", "", "", "", "", "0"},
+      {Table({{""}}), "", "", "", "0"},
+      {StringTable(2), " ", " ", " ", "0"},
+      {StringTable(), "", "", "", "0"},
+      {Table({{}, {}}), "", "", "", "0"},
+      {Table({{"<&\"'>\\"}}), "&lt;&amp;&quot;&#39;&gt;\\", "<&\\\"'>\\\\", "<&\"'>\\", "1"},
+      {Table({{"a", "", "<"}, {"not", "this", "row"}}), "a  &lt;", "a  <", "a  <", "2"},
+      {Table({{""}, {""}}), "", "", "", "2"},
+      {Table({{"", ""}}), " ", " ", " ", "1"},
+      {Table({{"a\0b"s, "\0"s, "c"}}), "ab  c", "ab  c", "ab  c", "1"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(Query(row.query, "html"), row.html) << row.query;
-    EXPECT_EQ(Query(row.query, "json"), row.json) << row.query;
-    EXPECT_EQ(Query(row.query, "raw"), row.raw) << row.query;
-    EXPECT_EQ(Query(row.query, "HTML"), row.other) << row.query;
-    EXPECT_EQ(Rowcount(row.query), row.count) << row.query;
+    Answer("t", row.table);
+    EXPECT_EQ(Query("t", "html"), row.html);
+    EXPECT_EQ(Query("t", "json"), row.json);
+    EXPECT_EQ(Query("t", "raw"), row.raw);
+    EXPECT_EQ(Query("t", "HTML"), row.raw);
+    char* count = nullptr;
+    executor_.ExecuteQueryRowcount(&count, "t");
+    EXPECT_EQ(Take(count), row.count);
   }
+  EXPECT_EQ(Query("unknown", "html") + Query("", "html"), "");
 }
 
 TEST_F(Queries, BodyForEachRow) {
   Answer("t", Table({{"x<", "1"}, {"y\"", "2"}}));
   Answer("empty", Table({{""}}));
+  const std::string none = "${1x}${1}${001}${01a}${a}${01AA}${01 }${01A ${ROW ${row}$${01";
   const struct {
-    const char *what, *query, *otype;
+    const char *query, *otype;
     std::string body, expected;
   } rows[] = {
-      {"a value", "t", "html", "${01};", "x&lt;;y&quot;;"},
-      {"raw", "t", "raw", "${01};", "x<;y\";"},
-      {"json", "t", "json", "${01};", "x<;y\\\";"},
-      {"rows count from 1", "t", "html", "${ROW}:${02A} ", "1:1 2:2 "},
-      {"side by side", "t", "html", "${01}${02}${01}", "x&lt;1x&lt;y&quot;2y&quot;"},
-      {"no such column", "t", "html", "[${03}${00}${99}${00A}]", "[][]"},
-      {"no such set", "t", "html", "[${01B}${01Z}]", "[][]"},
-      {"no placeholders", "t", "html", "${1}${001}${01a}${a}${01AA}${01 }${01A ${ROW ${row}$${01",
-       std::string("${1}${001}${01a}${a}${01AA}${01 }${01A ${ROW ${row}$${01") +
-           "${1}${001}${01a}${a}${01AA}${01 }${01A ${ROW ${row}$${01"},
-      {"a dollar in front", "t", "html", "$${02}${${ROW}", "$1${1$2${2"},
-      {"at the end", "t", "html", "$", "$$"},
-      {"begun at the end", "t", "html", "${", "${${"},
-      {"no body", "t", "html", "", ""},
-      {"no rows", "empty", "html", "[${01}${ROW}]", ""},
-      {"a failed query", "unknown", "html", "[${01}${ROW}]", ""},
+      {"t", "html", "${01};", "x&lt;;y&quot;;"},
+      {"t", "raw", "${01};", "x<;y\";"},
+      {"t", "json", "${01};", "x<;y\\\";"},
+      {"t", "html", "${ROW}:${02A} ", "1:1 2:2 "},
+      {"t", "html", "${01}${02}${01}", "x&lt;1x&lt;y&quot;2y&quot;"},
+      {"t", "html", "[${03}${00}${99}${00A}${01B}${01Z}]", "[][]"},
+      {"t", "html", none, none + none},
+      {"t", "html", "$${02}${${ROW}", "$1${1$2${2"},
+      {"t", "html", "${", "${${"},
+      {"t", "html", "", ""},
+      {"empty", "html", "[${01}${ROW}]", ""},
+      {"unknown", "html", "[${01}${ROW}]", ""},
   };
   for (const auto& row : rows) {
     gVariables.Set("ROW", "before");
     executor_.ExecuteQueryDo1(row.query, row.otype);
-    EXPECT_EQ(gVariables.Get("ROW", ""), "before") << row.what;
-    EXPECT_EQ(Do2(row.body), row.expected) << row.what;
-    EXPECT_EQ(gVariables.Get("ROW", ""), "") << row.what;
+    EXPECT_EQ(gVariables.Get("ROW", ""), "before") << row.body;
+    EXPECT_EQ(Do2(row.body), row.expected);
+    EXPECT_EQ(gVariables.Get("ROW", ""), "") << row.body;
   }
-  EXPECT_EQ(gVariables.end() - gVariables.begin(), 1);
 }
 
 TEST_F(Queries, NestedSets) {
@@ -217,7 +198,7 @@ TEST_F(Queries, NestedSets) {
 TEST_F(Queries, EscapingInOneGoIsTheEscapersOwn) {
   std::string all;
   for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);
-  std::vector<std::string> values = {"", all, all + all.substr(0, 3), std::string(1000, '"')};
+  std::vector<std::string> values = {"", all, all + "abc", std::string(1000, '"')};
   for (const char special : "<>&\"'\\;\xBC\xA2=%?!#"s) {
     for (std::size_t size = 1; size <= 18; ++size) {
       for (std::size_t i = 0; i < size; ++i) {
@@ -247,111 +228,60 @@ TEST_F(Queries, EscapingInOneGoIsTheEscapersOwn) {
 }
 
 TEST_F(Submission, Variables) {
-  using Pairs = std::vector<std::pair<std::string, std::string>>;
-  const Pairs okPages = {{"_okdir", "od"}, {"_okpage", "op"}, {"_okplain", ""}, {"_oktype", "ot"}};
-  const Pairs applied = {{"_dir", "od"}, {"_page", "op"}, {"_type", "ot"}};
   const struct {
-    const char* what;
-    Pairs request;
+    const char* request;
     std::vector<std::string> results;  // the rows of the answer; none: nothing is to be asked
-    Pairs expected;                    // what is added behind the request
+    const char* expected;              // what is added behind the request
   } rows[] = {
-      {"nothing submitted",
-       {{"a", "b"}, {"x:sys:y", "1"}, {":sys", "2"}},
-       {},
-       {{"_errorcount", "0"}}},
-      {"stored",
-       {{":sys:Net.Name-2", "<v>"}},
-       {""},
-       {{"_sys_Net_Name_2", "&lt;v&gt;"}, {"_errorcount", "0"}}},
-      {"refused",
-       {{":sys:Net.Name-2", "\"'&"}, {":sys:b", "2"}},
+      {"a=b&x:sys:y=1&:sys=2", {}, "[_errorcount=0]"},
+      {":sys:Net.Name-2=<v>", {""}, "[_sys_Net_Name_2=&lt;v&gt;][_errorcount=0]"},
+      {":sys:Net.Name-2=\"'%26&:sys:b=2",
        {"must be <1> & up", ""},
-       {{"_sys_Net_Name_2", "&quot;&#39;&amp;"},
-        {"_error_Net_Name_2", "must be &lt;1&gt; &amp; up"},
-        {"_sys_b", "2"},
-        {"_errorcount", "1"}}},
-      {"refused together",
-       {{":sys:b", "2"}, {":sys:a", "1"}},
+       "[_sys_Net_Name_2=&quot;&#39;&amp;][_error_Net_Name_2=must be &lt;1&gt; &amp; up]"
+       "[_sys_b=2][_errorcount=1]"},
+      {":sys:b=2&:sys:a=1",
        {"", "", "don't fit", "and more"},
-       {{"_sys_b", "2"},
-        {"_sys_a", "1"},
-        {"_error_consistency", "don&#39;t fit"},
-        {"_errorcount", "1"}}},
-      {"refused each and together",
-       {{":sys:a", "1"}, {":sys:b", "2"}},
+       "[_sys_b=2][_sys_a=1][_error_consistency=don&#39;t fit][_errorcount=1]"},
+      {":sys:a=1&:sys:b=2",
        {"no", "nor", "neither"},
-       {{"_sys_a", "1"},
-        {"_error_a", "no"},
-        {"_sys_b", "2"},
-        {"_error_b", "nor"},
-        {"_error_consistency", "neither"},
-        {"_errorcount", "3"}}},
-      {"an empty row behind the keys",
-       {{":sys:a", "1"}},
-       {"", ""},
-       {{"_sys_a", "1"}, {"_errorcount", "0"}}},
-      {"an empty key",
-       {{":sys:", "1"}},
+       "[_sys_a=1][_error_a=no][_sys_b=2][_error_b=nor][_error_consistency=neither]"
+       "[_errorcount=3]"},
+      {":sys:a=1", {"", ""}, "[_sys_a=1][_errorcount=0]"},
+      {":sys:=1", {"unknown"}, "[_sys_=1][_error_=unknown][_errorcount=1]"},
+      {":sys:a\"<b>{x%3D;}=1",
        {"unknown"},
-       {{"_sys_", "1"}, {"_error_", "unknown"}, {"_errorcount", "1"}}},
-      {"a hostile key",
-       {{":sys:a\"<b>{x=;}", "1"}},
-       {"unknown"},
-       {{"_sys_a__b__x___", "1"}, {"_error_a__b__x___", "unknown"}, {"_errorcount", "1"}}},
+       "[_sys_a__b__x___=1][_error_a__b__x___=unknown][_errorcount=1]"},
   };
   for (const auto& row : rows) {
     gVariables = WGLVariables();
+    RequestHandler(&gVariables).ParseQueryString(row.request);
     StringTable keys(1);
-    StringTable results(1);
-    Pairs expected;
-    for (const auto& [name, value] : row.request) {
-      gVariables.Set(name, value);
+    for (const auto& [name, value] : gVariables) {
       if (name.rfind(":sys:", 0) == 0) keys.AddRow(name.c_str() + 5);
-      expected.emplace_back(name, value);
     }
-    for (const auto& [name, value] : okPages) {
-      gVariables.Set(name, value);
-      expected.emplace_back(name, value);
-    }
+    StringTable results(1);
     for (const std::string& result : row.results) results.AddRow(result.c_str());
     Answer(keys.Serialize(), results);
-    const std::size_t asked = peer_->Requests().size();
+    RequestHandler(&gVariables).ParseQueryString("_okdir=od&_okpage=op&_okplain=&_oktype=ot");
+    const auto requested = gVariables.end() - gVariables.begin();
+    const std::size_t asked = peer_.Requests().size();
     SubmitSettings(gVariables);
-    expected.insert(expected.end(), row.expected.begin(), row.expected.end());
-    if (row.expected.back().second == "0") {
-      expected.insert(expected.end(), applied.begin(), applied.end());
+    std::string added;
+    for (auto entry = gVariables.begin() + requested; entry != gVariables.end(); ++entry) {
+      added += "[" + entry->first + "=" + entry->second + "]";
     }
-    EXPECT_EQ(Pairs(gVariables.begin(), gVariables.end()), expected) << row.what;
-    EXPECT_EQ(peer_->Requests().size(), asked + (row.results.empty() ? 0 : 1)) << row.what;
+    const bool stored = gVariables.Get("_errorcount", "") == "0";
+    EXPECT_EQ(added, row.expected + (stored ? "[_dir=od][_page=op][_type=ot]"s : ""));
+    EXPECT_EQ(peer_.Requests().size(), asked + (row.results.empty() ? 0 : 1)) << row.request;
   }
 }
 
 TEST_F(Submission, IsOneBatchInTheOrderOfTheRequest) {
-  Answer(Table({{"z"}, {"a{b=c}"}, {"m"}}).Serialize(), Table({{""}, {""}, {""}}));
-  gVariables.Set(":sys:z", "1");
-  gVariables.Set("between", "x");
-  gVariables.Set(":sys:a{b=c}", "");
-  gVariables.Set(":sys:m", "\xC3\xA4\n");
-  gVariables.Set(":sys:z", "2");
+  RequestHandler(&gVariables).ParseQueryString(":sys:z=1&x=&:sys:a{b%3Dc}=&:sys:m=\xC3\n&:sys:z=2");
   SubmitSettings(gVariables);
   const std::vector<Request> expected = {{"set", "Vistel", "", "Vistel",
                                           Table({{"z"}, {"a{b=c}"}, {"m"}}).Serialize(),
-                                          Table({{"2"}, {""}, {"\xC3\xA4\n"}}).Serialize()}};
-  EXPECT_EQ(peer_->Requests(), expected);
+                                          Table({{"2"}, {""}, {"\xC3\n"}}).Serialize()}};
+  EXPECT_EQ(peer_.Requests(), expected);
   EXPECT_EQ(gVariables.Get(":sys:z", ""), "2") << "the request's own variables stay";
-}
-
-TEST_F(Submission, WithoutASystemManagerSaysSo) {
-  UseSocket(folder_.Path() + "/nobody");
-  gVariables.Set(":sys:a", "1");
-  gVariables.Set(":sys:b", "2");
-  gVariables.Set("_okpage", "done");
-  SubmitSettings(gVariables);
-  EXPECT_EQ(gVariables.Get("_errorcount", ""), "2");
-  EXPECT_EQ(gVariables.Get("_error_a", ""),
-            "The system manager could not be reached; the setting was not stored.");
-  EXPECT_EQ(gVariables.Get("_error_b", ""), gVariables.Get("_error_a", ""));
-  EXPECT_EQ(gVariables.Get("_sys_b", ""), "2");
-  EXPECT_EQ(gVariables.Get("_page", ""), "");
 }
