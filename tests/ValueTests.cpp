@@ -52,66 +52,37 @@ TEST(WGLVariables, FindsAndReads) {
   variables.Set("a", "<\"\\");
   variables.Set("empty", "");
   const WGLVariables& constant = variables;
-  EXPECT_EQ(constant.find("a")->second, "<\"\\");
   EXPECT_EQ(constant.find("A"), constant.end());
-  EXPECT_EQ(variables.find("empty"), variables.begin() + 1);
+  EXPECT_EQ(constant.find("empty"), constant.begin() + 1);
   variables.find("a")->second += "&";
-  const struct {
-    const char *name, *mode, *expected;
-  } rows[] = {
+  const char* const rows[][3] = {
       {"a", "", "<\"\\&"},         {"a", "htmltext", "&lt;&quot;\\&amp;"},
       {"a", "json", "<\\\"\\\\&"}, {"a", "htmlesc", "%3C%22%5C%26"},
       {"a", "fallback", "<\"\\&"}, {"empty", "htmltext", ""},
-      {"missing", "", ""},         {"missing", "fallback", ""},
-      {"missing", "htmltext", ""},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(constant.Get(row.name, row.mode), row.expected) << row.name << " " << row.mode;
-  }
-}
-
-// Far more entries than there is room for at first.
-TEST(WGLVariables, Grows) {
-  WGLVariables variables;
-  for (int i = 0; i < 1000; ++i) variables.Set("n" + std::to_string(i), std::to_string(i));
-  int i = 0;
-  for (const auto& entry : variables) EXPECT_EQ(entry.first, "n" + std::to_string(i++));
-  EXPECT_EQ(i, 1000);
-  EXPECT_EQ(variables.Get("n999", ""), "999");
-}
-
-TEST(WGLVariables, ReplaceSpecialChars) {
-  const std::pair<std::string, std::string> rows[] = {
-      {"", ""},
-      {":sys:Net.Name-2", "_sys_Net_Name_2"},
-      {"azAZ09_", "azAZ09_"},
-      {"@[`{/:", "______"},
-      {"\xE4\xC3\xA4\xFF", "____"},
-      {"a\0 \n"s, "a___"},
-  };
-  for (const auto& [text, expected] : rows) {
-    EXPECT_EQ(WGLVariables::ReplaceSpecialChars(text), expected) << text;
+      {"missing", "", ""},         {"missing", "htmltext", ""}};
+  for (const auto& [name, mode, expected] : rows) {
+    EXPECT_EQ(constant.Get(name, mode), expected) << name << " " << mode;
   }
 }
 
 TEST(WGLEscaper, Modes) {
   const std::string hostile = "a<b>\"c\"'&amp;\\\n\x7F\xC3\xA4\0-._ /Z9"s;
-  const std::string entities = "a&lt;b&gt;&quot;c&quot;&#39;&amp;amp;\\\n\x7F\xC3\xA4\0-._ /Z9"s;
-  const std::string percent = "a%3Cb%3E%22c%22%27%26amp%3B%5C%0A%7F%C3%A4%00%2D%2E%5F%20%2FZ9";
-  const std::string json = "a<b>\\\"c\\\"'&amp;\\\\\n\x7F\xC3\xA4\0-._ /Z9"s;
   const std::pair<const char*, std::string> rows[] = {
-      {"htmltext", entities}, {"htmlesc", percent}, {"json", json},        {"", hostile},
-      {"raw", hostile},       {"html", hostile},    {"HTMLTEXT", hostile}, {"htmltext ", hostile},
+      {"htmltext", "a&lt;b&gt;&quot;c&quot;&#39;&amp;amp;\\\n\x7F\xC3\xA4\0-._ /Z9"s},
+      {"htmlesc", "a%3Cb%3E%22c%22%27%26amp%3B%5C%0A%7F%C3%A4%00%2D%2E%5F%20%2FZ9"},
+      {"json", "a<b>\\\"c\\\"'&amp;\\\\\n\x7F\xC3\xA4\0-._ /Z9"s},
   };
   for (const auto& [mode, expected] : rows) {
     EXPECT_EQ(WGLEscaper(mode).Escape(hostile), expected) << mode;
     EXPECT_EQ(WGLEscaper(mode).Escape(""), "") << mode;
   }
-  EXPECT_EQ(WGLEscaper("").MakeHtmlEntities("&lt;"), "&amp;lt;");
+  for (const char* mode : {"", "raw", "html", "HTMLTEXT", "htmltext "}) {
+    EXPECT_EQ(WGLEscaper(mode).Escape(hostile), hostile) << mode;
+  }
 }
 
-// All 256 bytes: exactly the 62 letters and digits stay.
-TEST(WGLEscaper, PercentEncodesEveryOtherByte) {
+// All 256 bytes: exactly the 62 letters and digits stay, or with "_" they do in a safe name.
+TEST(WGLEscaper, LeavesLettersAndDigits) {
   const std::string letters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   for (int code = 0; code < 256; ++code) {
     const std::string byte(1, static_cast<char>(code));
@@ -119,31 +90,32 @@ TEST(WGLEscaper, PercentEncodesEveryOtherByte) {
     std::snprintf(encoded, sizeof encoded, "%%%02X", code);
     const bool stays = letters.find(byte) != std::string::npos;
     EXPECT_EQ(WGLEscaper("htmlesc").Escape(byte), stays ? byte : std::string(encoded));
+    EXPECT_EQ(WGLVariables::ReplaceSpecialChars("_" + byte), "_" + (stays ? byte : "_"));
   }
 }
 
 TEST(WGLNumber, ReadsLikeAtoiWithinInt) {
-  const std::pair<std::string, int> rows[] = {
-      {"", 0},
-      {"0", 0},
-      {"-1", -1},
-      {"+7", 7},
-      {"5abc", 5},
-      {" \t\n\v\f\r42 ", 42},
-      {"abc", 0},
-      {"--1", 0},
-      {"- 1", 0},
-      {"0x10", 0},
-      {"010", 10},
-      {"1e3", 1},
-      {"1.9", 1},
-      {"2147483647", 2147483647},
-      {"-2147483648", -2147483647 - 1},
-      {"2147483648", 2147483647},
-      {"4294967301", 2147483647},
-      {"-2147483649", -2147483647 - 1},
-      {std::string(100, '9'), 2147483647},
-      {"-" + std::string(100, '9'), -2147483647 - 1},
-  };
-  for (const auto& [text, expected] : rows) EXPECT_EQ(WGLToInt(text.c_str()), expected) << text;
+  constexpr int kHighest = 2147483647;
+  constexpr int kLowest = -kHighest - 1;
+  const std::pair<const char*, int> rows[] = {{"", 0},
+                                              {"0", 0},
+                                              {"-1", -1},
+                                              {"+7", 7},
+                                              {"5abc", 5},
+                                              {"010", 10},
+                                              {"abc", 0},
+                                              {"--1", 0},
+                                              {"- 1", 0},
+                                              {"0x10", 0},
+                                              {"1e3", 1},
+                                              {"1.9", 1},
+                                              {" \t\n\v\f\r42 ", 42},
+                                              {"2147483647", kHighest},
+                                              {"-2147483648", kLowest},
+                                              {"2147483648", kHighest},
+                                              {"4294967301", kHighest},
+                                              {"-2147483649", kLowest},
+                                              {"99999999999999999999", kHighest},
+                                              {"-99999999999999999999", kLowest}};
+  for (const auto& [text, expected] : rows) EXPECT_EQ(WGLToInt(text), expected) << text;
 }
