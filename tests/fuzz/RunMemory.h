@@ -15,22 +15,10 @@ namespace RunMemory {
 void Start();
 void Stop();
 
-// Leaves blocks out that outlive the run because the harness itself wants them.
-class Pause {
- public:
-  Pause();
-  ~Pause();
-  Pause(const Pause&) = delete;
-  Pause& operator=(const Pause&) = delete;
-
- private:
-  bool counting_;
-};
-
-// The number of blocks that are left of the run; 0 when there were too many to keep account of.
+// The number of blocks that are left of the run.
 std::size_t Rest();
 
-// Ends the account; with `release`, frees what is left.
-void FreeTheRest(bool release);
+// Frees what is left and ends the account.
+void FreeTheRest();
 
 }  // namespace RunMemory

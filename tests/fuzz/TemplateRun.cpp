@@ -26,13 +26,9 @@ int yywgllex_destroy();
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 [[noreturn]] void __real_exit(int status);
-[[noreturn]] void __wrap_exit(int status);
 FILE* __real_fopen(const char* path, const char* mode);
-FILE* __wrap_fopen(const char* path, const char* mode);
 ssize_t __real_read(int file, void* buffer, size_t size);
-ssize_t __wrap_read(int file, void* buffer, size_t size);
 char* __real_strdup(const char* text);
-char* __wrap_strdup(const char* text);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -48,8 +44,6 @@ constexpr std::size_t kMaxCopiedBytes = std::size_t{2} << 20;
 // With each read the scanner starts the token anew that it has begun, which takes its time when a
 // token of many bytes comes in many pieces. After so many reads the plan no longer counts.
 constexpr std::size_t kMaxPlannedReads = 256;
-
-constexpr std::size_t kCatchBufferBytes = 65536;
 
 constexpr unsigned char kInterruptedRead = 0;
 constexpr unsigned char kFailingRead = 255;
@@ -81,23 +75,27 @@ std::string gReadPlan;
   std::longjmp(gRun.leave, 1);
 }
 
-ssize_t Catch(void* text, const char* bytes, std::size_t size) {
-  const RunMemory::Pause pause;
-  static_cast<std::string*>(text)->append(bytes, size);
-  return static_cast<ssize_t>(size);
-}
+// Stands for one of the standard streams while it lives, and catches what is written to it.
+class Caught {
+ public:
+  explicit Caught(FILE*& stream) : stream_(stream), original_(stream) {
+    stream_ = open_memstream(&text_, &size_);
+    Check(stream_ != nullptr, "a stream can be made");
+  }
 
-// A stream that appends to `text`. It owns its buffer, which no run may be charged for.
-template <int kNumber>
-FILE* CatchingStream(std::string* text) {
-  static char buffer[kCatchBufferBytes];
-  cookie_io_functions_t functions = {};
-  functions.write = Catch;
-  FILE* stream = fopencookie(text, "w", functions);
-  Check(stream != nullptr && std::setvbuf(stream, buffer, _IOFBF, sizeof buffer) == 0,
-        "a stream can be made");
-  return stream;
-}
+  void End(std::string& text) {
+    Check(std::fclose(stream_) == 0, "what was written is caught");
+    stream_ = original_;
+    text.assign(text_, size_);
+    std::free(text_);
+  }
+
+ private:
+  FILE*& stream_;
+  FILE* const original_;
+  char* text_ = nullptr;
+  std::size_t size_ = 0;
+};
 
 const std::string* ContentOf(const std::string& path) {
   if (path == gDocumentRoot + "/main.wgl") return &gFiles.main;
@@ -152,13 +150,13 @@ void CallBody(int (*body)()) {
 }
 
 void CloseFiles() {
-  for (std::size_t i = 0; i < gRun.fileCount; ++i) {
-    Check(std::fclose(gRun.files[i].stream) == 0, "a file can be closed");
-  }
-  gRun.fileCount = 0;
+  for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i].stream);
 }
 
 }  // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
 
 void __wrap_exit(int status) {
   if (gRun.active) Leave(RunEnd::kExited, status);
@@ -167,7 +165,6 @@ void __wrap_exit(int status) {
 
 FILE* __wrap_fopen(const char* path, const char* mode) {
   if (!gRun.active) return __real_fopen(path, mode);
-  const RunMemory::Pause pause;
   const std::string name = path;
   Check(name.compare(0, gDocumentRoot.size() + 1, gDocumentRoot + "/") == 0 &&
             name.find("/../") == std::string::npos && name.find("link") == std::string::npos,
@@ -205,33 +202,27 @@ char* __wrap_strdup(const char* text) {
   return __real_strdup(text);
 }
 
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
+
 RunOutcome RunTemplate(const TemplateFiles& files, const std::string& readPlan, int (*body)()) {
-  static FILE* const outputStream = CatchingStream<1>(&gRun.outcome.output);
-  static FILE* const diagnosticsStream = CatchingStream<2>(&gRun.outcome.diagnostics);
   gFiles = files;
   gReadPlan = readPlan;
-  gRun.outcome = {};
-  gRun.copiedBytes = 0;
-  gRun.readCount = 0;
-
-  FILE* const realOutput = stdout;
-  FILE* const realDiagnostics = stderr;
-  stdout = outputStream;
-  stderr = diagnosticsStream;
+  gRun = {};
+  Caught output(stdout);
+  Caught diagnostics(stderr);
   gRun.active = true;
   CallBody(body);
   gRun.active = false;
   DestroyGlobals();
+  CloseFiles();
   RunMemory::Stop();
-  stdout = realOutput;
-  stderr = realDiagnostics;
-  Check(std::fflush(outputStream) == 0 && std::fflush(diagnosticsStream) == 0,
-        "what was written is caught");
+  output.End(gRun.outcome.output);
+  diagnostics.End(gRun.outcome.diagnostics);
 
   const bool returned = gRun.outcome.end == RunEnd::kReturned;
   Check(!returned || RunMemory::Rest() == 0, "a page frees all memory that it took");
-  RunMemory::FreeTheRest(!returned);
-  CloseFiles();
+  RunMemory::FreeTheRest();
   MakeGlobals();
   return gRun.outcome;
 }
