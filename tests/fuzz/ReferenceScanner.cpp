@@ -11,34 +11,19 @@ namespace {
 
 enum class Mode { kText, kCode };
 
-struct Keyword {
-  const char* word;
+struct Word {
+  const char* text;
   int token;
 };
 // "get" stands before "ge", which it begins with.
-constexpr Keyword kKeywords[] = {
-    {"+", T_PLUS},
-    {"-", T_MINUS},
-    {"include", T_INCLUDE},
-    {"trans", T_TRANS},
-    {"set", T_SET},
-    {"get", T_GET},
-    {"query", T_QUERY},
-    {"do", T_DO},
-    {"raw", T_RAW},
-    {"json", T_JSON},
-    {"rowcount", T_ROWCOUNT},
-    {"if", T_IF},
-    {"then", T_THEN},
-    {"else", T_ELSE},
-    {"eq", T_EQ},
-    {"ne", T_NE},
-    {"gt", T_GT},
-    {"ge", T_GE},
-    {"lt", T_LT},
-    {"le", T_LE},
-};
-constexpr Keyword kModifiers[] = {
+constexpr Word kKeywords[] = {{"+", T_PLUS},      {"-", T_MINUS},   {"include", T_INCLUDE},
+                              {"trans", T_TRANS}, {"set", T_SET},   {"get", T_GET},
+                              {"query", T_QUERY}, {"do", T_DO},     {"rowcount", T_ROWCOUNT},
+                              {"raw", T_RAW},     {"json", T_JSON}, {"if", T_IF},
+                              {"then", T_THEN},   {"else", T_ELSE}, {"eq", T_EQ},
+                              {"ne", T_NE},       {"gt", T_GT},     {"ge", T_GE},
+                              {"lt", T_LT},       {"le", T_LE}};
+constexpr Word kModifiers[] = {
     {"}", T_VARNAME}, {" htmltext}", T_VARNAME_HTMLTEXT}, {" htmlesc}", T_VARNAME_HTMLESC}};
 
 bool IsDigit(char byte) {
@@ -112,9 +97,9 @@ class Scanner {
     const std::size_t start = position_ + 2;
     std::size_t end = start;
     while (IsNameStart(At(end)) || IsDigit(At(end))) ++end;
-    for (const Keyword& modifier : kModifiers) {
-      const std::size_t size = std::strlen(modifier.word);
-      if (input_.compare(end, size, modifier.word) != 0) continue;
+    for (const Word& modifier : kModifiers) {
+      const std::size_t size = std::strlen(modifier.text);
+      if (input_.compare(end, size, modifier.text) != 0) continue;
       Token(modifier.token, end + size - position_, input_.substr(start, end - start));
       return true;
     }
@@ -150,8 +135,8 @@ class Scanner {
       ++position_;
       return;
     }
-    for (const Keyword& keyword : kKeywords) {
-      if (Follows(keyword.word)) return Token(keyword.token, std::strlen(keyword.word));
+    for (const Word& keyword : kKeywords) {
+      if (Follows(keyword.text)) return Token(keyword.token, std::strlen(keyword.text));
     }
     list_ += "WGL error (line " + std::to_string(line_) + " in file '" + fileName_ +
              "'): unmatched character\n\n";
