@@ -27,6 +27,9 @@ add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
                   "${PROJECT_SOURCE_DIR}/site/errors"
         DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+# What one web server calls 502 is 500 to another.
+install(FILES "${PROJECT_SOURCE_DIR}/site/errors/502.html"
+        DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
 install(FILES ${VISTEL_CHARTS} DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_NEUTRAL_LOCALE}")

@@ -47,10 +47,11 @@ class Installation(unittest.TestCase):
     def test_files_and_modes(self):
         expected = {name: PROGRAM_MODE for name in (PROGRAM, *SERVICE)}
         expected.update({name: FILE_MODE for name in (MODEL, NEUTRAL, *LOCALES, *CHARTS)})
-        for folder in ("wgl", "styles"):
+        for folder in ("wgl", "styles", "errors"):
             for file in (SITE / folder).rglob("*"):
                 if file.is_file():
                     expected["usr/www/" + file.relative_to(SITE).as_posix()] = FILE_MODE
+        expected["usr/www/errors/500.html"] = FILE_MODE
         found = {}
         for file in self.root.rglob("*"):
             mode = file.lstat().st_mode
