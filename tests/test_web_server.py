@@ -5,6 +5,7 @@ web server refuses is the subject of test_web_servers.py.
 """
 import html
 import http.client
+import itertools
 import json
 import os
 import re
@@ -19,6 +20,7 @@ from xml.etree import ElementTree
 SOURCE = Path(__file__).resolve().parent.parent
 HOST = "127.0.0.1"
 START_SECONDS, END_SECONDS = 240, 10
+SITE_BYTES = 150_000
 WORDS = {"en": r"Language", "de": r"[äöüß]", "fr": r"[éèàç]"}
 HOSTILE = "<script>alert('1')</script>\"&%41+`~> ${_file} <~ get `_file` ~> äöü €"
 
@@ -88,16 +90,36 @@ class WebServer(unittest.TestCase):
                 self.assertNotIn("WGL error", page)
 
     def test_every_text_has_its_translations(self):
-        """Of the pages, and of what the model says is wrong with a value."""
-        texts = set(re.findall(r'"(?:pattern-help|message)": "([^"]*)"',
-                               (SOURCE / "sysmgr/model.json").read_text()))
+        """
+        Of the pages, and of what the model says is wrong with a value; and every translation has its
+        text, there or among the messages of the program and of the system manager.
+        """
+        model = (SOURCE / "sysmgr/model.json").read_text()
+        texts = set(re.findall(r'"(?:pattern-help|message)": "([^"]*)"', model))
         for file in (SOURCE / "site/wgl").rglob("*.wgl"):
             texts |= set(re.findall(r"<~\s*trans\s+`([^`$]*)`", file.read_text()))
         self.assertGreater(len(texts), 100)
-        for language in ("de", "fr"):
+        messages = set()
+        for key in json.loads(model)["keys"]:
+            low, high = key.get("minimum"), key.get("maximum")
+            messages.add(f"must be {low if low == high else f'{low} to {high}'} characters")
+        for folder in ("platform", "query", "main", "sysmgr"):
+            for file in (SOURCE / folder).glob("*.cpp"):
+                code = re.sub(r'"\s*"', "", file.read_text())
+                messages |= set(re.findall(r'"([^"\\\n]* [^"\\\n]*)"', code))
+        for language in WORDS:
             catalogue = (SOURCE / f"site/locale/{language}.po").read_text()
             known = set(re.findall(r'^msgid "(.+)"\nmsgstr ".+"$', catalogue, re.M))
-            self.assertEqual(texts - known, set(), language)
+            self.assertEqual(len(known), catalogue.count("\nmsgid ") - 1, language)
+            self.assertEqual(known - texts - messages, set(), language)
+            if language != "en":
+                self.assertEqual(texts - known, set(), language)
+
+    def test_size(self):
+        """What a site may take of a device's flash, pictures aside."""
+        files = [file for file in (SOURCE / "site").rglob("*") if file.is_file()]
+        self.assertLess(sum(file.stat().st_size for file in files
+                            if file.suffix not in (".svg", ".gif", ".png")), SITE_BYTES)
 
     def test_every_link_of_the_pages(self):
         for language in WORDS:
@@ -111,41 +133,24 @@ class WebServer(unittest.TestCase):
                 self.assertEqual(status, 200, link)
                 self.assertNotIn(b"WGL error", body, link)
 
-    def form(self):
-        """The first posting form of the site, as (page, action, its fields' names and values)."""
-        for path in ("/", *("/?_file=/wgl/main.wgl&_page=" + page for page in self.pages())):
-            page = self.page(path)
-            for form in re.findall(r'<form[^>]*method="post".*?</form>', page, re.S | re.I):
-                fields = {}
-                for tag in re.findall(r"<(?:input|textarea|select)[^>]*>", form):
-                    name = re.search(r'name="([^"]*)"', tag)
-                    value = re.search(r'value="([^"]*)"', tag)
-                    if name and 'type="radio"' not in tag and 'type="checkbox"' not in tag:
-                        hidden = 'type="hidden"' in tag
-                        fields[name[1]] = (hidden, html.unescape(value[1]) if value else "")
-                action = re.search(r'action="([^"]*)"', form)
-                texts = [name for name, (hidden, _) in fields.items() if not hidden]
-                if texts:
-                    return (html.unescape(action[1]) if action else path), fields, texts
-        self.fail("no page posts a form")
-
-    @staticmethod
-    def pages():
-        return sorted(file.stem for file in (SOURCE / "site/wgl/std").glob("*.wgl"))
-
     def test_form_comes_back_escaped(self):
-        action, fields, texts = self.form()
-        values = {name: HOSTILE if name in texts else value for name, (_, value) in fields.items()}
-        status, _, body = self.request(
-            urllib.parse.urljoin("/", action), "POST", urllib.parse.urlencode(values),
-            **{"Content-Type": "application/x-www-form-urlencoded"})
+        page = self.page("/?_file=/wgl/main.wgl&_lang=en&_page=settings")
+        form = re.search(r'<form id="settings-form".*?</form>', page, re.S)[0]
+        fields = {}
+        for tag in re.findall("<input[^>]*>", form):
+            name, value = (re.search(f' {part}="([^"]*)"', tag)[1] for part in ("name", "value"))
+            if 'type="radio"' not in tag or " checked" in tag:
+                fields[name] = HOSTILE if 'type="text"' in tag else value
+        self.assertGreaterEqual(list(fields.values()).count(HOSTILE), 5)
+        status, _, body = self.request("/", "POST", urllib.parse.urlencode(fields), **{
+            "Content-Type": "application/x-www-form-urlencoded"})
         page = body.decode()
         self.assertEqual(status, 200)
         self.assertIn("</html>", page)
         self.assertNotIn("WGL error", page)
         self.assertNotIn("<script>", page)
         escaped = html.escape(HOSTILE, quote=True).replace("&#x27;", "&#39;")
-        self.assertIn(escaped, page, "what was typed is not shown again")
+        self.assertIn(f'value="{escaped}"', page, "what was typed is not shown again")
 
     def test_live_values(self):
         _, response, body = self.request("/?_file=getjson&_lang=de")
@@ -162,8 +167,7 @@ class WebServer(unittest.TestCase):
                 ("System.DeviceName", "", "Geben Sie 1 bis 63 Zeichen ein."),
                 ("Network.Netmask", "255.0.255.0",
                  "Geben Sie eine Netzmaske ein, zum Beispiel 255.255.255.0."),
-                ("No.Such", "x", "Diese Einstellung gibt es nicht."),
-                ("distance", "12", "")):
+                ("No.Such", "x", "Diese Einstellung gibt es nicht.")):
             body = urllib.parse.urlencode(
                 {"_file": "validate", "_lang": "de", "field": field, "value": value})
             _, response, answer = self.request(
@@ -225,15 +229,33 @@ class WebServer(unittest.TestCase):
             self.assertRegex(text, r'id="file-error"[^>]*>[^<]+<')
             self.assertRegex(text, r'id="file"[^>]* aria-invalid="true"')
 
-    def test_fields_can_be_requested_by_themselves(self):
-        """What a link puts into a field's template is shown as text, and never asked of the device."""
-        for part in ("field", "text-field", "choice-field"):
-            page = self.page(f"/?_file=/wgl/std/{part}.wgl&key=System.ProductName&failed=yes&" + "&".join(
-                f"{name}=%22%3E%3Cscript%3E" for name in
-                ("id", "label", "hint", "kind", "keys", "list", "most", "one", "two", "oneLabel",
-                 "twoLabel", "stored", "value", "problem", "summary")))
-            self.assertNotIn("<script>", page)
-            self.assertNotIn("Powerline Adapter", page)
+    def test_planted_variables(self):
+        """
+        Each template by itself, and each page, with every variable that any of them reads planted by
+        a link: it is shown as text or not at all, and never is a key that the device is asked for.
+        """
+        templates = {"/" + file.relative_to(SOURCE / "site").as_posix(): file.read_text()
+                     for file in (SOURCE / "site/wgl").rglob("*.wgl")}
+        names = {name for text in templates.values()
+                 for name in re.findall(r"\$\{([A-Za-z_]\w*)", text)}
+        self.assertGreater(len(names), 40)
+        targets = [{"_file": file} for file in templates]
+        targets += [{"_file": "/wgl/main.wgl", "_page": Path(file).stem} for file in templates]
+        self.addCleanup(self.act, "settings", {":sys:System.DeviceName": self.device_name()})
+        self.act("settings", {":sys:System.DeviceName": "<script>"})
+        unseen = "System.ConfigShow"
+        planted = ['"><script>', "yes", unseen]
+        planted += [f"x{other}}};{unseen};{key}=x" for key, other in (
+            ("HomePlug.Stations{MacAddress", ""), ("System.Check{Key", ",Value=y"))]
+        for target, value in itertools.product(targets, planted):
+            form = {**dict.fromkeys(names, value), "key": unseen, **target}
+            status, _, body = self.request("/", "POST", urllib.parse.urlencode(form), **{
+                "Content-Type": "application/x-www-form-urlencoded"})
+            self.assertEqual(status, 200)
+            self.assertNotIn(b"Missing or invalid", body)
+            self.assertNotRegex(body.decode(), "<script>|(<|&lt;)setting", (target, value))
+        for part in ("text-field", "choice-field"):
+            self.assertIn("WGL error", self.page(f"/?_file=/wgl/std/{part}.wgl&key=a"))
 
     def test_security_headers(self):
         _, response, _ = self.request("/")
