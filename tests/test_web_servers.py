@@ -61,6 +61,8 @@ class Requests:
         self.assertIn(status, statuses, what)
         if status == 403 and self.own_403:
             self.assertEqual(body, b"<p>Our own 403.</p>", what)
+            # Without a type, or with none that browsers show, they would show the page's source.
+            self.assertRegex(response.getheader("Content-Type", ""), "^text/html(;|$)", what)
         if self.headers_on_errors:
             self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
 
