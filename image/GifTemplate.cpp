@@ -140,8 +140,11 @@ bool GifTemplate::WriteToStandardOutput() const {
   output->SavedImages = file_->SavedImages;
   if (EGifSpew(output) == GIF_OK) return true;
   // It closes the output at its end. If that is what failed, the handle is gone all the same, and
-  // only the descriptor tells.
-  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) EGifCloseFile(output);
+  // only the descriptor tells. The map stays ours if no copy has taken its place yet.
+  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) {
+    if (output->SColorMap == file_->SColorMap) output->SColorMap = nullptr;
+    EGifCloseFile(output);
+  }
   return false;
 }
 

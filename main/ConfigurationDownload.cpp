@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -38,13 +39,15 @@ int OpenFile(const char* path) {
   return -1;
 }
 
-void CopyToOutput(int file) {
+// Whether all of it went out.
+bool CopyToOutput(int file) {
   char block[kBlockBytes];
   for (;;) {
     const ssize_t count = read(file, block, sizeof block);
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return;
-    std::fwrite(block, 1, static_cast<std::size_t>(count), stdout);
+    if (count <= 0) return count == 0 && std::fflush(stdout) == 0;
+    const auto size = static_cast<std::size_t>(count);
+    if (std::fwrite(block, 1, size, stdout) != size) return false;
   }
 }
 
@@ -56,11 +59,13 @@ void DeliverFile(const char* key, const char* kind, const char* contentType) {
   if (file < 0) return;
   const StringVector names('/', path);
   const std::string name = names.empty() ? std::string() : names.back();
+  // A client that leaves may not end the program before the file, which may hold secrets, is gone.
+  std::signal(SIGPIPE, SIG_IGN);
   RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
-  CopyToOutput(file);
+  const bool delivered = CopyToOutput(file);
   close(file);
   unlink(path.c_str());
-  syslog(LOG_INFO, "and delivered");
+  if (delivered) syslog(LOG_INFO, "and delivered");
 }
 
 // The disposition's opening words stand in it twice: that is this download's header, to the byte.

@@ -2,7 +2,9 @@
 //
 // One request, from start to end: read it, submit its settings, settle which page and language it
 // is for, write the response, exit.
+#include <fcntl.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -55,6 +57,16 @@ void InstallSignalHandler() {
   if (sigaction(SIGIO, &action, nullptr) != 0) Fail("sigaction() failed");
 }
 
+// With output closed, whatever is opened first would get its number, and with it the page: the
+// connection to the system manager, or an upload.
+void OccupyStandardOutput() {
+  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return;
+  int descriptor = -1;
+  do {
+    descriptor = open("/dev/null", O_WRONLY);
+  } while (descriptor != -1 && descriptor < STDOUT_FILENO);
+}
+
 // The defaults replace what a request without "_file" says itself.
 void ApplyPageDefaults(WGLVariables& variables) {
   if (!variables.Get("_file", "").empty()) return;
@@ -84,6 +96,7 @@ void Respond(const std::string& file) {
 }  // namespace
 
 int main() {
+  OccupyStandardOutput();
   static char outputBuffer[kOutputBufferBytes];
   std::setvbuf(stdout, outputBuffer, _IOFBF, sizeof outputBuffer);
   InstallSignalHandler();

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Configuration downloads: all that they write, what the log says, and what becomes of the file.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdio_ext.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -125,6 +127,27 @@ TEST(ConfigurationDownload, EachType) {
     EXPECT_EQ(fs::exists(path), !delivered);
     EXPECT_TRUE(fs::exists(folder.Path() + "/folder") && fs::exists(folder.Path() + "/fifo"));
   }
+
+  // A client that has left.
+  int pipes[2];
+  ASSERT_EQ(pipe2(pipes, O_CLOEXEC), 0);
+  close(pipes[0]);
+  answers["System.ConfigShowCrypt"] = path;
+  folder.Write("adapter.cfg", content);
+  gSystemLog.clear();
+  WGLVariables variables;
+  variables.Set("_type", "cfg");
+  std::fflush(stdout);
+  const int saved = dup(STDOUT_FILENO);
+  dup2(pipes[1], STDOUT_FILENO);
+  DeliverConfiguration(variables);
+  __fpurge(stdout);
+  std::clearerr(stdout);
+  dup2(saved, STDOUT_FILENO);
+  close(saved);
+  close(pipes[1]);
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(gSystemLog, Log{"6 got config file '" + path + "'"});
 
   // A name that holds no folder.
   answers["System.ConfigShowCrypt"] = "adapter.cfg";

@@ -66,7 +66,7 @@ class Peer(socketserver.UnixStreamServer):
     """Answers with what `react(kind, keys, values)` returns; None leaves the client waiting."""
 
     def __init__(self, react):
-        self.react, self.requests, self.connections = react, [], 0
+        self.react, self.requests, self.connections, self.faults = react, [], 0, []
         os.makedirs(os.path.dirname(SOCKET), exist_ok=True)
         super().__init__(SOCKET, None)
 
@@ -85,6 +85,7 @@ class Peer(socketserver.UnixStreamServer):
 
     def handle_error(self, request, client_address):
         if not isinstance(sys.exc_info()[1], ConnectionError):  # nonsense makes the program hang up
+            self.faults.append(sys.exc_info()[1])
             super().handle_error(request, client_address)
 
     def __enter__(self):
@@ -223,6 +224,13 @@ class SystemManager(unittest.TestCase):
                 self.assertEqual(self.page("[<~ query `a` ~><~ query `a` rowcount ~>]"), "[0]")
                 self.assertEqual(self.page(self.FORM, self.FIELDS, "POST"),
                                  f"form|2|{HOSTILE_HTML}|{message}|2|{message}|")
+
+    def test_a_closed_output_is_not_the_connection(self):
+        with Peer(lambda *_: answer(0, b"")) as peer:
+            subprocess.run([PROGRAM], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=60,
+                           preexec_fn=lambda: os.close(1),
+                           env={"REQUEST_METHOD": "GET", "QUERY_STRING": ":sys:a=1"})
+        self.assertEqual((len(peer.requests), peer.faults), (1, []))
 
     def test_a_peer_that_stalls(self):
         with Peer(lambda *_: None):

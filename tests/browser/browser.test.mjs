@@ -87,7 +87,9 @@ test('the entry points beside the pages', async () => {
       for (const word of ['fs', 'ie6']) {
         const response = await page.goto(`${site.address}?_file=${word}&_lang=${language}`);
         assert.deepEqual(htmlFaults(await response.text()), []);
-        assert.deepEqual(await accessibilityFaults(page), [], word);
+        // Without a style sheet, how large a link is is the browser's choice.
+        const but = word === 'ie6' ? ['target-size'] : [];
+        assert.deepEqual(await accessibilityFaults(page, but), [], word);
         await page.screenshot({ path: path.join(screenshots, `${word}-${language}.png`), fullPage: true });
       }
     }
