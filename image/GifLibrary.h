@@ -28,9 +28,5 @@ inline ColorMapObject* MakeMapObject(int colorCount, const GifColorType* colors)
 inline void FreeMapObject(ColorMapObject* map) {
   GifFreeMapObject(map);
 }
-// Doesn't clip.
-inline void DrawRectangle(SavedImage* image, int x, int y, int width, int height, int color) {
-  GifDrawRectangle(image, x, y, width, height, color);
-}
 
 #endif

@@ -79,12 +79,15 @@ Chart::Values<double> QuerySnr(const std::string& macAddress) {
   return TakeFile(answer.Get(0, 0));
 }
 
+// Pixel by pixel: giflib's rectangle is a call for each row, which for bars of one column costs a
+// fifth of the whole response.
 void DrawBar(SavedImage& image, int bar, int height, int color) {
   const int column = Chart::kFirstColumn + bar;
-  const int top = Chart::kBaseRow - height;
+  const int width = image.ImageDesc.Width;
   const int bottom = std::min(Chart::kBaseRow, static_cast<int>(image.ImageDesc.Height));
-  if (column < image.ImageDesc.Width && top < bottom) {
-    DrawRectangle(&image, column, top, 1, bottom - top, color);
+  if (column >= width) return;
+  for (int row = Chart::kBaseRow - height; row < bottom; ++row) {
+    image.RasterBits[row * width + column] = static_cast<GifByteType>(color);
   }
 }
 
