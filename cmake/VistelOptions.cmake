@@ -21,8 +21,11 @@ option(VISTEL_COVERAGE "Build for gcov" OFF)
 # to the next; a static program relocates itself, where its C library can.
 add_library(vistel_code INTERFACE)
 target_include_directories(vistel_code INTERFACE "${PROJECT_SOURCE_DIR}")
-# Without it, stat() refuses files of large numbers or sizes on a machine of 32 bits.
-target_compile_definitions(vistel_code INTERFACE _FILE_OFFSET_BITS=64)
+# Without it, stat() refuses files of large numbers or sizes on a machine of 32 bits. On the others
+# it would change nothing but the names that the tests wrap.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(vistel_code INTERFACE _FILE_OFFSET_BITS=64)
+endif()
 target_compile_options(vistel_code INTERFACE
   -fPIE -ffunction-sections -fdata-sections
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
