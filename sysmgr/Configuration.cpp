@@ -17,19 +17,6 @@ constexpr std::size_t kMaxFileBytes = ConfigurationText::kMaxBytes + 1024;
 
 constexpr const char* kTooLarge = "can't be given: the configuration is too large";
 
-// A list of problems as one text of bounded length.
-std::string Join(const std::vector<std::string>& problems) {
-  std::string text;
-  for (std::size_t i = 0; i < problems.size(); ++i) {
-    if (i > 0) text += "; ";
-    if (i == Configuration::kMaxToldProblems) {
-      return text + "and " + std::to_string(problems.size() - i) + " more";
-    }
-    text += problems[i];
-  }
-  return text;
-}
-
 }  // namespace
 
 Configuration::Pending::~Pending() {
@@ -168,7 +155,8 @@ std::string Configuration::Load(const ActionRequest& request, PendingPointer& lo
   ConfigurationText::Parsed parsed = ConfigurationText::Read(text.Text());
   loaded->settings = std::move(parsed.settings);
   // What the file's form has lost, its values can't tell.
-  if (parsed.identity.device.empty() && !parsed.problems.empty()) return Join(parsed.problems);
+  ProblemList& problems = parsed.problems;
+  if (parsed.identity.device.empty() && problems.Count() > 0) return problems.Text();
   const Model& model = settings_.Definitions();
   if (parsed.identity.device != model.DeviceName()) {
     return "The configuration is one of another kind of device.";
@@ -177,12 +165,11 @@ std::string Configuration::Load(const ActionRequest& request, PendingPointer& lo
     return "The configuration is of version " + std::to_string(parsed.identity.version) +
            "; this device knows version " + std::to_string(model.Version()) + ".";
   }
-  std::vector<std::string> problems = std::move(parsed.problems);
-  for (std::string& found : Examine(loaded->settings, request.Client())) {
-    problems.push_back(std::move(found));
+  Examine(loaded->settings, request.Client(), problems);
+  if (problems.Count() == 0 && loaded->settings.empty()) {
+    return "The configuration holds no settings.";
   }
-  if (problems.empty() && loaded->settings.empty()) return "The configuration holds no settings.";
-  return Join(problems);
+  return problems.Text();
 }
 
 std::string Configuration::ExamineOne(const std::string& key, const std::string& value,
@@ -193,27 +180,27 @@ std::string Configuration::ExamineOne(const std::string& key, const std::string&
   return settings_.Check(key, value, client);
 }
 
-// All that is wrong with the values, and when nothing is, with all of them together.
-std::vector<std::string> Configuration::Examine(const Storage::Batch& batch,
-                                                std::string_view client) const {
-  std::vector<std::string> problems;
+// Adds all that is wrong with the values, and when nothing is, with all of them together.
+void Configuration::Examine(const Storage::Batch& batch, std::string_view client,
+                            ProblemList& problems) const {
+  const std::size_t before = problems.Count();
   std::set<std::string_view> seen;
   for (const auto& [key, value] : batch) {
     if (key.empty()) continue;  // has been told: the file names none there
     std::string problem = ExamineOne(key, value, client);
     if (problem.empty() && !seen.insert(key).second) problem = "is there twice";
-    if (!problem.empty()) problems.push_back(problem.insert(0, key + " "));
+    if (!problem.empty()) problems.Add(problem.insert(0, key + " "));
   }
-  if (!problems.empty()) return problems;
+  if (problems.Count() > before) return;
   std::string problem = settings_.CheckTogether(batch);
-  if (!problem.empty()) problems.push_back(std::move(problem));
-  return problems;
+  if (!problem.empty()) problems.Add(std::move(problem));
 }
 
 std::string Configuration::Apply(const Pending& pending, std::string_view client) {
   // It was fine when it was loaded; another client may ask now.
-  const std::vector<std::string> problems = Examine(pending.settings, client);
-  if (!problems.empty()) return Join(problems);
+  ProblemList problems;
+  Examine(pending.settings, client, problems);
+  if (problems.Count() > 0) return problems.Text();
   std::string problem = settings_.Store(pending.settings);
   if (!problem.empty()) return problem.insert(0, "The configuration ").append(".");
   if (onRestored_) onRestored_();

@@ -14,10 +14,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "sysmgr/ConfigurationCipher.h"
 #include "sysmgr/HandoverFolder.h"
+#include "sysmgr/ProblemList.h"
 #include "sysmgr/Settings.h"
 #include "sysmgr/Sources.h"
 #include "sysmgr/UploadFile.h"
@@ -26,9 +26,6 @@ class Configuration {
  public:
   // A configuration that was checked waits this long for its owner to say yes.
   static constexpr std::int64_t kPendingSeconds = 600;
-
-  // Things wrong with one configuration that are told one by one; the rest is counted.
-  static constexpr std::size_t kMaxToldProblems = 50;
 
   using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
 
@@ -72,7 +69,7 @@ class Configuration {
   std::string ReadUpload(std::string_view password, Secret& text) const;
   std::string Load(const ActionRequest& request, PendingPointer& loaded) const;
   std::string Apply(const Pending& pending, std::string_view client);
-  std::vector<std::string> Examine(const Storage::Batch& batch, std::string_view client) const;
+  void Examine(const Storage::Batch& batch, std::string_view client, ProblemList& problems) const;
   std::string ExamineOne(const std::string& key, const std::string& value,
                          std::string_view client) const;
 

@@ -18,9 +18,12 @@ namespace ConfigurationText {
 namespace {
 
 constexpr std::string_view kRoot = "configuration";
+constexpr std::string_view kRootBegin = "<configuration";
 constexpr std::string_view kSetting = "setting";
 constexpr std::string_view kBase64 = "base64";
 constexpr std::string_view kBlanks = " \t\r\n";
+
+constexpr const char* kNoConfiguration = "The file is not a configuration.";
 
 // Longest name of a key that is not ours and still repeated in a message.
 constexpr std::size_t kMaxShownKeyBytes = 64;
@@ -87,12 +90,14 @@ class Reader {
         XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
     if (outOfMemory_) throw std::bad_alloc();
     if (stopped_.empty() && status != XML_STATUS_OK) {
-      stopped_ = Line() + " is not well-formed XML";
+      // Lines help whoever has edited a configuration; other files have none.
+      const bool isOurs = text.find(kRootBegin) != std::string_view::npos;
+      stopped_ = isOurs ? Line() + " is not well-formed XML" : kNoConfiguration;
     }
     if (!stopped_.empty()) {
       // Half a file says nothing about the rest.
       parsed_ = Parsed();
-      parsed_.problems = {stopped_};
+      parsed_.problems.Add(stopped_);
     }
     return std::move(parsed_);
   }
@@ -134,12 +139,20 @@ class Reader {
     return "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get()));
   }
 
+  // The first reason counts.
   void Stop(std::string why) {
+    if (!stopped_.empty()) return;
     stopped_ = std::move(why);
     XML_StopParser(parser_.get(), XML_FALSE);
   }
 
-  void Complain(const std::string& what) { parsed_.problems.push_back(Line() + " " + what); }
+  void Complain(const char* what) {
+    if (parsed_.problems.Count() == kMaxProblems) {
+      return Stop("There are more than " + std::to_string(kMaxProblems) +
+                  " mistakes in the configuration.");
+    }
+    parsed_.problems.Add(Line() + " " + what);
+  }
 
   void Start(std::string_view name, const XML_Char** attributes);
   void StartRoot(std::string_view name, const XML_Char** attributes);
@@ -152,6 +165,7 @@ class Reader {
   std::string stopped_;  // why reading ended early
   bool outOfMemory_ = false;
   unsigned depth_ = 0;
+  XML_Size textLine_ = 0;  // where text outside of settings was found last
   bool inSetting_ = false;
   bool isBase64_ = false;
 };
@@ -181,7 +195,7 @@ void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
       Complain("holds an unknown attribute");
     }
   }
-  if (isStrange || format < 1) return Stop("The file is not a configuration.");
+  if (isStrange || format < 1) return Stop(kNoConfiguration);
   if (format > kFormat) {
     return Stop("The configuration is of format " + std::to_string(format) +
                 "; this device knows format " + std::to_string(kFormat) + ".");
@@ -226,9 +240,9 @@ void Reader::Text(std::string_view text) {
     parsed_.settings.back().second += text;
   } else if (text.find_first_not_of(kBlanks) != std::string_view::npos) {
     // Told once a line: the library cuts texts as it likes.
-    const std::string problem = Line() + " holds text outside of settings";
-    if (parsed_.problems.empty() || parsed_.problems.back() != problem)
-      Complain("holds text outside of settings");
+    const XML_Size line = XML_GetCurrentLineNumber(parser_.get());
+    if (line != textLine_) Complain("holds text outside of settings");
+    textLine_ = line;
   }
 }
 
@@ -268,7 +282,7 @@ std::string Write(const Identity& identity, const Storage::Batch& settings) {
 Parsed Read(std::string_view text) {
   if (text.size() <= kMaxBytes) return Reader().Read(text);
   Parsed parsed;
-  parsed.problems = {"The configuration has more than " + std::to_string(kMaxBytes) + " bytes."};
+  parsed.problems.Add("The configuration has more than " + std::to_string(kMaxBytes) + " bytes.");
   return parsed;
 }
 
