@@ -158,6 +158,8 @@ void Server::Listen() {
 void Server::AddSignals() {
   // A client that is gone shows in the result of writing.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  // So does a file that must not grow further.
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     signals_.emplace_back(evsignal_new(base_.get(), number, OnSignal, this));
     if (signals_.back() == nullptr || event_add(signals_.back().get(), nullptr) != 0) {

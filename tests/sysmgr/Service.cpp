@@ -75,7 +75,6 @@ void Service::Start() {
     const int descriptor = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(descriptor, STDERR_FILENO);
     if (setup_.maxFileBytes != 0) {
-      std::signal(SIGXFSZ, SIG_IGN);
       const rlimit limit{setup_.maxFileBytes, setup_.maxFileBytes};
       setrlimit(RLIMIT_FSIZE, &limit);
     }
