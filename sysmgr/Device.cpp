@@ -3,6 +3,8 @@
 // A query collects columns, key after key, and makes rows of them at the end.
 #include "sysmgr/Device.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -89,6 +91,21 @@ std::size_t Device::Collection::BytesFrom(std::size_t first) const {
   return bytes;
 }
 
+// Shorter columns are filled up with nothing.
+StringTable Device::Collection::MakeTable() const {
+  std::size_t height = 0;
+  for (const auto& column : columns) height = std::max(height, column.size());
+  StringTable table(static_cast<unsigned>(columns.size()));
+  std::vector<std::string_view> cells(columns.size());
+  for (std::size_t row = 0; row < height; ++row) {
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      cells[c] = row < columns[c].size() ? columns[c][row] : std::string_view();
+    }
+    table.AddCells(cells);
+  }
+  return table;
+}
+
 Device::Device(Settings& settings, const Sources& sources)
     : model_(settings.Definitions()), settings_(settings), sources_(sources) {
   for (const ModelKey& key : model_.Keys()) {
@@ -159,11 +176,14 @@ std::string Device::AppendValue(const ModelKey& definition, const Question& ques
   if (const std::string* name = FindStranger(question.key.Selectors(), source.selectors)) {
     return "has no selector " + *name;
   }
-  if (source.makesFile && ++collection.files > kMaxFilesPerQuery) {
+  if (source.makesFile && collection.files.size() == kMaxFilesPerQuery) {
     return "would make more files than one query may, " + std::to_string(kMaxFilesPerQuery);
   }
   LiveValue value = source.value(question);
-  if (value.problem.empty()) collection.AddText(std::move(value.text));
+  if (value.problem.empty()) {
+    if (source.makesFile) collection.files.push_back(value.text);
+    collection.AddText(std::move(value.text));
+  }
   return std::move(value.problem);
 }
 
@@ -211,6 +231,17 @@ bool Device::Query(const StringTable& keys, std::string_view client, StringTable
     return false;
   }
   Collection collection;
+  if (Collect(keys, client, collection, problem)) {
+    answer = collection.MakeTable();
+    return true;
+  }
+  // Nobody will hear of them.
+  for (const std::string& file : collection.files) unlink(file.c_str());
+  return false;
+}
+
+bool Device::Collect(const StringTable& keys, std::string_view client, Collection& collection,
+                     std::string& problem) {
   const auto& columns = collection.columns;
   std::size_t bytes = 0;
   std::size_t rows = 0;
@@ -229,15 +260,6 @@ bool Device::Query(const StringTable& keys, std::string_view client, StringTable
       return false;
     }
   }
-  StringTable result(static_cast<unsigned>(columns.size()));
-  std::vector<std::string_view> cells(columns.size());
-  for (std::size_t row = 0; row < rows; ++row) {
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      cells[c] = row < columns[c].size() ? columns[c][row] : std::string_view();
-    }
-    result.AddCells(cells);
-  }
-  answer = std::move(result);
   return true;
 }
 

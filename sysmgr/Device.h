@@ -25,9 +25,9 @@ class Device {
   // only at its end.
   static constexpr std::size_t kMaxAnswerBytes = std::size_t{16} << 20;
 
-  // Keys in one query that make a file for the asker each. Less than there can be files at a time
-  // (HandoverFolder), so that no answer names a file that the same answer has pushed out.
-  static constexpr unsigned kMaxFilesPerQuery = 8;
+  // Keys in one query that make a file for the asker. Who downloads asks for one, and there is
+  // little room for files (HandoverFolder).
+  static constexpr std::size_t kMaxFilesPerQuery = 1;
 
   // Both must outlive the device. Throws StartFailure when the model names a source, column or
   // action that nobody offers.
@@ -49,13 +49,16 @@ class Device {
     std::vector<std::vector<std::string_view>> columns;
     std::deque<std::string> texts;
     std::vector<LiveRows> rows;
-    unsigned files = 0;  // keys that made one
+    std::vector<std::string> files;  // paths of those that were made
 
     void AddText(std::string text);
     void JoinFrom(std::size_t first);
     std::size_t BytesFrom(std::size_t first) const;
+    StringTable MakeTable() const;
   };
 
+  bool Collect(const StringTable& keys, std::string_view client, Collection& collection,
+               std::string& problem);
   void CheckSource(const ModelKey& key) const;
   std::string AppendKey(std::string_view text, std::string_view client, Collection& collection);
   std::string AppendTable(const ModelKey& definition, const Question& question,

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -82,7 +83,7 @@ void HandoverFolder::RemoveAll() {
 }
 
 void HandoverFolder::RemoveOldest() {
-  // Most have been fetched and removed.
+  // It may have been fetched and removed.
   unlink(files_.front().path.c_str());
   files_.pop_front();
 }
@@ -90,6 +91,18 @@ void HandoverFolder::RemoveOldest() {
 void HandoverFolder::RemoveOld() {
   const std::int64_t now = clock_();
   while (!files_.empty() && now - files_.front().made > kMaxAgeSeconds) RemoveOldest();
+}
+
+// False when the folder is full of files that are still waited for.
+bool HandoverFolder::MakeRoom() {
+  if (files_.size() < kMaxFiles) return true;
+  // Most have been fetched and removed.
+  const auto isGone = [](const File& file) { return access(file.path.c_str(), F_OK) != 0; };
+  files_.erase(std::remove_if(files_.begin(), files_.end(), isGone), files_.end());
+  if (files_.size() < kMaxFiles) return true;
+  if (clock_() - files_.front().made < kSafeSeconds) return false;
+  RemoveOldest();
+  return true;
 }
 
 bool HandoverFolder::Write(int descriptor, std::string_view content) const {
@@ -105,7 +118,10 @@ bool HandoverFolder::Write(int descriptor, std::string_view content) const {
 std::string HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
                                 std::string_view content) {
   RemoveOld();
-  while (files_.size() >= kMaxFiles) RemoveOldest();
+  if (!MakeRoom()) {
+    Log::WriteAboutClient("'" + path_ + "' is full of files that nobody has fetched yet");
+    return "";
+  }
   std::string path = path_ + "/";
   path.append(prefix).append("XXXXXX").append(suffix);
   // Made with mode 0600.

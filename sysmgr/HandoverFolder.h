@@ -17,6 +17,10 @@ class HandoverFolder {
   // file, which is fetched at once.
   static constexpr std::size_t kMaxFiles = 64;
 
+  // A file is not taken away before whoever asked for it has had this time to fetch it. Rather, the
+  // next one is refused.
+  static constexpr std::int64_t kSafeSeconds = 10;
+
   // A download follows its query at once; whatever is older was forgotten.
   static constexpr std::int64_t kMaxAgeSeconds = 600;
 
@@ -33,7 +37,7 @@ class HandoverFolder {
   HandoverFolder& operator=(const HandoverFolder&) = delete;
 
   // Makes a file of mode 0600, named like "<prefix>XXXXXX<suffix>" with six random characters, and
-  // returns its path; "" when it can't be made, with a record in the log.
+  // returns its path; "" when there is no room or it can't be made, with a record in the log.
   std::string Put(std::string_view prefix, std::string_view suffix, std::string_view content);
 
   // Removes all files.
@@ -49,6 +53,7 @@ class HandoverFolder {
   };
 
   void RemoveOldest();
+  bool MakeRoom();
   bool Write(int descriptor, std::string_view content) const;
 
   std::string path_;

@@ -40,7 +40,8 @@ struct ValueSource {
   // The names that its key may be asked with, beyond the option "format".
   std::vector<std::string> selectors = {};
   std::vector<std::string> options = {};
-  // Each question makes a file for the one who asks; one query may ask for few of them.
+  // Each question makes a file for the one who asks, and its path is the value. One query may ask
+  // for few of them; when it fails, they are removed.
   bool makesFile = false;
 };
 
