@@ -137,8 +137,9 @@ std::string Configuration::Restore(const ActionRequest& request) {
 }
 
 std::string Configuration::ReadUpload(std::string_view password, Secret& text) const {
-  std::string problem = upload_.Read(kMaxFileBytes, text.Text());
-  upload_.Delete();
+  const UploadFile::Opened upload = upload_.Open();
+  std::string problem = UploadFile::Read(upload, kMaxFileBytes, text.Text());
+  upload_.Delete(upload);
   if (!problem.empty() || !ConfigurationCipher::IsSealed(text.Text())) return problem;
   const Secret chosen(password.empty() ? settings_.Get(kPassword) : std::string(password));
   if (chosen.Text().empty()) return "The file is enciphered: its password is needed.";

@@ -43,7 +43,8 @@ void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& file
 }  // namespace
 
 Features::Features(Settings& settings, const FeatureSetup& setup)
-    : files_(setup.filesFolder, setup.steady),
+    : steady_(setup.steady),
+      files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
       log_(setup.timeOfDay),
       firmware_(setup.stateFolder, upload_, settings.Definitions().DeviceName(), log_),
@@ -66,6 +67,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   restarts_.AddListener([this] {
     configuration_.Drop();
     files_.RemoveAll();
+    upload_.DeleteOurs();
   });
   AddEvents(settings);
 }
@@ -83,5 +85,6 @@ void Features::AddEvents(Settings& settings) {
 
 void Features::OnTimer() {
   files_.RemoveOld();
+  upload_.DeleteOld(steady_());
   configuration_.DropOld();
 }

@@ -52,6 +52,7 @@ class Features {
  private:
   void AddEvents(Settings& settings);
 
+  std::function<std::int64_t()> steady_;
   HandoverFolder files_;
   UploadFile upload_;
   EventLog log_;

@@ -111,8 +111,8 @@ std::string FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
 std::string FirmwareUpdate::Check() {
   if (IsInstalling()) return kBusy;
   const UploadFile::Opened upload = upload_.Open();
+  upload_.Delete(upload);
   if (!upload.problem.empty()) return upload.problem;
-  upload_.Delete();
   Drop();
   FirmwareImage image;
   std::string problem = CopyUpload(upload.file.Number(), image);

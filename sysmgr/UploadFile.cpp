@@ -12,26 +12,48 @@
 
 #include "sysmgr/Log.h"
 
-UploadFile::Opened UploadFile::Open() const {
-  // Opening a named pipe would wait for its writer.
-  Descriptor file(open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (file.Number() < 0) {
-    if (errno == ENOENT) return {std::move(file), 0, "No file has been uploaded."};
-    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(errno));
-    return {std::move(file), 0, "The uploaded file can not be read."};
-  }
-  struct stat status {};
-  if (fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      status.st_uid != geteuid()) {
-    Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
-    return {Descriptor(-1), 0, "The uploaded file can not be read."};
-  }
-  return {std::move(file), static_cast<std::size_t>(status.st_size), ""};
+namespace {
+
+constexpr const char* kUnreadable = "The uploaded file can not be read.";
+
+bool IsOurs(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-std::string UploadFile::Read(std::size_t maxBytes, std::string& content) const {
+}  // namespace
+
+UploadFile::Opened UploadFile::Open() const {
+  Opened opened;
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) == 0) {
+    opened.device = status.st_dev;
+    opened.inode = status.st_ino;
+  }
+  // Opening a named pipe would wait for its writer.
+  opened.file = Descriptor(open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (opened.file.Number() < 0) {
+    if (errno == ENOENT) {
+      opened.problem = "No file has been uploaded.";
+      return opened;
+    }
+    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(errno));
+    opened.problem = kUnreadable;
+    return opened;
+  }
+  if (fstat(opened.file.Number(), &status) != 0 || !IsOurs(status)) {
+    Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
+    opened.file = Descriptor(-1);
+    opened.problem = kUnreadable;
+    return opened;
+  }
+  opened.device = status.st_dev;
+  opened.inode = status.st_ino;
+  opened.bytes = static_cast<std::size_t>(status.st_size);
+  return opened;
+}
+
+std::string UploadFile::Read(const Opened& opened, std::size_t maxBytes, std::string& content) {
   content.clear();
-  Opened opened = Open();
   if (!opened.problem.empty()) return opened.problem;
   if (opened.bytes > maxBytes) {
     return "The uploaded file has more than " + std::to_string(maxBytes) + " bytes.";
@@ -44,15 +66,41 @@ std::string UploadFile::Read(std::size_t maxBytes, std::string& content) const {
     if (count <= 0) {
       // Cut while it was read: whoever writes it is not done.
       content.clear();
-      return "The uploaded file can not be read.";
+      return kUnreadable;
     }
     done += static_cast<std::size_t>(count);
   }
   return "";
 }
 
-void UploadFile::Delete() const {
+void UploadFile::Delete(const Opened& opened) const {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) != 0 || status.st_dev != opened.device ||
+      status.st_ino != opened.inode) {
+    return;
+  }
   if (unlink(path_.c_str()) != 0 && errno != ENOENT) {
     Log::Write("upload file '" + path_ + "' can't be removed: " + std::strerror(errno));
+  }
+}
+
+void UploadFile::DeleteOurs() const {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) == 0 && IsOurs(status)) unlink(path_.c_str());
+}
+
+void UploadFile::DeleteOld(std::int64_t now) {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) != 0) {
+    seenInode_ = 0;
+    return;
+  }
+  if (status.st_ino != seenInode_ || status.st_mtim.tv_sec != seenChange_.tv_sec ||
+      status.st_mtim.tv_nsec != seenChange_.tv_nsec) {
+    seenInode_ = status.st_ino;
+    seenChange_ = status.st_mtim;
+    seenSince_ = now;
+  } else if (now - seenSince_ >= kMaxAgeSeconds) {
+    DeleteOurs();
   }
 }

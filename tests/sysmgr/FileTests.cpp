@@ -106,26 +106,55 @@ TEST(UploadFile, OnlyARegularFileOfOnesOwn) {
   const UploadFile upload(path);
   const std::string kUnreadable = "The uploaded file can not be read.";
   std::string content;
-  EXPECT_EQ(upload.Read(100, content), "No file has been uploaded.");
+  const auto read = [&](std::size_t maxBytes, std::string& into) {
+    return UploadFile::Read(upload.Open(), maxBytes, into);
+  };
+  EXPECT_EQ(read(100, content), "No file has been uploaded.");
   ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
-  EXPECT_EQ(upload.Read(100, content), kUnreadable);
-  upload.Delete();
+  EXPECT_EQ(read(100, content), kUnreadable);
+  upload.Delete(upload.Open());
   EXPECT_TRUE(IsThere(target));
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(upload.Read(100, content), kUnreadable);
-  upload.Delete();
+  EXPECT_EQ(read(100, content), kUnreadable);
+  upload.Delete(upload.Open());
   ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-  EXPECT_EQ(upload.Read(100, content), kUnreadable);
+  EXPECT_EQ(read(100, content), kUnreadable);
   ASSERT_EQ(rmdir(path.c_str()), 0);
   folder.Write("upload.bin", "hello");
-  EXPECT_EQ(upload.Read(4, content), "The uploaded file has more than 4 bytes.");
-  EXPECT_EQ(upload.Read(5, content), "");
+  EXPECT_EQ(read(4, content), "The uploaded file has more than 4 bytes.");
+  EXPECT_EQ(read(5, content), "");
   EXPECT_EQ(content, "hello");
+  // A newer one takes its place while it is read.
+  const UploadFile::Opened older = upload.Open();
+  ASSERT_EQ(rename(folder.Write("newer", "newer").c_str(), path.c_str()), 0);
+  upload.Delete(older);
+  EXPECT_EQ(FileText(path), "newer");
+  upload.Delete(upload.Open());
+  EXPECT_FALSE(IsThere(path));
+  folder.Write("upload.bin", "hello");
   if (geteuid() == 0) {
     ASSERT_EQ(chown(path.c_str(), 1, 1), 0);
-    EXPECT_EQ(upload.Read(5, content), kUnreadable);
+    EXPECT_EQ(read(5, content), kUnreadable);
     EXPECT_EQ(content, "");
   }
+}
+
+TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
+  const std::string path = folder_.Write("upload.bin", "secret");
+  const auto wait = [this](std::int64_t seconds) {
+    steady_ += seconds;
+    features_.OnTimer();
+    return IsThere(folder_.Path() + "/upload.bin");
+  };
+  EXPECT_TRUE(wait(10000));
+  EXPECT_TRUE(wait(UploadFile::kMaxAgeSeconds - 1));
+  // Another one has its own time.
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type());
+  EXPECT_TRUE(wait(1));
+  EXPECT_FALSE(wait(UploadFile::kMaxAgeSeconds));
+  folder_.Write("upload.bin", "secret");
+  EXPECT_EQ(Set({{"System.FactoryReset", "1"}}), "");
+  EXPECT_FALSE(IsThere(path));
 }
 
 TEST_F(DeviceTest, SnrFiles) {
