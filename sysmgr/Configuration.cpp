@@ -25,7 +25,14 @@ Configuration::Pending::~Pending() {
 
 Configuration::Configuration(Settings& settings, HandoverFolder& files, const UploadFile& upload,
                              Clock clock)
-    : settings_(settings), files_(files), upload_(upload), clock_(std::move(clock)) {}
+    : settings_(settings), files_(files), upload_(upload), clock_(std::move(clock)) {
+  // A password that is no longer set is nowhere.
+  settings_.AddObserver([this](const Storage::Batch& batch) {
+    for (const auto& [name, value] : batch) {
+      if (name == kPassword) cipher_.Forget();
+    }
+  });
+}
 
 void Configuration::OfferTo(Sources& sources) {
   ValueSource text;
@@ -136,18 +143,23 @@ std::string Configuration::Restore(const ActionRequest& request) {
   return problem;
 }
 
-std::string Configuration::ReadUpload(std::string_view password, Secret& text) const {
+std::string Configuration::ReadUpload(std::string_view password, Secret& text) {
   const UploadFile::Opened upload = upload_.Open();
   std::string problem = UploadFile::Read(upload, kMaxFileBytes, text.Text());
+  const bool isSealed = ConfigurationCipher::IsSealed(text.Text());
+  // The file is kept: it need not be uploaded again.
+  if (isSealed && clock_() < retry_) return "Wait a moment and try again.";
   upload_.Delete(upload);
-  if (!problem.empty() || !ConfigurationCipher::IsSealed(text.Text())) return problem;
+  if (!isSealed) return problem;
   const Secret chosen(password.empty() ? settings_.Get(kPassword) : std::string(password));
   if (chosen.Text().empty()) return "The file is enciphered: its password is needed.";
   const Secret sealed(text.Text());
-  return ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
+  problem = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
+  if (!problem.empty()) retry_ = clock_() + kRetrySeconds;
+  return problem;
 }
 
-std::string Configuration::Load(const ActionRequest& request, PendingPointer& loaded) const {
+std::string Configuration::Load(const ActionRequest& request, PendingPointer& loaded) {
   Secret text;
   std::string problem = ReadUpload(request.Parameter("Password"), text);
   if (!problem.empty()) return problem;

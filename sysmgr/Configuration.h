@@ -29,7 +29,10 @@ class Configuration {
 
   using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
 
-  // All must outlive the configuration.
+  // A wrong password takes a hash, in which nobody else is answered; the next one has to wait.
+  static constexpr std::int64_t kRetrySeconds = 2;
+
+  // All must outlive the configuration; it must be there while settings are stored.
   Configuration(Settings& settings, HandoverFolder& files, const UploadFile& upload, Clock clock);
 
   // The configuration must outlive the sources.
@@ -38,8 +41,11 @@ class Configuration {
   // Told of every configuration that was restored, after its settings were stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
 
-  // Forgets a pending configuration.
-  void Drop() { pending_.reset(); }
+  // Forgets what is kept in memory only: a pending configuration, and the key of the password.
+  void Restart() {
+    pending_.reset();
+    cipher_.Forget();
+  }
 
   // Forgets a pending configuration whose time is over.
   void DropOld();
@@ -66,8 +72,8 @@ class Configuration {
   LiveRows Changes(const Question& question);
 
   std::string Restore(const ActionRequest& request);
-  std::string ReadUpload(std::string_view password, Secret& text) const;
-  std::string Load(const ActionRequest& request, PendingPointer& loaded) const;
+  std::string ReadUpload(std::string_view password, Secret& text);
+  std::string Load(const ActionRequest& request, PendingPointer& loaded);
   std::string Apply(const Pending& pending, std::string_view client);
   void Examine(const Storage::Batch& batch, std::string_view client, ProblemList& problems) const;
   std::string ExamineOne(const std::string& key, const std::string& value,
@@ -79,5 +85,6 @@ class Configuration {
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;
+  std::int64_t retry_ = 0;  // when an enciphered file is read again
   std::function<void()> onRestored_;
 };

@@ -55,7 +55,7 @@ void Secret::Wipe(std::string& text) {
   text.clear();
 }
 
-ConfigurationCipher::~ConfigurationCipher() {
+void ConfigurationCipher::Forget() {
   Secret::Wipe(password_);
   Secret::Wipe(key_);
 }
@@ -63,7 +63,7 @@ ConfigurationCipher::~ConfigurationCipher() {
 std::string ConfigurationCipher::Seal(std::string_view plain, const std::string& password) {
   Initialise();
   if (password_ != password) {
-    Secret::Wipe(password_);
+    Forget();
     salt_ = Random(kSaltBytes);
     if (!Derive(password, salt_, key_)) return "";
     password_ = password;

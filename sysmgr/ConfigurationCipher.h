@@ -35,13 +35,16 @@ class ConfigurationCipher {
   static constexpr unsigned kHashPasses = 3;
 
   ConfigurationCipher() = default;
-  ~ConfigurationCipher();
+  ~ConfigurationCipher() { Forget(); }
   ConfigurationCipher(const ConfigurationCipher&) = delete;
   ConfigurationCipher& operator=(const ConfigurationCipher&) = delete;
 
   // The enciphered form of a text; "" when there is not enough memory for it. The key of the last
   // password is kept, so that only the first file under a password takes the time of its hash.
   std::string Seal(std::string_view plain, const std::string& password);
+
+  // Wipes the kept password and its key.
+  void Forget();
 
   // Whether the bytes are to be deciphered, rather than read as they are.
   static bool IsSealed(std::string_view file);

@@ -65,7 +65,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   OfferCheck(sources_, settings);
   OfferSnr(sources_, powerline_, files_);
   restarts_.AddListener([this] {
-    configuration_.Drop();
+    configuration_.Restart();
     files_.RemoveAll();
     upload_.DeleteOurs();
   });

@@ -221,20 +221,35 @@ TEST_F(ConfigurationTest, EncipheredThereAndBack) {
   const std::string path = Upload(sealed);
   EXPECT_EQ(Restore("check"), "The file is enciphered: its password is needed.");
   EXPECT_NE(access(path.c_str(), F_OK), 0);
+  const auto check = [this](const std::string& password) {
+    return Set({{"System.ConfigRestore", "check"}, {"System.ConfigRestore.Password", password}});
+  };
   Upload(sealed);
-  EXPECT_EQ(
-      Set({{"System.ConfigRestore", "check"}, {"System.ConfigRestore.Password", "some other"}}),
-      "The password is wrong, or the file is damaged./");
+  EXPECT_EQ(check("some other"), "The password is wrong, or the file is damaged./");
   Upload(sealed);
-  EXPECT_EQ(
-      Set({{"System.ConfigRestore", "check"}, {"System.ConfigRestore.Password", "even more so"}}),
-      "/");
+  steady_ += Configuration::kRetrySeconds - 1;
+  EXPECT_EQ(check("even more so"), "Wait a moment and try again./");
+  steady_ += 1;
+  EXPECT_EQ(check("even more so"), "/");
   EXPECT_EQ(TableText(Query("System.ConfigChanges")),
             "System.DeviceName|Vistel|Attic|0/HomePlug.NetworkPassword|||1");
   EXPECT_EQ(All(), factory);
   ASSERT_EQ(Restore("apply"), "");
   EXPECT_EQ(All(), changed);
   EXPECT_EQ(Value("System.ConfigPending"), "0");
+}
+
+// Another salt shows that the key was made again.
+TEST_F(ConfigurationTest, KeysOfThePasswordAreForgotten) {
+  const std::pair<std::string, std::string> kPassword = {"System.ConfigPassword", "even more so"};
+  std::string before;
+  for (const auto& setting : {kPassword, kPassword, {"System.Restart", "1"}}) {
+    EXPECT_EQ(Set({setting}), "");
+    const std::string salt = FileText(Value("System.ConfigShowCrypt")).substr(23, 16);
+    EXPECT_NE(salt, before) << setting.first;
+    EXPECT_EQ(FileText(Value("System.ConfigShowCrypt")).substr(23, 16), salt);
+    before = salt;
+  }
 }
 
 TEST_F(ConfigurationTest, WhatIsNotRightIsListedAndNotStored) {
