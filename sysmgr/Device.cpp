@@ -11,6 +11,7 @@
 
 #include "sysmgr/Check.h"
 #include "sysmgr/Failure.h"
+#include "sysmgr/Log.h"
 
 namespace {
 
@@ -250,7 +251,7 @@ bool Device::Collect(const StringTable& keys, std::string_view client, Collectio
     const std::size_t first = columns.size();
     problem = AppendKey(text, client, collection);
     if (!problem.empty()) {
-      problem.insert(0, "key '" + std::string(text) + "' ");
+      problem.insert(0, "key '" + std::string(Log::WithoutSelectors(text)) + "' ");
       return false;
     }
     bytes += collection.BytesFrom(first);

@@ -99,7 +99,9 @@ Dispatcher::Result Dispatcher::Set(std::string_view client, std::string_view key
   std::string names;
   for (unsigned row = 0; row < answer.Rows(); ++row) {
     if (!answer.View(row, 0).empty()) stored = false;
-    if (row < keyTable.Rows()) names.append(" ").append(keyTable.View(row, 0));
+    if (row < keyTable.Rows()) {
+      names.append(" ").append(Log::WithoutSelectors(keyTable.View(row, 0)));
+    }
   }
   Log::WriteAboutClient("client '" + std::string(Shorten(client)) + "' " +
                         (stored ? "set" : "was refused") + std::string(Shorten(names)));

@@ -10,6 +10,11 @@
 
 namespace Log {
 
+// The part of a key's text that a log may show: values of its selectors may be secrets.
+inline std::string_view WithoutSelectors(std::string_view key) {
+  return key.substr(0, key.find('{'));
+}
+
 // Longest record, its newline included. A pipe takes that many bytes whole or not at all
 // (PIPE_BUF), so records never mix and a reader that stopped reading can't hold up the service.
 inline constexpr std::size_t kMaxRecordBytes = 1024;
