@@ -190,7 +190,7 @@ void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
     } else if (attribute == "device") {
       parsed_.identity.device = value;
     } else if (attribute == "model") {
-      hasVersion = ParseInteger(value, parsed_.identity.version);
+      hasVersion = ParseInteger(value, parsed_.identity.version) && parsed_.identity.version >= 1;
     } else {
       Complain("holds an unknown attribute");
     }

@@ -31,6 +31,7 @@ constexpr std::size_t kBlockBytes = 65536;
 constexpr std::size_t kHashDigits = std::size_t{2} * crypto_hash_sha256_BYTES;
 
 constexpr const char* kNoImage = "This file is no firmware image.";
+constexpr const char* kUnknownLine = "The header of the firmware image holds an unknown line.";
 
 std::string InHeader(const char* what, std::string_view name) {
   return "The header of the firmware image " + std::string(what) + " " + std::string(name) + ".";
@@ -93,11 +94,18 @@ void FirmwareVerifier::TakeHeader(std::string_view bytes) {
   const std::size_t before = header_.size();
   header_.append(bytes.substr(0, FirmwareImage::kMaxHeaderBytes - before));
   const std::size_t end = header_.find(kHeaderEnd);
+  const std::string_view begin = std::string_view(header_).substr(0, kMagic.size());
+  if (kMagic.substr(0, begin.size()) != begin) {
+    problem_ = kNoImage;
+    return;
+  }
+  // Lines that end otherwise would never come to the header's end.
+  if (header_.find('\r') < end) {
+    problem_ = kUnknownLine;
+    return;
+  }
   if (end == std::string::npos) {
-    const std::string_view begin = std::string_view(header_).substr(0, kMagic.size());
-    if (kMagic.substr(0, begin.size()) != begin) {
-      problem_ = kNoImage;
-    } else if (header_.size() == FirmwareImage::kMaxHeaderBytes) {
+    if (header_.size() == FirmwareImage::kMaxHeaderBytes) {
       problem_ = "The header of the firmware image is longer than " +
                  std::to_string(FirmwareImage::kMaxHeaderBytes) + " bytes.";
     }
@@ -176,7 +184,7 @@ std::string FirmwareVerifier::ReadLine(std::string_view line) {
     isFine = IsHash(value);
     image_.sha256 = value;
   } else {
-    return "The header of the firmware image holds an unknown line.";
+    return kUnknownLine;
   }
   if (!isNew) return InHeader("has two lines", name);
   return isFine ? "" : InHeader("has a faulty line", name);

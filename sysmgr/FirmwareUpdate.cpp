@@ -27,6 +27,9 @@ constexpr std::size_t kBlockBytes = 65536;
 // What writing is of the whole progress, in percent; reading back is the rest.
 constexpr unsigned kWritingShare = 80;
 
+// Opening a named pipe would wait for its writer.
+constexpr int kOpenFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
 constexpr const char* kBusy = "A firmware image is being installed.";
 
 // Reads from `offset` on until `bytes` are full. False at the end of the file and on an error.
@@ -45,7 +48,7 @@ bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
 
 struct FirmwareUpdate::Installation {
   Installation(const std::string& from, const std::string& to, const std::string& model)
-      : source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)), file(to), verifier(model) {}
+      : source(open(from.c_str(), kOpenFlags)), file(to), verifier(model) {}
 
   Descriptor source;
   NewFile file;
@@ -75,7 +78,7 @@ FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadFile& upload, std
 FirmwareUpdate::~FirmwareUpdate() = default;
 
 bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
-  const Descriptor file(open(Path(name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor file(open(Path(name).c_str(), kOpenFlags));
   if (file.Number() < 0) return false;
   const std::string problem = VerifyFirmware(file.Number(), model_, image);
   if (!problem.empty()) Log::Write("'" + Path(name) + "' is not used: " + problem);

@@ -37,7 +37,7 @@ std::string Problems(std::string_view text) {
 }
 
 TEST(ConfigurationText, EveryValueComesBack) {
-  ConfigurationText::Identity identity{"A & \"B\" <\xC3\xBC>", -7};
+  ConfigurationText::Identity identity{"A & \"B\" <\xC3\xBC>", 7};
   Storage::Batch settings = {{"a.b", ""}, {"c", "  two blanks around  "}, {"d", "]]> &amp; %41"}};
   // Every character that a value may have, sixty-four in a value.
   for (unsigned code = ' '; code <= 0x10FFFF; ++code) {
@@ -89,6 +89,8 @@ TEST(ConfigurationText, WhatIsWrongIsTold) {
       {"<configuration format='x' device='d' model='1'/>", "The file is not a configuration.|"},
       {"<configuration format='2' new='1'><new>",
        "The configuration is of format 2; this device knows format 1.|"},
+      {"<configuration format='1' device='d' model='0'/>",
+       "The configuration does not say which version of the model it is of.|"},
       {"<configuration format='1' device='d'/>",
        "The configuration does not say which version of the model it is of.|"},
       {kHead +

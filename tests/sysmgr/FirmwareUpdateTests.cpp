@@ -163,6 +163,10 @@ TEST_F(FirmwareUpdateTest, Failures) {
   Start();
   EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
   EXPECT_FALSE(Exists("firmware-waiting.img"));
+  const std::string pipe = folder_.Path() + "/firmware-waiting.img";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  Start();
+  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
 
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
