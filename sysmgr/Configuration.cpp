@@ -4,7 +4,9 @@
 // whole, then kept until it is wanted or stored at once.
 #include "sysmgr/Configuration.h"
 
+#include <algorithm>
 #include <set>
+#include <vector>
 
 #include "sysmgr/ConfigurationText.h"
 
@@ -27,10 +29,8 @@ Configuration::Configuration(Settings& settings, HandoverFolder& files, const Up
                              Clock clock)
     : settings_(settings), files_(files), upload_(upload), clock_(std::move(clock)) {
   // A password that is no longer set is nowhere.
-  settings_.AddObserver([this](const Storage::Batch& batch) {
-    for (const auto& [name, value] : batch) {
-      if (name == kPassword) cipher_.Forget();
-    }
+  settings_.AddObserver([this](const std::vector<std::string>& keys) {
+    if (std::find(keys.begin(), keys.end(), kPassword) != keys.end()) cipher_.Forget();
   });
 }
 

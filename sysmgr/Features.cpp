@@ -74,11 +74,8 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
 
 // What the owner will find in the device's log, beside what the parts write there themselves.
 void Features::AddEvents(Settings& settings) {
-  settings.AddObserver([this](const Storage::Batch& batch) {
-    std::vector<std::string> names;
-    for (const auto& [name, value] : batch) names.push_back(name);
-    log_.AddNames("Settings changed", names);
-  });
+  settings.AddObserver(
+      [this](const std::vector<std::string>& keys) { log_.AddNames("Settings changed", keys); });
   configuration_.OnRestored([this] { log_.Add("A configuration was restored."); });
   log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
 }

@@ -39,10 +39,16 @@ std::string Settings::CheckTogether(const Storage::Batch& batch) const {
 }
 
 std::string Settings::Store(const Storage::Batch& batch) {
+  std::vector<std::string> changed;
+  for (const auto& [name, value] : batch) {
+    if (storage_.Get(name) != value) changed.push_back(name);
+  }
   std::string problem = CheckTogether(batch);
   if (problem.empty()) problem = storage_.Store(batch);
   if (!problem.empty()) return problem;
-  for (const Observer& observer : observers_) observer(batch);
+  if (!changed.empty()) {
+    for (const Observer& observer : observers_) observer(changed);
+  }
   return "";
 }
 

@@ -14,8 +14,8 @@
 
 class Settings {
  public:
-  // Told of every batch that has been stored.
-  using Observer = std::function<void(const Storage::Batch&)>;
+  // Told after a batch has been stored which settings have other values than before, at least one.
+  using Observer = std::function<void(const std::vector<std::string>& keys)>;
 
   // Both must outlive the settings.
   Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {}

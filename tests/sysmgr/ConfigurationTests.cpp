@@ -243,15 +243,16 @@ TEST_F(ConfigurationTest, EncipheredThereAndBack) {
 
 // Another salt shows that the key was made again.
 TEST_F(ConfigurationTest, KeysOfThePasswordAreForgotten) {
-  const std::pair<std::string, std::string> kPassword = {"System.ConfigPassword", "even more so"};
-  std::string before;
-  for (const auto& setting : {kPassword, kPassword, {"System.Restart", "1"}}) {
-    EXPECT_EQ(Set({setting}), "");
-    const std::string salt = FileText(Value("System.ConfigShowCrypt")).substr(23, 16);
-    EXPECT_NE(salt, before) << setting.first;
-    EXPECT_EQ(FileText(Value("System.ConfigShowCrypt")).substr(23, 16), salt);
-    before = salt;
-  }
+  const auto salt = [this] { return FileText(Value("System.ConfigShowCrypt")).substr(23, 16); };
+  ASSERT_EQ(Set({{"System.ConfigPassword", "even more so"}}), "");
+  const std::string first = salt();
+  EXPECT_EQ(salt(), first);
+  ASSERT_EQ(Set({{"System.Restart", "1"}}), "");
+  const std::string second = salt();
+  EXPECT_NE(second, first);
+  ASSERT_EQ(Set({{"System.ConfigPassword", ""}}), "");
+  ASSERT_EQ(Set({{"System.ConfigPassword", "even more so"}}), "");
+  EXPECT_NE(salt(), second);
 }
 
 TEST_F(ConfigurationTest, WhatIsNotRightIsListedAndNotStored) {

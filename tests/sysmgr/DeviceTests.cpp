@@ -261,6 +261,8 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
   };
   EXPECT_EQ(Set({{"System.DeviceName", "canary"}, {"HomePlug.NetworkPassword", "canary word"}}),
             "/");
+  EXPECT_EQ(Set({{"System.DeviceName", "canary"}}), "");
+  EXPECT_EQ(Set({{"System.DeviceName", "canary"}, {"System.Led", "0"}}), "/");
   EXPECT_EQ(Set({{"HomePlug.NameStation", "feather"},
                  {"HomePlug.NameStation.MacAddress", "00:0B:3B:7F:01:08"}}),
             "/");
@@ -294,6 +296,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
             "2023-11-14 22:13:20|The device started with firmware 2.3.1-02./"
             "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:0A was added./"
             "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:08 was named./"
+            "2023-11-14 22:13:20|Settings changed: System.Led./"
             "2023-11-14 22:13:20|Settings changed: System.DeviceName, HomePlug.NetworkPassword./"
             "2023-11-14 22:13:20|The device started with firmware 2.3.1-02.");
 }
