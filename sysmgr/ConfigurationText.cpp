@@ -5,14 +5,12 @@
 #include "sysmgr/ConfigurationText.h"
 
 #include <expat.h>
-#include <sodium.h>
 
 #include <memory>
 #include <utility>
 
 #include "platform/ConfigKey.h"
 #include "sysmgr/Check.h"
-#include "sysmgr/Utf8.h"
 
 namespace ConfigurationText {
 namespace {
@@ -20,7 +18,6 @@ namespace {
 constexpr std::string_view kRoot = "configuration";
 constexpr std::string_view kRootBegin = "<configuration";
 constexpr std::string_view kSetting = "setting";
-constexpr std::string_view kBase64 = "base64";
 constexpr std::string_view kBlanks = " \t\r\n";
 
 constexpr const char* kNoConfiguration = "The file is not a configuration.";
@@ -50,28 +47,6 @@ std::string Escape(std::string_view text) {
     }
   }
   return escaped;
-}
-
-std::string ToBase64(std::string_view bytes) {
-  constexpr int kVariant = sodium_base64_VARIANT_ORIGINAL;
-  std::string text(sodium_base64_encoded_len(bytes.size(), kVariant), '\0');
-  sodium_bin2base64(text.data(), text.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
-                    bytes.size(), kVariant);
-  text.pop_back();  // its final NUL
-  return text;
-}
-
-bool FromBase64(std::string& text) {
-  std::string bytes(text.size(), '\0');
-  std::size_t size = 0;
-  if (sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), text.data(),
-                        text.size(), kBlanks.data(), &size, nullptr,
-                        sodium_base64_VARIANT_ORIGINAL) != 0) {
-    return false;
-  }
-  bytes.resize(size);
-  text.swap(bytes);
-  return true;
 }
 
 // Reads one document. The library's callbacks are C: nothing is thrown through them.
@@ -167,7 +142,6 @@ class Reader {
   unsigned depth_ = 0;
   XML_Size textLine_ = 0;  // where text outside of settings was found last
   bool inSetting_ = false;
-  bool isBase64_ = false;
 };
 
 void Reader::Start(std::string_view name, const XML_Char** attributes) {
@@ -205,7 +179,6 @@ void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
 
 void Reader::StartSetting(const XML_Char** attributes) {
   inSetting_ = true;
-  isBase64_ = false;
   if (parsed_.settings.size() == kMaxSettings) {
     return Stop("The configuration holds more than " + std::to_string(kMaxSettings) + " settings.");
   }
@@ -215,8 +188,6 @@ void Reader::StartSetting(const XML_Char** attributes) {
     const std::string_view value = attributes[1];
     if (attribute == "key") {
       parsed_.settings.back().first = value;
-    } else if (attribute == "encoding" && value == kBase64) {
-      isBase64_ = true;
     } else {
       Complain("holds an unknown attribute");
     }
@@ -230,9 +201,7 @@ void Reader::StartSetting(const XML_Char** attributes) {
 
 void Reader::End() {
   --depth_;
-  if (depth_ != 1 || !inSetting_) return;
-  inSetting_ = false;
-  if (isBase64_ && !FromBase64(parsed_.settings.back().second)) Complain("is not in base64");
+  if (depth_ == 1) inSetting_ = false;
 }
 
 void Reader::Text(std::string_view text) {
@@ -248,33 +217,14 @@ void Reader::Text(std::string_view text) {
 
 }  // namespace
 
-bool CanHold(std::string_view text) {
-  constexpr std::string_view kNotXml[] = {"\xEF\xBF\xBE", "\xEF\xBF\xBF"};
-  while (!text.empty()) {
-    const std::size_t size = Utf8::CharacterSize(text);
-    if (size == 0) return false;
-    const std::string_view character = text.substr(0, size);
-    if (Utf8::IsControl(character) || character == kNotXml[0] || character == kNotXml[1]) {
-      return false;
-    }
-    text.remove_prefix(size);
-  }
-  return true;
-}
-
 std::string Write(const Identity& identity, const Storage::Batch& settings) {
   std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   text.append("<configuration format=\"").append(std::to_string(kFormat));
   text.append("\" device=\"").append(Escape(identity.device));
   text.append("\" model=\"").append(std::to_string(identity.version)).append("\">\n");
   for (const auto& [key, value] : settings) {
-    text.append("  <setting key=\"").append(Escape(key)).append("\"");
-    if (CanHold(value)) {
-      text.append(">").append(Escape(value));
-    } else {
-      text.append(" encoding=\"base64\">").append(ToBase64(value));
-    }
-    text.append("</setting>\n");
+    text.append("  <setting key=\"").append(Escape(key)).append("\">");
+    text.append(Escape(value)).append("</setting>\n");
   }
   return text += "</configuration>\n";
 }

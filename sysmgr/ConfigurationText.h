@@ -36,9 +36,6 @@ struct Identity {
   std::int64_t version = 0;  // of the model
 };
 
-// Whether XML can hold the text as it is. U+FFFE, U+FFFF and control characters are not for it.
-bool CanHold(std::string_view text);
-
 // The text may be longer than kMaxBytes. Values are UTF-8, as the model lets them through.
 std::string Write(const Identity& identity, const Storage::Batch& settings);
 

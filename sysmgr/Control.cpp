@@ -5,7 +5,6 @@
 // can drive a terminal.
 #include <poll.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -53,24 +52,12 @@ void Write(const std::string& text, std::FILE* stream) {
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
 }
 
-void AppendShown(std::string& out, std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t size = Utf8::CharacterSize(text);
-    if (size == 0 || Utf8::IsControl(text.substr(0, size))) {
-      out += '?';
-    } else {
-      out += text.substr(0, size);
-    }
-    text.remove_prefix(std::max<std::size_t>(size, 1));
-  }
-}
-
 std::string Print(const StringTable& table) {
   std::string text;
   for (unsigned row = 0; row < table.Rows(); ++row) {
     for (unsigned column = 0; column < table.Columns(); ++column) {
       if (column > 0) text += '\t';
-      AppendShown(text, table.View(row, column));
+      Utf8::AppendSafe(text, table.View(row, column));
     }
     text += '\n';
   }
@@ -79,7 +66,7 @@ std::string Print(const StringTable& table) {
 
 int Complain(std::string_view what) {
   std::string text = "sysmgrctl: ";
-  AppendShown(text, what);
+  Utf8::AppendSafe(text, what);
   Write(text += '\n', stderr);
   return kExitRefused;
 }

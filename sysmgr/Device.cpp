@@ -12,6 +12,7 @@
 #include "sysmgr/Check.h"
 #include "sysmgr/Failure.h"
 #include "sysmgr/Log.h"
+#include "sysmgr/Utf8.h"
 
 namespace {
 
@@ -69,6 +70,17 @@ bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
 void Device::Collection::AddText(std::string text) {
   texts.push_back(std::move(text));
   columns.push_back({texts.back()});
+}
+
+std::string_view Device::Collection::MakeSafe(std::string_view cell) {
+  const bool isPlain =
+      std::all_of(cell.begin(), cell.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
+  if (isPlain) return cell;
+  std::string safe;
+  Utf8::AppendSafe(safe, cell);
+  if (safe == cell) return cell;
+  texts.push_back(std::move(safe));
+  return texts.back();
 }
 
 // Makes one cell of the columns from `first` on: the cells row by row, with commas between them.
@@ -164,7 +176,9 @@ std::string Device::AppendTable(const ModelKey& definition, const Question& ques
   collection.rows.push_back(table.rows(question));
   for (const LiveRow& row : *collection.rows.back()) {
     if (!Keeps(filters, row)) continue;
-    for (std::size_t i = 0; i < wanted.size(); ++i) columns[first + i].push_back(row[wanted[i]]);
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      columns[first + i].push_back(collection.MakeSafe(row[wanted[i]]));
+    }
   }
   return "";
 }

@@ -52,6 +52,9 @@ class Device {
     std::vector<std::string> files;  // paths of those that were made
 
     void AddText(std::string text);
+    // A cell of a live table as every page and every XML can hold it: names of stations are the
+    // words of others.
+    std::string_view MakeSafe(std::string_view cell);
     void JoinFrom(std::size_t first);
     std::size_t BytesFrom(std::size_t first) const;
     StringTable MakeTable() const;

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "sysmgr/Check.h"
-#include "sysmgr/ConfigurationText.h"
 #include "sysmgr/Failure.h"
 #include "sysmgr/ModelParts.h"
+#include "sysmgr/Utf8.h"
 
 namespace {
 
@@ -123,7 +123,7 @@ Model ReadModel(const std::string& path, const std::string& text) {
   Model model;
   model.SetIdentity(top.Text("device"), top.Integer("version"));
   // Exported configurations name it.
-  if (model.DeviceName().empty() || !ConfigurationText::CanHold(model.DeviceName())) {
+  if (model.DeviceName().empty() || !Utf8::IsSafe(model.DeviceName())) {
     top.Fail("'device' must be a text without control characters");
   }
   std::size_t number = 0;

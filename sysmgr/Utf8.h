@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Texts cut into characters. What is not well-formed UTF-8 has no characters.
+// Texts cut into characters. What is not well-formed UTF-8 has no characters, and U+FFFE and U+FFFF
+// are none: no XML can hold them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace Utf8 {
@@ -29,6 +32,7 @@ inline std::size_t CharacterSize(std::string_view text) {
         (lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F)) {
       return 0;
     }
+    if (lead == 0xEF && next == 0xBF && static_cast<unsigned char>(text[2]) > 0xBD) return 0;
   }
   return size;
 }
@@ -39,6 +43,26 @@ inline bool IsControl(std::string_view character) {
   const auto lead = static_cast<unsigned char>(character[0]);
   if (character.size() == 1) return lead < ' ' || lead == 0x7F;
   return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+}
+
+// Appends the text, with "?" for control characters and for each byte that is of no character.
+inline void AppendSafe(std::string& out, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t size = CharacterSize(text);
+    if (size == 0 || IsControl(text.substr(0, size))) {
+      out += '?';
+    } else {
+      out += text.substr(0, size);
+    }
+    text.remove_prefix(std::max<std::size_t>(size, 1));
+  }
+}
+
+// Whether AppendSafe would leave the text as it is.
+inline bool IsSafe(std::string_view text) {
+  std::string safe;
+  AppendSafe(safe, text);
+  return safe == text;
 }
 
 }  // namespace Utf8

@@ -146,8 +146,14 @@ TEST_F(DeviceTest, Actions) {
     {"key": "Do.Where", "type": "mac", "access": "parameter"},
     {"key": "Do.How", "type": "text", "access": "parameter", "optional": true, "minimum": 2, "maximum": 3},
     {"key": "Other", "type": "boolean", "access": "action", "action": "other"},
-    {"key": "Led", "type": "boolean", "access": "read-write", "default": "1"}]})");
+    {"key": "Led", "type": "boolean", "access": "read-write", "default": "1"},
+    {"key": "Names", "type": "table", "access": "read", "source": "names",
+     "columns": [{"name": "Name", "type": "text"}]}]})");
   Sources sources;
+  // What others call themselves is made safe for every page.
+  const auto names = std::make_shared<std::vector<LiveRow>>(
+      std::vector<LiveRow>{{"\xC3\xBC"}, {"a\xEF\xBF\xBF\n\xC3"}});
+  sources.OfferTable("names", {{"Name"}, [names](const Question&) { return names; }});
   std::string done;
   sources.OfferAction("do", [&done](const ActionRequest& request) {
     done = std::string(request.Client()) + " " + std::string(request.Value()) + " " +
@@ -190,8 +196,10 @@ TEST_F(DeviceTest, Actions) {
     EXPECT_EQ(done, test.done) << test.answer;
     EXPECT_EQ(settings.Get("Led"), "1");
   }
+  StringTable answer;
+  EXPECT_TRUE(device.Query(StringTable("Names", StringTable::kQueryText), "", answer, problem_));
+  EXPECT_EQ(TableText(answer), "\xC3\xBC/a?????");
   for (const char* query : {"Do", "Do.Where", "Do.How"}) {
-    StringTable answer;
     EXPECT_FALSE(device.Query(StringTable(query, StringTable::kQueryText), "", answer, problem_));
     EXPECT_EQ(problem_, "key '" + std::string(query) + "' can't be read");
   }
