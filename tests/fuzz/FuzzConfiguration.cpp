@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+//
+// Fuzz target: a configuration that somebody uploads is read. The input is its text.
+#include <string_view>
+
+#include "sysmgr/ConfigurationText.h"
+#include "tests/fuzz/FuzzTarget.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ConfigurationText;
+  const Parsed parsed = Read({reinterpret_cast<const char*>(data), size});
+  Check(parsed.problems.Told().size() <= ProblemList::kMaxTold, "few problems are kept");
+  Check(parsed.problems.Count() <= kMaxProblems + 1, "reading ends at many problems");
+  if (parsed.problems.Count() > 0) return 0;
+  Check(size <= kMaxBytes && parsed.settings.size() <= kMaxSettings, "limits are kept");
+  const Parsed again = Read(Write(parsed.identity, parsed.settings));
+  Check(again.problems.Count() == 0 && again.settings == parsed.settings &&
+            again.identity.device == parsed.identity.device &&
+            again.identity.version == parsed.identity.version,
+        "what is written again reads the same");
+  return 0;
+}
