@@ -180,6 +180,13 @@ class Requests:
                     self.assert_policy(answer[1], origin is None, what)
                 else:
                     self.assert_refused(answer, what, (403,))
+        # The program's path has many spellings, and each may bring a query that forges the comparison.
+        forged = "?origin=evil.example&host=evil.example&"
+        for path in ("//", "/./", "/x/..", "/x/../", "/%2f", "/%2F/", "/cgi-bin//vistel.cgi",
+                     "/cgi-bin/./vistel.cgi", "/%63gi-bin/vistel.cgi", "///?/", "/.//cgi-bin/vistel.cgi"):
+            answer = self.server.request(path + forged, "POST", body, Content_Type=FORM,
+                                         Origin="http://evil.example")
+            self.assertIn(answer[0], (400, 403, 404), path)
         # Reading is no concern of ours: an answer can't be read across origins.
         self.assert_programs(self.server.request("/?_file=fs", Origin="http://evil.example"),
                              program("GET", "_file=fs"), "GET")
