@@ -202,6 +202,21 @@ std::string Device::AppendValue(const ModelKey& definition, const Question& ques
   return std::move(value.problem);
 }
 
+std::string Device::AppendLive(const ModelKey& definition, const Question& question, bool joined,
+                               Collection& collection) {
+  const std::size_t first = collection.columns.size();
+  const bool isTable = definition.type == ValueType::kTable;
+  std::string problem = isTable ? AppendTable(definition, question, collection)
+                                : AppendValue(definition, question, collection);
+  if (!problem.empty()) return problem;
+  collection.liveBytes += collection.BytesFrom(first);
+  if (collection.liveBytes > kMaxLiveBytes) {
+    return "would bring the live values to more than " + std::to_string(kMaxLiveBytes) + " bytes";
+  }
+  if (isTable && joined) collection.JoinFrom(first);
+  return "";
+}
+
 std::string Device::AppendKey(std::string_view text, std::string_view client,
                               Collection& collection) {
   const Config::Key::Key key(text);
@@ -222,13 +237,7 @@ std::string Device::AppendKey(std::string_view text, std::string_view client,
     joined = option.value == "scalar";
   }
   const Question question{key, client};
-  if (isTable) {
-    const std::size_t first = collection.columns.size();
-    std::string problem = AppendTable(*definition, question, collection);
-    if (problem.empty() && joined) collection.JoinFrom(first);
-    return problem;
-  }
-  if (source != nullptr) return AppendValue(*definition, question, collection);
+  if (isTable || source != nullptr) return AppendLive(*definition, question, joined, collection);
   if (!key.Selectors().empty()) return "is not a table";
   collection.columns.push_back(
       {definition->IsSetting() ? settings_.Get(definition->name) : definition->defaultValue});

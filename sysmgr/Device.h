@@ -25,6 +25,10 @@ class Device {
   // only at its end.
   static constexpr std::size_t kMaxAnswerBytes = std::size_t{16} << 20;
 
+  // What live values may be of it. They are made for each key anew, in the time of all clients; the
+  // largest table has 21 KiB, and no page asks for all of them.
+  static constexpr std::size_t kMaxLiveBytes = std::size_t{1} << 20;
+
   // Keys in one query that make a file for the asker. Who downloads asks for one, and there is
   // little room for files (HandoverFolder).
   static constexpr std::size_t kMaxFilesPerQuery = 1;
@@ -50,6 +54,7 @@ class Device {
     std::deque<std::string> texts;
     std::vector<LiveRows> rows;
     std::vector<std::string> files;  // paths of those that were made
+    std::size_t liveBytes = 0;
 
     void AddText(std::string text);
     // A cell of a live table as every page and every XML can hold it: names of stations are the
@@ -64,6 +69,8 @@ class Device {
                std::string& problem);
   void CheckSource(const ModelKey& key) const;
   std::string AppendKey(std::string_view text, std::string_view client, Collection& collection);
+  std::string AppendLive(const ModelKey& definition, const Question& question, bool joined,
+                         Collection& collection);
   std::string AppendTable(const ModelKey& definition, const Question& question,
                           Collection& collection);
   std::string AppendValue(const ModelKey& definition, const Question& question,

@@ -95,7 +95,8 @@ TEST_F(DeviceTest, RefusedQueries) {
   std::string large;
   for (unsigned i = 0; i < Device::kMaxKeysPerRequest; ++i) large += "HomePlug.ToneMaps;";
   EXPECT_EQ(Query(large).Rows(), 0U);
-  EXPECT_EQ(problem_, "the answer would be larger than 16777216 bytes");
+  EXPECT_EQ(problem_,
+            "key 'HomePlug.ToneMaps' would bring the live values to more than 1048576 bytes");
 }
 
 TEST_F(DeviceTest, Batches) {

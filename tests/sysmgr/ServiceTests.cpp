@@ -280,8 +280,19 @@ TEST(Service, ByteByByteAndAllAtOnce) {
 
 // Clients that stop in the middle or don't read: the others are served at once, they themselves
 // are disconnected when their time is over.
+// Settings that make large answers: "a" has 65536 bytes, "b" none yet.
+ServiceSetup WithLargeValues() {
+  const std::string kTail = R"(, "type": "text", "access": "read-write", "minimum": 0, "maximum": )"
+                            R"(65536, "default": ")";
+  ServiceSetup setup;
+  setup.model = R"({"device": "d", "version": 1, "keys": [{"key": "a")" + kTail +
+                std::string(65536, 'x') + R"("}, {"key": "b")" + kTail +
+                R"("}, {"key": "System.ProductName")" + kTail + kProduct + "\"}]}";
+  return setup;
+}
+
 TEST(Service, StuckClients) {
-  const Service service;
+  const Service service(WithLargeValues());
   const std::string request = QueryRequest("System.ProductName");
   Client idle(service.Socket());
   Client stuck(service.Socket());
@@ -291,7 +302,7 @@ TEST(Service, StuckClients) {
 
   Client greedy(service.Socket());
   std::string wall;
-  for (int i = 0; i < 600; ++i) wall += "HomePlug.ToneMaps;";
+  for (int i = 0; i < 200; ++i) wall += "a;";
   const std::string large = QueryRequest(wall);
   ASSERT_TRUE(greedy.Send(large));
   ASSERT_TRUE(greedy.Send(large));
@@ -328,9 +339,9 @@ TEST(Service, StuckClients) {
 }
 
 TEST(Service, MemoryOfClientsThatDoNotRead) {
-  const Service service;
+  const Service service(WithLargeValues());
   std::string wall;
-  for (int i = 0; i < 800; ++i) wall += "HomePlug.ToneMaps;";
+  for (int i = 0; i < 200; ++i) wall += "a;";
   const std::string large = QueryRequest(wall);  // answers of about 13 MB
   std::vector<std::unique_ptr<Client>> clients;
   for (int i = 0; i < 20; ++i) {
@@ -426,12 +437,7 @@ TEST(Service, PipelinedSetsLetOthersThrough) {
 // The largest answer there is, and one of a byte more.
 TEST(Service, LargestAnswer) {
   constexpr std::size_t kMost = std::size_t{16} << 20;
-  const std::string kTail = R"(, "type": "text", "access": "read-write", "minimum": 0, "maximum": )"
-                            R"(65536, "default": ")";
-  ServiceSetup setup;
-  setup.model = R"({"device": "d", "version": 1, "keys": [{"key": "a")" + kTail +
-                std::string(65536, 'x') + R"("}, {"key": "b")" + kTail + R"("}]})";
-  const Service service(setup);
+  const Service service(WithLargeValues());
   ASSERT_TRUE(service.IsRunning()) << service.Log();
   Client client(service.Socket());
   std::string query = "b;";
@@ -447,6 +453,8 @@ TEST(Service, LargestAnswer) {
   EXPECT_EQ(client.Receive().size(), kMost);
   ASSERT_EQ(Ask(client, SetRequest({{"b", kFew + std::string(room + 1, 'y')}})), "");
   EXPECT_EQ(Ask(client, QueryRequest(query)), "[1: the answer would be too large]");
+  EXPECT_EQ(Ask(client, QueryRequest(query + "a;")),
+            "[1: the answer would be larger than 16777216 bytes]");
 }
 
 // More connections than there are places: the longest idle ones make room, nobody is turned away.
