@@ -1,11 +1,37 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs every case file against the program named on the command line, and compares all that it
-// writes, byte for byte.
+// writes, byte for byte. They are text files that anyone who writes templates can write.
+//
+//   === name of the case
+//   comments, up to the first section
+//   --- template [FILE]              the content of a file of the case's own folder: main.wgl,
+//   which
+//                                    is what the default request asks for, unless named
+//   --- symlink FILE TARGET          and further kinds of files: fifo FILE, directory FILE,
+//                                    unreadable FILE
+//   --- request                      the whole environment, a NAME=value on each line
+//   --- body                         standard input; empty without this section
+//   --- stdin closed                 no standard input at all
+//   --- open-files N                 at most N files
+//   --- response [CONTENT-TYPE]      all that is written; with a content type, what follows the
+//                                    header block of that type
+//   --- wgl-error LINE MESSAGE       the response is this template error in main.wgl
+//   --- uploaded                     what the upload file holds afterwards; without this section
+//                                    there is none
+//   --- exit N                       the exit status, when it isn't 0
+//   --- errors                       standard error, when it isn't empty
+//
+// The newline in front of the next section or case belongs to that one: a text that ends in a
+// newline is followed by an empty line. A section whose head ends in "escaped" may hold \n, \r, \t,
+// \\ and \xHH for a byte. Everywhere, @ROOT@ is the document root and @DIR@ the case's folder as a
+// path that starts there.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,11 +39,22 @@
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "main/Settings.h"
-#include "tests/CaseFile.h"
 #include "tests/Process.h"
 #include "tests/TestFolder.h"
+
+struct CaseSection {
+  std::string kind;
+  std::vector<std::string> words;  // the rest of its head, without "escaped"
+  std::string text;
+};
+
+struct Case {
+  std::string name;  // "file.case_name"
+  std::vector<CaseSection> sections;
+};
 
 // How a failure names its case.
 void PrintTo(const Case& testCase, std::ostream* stream) {
@@ -25,6 +62,69 @@ void PrintTo(const Case& testCase, std::ostream* stream) {
 }
 
 namespace {
+
+std::string Unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      result += text[i];
+      continue;
+    }
+    const char letter = text[++i];
+    if (letter == 'x') {
+      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+      i += 2;
+    } else {
+      result += letter == 'n' ? '\n' : letter == 'r' ? '\r' : letter == 't' ? '\t' : letter;
+    }
+  }
+  return result;
+}
+
+// Adds the cases of a file.
+void ReadCases(const std::filesystem::path& file, std::vector<Case>& cases) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string* text = nullptr;  // of the section at hand
+  bool escaped = false;
+  const auto endSection = [&] {
+    if (text == nullptr) return;
+    if (!text->empty()) text->pop_back();
+    if (escaped) *text = Unescaped(*text);
+    text = nullptr;
+  };
+  for (std::string line; std::getline(stream, line);) {
+    if (line.compare(0, 4, "=== ") == 0) {
+      endSection();
+      std::string name = file.stem().string() + "_" + line.substr(4);
+      for (char& c : name) c = std::isalnum(c) != 0 ? c : '_';
+      cases.push_back({name, {}});
+    } else if (line.compare(0, 4, "--- ") == 0 && !cases.empty()) {
+      endSection();
+      std::istringstream head(line.substr(4));
+      CaseSection section;
+      head >> section.kind;
+      for (std::string word; head >> word;) section.words.push_back(word);
+      escaped = !section.words.empty() && section.words.back() == "escaped";
+      if (escaped) section.words.pop_back();
+      cases.back().sections.push_back(section);
+      text = &cases.back().sections.back().text;
+    } else if (text != nullptr) {
+      *text += line + '\n';
+    }
+  }
+  endSection();
+}
+
+std::vector<Case> AllCases() {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(VISTEL_TEST_CASES)) {
+    if (entry.path().extension() == ".case") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  std::vector<Case> cases;
+  for (const auto& file : files) ReadCases(file, cases);
+  return cases;
+}
 
 class CaseTest : public testing::TestWithParam<Case> {};
 
@@ -130,7 +230,7 @@ TEST_P(CaseTest, AnswersAsWritten) {
   EXPECT_EQ(result.ending, trial.expected.ending);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, CaseTest, testing::ValuesIn(ReadCases(VISTEL_TEST_CASES)),
+INSTANTIATE_TEST_SUITE_P(Files, CaseTest, testing::ValuesIn(AllCases()),
                          [](const auto& test) { return test.param.name; });
 
 }  // namespace

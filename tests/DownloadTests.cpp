@@ -4,22 +4,18 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <map>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "main/ConfigurationDownload.h"
-#include "main/SvcMgrFunctions.h"
-#include "platform/SysMgrProxy.h"
-#include "query/SysMgr.h"
 #include "tests/FakeSystemManager.h"
+#include "tests/StandardOutput.h"
 #include "tests/SystemLog.h"
 #include "tests/TestFolder.h"
 #include "wgl/WGLVariables.h"
@@ -28,25 +24,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned kMilliseconds = 5000;
-
 using Log = std::vector<std::string>;
 
 std::string Delivered(const std::string& type) {
-  std::fflush(stdout);
-  const int saved = dup(STDOUT_FILENO);
-  const int output = memfd_create("output", 0);
-  dup2(output, STDOUT_FILENO);
   WGLVariables variables;
   if (!type.empty()) variables.Set("_type", type);
-  DeliverConfiguration(variables);
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  std::string text(static_cast<std::size_t>(lseek(output, 0, SEEK_END)), '\0');
-  const ssize_t size = pread(output, text.data(), text.size(), 0);
-  close(saved);
-  close(output);
-  return size == static_cast<ssize_t>(text.size()) ? text : "unreadable";
+  gSystemLog.clear();
+  return OutputOf([&] { DeliverConfiguration(variables); });
 }
 
 }  // namespace
@@ -59,72 +43,54 @@ TEST(ConfigurationDownload, EachType) {
     return FakeSystemManager::Reaction{answer != answers.end() ? AnswerOf("0", answer->second)
                                                                : AnswerOf("1", "unknown key")};
   });
-  static SvcMgrFunctions service;  // gSysMgr keeps it beyond this test
-  gSysMgr.~SysMgrProxy();
-  new (&gSysMgr) SysMgrProxy("Vistel", service, "", folder.Path() + "/socket", kMilliseconds);
+  UseSystemManager(folder.Path() + "/socket");
 
   std::string content;
   for (unsigned i = 0; i < 200'000; ++i) content += static_cast<char>(i * 2654435761U >> 24);
   const std::string path = folder.Path() + "/adapter.cfg";
   fs::create_directory(folder.Path() + "/folder");
   mkfifo((folder.Path() + "/fifo").c_str(), 0600);
-  const std::string rest = "Pragma: no-cache\r\nCache-Control: no-cache\r\nExpires: -1\r\n\r\n";
   const auto headers = [&](const std::string& type, const std::string& disposition) {
-    return "Content-Type: " + type + "\r\nContent-Disposition: " + disposition + "\r\n" + rest;
+    return "Content-Type: " + type + "\r\nContent-Disposition: attachment; filename=\"" +
+           disposition + "\"\r\nPragma: no-cache\r\nCache-Control: no-cache\r\nExpires: -1\r\n\r\n";
   };
+  const std::string xmlHeaders = headers("text/xml", "attachment; filename=\"Adapter 1.xml");
+  const std::string crypt = "System.ConfigShowCrypt", show = "System.ConfigShow";
+  const std::string automatic = "System.AutoConfigShow", gotConfig = "6 got config file '";
+  const std::string xml("<x>\0</x>\n", 9), delivered = "6 and delivered";
   const struct {
     std::string type, key, answer, output;
     Log log;
   } rows[] = {
       {"ac",
-       "System.AutoConfigShow",
+       automatic,
        path,
-       headers("text/xml", "attachment; filename=\"adapter.cfg\"") + content,
-       {"6 got auto config file '" + path + "'", "6 and delivered"}},
+       headers("text/xml", "adapter.cfg") + content,
+       {"6 got auto config file '" + path + "'", delivered}},
       {"cfg",
-       "System.ConfigShowCrypt",
+       crypt,
        path,
-       headers("application/unknown", "attachment; filename=\"adapter.cfg\"") + content,
-       {"6 got config file '" + path + "'", "6 and delivered"}},
-      {"xml",
-       "System.ConfigShow",
-       std::string("<x>\0</x>\n", 9),
-       headers("text/xml", "attachment; filename=\"attachment; filename=\"Adapter 1.xml\"") +
-           std::string("<x>\0</x>\n", 9),
-       {}},
-      {"xml",
-       "System.ProductName",
-       "Adapter 1",
-       headers("text/xml", "attachment; filename=\"attachment; filename=\"Adapter 1.xml\""),
-       {}},
-      {"ac", "System.AutoConfigShow", path + "x", "", {"6 got auto config file '" + path + "x'"}},
-      {"cfg",
-       "System.ConfigShowCrypt",
-       folder.Path() + "/folder",
-       "",
-       {"6 got config file '" + folder.Path() + "/folder'"}},
-      {"cfg",
-       "System.ConfigShowCrypt",
-       folder.Path() + "/fifo",
-       "",
-       {"6 got config file '" + folder.Path() + "/fifo'"}},
-      {"cfg", "System.ConfigShowCrypt", "", "", {"6 got config file ''"}},
-      {"cfg", "no such key", "", "", {"6 got config file ''"}},
-      {"", "System.ConfigShow", "x", "", {}},
-      {"AC", "System.AutoConfigShow", path, "", {}},
-      {"acx", "System.AutoConfigShow", path, "", {}},
+       headers("application/unknown", "adapter.cfg") + content,
+       {gotConfig + path + "'", delivered}},
+      {"xml", show, xml, xmlHeaders + xml, {}},
+      {"xml", "System.ProductName", "Adapter 1", xmlHeaders, {}},
+      {"ac", automatic, path + "x", "", {"6 got auto config file '" + path + "x'"}},
+      {"cfg", crypt, folder.Path() + "/folder", "", {gotConfig + folder.Path() + "/folder'"}},
+      {"cfg", crypt, folder.Path() + "/fifo", "", {gotConfig + folder.Path() + "/fifo'"}},
+      {"cfg", "no such key", "", "", {gotConfig + "'"}},
+      {"", show, "x", "", {}},
+      {"AC", automatic, path, "", {}},
+      {"acx", automatic, path, "", {}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.type + " " + row.answer);
     folder.Write("adapter.cfg", content);
     answers = {{"System.ProductName", "Adapter 1"}};
     answers[row.key] = row.answer;
-    gSystemLog.clear();
     const std::string output = Delivered(row.type);
     EXPECT_TRUE(output == row.output) << output.substr(0, 500);
     EXPECT_EQ(gSystemLog, row.log);
-    const bool delivered = row.log.size() == 2;
-    EXPECT_EQ(fs::exists(path), !delivered);
+    EXPECT_EQ(fs::exists(path), row.log.size() < 2);
     EXPECT_TRUE(fs::exists(folder.Path() + "/folder") && fs::exists(folder.Path() + "/fifo"));
   }
 
@@ -132,36 +98,29 @@ TEST(ConfigurationDownload, EachType) {
   int pipes[2];
   ASSERT_EQ(pipe2(pipes, O_CLOEXEC), 0);
   close(pipes[0]);
-  answers["System.ConfigShowCrypt"] = path;
+  answers[crypt] = path;
   folder.Write("adapter.cfg", content);
   gSystemLog.clear();
   WGLVariables variables;
   variables.Set("_type", "cfg");
-  std::fflush(stdout);
-  const int saved = dup(STDOUT_FILENO);
-  dup2(pipes[1], STDOUT_FILENO);
-  DeliverConfiguration(variables);
-  __fpurge(stdout);
-  std::clearerr(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
+  RunOnto(pipes[1], [&] {
+    DeliverConfiguration(variables);
+    __fpurge(stdout);
+  });
   close(pipes[1]);
   EXPECT_FALSE(fs::exists(path));
-  EXPECT_EQ(gSystemLog, Log{"6 got config file '" + path + "'"});
+  EXPECT_EQ(gSystemLog, Log{gotConfig + path + "'"});
 
   // A name that holds no folder.
-  answers["System.ConfigShowCrypt"] = "adapter.cfg";
+  answers[crypt] = "adapter.cfg";
   folder.Write("adapter.cfg", "content");
   const fs::path before = fs::current_path();
   fs::current_path(folder.Path());
-  EXPECT_EQ(Delivered("cfg"),
-            headers("application/unknown", "attachment; filename=\"adapter.cfg\"") + "content");
+  EXPECT_EQ(Delivered("cfg"), headers("application/unknown", "adapter.cfg") + "content");
   fs::current_path(before);
   EXPECT_FALSE(fs::exists(path));
 
-  gSysMgr.~SysMgrProxy();
-  new (&gSysMgr) SysMgrProxy("Vistel", service, "", "", kMilliseconds);
-  gSystemLog.clear();
+  UseSystemManager("");
   EXPECT_EQ(Delivered("ac"), "");
   EXPECT_EQ(gSystemLog, Log{"6 got auto config file ''"});
 }

@@ -8,13 +8,18 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
+#include "main/SvcMgrFunctions.h"
 #include "platform/Netstring.h"
+#include "platform/SysMgrProxy.h"
+#include "query/SysMgr.h"
 
 namespace {
 
 constexpr int kPollMilliseconds = 5;
+constexpr unsigned kDeadlineMilliseconds = 5000;
 
 void Require(bool holds, const char* what) {
   if (holds) return;
@@ -95,4 +100,10 @@ void FakeSystemManager::Talk(int connection) {
     }
     if (reaction.close) return;
   }
+}
+
+void UseSystemManager(const std::string& socketPath) {
+  static SvcMgrFunctions service;
+  gSysMgr.~SysMgrProxy();
+  new (&gSysMgr) SysMgrProxy("Vistel", service, "", socketPath, kDeadlineMilliseconds);
 }

@@ -44,3 +44,6 @@ class FakeSystemManager {
   std::vector<Request> requests_;
   std::thread thread_;
 };
+
+// Puts a proxy to the system manager at that socket in the place of the program's; "" for none.
+void UseSystemManager(const std::string& socketPath);

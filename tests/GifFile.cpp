@@ -3,9 +3,9 @@
 
 #include <gif_lib.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <tuple>
 
 namespace {
@@ -32,17 +32,11 @@ int AppendTo(GifFileType* file, const GifByteType* bytes, int size) {
   return size;
 }
 
-struct Source {
-  const std::string& text;
-  std::size_t at;
-};
-
 int ReadFrom(GifFileType* file, GifByteType* bytes, int size) {
-  auto& source = *static_cast<Source*>(file->UserData);
+  auto& left = *static_cast<std::string_view*>(file->UserData);
   const std::size_t count =
-      std::min(static_cast<std::size_t>(size), source.text.size() - source.at);
-  std::memcpy(bytes, source.text.data() + source.at, count);
-  source.at += count;
+      left.copy(reinterpret_cast<char*>(bytes), static_cast<std::size_t>(size));
+  left.remove_prefix(count);
   return static_cast<int>(count);
 }
 
@@ -99,27 +93,28 @@ std::string Encode(const GifFile& gif) {
 }
 
 GifFile Decode(const std::string& text) {
-  Source source = {text, 0};
-  GifFileType* file = DGifOpen(&source, ReadFrom, nullptr);
+  std::string_view left = text;
+  GifFileType* file = DGifOpen(&left, ReadFrom, nullptr);
   GifFile gif;
   gif.pictures = 0;
   if (file == nullptr) return gif;
-  if (DGifSlurp(file) == GIF_OK && source.at == text.size()) {
+  if (DGifSlurp(file) == GIF_OK && left.empty()) {
     const SavedImage& image = file->SavedImages[0];
     const GifImageDesc& place = image.ImageDesc;
-    gif.screenWidth = file->SWidth;
-    gif.screenHeight = file->SHeight;
-    gif.colorBits = file->SColorResolution;
-    gif.background = file->SBackGroundColor;
-    gif.palette = PaletteOf(file->SColorMap);
-    gif.left = place.Left;
-    gif.top = place.Top;
-    gif.width = place.Width;
-    gif.height = place.Height;
-    gif.interlaced = place.Interlace;
-    gif.ownPalette = PaletteOf(place.ColorMap);
-    gif.pixels.assign(image.RasterBits, image.RasterBits + place.Width * place.Height);
-    gif.pictures = file->ImageCount;
+    gif = {file->SWidth,
+           file->SHeight,
+           file->SColorResolution,
+           file->SBackGroundColor,
+           PaletteOf(file->SColorMap),
+           place.Left,
+           place.Top,
+           place.Width,
+           place.Height,
+           place.Interlace,
+           PaletteOf(place.ColorMap),
+           {image.RasterBits, image.RasterBits + place.Width * place.Height},
+           -1,
+           file->ImageCount};
     GraphicsControlBlock control;
     if (DGifSavedExtensionToGCB(file, 0, &control) == GIF_OK) {
       gif.transparent = control.TransparentColor;

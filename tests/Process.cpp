@@ -9,20 +9,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/StandardOutput.h"
+
 namespace {
 
 // Far more than any test needs, on a busy machine as well. The alarm outlives exec.
 constexpr unsigned kTimeLimitSeconds = 60;
 constexpr useconds_t kPauseMicroseconds = 5'000;
 constexpr int kMaxPauses = 2000;
-
-std::string TakeContent(int descriptor) {
-  std::string content(static_cast<std::size_t>(lseek(descriptor, 0, SEEK_END)), '\0');
-  const ssize_t size = pread(descriptor, content.data(), content.size(), 0);
-  content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-  close(descriptor);
-  return content;
-}
 
 // Gives up after a while: the program need not read.
 void WaitUntilRead(int pipe) {
@@ -42,19 +36,11 @@ void WaitUntilRead(int pipe) {
   char* const arguments[] = {const_cast<char*>(program.c_str()), nullptr};
   dup2(output, STDOUT_FILENO);
   dup2(errors, STDERR_FILENO);
-  if (input.stdinClosed) {
-    close(STDIN_FILENO);
-  } else {
-    dup2(body, STDIN_FILENO);
-  }
-  if (input.openFiles != 0) {
-    const rlimit limit = {input.openFiles, input.openFiles};
-    setrlimit(RLIMIT_NOFILE, &limit);
-  }
-  if (input.fileBytes != 0) {
-    const rlimit limit = {input.fileBytes, input.fileBytes};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
+  input.stdinClosed ? close(STDIN_FILENO) : dup2(body, STDIN_FILENO);
+  const rlimit files = {input.openFiles, input.openFiles};
+  if (input.openFiles != 0) setrlimit(RLIMIT_NOFILE, &files);
+  const rlimit bytes = {input.fileBytes, input.fileBytes};
+  if (input.fileBytes != 0) setrlimit(RLIMIT_FSIZE, &bytes);
   signal(SIGPIPE, SIG_DFL);
   alarm(kTimeLimitSeconds);
   execve(program.c_str(), arguments, environment.data());

@@ -11,6 +11,7 @@
 #include "image/Chart.h"
 #include "image/ImageGenerator.h"
 #include "tests/GifFile.h"
+#include "tests/StandardOutput.h"
 #include "tests/fuzz/FuzzSysMgr.h"
 #include "tests/fuzz/FuzzTarget.h"
 
@@ -31,17 +32,7 @@ class MemoryFile {
   ~MemoryFile() { close(descriptor_); }
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
-
-  int Descriptor() const { return descriptor_; }
   std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-  std::string Content() const {
-    std::string content(static_cast<std::size_t>(lseek(descriptor_, 0, SEEK_END)), '\0');
-    Check(pread(descriptor_, content.data(), content.size(), 0) ==
-              static_cast<ssize_t>(content.size()),
-          "a file can be read");
-    return content;
-  }
 
  private:
   int descriptor_;
@@ -50,20 +41,17 @@ class MemoryFile {
 std::string Draw(bool snr, const std::string& values, const std::string& picture) {
   const MemoryFile list(values);
   const MemoryFile background(picture);
-  const MemoryFile output("");
   const std::string cell = snr ? list.Path() : values;
   AnswerSysMgrWith(&cell);
-  const int saved = dup(STDOUT_FILENO);
-  dup2(output.Descriptor(), STDOUT_FILENO);
-  if (snr) {
-    ImageGenerator().MakeImageSNR(background.Path(), "00:B0:52:00:00:01");
-  } else {
-    ImageGenerator().MakeImagePower(background.Path());
-  }
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
+  const std::string output = OutputOf([&] {
+    if (snr) {
+      ImageGenerator().MakeImageSNR(background.Path(), "00:B0:52:00:00:01");
+    } else {
+      ImageGenerator().MakeImagePower(background.Path());
+    }
+  });
   AnswerSysMgrWith(nullptr);
-  return output.Content();
+  return output;
 }
 
 // Written anew, an index is cut to what its palette can hold.

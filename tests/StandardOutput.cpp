@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#include "tests/StandardOutput.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+std::string TakeContent(int descriptor) {
+  std::string content(static_cast<std::size_t>(lseek(descriptor, 0, SEEK_END)), '\0');
+  const ssize_t size = pread(descriptor, content.data(), content.size(), 0);
+  content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  close(descriptor);
+  return content;
+}
+
+bool RunOnto(int output, const std::function<void()>& run) {
+  std::fflush(stdout);
+  const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  output >= 0 ? dup2(output, STDOUT_FILENO) : close(STDOUT_FILENO);
+  run();
+  std::fflush(stdout);
+  const bool open = fcntl(STDOUT_FILENO, F_GETFD) != -1;
+  std::clearerr(stdout);
+  dup2(saved, STDOUT_FILENO);
+  close(saved);
+  return open;
+}
+
+std::string OutputOf(const std::function<void()>& run) {
+  const int file = memfd_create("output", MFD_CLOEXEC);
+  RunOnto(file, run);
+  return TakeContent(file);
+}
