@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "tests/fuzz/ReferenceMultipart.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
 
 class Reader {
  public:
-  Reader(const std::string& body, const std::string& boundary)
-      : body_(body), boundary_(boundary), position_(0) {}
+  Reader(const std::string& body, const std::string& boundary) : body_(body), boundary_(boundary) {}
 
   MultipartOutcome Run() {
-    outcome_.result = Parse();
+    outcome_.result = Parse() ? 1 : 0;
     return outcome_;
   }
 
@@ -73,42 +73,37 @@ class Reader {
   }
 
   void Store(const std::string& name, const std::string& value) {
-    for (auto& field : outcome_.fields) {
-      if (field.first != name) continue;
-      field.second = value;
-      return;
-    }
-    outcome_.fields.emplace_back(name, value);
+    auto& fields = outcome_.fields;
+    const auto field = std::find_if(fields.begin(), fields.end(),
+                                    [&](const auto& known) { return known.first == name; });
+    if (field == fields.end())
+      fields.emplace_back(name, value);
+    else
+      field->second = value;
   }
 
-  int Parse() {
+  bool Parse() {
     std::string content;
-    if (!Part(content, 8192, false)) return 0;
-    for (;;) {
-      char first;
-      char second;
-      if (!Get(first) || !Get(second)) return 0;
-      if (first == '-' && second == '-') return 1;
-      if (first != '\r' || second != '\n') return 0;
-      std::string name;
-      std::string fileName;
-      if (!Header(name, fileName)) return 0;
+    if (!Part(content, 8192, false)) return false;
+    for (char first, second; Get(first) && Get(second);) {
+      if (first == '-' && second == '-') return true;
+      std::string name, fileName;
+      if (first != '\r' || second != '\n' || !Header(name, fileName)) return false;
       content.clear();
-      if (fileName.empty()) {
-        if (!Part(content, 8192, true)) return 0;
+      const bool whole = Part(content, fileName.empty() ? 8192 : 6291456, true);
+      if (!fileName.empty()) outcome_.file.reset();
+      if (!whole) return false;
+      if (fileName.empty())
         Store(name, content);
-      } else {
-        const bool whole = Part(content, 6291456, true);
-        outcome_.file.reset();
-        if (whole && !content.empty()) outcome_.file = content;
-        if (!whole) return 0;
-      }
+      else if (!content.empty())
+        outcome_.file = content;
     }
+    return false;
   }
 
   const std::string& body_;
   const std::string& boundary_;
-  std::size_t position_;
+  std::size_t position_ = 0;
   MultipartOutcome outcome_;
 };
 
