@@ -187,6 +187,15 @@ class WebServer(unittest.TestCase):
             self.assertTrue(text.endswith("</html>\n"), page)
             self.assertNotIn('id="unreached"', text)
 
+    def test_a_link_claims_nothing(self):
+        """What a form has done is not said without the form, nor taken back in another language."""
+        for query, page in (("station&mac=00:0B:3B:7F:01:02&form=name", "station"),
+                            ("maintenance&form=remove", "maintenance"),
+                            ("stored", "settings"), ("done", "maintenance")):
+            text = self.page("/?_file=/wgl/main.wgl&_lang=en&_page=" + query)
+            self.assertNotIn('class="notice good"', text)
+            self.assertRegex(text, f'id="lang-de" href="[^"]*&amp;_page={page}&amp;')
+
     def test_system_information(self):
         _, response, body = self.request("/?_file=sysinfo")
         self.assertEqual(response.getheader("Content-Type"), "text/xml")
