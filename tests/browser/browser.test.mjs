@@ -215,9 +215,14 @@ test('live values: refreshed without a reload, not while hidden, and said when t
   });
 });
 
-test('the table of stations sorts by each column, names as text', async () => {
+test('the table of stations is live, and sorts by each column, names as text', async () => {
   await visit({}, async (page) => {
     await open(page, 'powerline', 'en');
+    const rows = await page.locator('#stations tbody tr').count();
+    site.control('set', 'HomePlug.AddStation=QRST-UVWX-YZAB-CDEF');
+    await page.waitForFunction(
+      (count) => document.querySelectorAll('#stations tbody tr').length === count, rows + 1, patient);
+    assert.equal(await page.evaluate(() => performance.getEntriesByType('navigation').length), 1);
     const column = (number) => page.$$eval(`#stations tbody tr > :nth-child(${number})`,
       (cells) => cells.map((cell) => cell.textContent.trim()));
     for (const sign of [1, -1]) {
