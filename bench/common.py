@@ -19,8 +19,8 @@ BUILD = SOURCE / "build" / "bench"
 
 
 def scratch_folder():
-    """Opening a template costs a look at every folder on the way to it. So a measured document root
-    must lie as deep as the product's, /usr/www, which no folder of the source tree does."""
+    """Opening a template checks every folder on its path, so the measured document root must be as
+    deep as the product's, /usr/www. No folder of the source tree is."""
     folder = Path(tempfile.mkdtemp(prefix="vistel-"))
     atexit.register(shutil.rmtree, folder, ignore_errors=True)
     return folder
