@@ -9,15 +9,15 @@
 #include <exception>
 #include <memory>
 
-#include "sysmgr/Authorisation.h"
-#include "sysmgr/Device.h"
-#include "sysmgr/Dispatcher.h"
-#include "sysmgr/ModelReader.h"
 #include "sysmgr/Options.h"
-#include "sysmgr/Server.h"
-#include "sysmgr/Settings.h"
-#include "sysmgr/Sources.h"
-#include "sysmgr/Storage.h"
+#include "sysmgr/device/Device.h"
+#include "sysmgr/device/Settings.h"
+#include "sysmgr/device/Sources.h"
+#include "sysmgr/device/Storage.h"
+#include "sysmgr/model/ModelReader.h"
+#include "sysmgr/service/Authorisation.h"
+#include "sysmgr/service/Dispatcher.h"
+#include "sysmgr/service/Server.h"
 
 namespace {
 

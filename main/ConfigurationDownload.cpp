@@ -16,7 +16,7 @@
 #include "platform/StringVector.h"
 #include "query/SysMgr.h"
 #include "request/RequestHandler.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

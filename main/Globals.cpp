@@ -3,13 +3,14 @@
 // Every global object of the program. They stand in one file because only within one file is the
 // order of construction, top to bottom, fixed; they go in reverse order at exit. None of them
 // opens, reads or connects anything.
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "main/SvcMgrFunctions.h"
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLVariables.h"
+#include "wgl/WGLError.h"
 #include "wgl/WGLIncludeStack.h"
-#include "wgl/WGLVariables.h"
 
 const std::string gServiceName = "Vistel";
 const std::string gDocumentRoot = VISTEL_DOCUMENT_ROOT;
@@ -25,6 +26,6 @@ WGLVariables gVariables;
 static SvcMgrFunctions gSvcMgrFunctions;
 SysMgrProxy gSysMgr(gServiceName, gSvcMgrFunctions, gAuthorisationFile);
 
-WGLQueryExecutor gQueryExecutor;
+WGLQueryExecutor gQueryExecutor(yywglerror);
 
 WGLIncludeStack gIncludeStack;

@@ -3,10 +3,10 @@
 
 #include <string>
 
+#include "base/Settings.h"
 #include "image/ImageGenerator.h"
-#include "main/Settings.h"
 #include "request/RequestHandler.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 void RespondWithImage(const WGLVariables& variables) {
   RequestHandler::WriteHeaders("image/gif");

@@ -12,15 +12,15 @@
 #include <iterator>
 #include <string>
 
+#include "base/Settings.h"
 #include "main/Catalogue.h"
 #include "main/ConfigurationDownload.h"
 #include "main/ImageResponse.h"
-#include "main/Settings.h"
 #include "main/SettingsSubmission.h"
 #include "request/RequestHandler.h"
+#include "values/WGLVariables.h"
 #include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
-#include "wgl/WGLVariables.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include "platform/StringTable.h"
 #include "query/SysMgr.h"
-#include "wgl/WGLEscaper.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLEscaper.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

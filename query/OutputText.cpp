@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "wgl/WGLEscaper.h"
+#include "values/WGLEscaper.h"
 
 namespace {
 

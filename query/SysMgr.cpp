@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "platform/SysMgrProxy.h"
 
 namespace {

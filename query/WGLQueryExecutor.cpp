@@ -4,11 +4,10 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/Number.h"
 #include "query/OutputText.h"
 #include "query/SysMgr.h"
-#include "wgl/WGLError.h"
-#include "wgl/WGLNumber.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 
@@ -91,7 +90,7 @@ void WGLQueryExecutor::ExecuteQueryDo1(const std::string& query, std::string_vie
 
 void WGLQueryExecutor::ExecuteQueryDo2(char** out, std::string_view body) {
   if (results_.empty()) {
-    yywglerror("no result set present");
+    reportError_("no result set present");
     std::exit(1);
   }
   const unsigned rows = RowCount(results_.back().table);

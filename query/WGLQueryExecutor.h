@@ -15,12 +15,17 @@
 #include <vector>
 
 #include "platform/StringTable.h"
-#include "wgl/WGLEscaper.h"
+#include "values/WGLEscaper.h"
 
 class OutputText;
 
 class WGLQueryExecutor {
  public:
+  // Writes a template error to the response. The language above this folder has one.
+  using ErrorReporter = void (*)(const char* message);
+
+  explicit WGLQueryExecutor(ErrorReporter reportError) : reportError_(reportError) {}
+
   // The first row's values with one space between them.
   void ExecuteQuery(char** out, const std::string& query, std::string_view otype) const;
 
@@ -34,8 +39,8 @@ class WGLQueryExecutor {
   //   ${NN}, ${NNX}  stand for column NN (from 01) of the first set or of set X ("A" to "Z"), in
   //                  the row that is being repeated; for nothing where there is no such value
   //   ${ROW}         stands for the number of the row, from 1, as the variable ROW does meanwhile
-  // and everything else for itself. Without a result set writes a template error and ends the
-  // process with status 1.
+  // and everything else for itself. Without a result set reports an error and ends the process
+  // with status 1.
   void ExecuteQueryDo2(char** out, std::string_view body);
 
   // The escaped value that a placeholder's key, like "01" or "02B", names in `row` (from 0).
@@ -65,6 +70,7 @@ class WGLQueryExecutor {
   static std::vector<Piece> Split(std::string_view body);
   void AppendValue(OutputText& text, Place place, unsigned row) const;
 
+  ErrorReporter reportError_;
   std::vector<ResultSet> results_;
 };
 

@@ -5,11 +5,11 @@
 
 #include <vector>
 
+#include "base/Number.h"
 #include "platform/RegExp.h"
 #include "request/Environment.h"
 #include "request/FormBody.h"
-#include "wgl/WGLNumber.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

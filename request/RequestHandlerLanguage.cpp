@@ -7,10 +7,10 @@
 
 #include <algorithm>
 
+#include "base/Characters.h"
 #include "request/Environment.h"
 #include "request/RequestHandler.h"
-#include "wgl/WGLCharacters.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

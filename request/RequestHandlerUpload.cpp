@@ -11,13 +11,13 @@
 #include <string_view>
 #include <vector>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "platform/RegExp.h"
 #include "request/InputWindow.h"
 #include "request/RequestHandler.h"
 #include "request/UploadFile.h"
 #include "request/UploadOutput.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

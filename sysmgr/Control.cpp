@@ -12,10 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Utf8.h"
 #include "platform/StringTable.h"
 #include "platform/SvcMgrAdapter.h"
 #include "platform/SysMgrProxy.h"
-#include "sysmgr/Utf8.h"
 
 namespace {
 

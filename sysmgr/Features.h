@@ -9,18 +9,18 @@
 #include <string>
 #include <utility>
 
-#include "sysmgr/Configuration.h"
-#include "sysmgr/EventLog.h"
-#include "sysmgr/FirmwareUpdate.h"
-#include "sysmgr/HandoverFolder.h"
-#include "sysmgr/Powerline.h"
-#include "sysmgr/Restarts.h"
-#include "sysmgr/Settings.h"
-#include "sysmgr/SimulatedNetwork.h"
-#include "sysmgr/Sources.h"
-#include "sysmgr/StationActions.h"
-#include "sysmgr/StationBook.h"
-#include "sysmgr/UploadFile.h"
+#include "simulator/Powerline.h"
+#include "simulator/Restarts.h"
+#include "simulator/SimulatedNetwork.h"
+#include "simulator/StationActions.h"
+#include "simulator/StationBook.h"
+#include "sysmgr/configuration/Configuration.h"
+#include "sysmgr/device/EventLog.h"
+#include "sysmgr/device/Settings.h"
+#include "sysmgr/device/Sources.h"
+#include "sysmgr/files/HandoverFolder.h"
+#include "sysmgr/files/UploadedFile.h"
+#include "sysmgr/firmware/FirmwareUpdate.h"
 
 struct FeatureSetup {
   std::uint64_t seed = 1;                   // of the powerline
@@ -54,7 +54,7 @@ class Features {
 
   std::function<std::int64_t()> steady_;
   HandoverFolder files_;
-  UploadFile upload_;
+  UploadedFile upload_;
   EventLog log_;
   FirmwareUpdate firmware_;
   StationBook book_;

@@ -10,17 +10,17 @@
 #include <string>
 #include <utility>
 
-#include "sysmgr/Authorisation.h"
-#include "sysmgr/Device.h"
-#include "sysmgr/Dispatcher.h"
-#include "sysmgr/Failure.h"
 #include "sysmgr/Features.h"
-#include "sysmgr/Log.h"
-#include "sysmgr/ModelReader.h"
 #include "sysmgr/Options.h"
-#include "sysmgr/Server.h"
-#include "sysmgr/Settings.h"
-#include "sysmgr/Storage.h"
+#include "sysmgr/device/Device.h"
+#include "sysmgr/device/Settings.h"
+#include "sysmgr/device/Storage.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/log/Log.h"
+#include "sysmgr/model/ModelReader.h"
+#include "sysmgr/service/Authorisation.h"
+#include "sysmgr/service/Dispatcher.h"
+#include "sysmgr/service/Server.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "sysmgr/Failure.h"
+#include "sysmgr/log/Failure.h"
 
 namespace {
 

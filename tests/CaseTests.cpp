@@ -41,7 +41,7 @@
 #include <string>
 #include <vector>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "tests/Process.h"
 #include "tests/TestFolder.h"
 

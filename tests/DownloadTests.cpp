@@ -18,7 +18,7 @@
 #include "tests/StandardOutput.h"
 #include "tests/SystemLog.h"
 #include "tests/TestFolder.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace fs = std::filesystem;
 

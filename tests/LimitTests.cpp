@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "tests/Process.h"
 #include "tests/TestFolder.h"
 

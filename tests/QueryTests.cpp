@@ -21,8 +21,9 @@
 #include "request/RequestHandler.h"
 #include "tests/FakeSystemManager.h"
 #include "tests/TestFolder.h"
-#include "wgl/WGLEscaper.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLEscaper.h"
+#include "values/WGLVariables.h"
+#include "wgl/WGLError.h"
 
 using namespace std::string_literals;
 
@@ -90,7 +91,7 @@ class WithSystemManager : public testing::Test {
   SvcMgrFunctions service_;
   std::map<std::string, std::string> answers_;
   FakeSystemManager peer_;
-  WGLQueryExecutor executor_;
+  WGLQueryExecutor executor_{yywglerror};
 };
 
 using Queries = WithSystemManager;

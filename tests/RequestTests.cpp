@@ -10,7 +10,7 @@
 #include <string>
 
 #include "request/RequestHandler.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 using namespace std::string_literals;
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "wgl/WGLString.h"
+#include "values/WGLString.h"
 
 namespace {
 

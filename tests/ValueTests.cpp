@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <string>
 
-#include "wgl/WGLEscaper.h"
-#include "wgl/WGLNumber.h"
-#include "wgl/WGLVariables.h"
+#include "base/Number.h"
+#include "values/WGLEscaper.h"
+#include "values/WGLVariables.h"
 
 using namespace std::string_literals;
 

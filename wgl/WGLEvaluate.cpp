@@ -6,10 +6,10 @@
 #include <cstring>
 #include <string>
 
+#include "base/Number.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLVariables.h"
 #include "wgl/WGLIncludeStack.h"
-#include "wgl/WGLNumber.h"
-#include "wgl/WGLVariables.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 // still has it. Every result belongs to the caller.
 #pragma once
 
-#include "wgl/WGLString.h"
+#include "values/WGLString.h"
 
 // Evaluates the template that gIncludeStack.Init opened and writes the page to standard output.
 // 0 on success; 1 after a syntax error, 2 when the template is nested too deeply, each of which has

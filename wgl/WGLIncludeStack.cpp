@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLScanner.h"
 

@@ -5,7 +5,7 @@
 }
 
 %code requires {
-#include "wgl/WGLString.h"
+#include "values/WGLString.h"
 }
 
 %code {

@@ -3,7 +3,7 @@
 // Fuzz target: a configuration that somebody uploads is read. The input is its text.
 #include <string_view>
 
-#include "sysmgr/ConfigurationText.h"
+#include "sysmgr/configuration/ConfigurationText.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "sysmgr/FirmwareImage.h"
+#include "sysmgr/firmware/FirmwareImage.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "platform/ConfigKey.h"
 #include "platform/StringTable.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "wgl/WGLEscaper.h"
+#include "values/WGLEscaper.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "request/RequestHandler.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "request/RequestHandler.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "wgl/WGLEscaper.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLEscaper.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <fstream>
 #include <iterator>
 
-#include "main/Settings.h"
+#include "base/Settings.h"
 #include "request/RequestHandler.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "wgl/WGLVariables.h"
+#include "values/WGLVariables.h"
 
 namespace {
 

@@ -16,9 +16,10 @@
 #include "tests/fuzz/FuzzSysMgr.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/RunMemory.h"
+#include "values/WGLVariables.h"
 #include "wgl/WGLEvaluate.h"
+#include "wgl/WGLError.h"
 #include "wgl/WGLIncludeStack.h"
-#include "wgl/WGLVariables.h"
 
 int yywgllex_destroy();
 
@@ -135,7 +136,7 @@ void DestroyGlobals() {
 void MakeGlobals() {
   new (&gIncludeStack) WGLIncludeStack;
   new (&gVariables) WGLVariables;
-  new (&gQueryExecutor) WGLQueryExecutor;
+  new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
   RestartSysMgr();
 }
 

@@ -10,8 +10,8 @@
 #include <iterator>
 #include <string>
 
-#include "sysmgr/ConfigurationCipher.h"
-#include "sysmgr/ConfigurationText.h"
+#include "sysmgr/configuration/ConfigurationCipher.h"
+#include "sysmgr/configuration/ConfigurationText.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "sysmgr/Device.h"
 #include "sysmgr/Features.h"
-#include "sysmgr/ModelReader.h"
-#include "sysmgr/Storage.h"
+#include "sysmgr/device/Device.h"
+#include "sysmgr/device/Storage.h"
+#include "sysmgr/model/ModelReader.h"
 #include "tests/TestFolder.h"
 #include "tests/sysmgr/Service.h"
 

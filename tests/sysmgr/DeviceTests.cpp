@@ -10,7 +10,7 @@
 #include <string>
 
 #include "platform/StringVector.h"
-#include "sysmgr/Failure.h"
+#include "sysmgr/log/Failure.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What the device's log keeps and what it cuts.
-#include "sysmgr/EventLog.h"
+#include "sysmgr/device/EventLog.h"
 
 #include <gtest/gtest.h>
 

@@ -12,9 +12,9 @@
 #include <iterator>
 #include <string>
 
-#include "sysmgr/Failure.h"
-#include "sysmgr/HandoverFolder.h"
-#include "sysmgr/UploadFile.h"
+#include "sysmgr/files/HandoverFolder.h"
+#include "sysmgr/files/UploadedFile.h"
+#include "sysmgr/log/Failure.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {
@@ -99,15 +99,15 @@ TEST(HandoverFolder, OnlyOnesOwn) {
   }
 }
 
-TEST(UploadFile, OnlyARegularFileOfOnesOwn) {
+TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   const TestFolder folder("/tmp/vistel-sysmgr");
   const std::string path = folder.Path() + "/upload.bin";
   const std::string target = folder.Write("target", "secret");
-  const UploadFile upload(path);
+  const UploadedFile upload(path);
   const std::string kUnreadable = "The uploaded file can not be read.";
   std::string content;
   const auto read = [&](std::size_t maxBytes, std::string& into) {
-    return UploadFile::Read(upload.Open(), maxBytes, into);
+    return UploadedFile::Read(upload.Open(), maxBytes, into);
   };
   EXPECT_EQ(read(100, content), "No file has been uploaded.");
   ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
@@ -125,7 +125,7 @@ TEST(UploadFile, OnlyARegularFileOfOnesOwn) {
   EXPECT_EQ(read(5, content), "");
   EXPECT_EQ(content, "hello");
   // A newer one takes its place while it is read.
-  const UploadFile::Opened older = upload.Open();
+  const UploadedFile::Opened older = upload.Open();
   ASSERT_EQ(rename(folder.Write("newer", "newer").c_str(), path.c_str()), 0);
   upload.Delete(older);
   EXPECT_EQ(FileText(path), "newer");
@@ -147,11 +147,11 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
     return IsThere(folder_.Path() + "/upload.bin");
   };
   EXPECT_TRUE(wait(10000));
-  EXPECT_TRUE(wait(UploadFile::kMaxAgeSeconds - 1));
+  EXPECT_TRUE(wait(UploadedFile::kMaxAgeSeconds - 1));
   // Another one has its own time.
   std::filesystem::last_write_time(path, std::filesystem::file_time_type());
   EXPECT_TRUE(wait(1));
-  EXPECT_FALSE(wait(UploadFile::kMaxAgeSeconds));
+  EXPECT_FALSE(wait(UploadedFile::kMaxAgeSeconds));
   folder_.Write("upload.bin", "secret");
   EXPECT_EQ(Set({{"System.FactoryReset", "1"}}), "");
   EXPECT_FALSE(IsThere(path));

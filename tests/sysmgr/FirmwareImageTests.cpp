@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What is a firmware image and what is none.
-#include "sysmgr/FirmwareImage.h"
+#include "sysmgr/firmware/FirmwareImage.h"
 
 #include <gtest/gtest.h>
 

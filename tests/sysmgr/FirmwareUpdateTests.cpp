@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The way of a firmware image into the device, ended at every step.
-#include "sysmgr/FirmwareUpdate.h"
+#include "sysmgr/firmware/FirmwareUpdate.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -69,7 +69,7 @@ class FirmwareUpdateTest : public testing::Test {
   }
 
   TestFolder folder_;
-  UploadFile upload_;
+  UploadedFile upload_;
   EventLog log_;
   std::unique_ptr<FirmwareUpdate> update_;
   std::unique_ptr<Sources> sources_;

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "sysmgr/Check.h"
-#include "sysmgr/Failure.h"
-#include "sysmgr/ModelReader.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/model/Check.h"
+#include "sysmgr/model/ModelReader.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-#include "sysmgr/Log.h"
+#include "sysmgr/log/Log.h"
 #include "tests/sysmgr/Service.h"
 
 namespace {

@@ -18,9 +18,9 @@
 #include <string>
 #include <thread>
 
-#include "sysmgr/Failure.h"
-#include "sysmgr/ModelReader.h"
-#include "sysmgr/Storage.h"
+#include "sysmgr/device/Storage.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/model/ModelReader.h"
 #include "tests/TestFolder.h"
 #include "tests/sysmgr/Service.h"
 

@@ -1,0 +1,285 @@
+// SPDX-License-Identifier: MIT
+//
+// Values are computed once a second at most, on the first question in it. A station's numbers come
+// from its signal-to-noise ratio: that gives the bits of each carrier, and these the rate.
+#include "simulator/Powerline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numeric>
+#include <utility>
+
+#include "platform/ConfigKey.h"
+
+namespace {
+
+struct Profile {
+  const char* name;
+  const char* firmware;
+  double snr;                 // decibels, mean over the carriers
+  const char* password = "";  // of the device, printed on it; "" for those always there
+};
+
+// Anybody can give a station any name, and somebody does: pages have to bear all of these.
+constexpr std::array<Profile, Powerline::kAllStations> kProfiles = {{
+    {"", "", 0},  // the local station
+    {"Wohnzimmer & K\xC3\xBC\x63he", "2.3.1-02", 31},
+    {"<script>alert(\"powerline\")</script>", "2.3.1-02", 27},
+    {"O'Brien \"attic\" <3", "2.2.0-07", 23},
+    {"B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65, 1. Stock; {Role=local}", "2.3.0-11", 19},
+    {"${_lang}<~ + `x` ~>%41\\", "1.9.4-20", 15},
+    {"\"><img src=x onerror=alert(1)>", "1.9.4-20", 6},   // a bad link
+    {"Keller, hinter der Waschmaschine", "1.8.2-03", 4},  // another one
+    {"Garage", "2.3.1-02", 17, "ABCD-EFGH-IJKL-MNOP"},
+    {"Garten <&> \"H\xC3\xBCtte\"", "2.3.0-11", 11, "QRST-UVWX-YZAB-CDEF"},
+}};
+
+// One symbol of all carriers lasts this long, and 16 of 21 bits are the user's.
+constexpr double kSymbolMicroseconds = 46.52;
+constexpr double kCodeRate = 16.0 / 21.0;
+
+// A bit more needs 3 dB more, and the first one this much.
+constexpr double kFirstBitDecibels = 4.0;
+constexpr double kBitDecibels = 3.0;
+
+constexpr double kPi = 3.14159265358979323846;
+
+// The bands of radio amateurs, as carriers: stations must not disturb them.
+struct Band {
+  std::size_t first;
+  std::size_t last;
+};
+constexpr std::array<Band, 6> kRadioBands = {
+    {{0, 8}, {62, 82}, {210, 226}, {330, 344}, {498, 522}, {782, 812}}};
+
+bool IsRadioBand(std::size_t carrier) {
+  return std::any_of(kRadioBands.begin(), kRadioBands.end(), [carrier](const Band& band) {
+    return carrier >= band.first && carrier <= band.last;
+  });
+}
+
+const std::vector<std::string> kStationColumns = {"Role",     "MacAddress", "Name",    "TxRate",
+                                                  "RxRate",   "Firmware",   "Uptime",  "MeanSnr",
+                                                  "TxFrames", "RxFrames",   "TxErrors"};
+const std::vector<std::string> kToneMapColumns = {"MacAddress", "TxToneMap", "RxToneMap"};
+
+std::string Decimal(double number) {
+  char text[32];
+  const int size = std::snprintf(text, sizeof text, "%.1f", number);
+  return std::string(text, static_cast<std::size_t>(size));
+}
+
+// A count that grows steadily and never shrinks.
+std::string Count(std::int64_t seconds, double perSecond) {
+  return std::to_string(static_cast<std::int64_t>(static_cast<double>(seconds) * perSecond));
+}
+
+template <typename Map>
+std::string ToneMapText(const Map& toneMap) {
+  std::string text;
+  text.reserve(toneMap.size());
+  for (const unsigned char bits : toneMap) text += static_cast<char>(bits < 10 ? '0' + bits : 'a');
+  return text;
+}
+
+}  // namespace
+
+Powerline::Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady, const StationBook& book,
+                     std::function<std::string()> firmware)
+    : seed_(seed),
+      timeOfDay_(std::move(timeOfDay)),
+      steady_(std::move(steady)),
+      book_(book),
+      firmware_(std::move(firmware)),
+      begin_(steady_()),
+      start_(begin_) {}
+
+void Powerline::OfferTo(Sources& sources) {
+  sources.OfferText("uptime", [this] { return std::to_string(UptimeSeconds()); });
+  sources.OfferText("output-power", [this] { return OutputPower(); });
+  sources.OfferTable("stations", {kStationColumns, [this](const Question&) { return Stations(); }});
+  sources.OfferTable("tone-maps",
+                     {kToneMapColumns, [this](const Question&) { return ToneMaps(); }});
+}
+
+std::string Powerline::OutputPower() {
+  Refresh();
+  return outputPower_;
+}
+
+LiveRows Powerline::ToneMaps() {
+  Refresh();
+  return toneMaps_;
+}
+
+LiveRows Powerline::Stations() {
+  Refresh();
+  return stations_;
+}
+
+void Powerline::Restart() {
+  start_ = steady_();
+  stations_ = nullptr;
+}
+
+bool Powerline::IsThere(std::size_t station) const {
+  return station < kStations || book_.IsAdded(MacAddress(station));
+}
+
+std::optional<std::size_t> Powerline::Find(std::string_view macAddress) const {
+  for (std::size_t station = 0; station < kAllStations; ++station) {
+    if (IsThere(station) && Config::Key::EqualMacAddresses(MacAddress(station), macAddress)) {
+      return station;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::size_t> Powerline::FindByPassword(std::string_view password) {
+  const auto isSame = [](char left, char right) {
+    return left == (right >= 'a' && right <= 'z' ? right - 'a' + 'A' : right);
+  };
+  for (std::size_t station = kStations; station < kAllStations; ++station) {
+    const std::string_view own = kProfiles[station].password;
+    if (std::equal(own.begin(), own.end(), password.begin(), password.end(), isSame)) {
+      return station;
+    }
+  }
+  return std::nullopt;
+}
+
+// Spreads its arguments over all 64 bits; the constants are those of splitmix64.
+std::uint64_t Powerline::Hash(std::uint64_t a, std::uint64_t b, std::uint64_t c) const {
+  std::uint64_t state = seed_;
+  for (const std::uint64_t part : {a, b, c}) {
+    state += part + 0x9E3779B97F4A7C15;
+    state = (state ^ (state >> 30)) * 0xBF58476D1CE4E5B9;
+    state = (state ^ (state >> 27)) * 0x94D049BB133111EB;
+    state ^= state >> 31;
+  }
+  return state;
+}
+
+double Powerline::Noise(std::uint64_t a, std::uint64_t b, std::uint64_t c) const {
+  constexpr double kLargest = 9007199254740992.0;  // 2 to the power of 53
+  return static_cast<double>(Hash(a, b, c) >> 11) / kLargest * 2 - 1;
+}
+
+std::string Powerline::MacAddress(std::size_t station) const {
+  char text[24];
+  const int size = std::snprintf(text, sizeof text, "00:0B:3B:7F:01:%02X",
+                                 static_cast<unsigned>(station + 1) & 0xFFU);
+  return std::string(text, static_cast<std::size_t>(size));
+}
+
+std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) const {
+  const std::optional<std::size_t> station = Find(macAddress);
+  if (!station || *station == 0) return std::nullopt;
+  return Snr(*station, false, timeOfDay_());
+}
+
+Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
+  const std::uint64_t link = station * 2 + (received ? 1 : 0);
+  const auto second = static_cast<std::uint64_t>(seconds);
+  // Appliances go on and off over the minutes; between two seconds only a little changes.
+  const double tide =
+      2.0 * std::sin(static_cast<double>(seconds % 3600) * 2 * kPi / 600 + Noise(link, 0, 1) * kPi);
+  const double ripple = Noise(link, second, 2);
+  const double notchWidth = 90 + 40 * Noise(link, 0, 3);
+  Decibels result{};
+  for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
+    if (IsRadioBand(carrier)) continue;
+    const auto place = static_cast<double>(carrier);
+    // High frequencies suffer more, and reflections cut notches.
+    const double slope = 5.0 - 10.0 * place / static_cast<double>(kCarriers);
+    const double notches = 3.0 * std::sin(place / notchWidth * 2 * kPi + Noise(link, 0, 4) * kPi);
+    const double grain = 1.5 * Noise(link, carrier, 5);
+    const double decibels =
+        kProfiles[station].snr + tide + ripple + slope + notches + grain + (received ? -1.0 : 0.0);
+    result[carrier] = std::max(decibels, 0.0);
+  }
+  return result;
+}
+
+Powerline::Link Powerline::MakeLink(std::size_t station, bool received) const {
+  const Decibels snr = Snr(station, received, now_);
+  Link link{};
+  unsigned bits = 0;
+  for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
+    const double above = snr[carrier] - kFirstBitDecibels;
+    const int count =
+        above < 0 ? 0 : std::min(1 + static_cast<int>(above / kBitDecibels), kMaxBitsPerCarrier);
+    link.toneMap[carrier] = static_cast<unsigned char>(count);
+    bits += static_cast<unsigned>(count);
+  }
+  link.rate = static_cast<unsigned>(bits * kCodeRate / kSymbolMicroseconds);
+  link.meanSnr = std::accumulate(snr.begin(), snr.end(), 0.0) / static_cast<double>(kCarriers);
+  return link;
+}
+
+LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link* received) const {
+  if (sent == nullptr || received == nullptr) {
+    // There is no link to oneself.
+    return {"local",
+            MacAddress(0),
+            book_.LocalName(),
+            "",
+            "",
+            firmware_(),
+            std::to_string(UptimeSeconds()),
+            "",
+            "",
+            "",
+            ""};
+  }
+  // Others have been up for longer, each by up to ten days.
+  const auto before = static_cast<std::int64_t>(Hash(station, 0, 6) % 864000);
+  const std::int64_t up = up_ + before;
+  const Profile& profile = kProfiles[station];
+  const double errors = profile.snr < 10 ? 4.2 : 0.02;
+  const std::string& name = book_.NameOf(MacAddress(station));
+  return {"remote",
+          MacAddress(station),
+          name.empty() ? profile.name : name,
+          std::to_string(sent->rate),
+          std::to_string(received->rate),
+          profile.firmware,
+          std::to_string(up),
+          Decimal(sent->meanSnr),
+          Count(up, 11 + 5 * Noise(station, 0, 7)),
+          Count(up, 17 + 8 * Noise(station, 0, 8)),
+          Count(up, errors)};
+}
+
+void Powerline::Refresh() {
+  const std::int64_t second = timeOfDay_();
+  const std::int64_t up = steady_() - begin_;
+  if (second == now_ && up == up_ && book_.Changes() == changes_ && stations_ != nullptr) return;
+  now_ = second;
+  up_ = up;
+  changes_ = book_.Changes();
+  auto stations = std::make_shared<std::vector<LiveRow>>();
+  auto toneMaps = std::make_shared<std::vector<LiveRow>>();
+  stations->push_back(StationRow(0, nullptr, nullptr));
+  for (std::size_t station = 1; station < kAllStations; ++station) {
+    if (!IsThere(station)) continue;
+    const Link sent = MakeLink(station, false);
+    const Link received = MakeLink(station, true);
+    stations->push_back(StationRow(station, &sent, &received));
+    toneMaps->push_back(
+        {MacAddress(station), ToneMapText(sent.toneMap), ToneMapText(received.toneMap)});
+  }
+  stations_ = std::move(stations);
+  toneMaps_ = std::move(toneMaps);
+  outputPower_.clear();
+  for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
+    // Around -1 dB, 30 dB less for the sake of radio amateurs.
+    const double decibels = IsRadioBand(carrier)
+                                ? -29.0
+                                : -1.0 + Noise(0, carrier / 16, 9) +
+                                      0.3 * Noise(carrier, static_cast<std::uint64_t>(second), 10);
+    if (carrier > 0) outputPower_ += ',';
+    outputPower_ += std::to_string(std::lround(256.0 * std::pow(10.0, decibels / 10.0)));
+  }
+}

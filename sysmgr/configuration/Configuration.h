@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+//
+// Exports the settings and takes exported ones back. The rule to know: a configuration comes back
+// whole or not at all, and never past the checks that a page's settings go through.
+//
+// It offers the values "config-show", "config-show-crypt", "auto-config-show",
+// "config-password-set" and "config-pending", the table "config-changes" and the action
+// "config-restore" with the parameter "Password".
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "sysmgr/configuration/ConfigurationCipher.h"
+#include "sysmgr/device/Settings.h"
+#include "sysmgr/device/Sources.h"
+#include "sysmgr/files/HandoverFolder.h"
+#include "sysmgr/files/UploadedFile.h"
+#include "sysmgr/log/ProblemList.h"
+
+class Configuration {
+ public:
+  // A configuration that was checked waits this long for its owner to say yes.
+  static constexpr std::int64_t kPendingSeconds = 600;
+
+  using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
+
+  // A wrong password takes a hash, in which nobody else is answered; the next one has to wait.
+  static constexpr std::int64_t kRetrySeconds = 2;
+
+  // All must outlive the configuration; it must be there while settings are stored.
+  Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload, Clock clock);
+
+  // The configuration must outlive the sources.
+  void OfferTo(Sources& sources);
+
+  // Told of every configuration that was restored, after its settings were stored.
+  void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
+
+  // Forgets what is kept in memory only: a pending configuration, and the key of the password.
+  void Restart() {
+    pending_.reset();
+    cipher_.Forget();
+  }
+
+  // Forgets a pending configuration whose time is over.
+  void DropOld();
+
+ private:
+  enum class Part { kReadable, kAll, kShared };
+
+  // Wiped when it goes: there may be secrets in it.
+  struct Pending {
+    Storage::Batch settings;
+    std::int64_t since = 0;
+
+    Pending() = default;
+    ~Pending();
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+  };
+  using PendingPointer = std::unique_ptr<Pending>;
+
+  std::string Show(Part part, std::string_view client) const;
+  LiveValue HandOver(std::string_view prefix, std::string_view suffix, std::string_view content);
+  LiveValue ShowText(const Question& question) const;
+  LiveValue ShowSealed(const Question& question);
+  LiveRows Changes(const Question& question);
+
+  std::string Restore(const ActionRequest& request);
+  std::string ReadUpload(std::string_view password, Secret& text);
+  std::string Load(const ActionRequest& request, PendingPointer& loaded);
+  std::string Apply(const Pending& pending, std::string_view client);
+  void Examine(const Storage::Batch& batch, std::string_view client, ProblemList& problems) const;
+  std::string ExamineOne(const std::string& key, const std::string& value,
+                         std::string_view client) const;
+
+  Settings& settings_;
+  HandoverFolder& files_;
+  const UploadedFile& upload_;
+  Clock clock_;
+  ConfigurationCipher cipher_;
+  PendingPointer pending_;
+  std::int64_t retry_ = 0;  // when an enciphered file is read again
+  std::function<void()> onRestored_;
+};

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+//
+// Written by hand, read by a library. A document type is refused before any of it is read: that is
+// where entities come from, and with them all that XML can do to its reader.
+#include "sysmgr/configuration/ConfigurationText.h"
+
+#include <expat.h>
+
+#include <memory>
+#include <utility>
+
+#include "platform/ConfigKey.h"
+#include "sysmgr/model/Check.h"
+
+namespace ConfigurationText {
+namespace {
+
+constexpr std::string_view kRoot = "configuration";
+constexpr std::string_view kRootBegin = "<configuration";
+constexpr std::string_view kSetting = "setting";
+constexpr std::string_view kBlanks = " \t\r\n";
+
+constexpr const char* kNoConfiguration = "The file is not a configuration.";
+
+// Longest name of a key that is not ours and still repeated in a message.
+constexpr std::size_t kMaxShownKeyBytes = 64;
+
+std::string Escape(std::string_view text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char byte : text) {
+    switch (byte) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        escaped += byte;
+    }
+  }
+  return escaped;
+}
+
+// Reads one document. The library's callbacks are C: nothing is thrown through them.
+class Reader {
+ public:
+  Reader() : parser_(XML_ParserCreate(nullptr)) {
+    if (parser_ == nullptr) throw std::bad_alloc();
+    XML_SetUserData(parser_.get(), this);
+    XML_SetStartDoctypeDeclHandler(parser_.get(), OnDocumentType);
+    XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
+    XML_SetCharacterDataHandler(parser_.get(), OnText);
+  }
+
+  Parsed Read(std::string_view text) {
+    const XML_Status status =
+        XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
+    if (outOfMemory_) throw std::bad_alloc();
+    if (stopped_.empty() && status != XML_STATUS_OK) {
+      // Lines help whoever has edited a configuration; other files have none.
+      const bool isOurs = text.find(kRootBegin) != std::string_view::npos;
+      stopped_ = isOurs ? Line() + " is not well-formed XML" : kNoConfiguration;
+    }
+    if (!stopped_.empty()) {
+      // Half a file says nothing about the rest.
+      parsed_ = Parsed();
+      parsed_.problems.Add(stopped_);
+    }
+    return std::move(parsed_);
+  }
+
+ private:
+  struct Free {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+  };
+
+  template <typename Work>
+  static void Guard(void* reader, Work work) {
+    auto* const self = static_cast<Reader*>(reader);
+    if (self->outOfMemory_ || !self->stopped_.empty()) return;
+    try {
+      work(*self);
+    } catch (...) {
+      self->outOfMemory_ = true;
+      XML_StopParser(self->parser_.get(), XML_FALSE);
+    }
+  }
+
+  static void XMLCALL OnDocumentType(void* reader, const XML_Char*, const XML_Char*,
+                                     const XML_Char*, int) {
+    Guard(reader, [](Reader& self) {
+      self.Stop(self.Line() + " holds a document type, which no configuration has");
+    });
+  }
+  static void XMLCALL OnStart(void* reader, const XML_Char* name, const XML_Char** attributes) {
+    Guard(reader, [&](Reader& self) { self.Start(name, attributes); });
+  }
+  static void XMLCALL OnEnd(void* reader, const XML_Char*) {
+    Guard(reader, [](Reader& self) { self.End(); });
+  }
+  static void XMLCALL OnText(void* reader, const XML_Char* text, int size) {
+    Guard(reader, [&](Reader& self) { self.Text({text, static_cast<std::size_t>(size)}); });
+  }
+
+  std::string Line() const {
+    return "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get()));
+  }
+
+  // The first reason counts.
+  void Stop(std::string why) {
+    if (!stopped_.empty()) return;
+    stopped_ = std::move(why);
+    XML_StopParser(parser_.get(), XML_FALSE);
+  }
+
+  void Complain(const char* what) {
+    if (parsed_.problems.Count() == kMaxProblems) {
+      return Stop("There are more than " + std::to_string(kMaxProblems) +
+                  " mistakes in the configuration.");
+    }
+    parsed_.problems.Add(Line() + " " + what);
+  }
+
+  void Start(std::string_view name, const XML_Char** attributes);
+  void StartRoot(std::string_view name, const XML_Char** attributes);
+  void StartSetting(const XML_Char** attributes);
+  void End();
+  void Text(std::string_view text);
+
+  std::unique_ptr<XML_ParserStruct, Free> parser_;
+  Parsed parsed_;
+  std::string stopped_;  // why reading ended early
+  bool outOfMemory_ = false;
+  unsigned depth_ = 0;
+  XML_Size textLine_ = 0;  // where text outside of settings was found last
+  bool inSetting_ = false;
+};
+
+void Reader::Start(std::string_view name, const XML_Char** attributes) {
+  const unsigned depth = depth_++;
+  if (depth >= kMaxDepth) return Stop(Line() + " holds too many elements inside each other");
+  if (depth == 0) return StartRoot(name, attributes);
+  if (depth == 1 && name == kSetting) return StartSetting(attributes);
+  Complain("holds an unknown element");
+}
+
+void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
+  std::int64_t format = 0;
+  bool hasVersion = false;
+  bool isStrange = name != kRoot;
+  for (; *attributes != nullptr; attributes += 2) {
+    const std::string_view attribute = attributes[0];
+    const std::string_view value = attributes[1];
+    if (attribute == "format") {
+      isStrange |= !ParseInteger(value, format);
+    } else if (attribute == "device") {
+      parsed_.identity.device = value;
+    } else if (attribute == "model") {
+      hasVersion = ParseInteger(value, parsed_.identity.version) && parsed_.identity.version >= 1;
+    } else {
+      Complain("holds an unknown attribute");
+    }
+  }
+  if (isStrange || format < 1) return Stop(kNoConfiguration);
+  if (format > kFormat) {
+    return Stop("The configuration is of format " + std::to_string(format) +
+                "; this device knows format " + std::to_string(kFormat) + ".");
+  }
+  if (!hasVersion) Stop("The configuration does not say which version of the model it is of.");
+}
+
+void Reader::StartSetting(const XML_Char** attributes) {
+  inSetting_ = true;
+  if (parsed_.settings.size() == kMaxSettings) {
+    return Stop("The configuration holds more than " + std::to_string(kMaxSettings) + " settings.");
+  }
+  parsed_.settings.emplace_back();
+  for (; *attributes != nullptr; attributes += 2) {
+    const std::string_view attribute = attributes[0];
+    const std::string_view value = attributes[1];
+    if (attribute == "key") {
+      parsed_.settings.back().first = value;
+    } else {
+      Complain("holds an unknown attribute");
+    }
+  }
+  const std::string& key = parsed_.settings.back().first;
+  if (key.size() > kMaxShownKeyBytes || Config::Key::Key(key).Path() != key || key.empty()) {
+    Complain("does not name a setting");
+    parsed_.settings.back().first.clear();
+  }
+}
+
+void Reader::End() {
+  --depth_;
+  if (depth_ == 1) inSetting_ = false;
+}
+
+void Reader::Text(std::string_view text) {
+  if (inSetting_ && depth_ == 2) {
+    parsed_.settings.back().second += text;
+  } else if (text.find_first_not_of(kBlanks) != std::string_view::npos) {
+    // Told once a line: the library cuts texts as it likes.
+    const XML_Size line = XML_GetCurrentLineNumber(parser_.get());
+    if (line != textLine_) Complain("holds text outside of settings");
+    textLine_ = line;
+  }
+}
+
+}  // namespace
+
+std::string Write(const Identity& identity, const Storage::Batch& settings) {
+  std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+  text.append("<configuration format=\"").append(std::to_string(kFormat));
+  text.append("\" device=\"").append(Escape(identity.device));
+  text.append("\" model=\"").append(std::to_string(identity.version)).append("\">\n");
+  for (const auto& [key, value] : settings) {
+    text.append("  <setting key=\"").append(Escape(key)).append("\">");
+    text.append(Escape(value)).append("</setting>\n");
+  }
+  return text += "</configuration>\n";
+}
+
+Parsed Read(std::string_view text) {
+  if (text.size() <= kMaxBytes) return Reader().Read(text);
+  Parsed parsed;
+  parsed.problems.Add("The configuration has more than " + std::to_string(kMaxBytes) + " bytes.");
+  return parsed;
+}
+
+}  // namespace ConfigurationText

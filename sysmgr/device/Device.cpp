@@ -1,0 +1,355 @@
+// SPDX-License-Identifier: MIT
+//
+// A query collects columns, key after key, and makes rows of them at the end.
+#include "sysmgr/device/Device.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "base/Utf8.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/log/Log.h"
+#include "sysmgr/model/Check.h"
+
+namespace {
+
+// "0:,": what a cell costs at least.
+constexpr std::size_t kMinCellBytes = 3;
+
+struct Filter {
+  std::size_t column;
+  const std::string* value;
+  bool isMac;
+};
+
+bool Keeps(const std::vector<Filter>& filters, const LiveRow& row) {
+  return std::all_of(filters.begin(), filters.end(), [&row](const Filter& filter) {
+    return filter.isMac ? Config::Key::EqualMacAddresses(row[filter.column], *filter.value)
+                        : row[filter.column] == *filter.value;
+  });
+}
+
+const ModelColumn* FindColumn(const ModelKey& table, std::string_view name) {
+  for (const ModelColumn& column : table.columns) {
+    if (column.name == name) return &column;
+  }
+  return nullptr;
+}
+
+std::size_t IndexOf(const std::vector<std::string>& names, std::string_view name) {
+  return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+}
+
+bool Names(const std::vector<std::string>& names, std::string_view name) {
+  return IndexOf(names, name) < names.size();
+}
+
+// The first name of those in the key that is not among the known ones; null when there is none.
+const std::string* FindStranger(const std::vector<Config::Key::Pair>& pairs,
+                                const std::vector<std::string>& known) {
+  for (const Config::Key::Pair& pair : pairs) {
+    if (!Names(known, pair.name)) return &pair.name;
+  }
+  return nullptr;
+}
+
+// Whether the parameter is not given and may not be left out either.
+bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    if (keys.View(row, 0) == parameter.name) return false;
+  }
+  return !CheckValue(parameter, "").empty();
+}
+
+}  // namespace
+
+// One cell with the text.
+void Device::Collection::AddText(std::string text) {
+  texts.push_back(std::move(text));
+  columns.push_back({texts.back()});
+}
+
+std::string_view Device::Collection::MakeSafe(std::string_view cell) {
+  const bool isPlain =
+      std::all_of(cell.begin(), cell.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
+  if (isPlain) return cell;
+  std::string safe;
+  Utf8::AppendSafe(safe, cell);
+  if (safe == cell) return cell;
+  texts.push_back(std::move(safe));
+  return texts.back();
+}
+
+// Makes one cell of the columns from `first` on: the cells row by row, with commas between them.
+void Device::Collection::JoinFrom(std::size_t first) {
+  std::string text;
+  for (std::size_t row = 0; row < columns[first].size(); ++row) {
+    for (std::size_t column = first; column < columns.size(); ++column) {
+      if (row > 0 || column > first) text += ',';
+      text += columns[column][row];
+    }
+  }
+  columns.resize(first);
+  AddText(std::move(text));
+}
+
+std::size_t Device::Collection::BytesFrom(std::size_t first) const {
+  std::size_t bytes = 0;
+  for (std::size_t column = first; column < columns.size(); ++column) {
+    for (const std::string_view cell : columns[column]) bytes += cell.size() + kMinCellBytes;
+  }
+  return bytes;
+}
+
+// Shorter columns are filled up with nothing.
+StringTable Device::Collection::MakeTable() const {
+  std::size_t height = 0;
+  for (const auto& column : columns) height = std::max(height, column.size());
+  StringTable table(static_cast<unsigned>(columns.size()));
+  std::vector<std::string_view> cells(columns.size());
+  for (std::size_t row = 0; row < height; ++row) {
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      cells[c] = row < columns[c].size() ? columns[c][row] : std::string_view();
+    }
+    table.AddCells(cells);
+  }
+  return table;
+}
+
+Device::Device(Settings& settings, const Sources& sources)
+    : model_(settings.Definitions()), settings_(settings), sources_(sources) {
+  for (const ModelKey& key : model_.Keys()) {
+    if (!key.source.empty()) CheckSource(key);
+    if (key.access == Access::kAction && sources.FindAction(key.action) == nullptr) {
+      throw StartFailure("model, key '" + key.name + "': there is no action '" + key.action + "'");
+    }
+  }
+}
+
+void Device::CheckSource(const ModelKey& key) const {
+  const std::string where = "model, key '" + key.name + "': ";
+  if (key.type != ValueType::kTable) {
+    if (sources_.FindValue(key.source) == nullptr) {
+      throw StartFailure(where + "there is no source '" + key.source + "' of a single value");
+    }
+    return;
+  }
+  const TableSource* table = sources_.FindTable(key.source);
+  if (table == nullptr) {
+    throw StartFailure(where + "there is no source '" + key.source + "' of a table");
+  }
+  for (const ModelColumn& column : key.columns) {
+    if (!Names(table->columns, column.name)) {
+      throw StartFailure(where + "source '" + key.source + "' has no column '" + column.name + "'");
+    }
+  }
+}
+
+std::string Device::AppendTable(const ModelKey& definition, const Question& question,
+                                Collection& collection) {
+  const Config::Key::Key& key = question.key;
+  const TableSource& table = *sources_.FindTable(definition.source);
+  const std::vector<std::string>& names = table.columns;
+  std::vector<Filter> filters;
+  for (const Config::Key::Pair& selector : key.Selectors()) {
+    const ModelColumn* column = FindColumn(definition, selector.name);
+    if (column == nullptr) return "has no column " + selector.name;
+    filters.push_back(
+        {IndexOf(names, selector.name), &selector.value, column->type == ValueType::kMac});
+  }
+  std::vector<std::size_t> wanted;
+  if (key.Column().empty()) {
+    for (const ModelColumn& column : definition.columns) {
+      wanted.push_back(IndexOf(names, column.name));
+    }
+  } else if (FindColumn(definition, key.Column()) != nullptr) {
+    wanted.push_back(IndexOf(names, key.Column()));
+  } else {
+    return "has no column " + key.Column();
+  }
+  auto& columns = collection.columns;
+  const std::size_t first = columns.size();
+  columns.resize(first + wanted.size());
+  collection.rows.push_back(table.rows(question));
+  for (const LiveRow& row : *collection.rows.back()) {
+    if (!Keeps(filters, row)) continue;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      columns[first + i].push_back(collection.MakeSafe(row[wanted[i]]));
+    }
+  }
+  return "";
+}
+
+std::string Device::AppendValue(const ModelKey& definition, const Question& question,
+                                Collection& collection) {
+  const ValueSource& source = *sources_.FindValue(definition.source);
+  if (!question.key.Column().empty()) return "is not a table";
+  if (source.selectors.empty() && !question.key.Selectors().empty()) return "is not a table";
+  if (const std::string* name = FindStranger(question.key.Selectors(), source.selectors)) {
+    return "has no selector " + *name;
+  }
+  if (source.makesFile && collection.files.size() == kMaxFilesPerQuery) {
+    return "would make more files than one query may, " + std::to_string(kMaxFilesPerQuery);
+  }
+  LiveValue value = source.value(question);
+  if (value.problem.empty()) {
+    if (source.makesFile) collection.files.push_back(value.text);
+    collection.AddText(std::move(value.text));
+  }
+  return std::move(value.problem);
+}
+
+std::string Device::AppendLive(const ModelKey& definition, const Question& question, bool joined,
+                               Collection& collection) {
+  const std::size_t first = collection.columns.size();
+  const bool isTable = definition.type == ValueType::kTable;
+  std::string problem = isTable ? AppendTable(definition, question, collection)
+                                : AppendValue(definition, question, collection);
+  if (!problem.empty()) return problem;
+  collection.liveBytes += collection.BytesFrom(first);
+  if (collection.liveBytes > kMaxLiveBytes) {
+    return "would bring the live values to more than " + std::to_string(kMaxLiveBytes) + " bytes";
+  }
+  if (isTable && joined) collection.JoinFrom(first);
+  return "";
+}
+
+std::string Device::AppendKey(std::string_view text, std::string_view client,
+                              Collection& collection) {
+  const Config::Key::Key key(text);
+  if (!key.IsValid()) return "is malformed";
+  const ModelKey* definition = model_.Find(key.Path());
+  if (definition == nullptr) return "is unknown";
+  if (!definition->CanBeRead()) return "can't be read";
+  if (!definition->IsOpenTo(client)) return "is not open to this client";
+  const bool isTable = definition->type == ValueType::kTable;
+  const ValueSource* source = isTable ? nullptr : sources_.FindValue(definition->source);
+  bool joined = false;
+  for (const Config::Key::Pair& option : key.Options()) {
+    if (option.name != "format") {
+      if (source != nullptr && Names(source->options, option.name)) continue;
+      return "has no option " + option.name;
+    }
+    if (option.value != "scalar" && option.value != "table") return "has no such format";
+    joined = option.value == "scalar";
+  }
+  const Question question{key, client};
+  if (isTable || source != nullptr) return AppendLive(*definition, question, joined, collection);
+  if (!key.Selectors().empty()) return "is not a table";
+  collection.columns.push_back(
+      {definition->IsSetting() ? settings_.Get(definition->name) : definition->defaultValue});
+  return "";
+}
+
+bool Device::Query(const StringTable& keys, std::string_view client, StringTable& answer,
+                   std::string& problem) {
+  if (keys.Rows() == 0 || keys.Columns() != 1) {
+    problem = "a query is a table of one column with a row for each key";
+    return false;
+  }
+  if (keys.Rows() > kMaxKeysPerRequest) {
+    problem = "more than " + std::to_string(kMaxKeysPerRequest) + " keys";
+    return false;
+  }
+  Collection collection;
+  if (Collect(keys, client, collection, problem)) {
+    answer = collection.MakeTable();
+    return true;
+  }
+  // Nobody will hear of them.
+  for (const std::string& file : collection.files) unlink(file.c_str());
+  return false;
+}
+
+bool Device::Collect(const StringTable& keys, std::string_view client, Collection& collection,
+                     std::string& problem) {
+  const auto& columns = collection.columns;
+  std::size_t bytes = 0;
+  std::size_t rows = 0;
+  for (unsigned i = 0; i < keys.Rows(); ++i) {
+    const std::string_view text = keys.View(i, 0);
+    const std::size_t first = columns.size();
+    problem = AppendKey(text, client, collection);
+    if (!problem.empty()) {
+      problem.insert(0, "key '" + std::string(Log::WithoutSelectors(text)) + "' ");
+      return false;
+    }
+    bytes += collection.BytesFrom(first);
+    for (std::size_t c = first; c < columns.size(); ++c) rows = std::max(rows, columns[c].size());
+    if (bytes > kMaxAnswerBytes || rows * columns.size() * kMinCellBytes > kMaxAnswerBytes) {
+      problem = "the answer would be larger than " + std::to_string(kMaxAnswerBytes) + " bytes";
+      return false;
+    }
+  }
+  return true;
+}
+
+// "" when the key may stand in a batch with the other keys. An action is alone with its parameters.
+std::string Device::CheckCompany(std::string_view name, const StringTable& keys) const {
+  const ModelKey& definition = *model_.Find(std::string(name));
+  if (definition.IsSetting()) return "";
+  const bool isAction = definition.access == Access::kAction;
+  bool hasAction = isAction;
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    const std::string_view other = keys.View(row, 0);
+    if (other == name) continue;
+    if (other == definition.action) hasAction = true;
+    const ModelKey* company = model_.Find(std::string(other));
+    const bool isOurs = company != nullptr && company->access == Access::kParameter &&
+                        company->action == definition.name;
+    if (isAction && !isOurs) return "must be set on its own";
+  }
+  if (definition.access == Access::kParameter && !hasAction) {
+    return "can only be set together with " + definition.action;
+  }
+  if (!isAction) return "";
+  for (const ModelKey& parameter : model_.Keys()) {
+    if (parameter.access == Access::kParameter && parameter.action == definition.name &&
+        IsMissing(parameter, keys)) {
+      return "needs " + parameter.name + " too";
+    }
+  }
+  return "";
+}
+
+std::string Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
+                        std::string_view client) {
+  const std::string_view name = keys.View(row, 0);
+  const Action& action = *sources_.FindAction(model_.Find(std::string(name))->action);
+  return action(ActionRequest(keys, values, name, client));
+}
+
+StringTable Device::Set(const StringTable& keys, const StringTable& values,
+                        std::string_view client) {
+  std::vector<std::string> problems;
+  Storage::Batch batch;
+  std::set<std::string_view> seen;
+  unsigned action = keys.Rows();  // its row
+  bool fine = true;
+  for (unsigned row = 0; row < keys.Rows(); ++row) {
+    const std::string_view name = keys.View(row, 0);
+    std::string problem = settings_.Check(name, values.View(row, 0), client);
+    if (problem.empty() && !seen.insert(name).second) problem = "is there twice";
+    if (problem.empty()) problem = CheckCompany(name, keys);
+    if (!problem.empty()) {
+      fine = false;
+    } else if (model_.Find(std::string(name))->access == Access::kAction) {
+      action = row;
+    } else {
+      batch.emplace_back(name, values.View(row, 0));
+    }
+    problems.push_back(std::move(problem));
+  }
+  if (fine && action < keys.Rows()) {
+    problems[action] = Run(keys, values, action, client);
+  } else if (fine && !batch.empty()) {
+    std::string problem = settings_.Store(batch);
+    if (!problem.empty()) problems.push_back(std::move(problem));
+  }
+  StringTable answer(1);
+  for (const std::string& problem : problems) answer.AddCells({problem});
+  return answer;
+}

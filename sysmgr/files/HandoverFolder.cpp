@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+//
+// The age of files is kept in memory, by the clock that nobody sets: whatever an earlier service
+// has left is removed at the start.
+#include "sysmgr/files/HandoverFolder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "base/Descriptor.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/log/Log.h"
+
+namespace {
+
+constexpr mode_t kFolderMode = 0700;
+constexpr mode_t kForbiddenFolderMode = S_IRWXG | S_IRWXO;
+
+[[noreturn]] void Fail(const std::string& path, const std::string& what) {
+  throw StartFailure("folder '" + path + "' for files to fetch " + what);
+}
+
+// The folder above belongs to the socket, which is made later.
+void MakeFolder(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash == 0) Fail(path, "must be named with the one above it");
+  const std::string above = path.substr(0, slash);
+  constexpr mode_t kAboveMode = 0750;
+  if (mkdir(above.c_str(), kAboveMode) == 0) chmod(above.c_str(), kAboveMode);
+  if (mkdir(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+    Fail(path, "can't be made: " + std::string(std::strerror(errno)));
+  }
+}
+
+// Removes every file in the open folder.
+void Empty(const std::string& path, Descriptor folder) {
+  struct Closer {
+    void operator()(DIR* directory) const { closedir(directory); }
+  };
+  const std::unique_ptr<DIR, Closer> directory(fdopendir(dup(folder.Number())));
+  if (directory == nullptr) Fail(path, "can't be read: " + std::string(std::strerror(errno)));
+  while (const dirent* entry = readdir(directory.get())) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    if (unlinkat(folder.Number(), entry->d_name, 0) != 0) {
+      Fail(path, "holds what can't be removed: " + std::string(std::strerror(errno)));
+    }
+  }
+}
+
+}  // namespace
+
+HandoverFolder::HandoverFolder(std::string path, Clock clock)
+    : path_(std::move(path)), clock_(std::move(clock)) {
+  MakeFolder(path_);
+  Descriptor folder(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (folder.Number() < 0) Fail(path_, "can't be used: " + std::string(std::strerror(errno)));
+  struct stat status {};
+  if (fstat(folder.Number(), &status) != 0 || status.st_uid != geteuid()) {
+    Fail(path_, "belongs to somebody else");
+  }
+  if ((status.st_mode & kForbiddenFolderMode) != 0) {
+    Fail(path_, "is too open; its mode must be 0700");
+  }
+  Empty(path_, std::move(folder));
+}
+
+HandoverFolder::~HandoverFolder() {
+  RemoveAll();
+}
+
+void HandoverFolder::RemoveAll() {
+  while (!files_.empty()) RemoveOldest();
+}
+
+void HandoverFolder::RemoveOldest() {
+  // It may have been fetched and removed.
+  unlink(files_.front().path.c_str());
+  files_.pop_front();
+}
+
+void HandoverFolder::RemoveOld() {
+  const std::int64_t now = clock_();
+  while (!files_.empty() && now - files_.front().made > kMaxAgeSeconds) RemoveOldest();
+}
+
+// False when the folder is full of files that are still waited for.
+bool HandoverFolder::MakeRoom() {
+  if (files_.size() < kMaxFiles) return true;
+  // Most have been fetched and removed.
+  const auto isGone = [](const File& file) { return access(file.path.c_str(), F_OK) != 0; };
+  files_.erase(std::remove_if(files_.begin(), files_.end(), isGone), files_.end());
+  if (files_.size() < kMaxFiles) return true;
+  if (clock_() - files_.front().made < kSafeSeconds) return false;
+  RemoveOldest();
+  return true;
+}
+
+bool HandoverFolder::Write(int descriptor, std::string_view content) const {
+  while (!content.empty()) {
+    const ssize_t count = write(descriptor, content.data(), content.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+std::string HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
+                                std::string_view content) {
+  RemoveOld();
+  if (!MakeRoom()) {
+    Log::WriteAboutClient("'" + path_ + "' is full of files that nobody has fetched yet");
+    return "";
+  }
+  std::string path = path_ + "/";
+  path.append(prefix).append("XXXXXX").append(suffix);
+  // Made with mode 0600.
+  const Descriptor file(mkostemps(path.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
+  if (file.Number() >= 0) {
+    if (Write(file.Number(), content)) {
+      files_.push_back({path, clock_()});
+      return path;
+    }
+    const int error = errno;
+    unlink(path.c_str());
+    errno = error;
+  }
+  Log::Write("a file can't be put into '" + path_ + "': " + std::strerror(errno));
+  return "";
+}

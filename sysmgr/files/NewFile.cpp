@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+//
+// Temporary name, sync, rename, sync of the folder: the order is what makes it safe.
+#include "sysmgr/files/NewFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+std::string Words(int error) {
+  switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return "the storage is full";
+    case EROFS:
+    case EACCES:
+    case EPERM:
+      return "the storage is read-only";
+    default:
+      return "the storage reports an error";
+  }
+}
+
+int Make(const std::string& path) {
+  unlink(path.c_str());
+  return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace
+
+NewFile::NewFile(std::string path)
+    : path_(std::move(path)), descriptor_(Make(path_ + kSuffix)), makingError_(errno) {}
+
+NewFile::~NewFile() {
+  if (descriptor_.Number() >= 0 && !committed_) unlink((path_ + kSuffix).c_str());
+}
+
+std::string NewFile::Write(std::string_view bytes) {
+  if (descriptor_.Number() < 0) return Words(makingError_);
+  while (!bytes.empty()) {
+    const ssize_t count = write(descriptor_.Number(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return Words(errno);
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return "";
+}
+
+std::string NewFile::Sync() {
+  return fsync(descriptor_.Number()) == 0 ? "" : Words(errno);
+}
+
+std::string NewFile::Commit() {
+  std::string problem = Sync();
+  if (!problem.empty()) return problem;
+  if (std::rename((path_ + kSuffix).c_str(), path_.c_str()) != 0) return Words(errno);
+  committed_ = true;
+  const Descriptor folder(open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // The file is whole either way; only which of the two a power cut leaves is open now.
+  if (folder.Number() < 0 || fsync(folder.Number()) != 0) return Words(errno);
+  return "";
+}

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+//
+// Looked at through the open descriptor, so that nothing can be exchanged in between.
+#include "sysmgr/files/UploadedFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "sysmgr/log/Log.h"
+
+namespace {
+
+constexpr const char* kUnreadable = "The uploaded file can not be read.";
+
+bool IsOurs(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+}  // namespace
+
+UploadedFile::Opened UploadedFile::Open() const {
+  Opened opened;
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) == 0) {
+    opened.device = status.st_dev;
+    opened.inode = status.st_ino;
+  }
+  // Opening a named pipe would wait for its writer.
+  opened.file = Descriptor(open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (opened.file.Number() < 0) {
+    if (errno == ENOENT) {
+      opened.problem = "No file has been uploaded.";
+      return opened;
+    }
+    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(errno));
+    opened.problem = kUnreadable;
+    return opened;
+  }
+  if (fstat(opened.file.Number(), &status) != 0 || !IsOurs(status)) {
+    Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
+    opened.file = Descriptor(-1);
+    opened.problem = kUnreadable;
+    return opened;
+  }
+  opened.device = status.st_dev;
+  opened.inode = status.st_ino;
+  opened.bytes = static_cast<std::size_t>(status.st_size);
+  return opened;
+}
+
+std::string UploadedFile::Read(const Opened& opened, std::size_t maxBytes, std::string& content) {
+  content.clear();
+  if (!opened.problem.empty()) return opened.problem;
+  if (opened.bytes > maxBytes) {
+    return "The uploaded file has more than " + std::to_string(maxBytes) + " bytes.";
+  }
+  content.resize(opened.bytes);
+  std::size_t done = 0;
+  while (done < content.size()) {
+    const ssize_t count = read(opened.file.Number(), content.data() + done, content.size() - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      // Cut while it was read: whoever writes it is not done.
+      content.clear();
+      return kUnreadable;
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return "";
+}
+
+void UploadedFile::Delete(const Opened& opened) const {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) != 0 || status.st_dev != opened.device ||
+      status.st_ino != opened.inode) {
+    return;
+  }
+  if (unlink(path_.c_str()) != 0 && errno != ENOENT) {
+    Log::Write("upload file '" + path_ + "' can't be removed: " + std::strerror(errno));
+  }
+}
+
+void UploadedFile::DeleteOurs() const {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) == 0 && IsOurs(status)) unlink(path_.c_str());
+}
+
+void UploadedFile::DeleteOld(std::int64_t now) {
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) != 0) {
+    seenInode_ = 0;
+    return;
+  }
+  if (status.st_ino != seenInode_ || status.st_mtim.tv_sec != seenChange_.tv_sec ||
+      status.st_mtim.tv_nsec != seenChange_.tv_nsec) {
+    seenInode_ = status.st_ino;
+    seenChange_ = status.st_mtim;
+    seenSince_ = now;
+  } else if (now - seenSince_ >= kMaxAgeSeconds) {
+    DeleteOurs();
+  }
+}

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+//
+// The file that a page has uploaded. The rule to know: it stands in a folder where anybody may put
+// anything, so only a regular file of our own user is ever opened, and no link is followed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <utility>
+
+#include "base/Descriptor.h"
+
+class UploadedFile {
+ public:
+  // One that nobody acts on is forgotten after this time; there may be secrets in it.
+  static constexpr std::int64_t kMaxAgeSeconds = 600;
+
+  explicit UploadedFile(std::string path) : path_(std::move(path)) {}
+
+  struct Opened {
+    Descriptor file{-1};    // for reading; below 0 when there is a problem
+    std::size_t bytes = 0;  // its size
+    std::string problem;    // "" or a sentence for a page
+    dev_t device = 0;       // which file it was; both 0 when there was none
+    ino_t inode = 0;
+  };
+  Opened Open() const;
+
+  // Reads all of it, at most `maxBytes`. "" or a sentence for a page, with `content` empty then.
+  static std::string Read(const Opened& opened, std::size_t maxBytes, std::string& content);
+
+  // Removes what Open found, whatever it was, unless something newer stands in its place. A link is
+  // removed, not what it points to.
+  void Delete(const Opened& opened) const;
+
+  // Removes what is there now, if it is a regular file of our own user.
+  void DeleteOurs() const;
+
+  // The same for a file that has stood there unchanged for kMaxAgeSeconds of such calls. `now`:
+  // seconds that never run backwards; the time of day may jump while a file waits.
+  void DeleteOld(std::int64_t now);
+
+ private:
+  std::string path_;
+  ino_t seenInode_ = 0;  // of the file that the last DeleteOld has found
+  timespec seenChange_{};
+  std::int64_t seenSince_ = 0;
+};

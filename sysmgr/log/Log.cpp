@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+//
+// Records are written with one write() each; nothing is buffered, so nothing is lost in a crash.
+#include "sysmgr/log/Log.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <ctime>
+
+namespace Log {
+namespace {
+
+std::string Time(std::time_t seconds) {
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  char text[32];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return std::string(text, size);
+}
+
+void WriteAt(std::time_t seconds, std::string_view text) {
+  pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&descriptor, 1, 0) != 1 || (descriptor.revents & POLLOUT) == 0) return;
+  const std::string record = Record(Time(seconds), text);
+  // A record that can't be written has nowhere to be reported.
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, record.data(), record.size());
+}
+
+}  // namespace
+
+std::string Record(std::string_view time, std::string_view text) {
+  std::string record(time);
+  record += " sysmgrd: ";
+  for (const char byte : text) {
+    if (record.size() == kMaxRecordBytes - 1) break;
+    record += byte < ' ' || byte > '~' ? '?' : byte;
+  }
+  record += '\n';
+  return record;
+}
+
+void Write(std::string_view text) {
+  WriteAt(std::time(nullptr), text);
+}
+
+void WriteAboutClient(std::string_view text) {
+  static std::time_t second = 0;
+  static unsigned count = 0;
+  const std::time_t now = std::time(nullptr);
+  if (now != second) {
+    if (count > kMaxClientRecordsPerSecond) {
+      WriteAt(now, std::to_string(count - kMaxClientRecordsPerSecond) +
+                       " more records about clients left out");
+    }
+    second = now;
+    count = 0;
+  }
+  if (++count <= kMaxClientRecordsPerSecond) WriteAt(now, text);
+}
+
+}  // namespace Log

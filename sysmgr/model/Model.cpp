@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+//
+// Lookups in the model.
+#include "sysmgr/model/Model.h"
+
+#include <algorithm>
+#include <utility>
+
+bool ModelKey::IsOpenTo(std::string_view client) const {
+  return clients.empty() || std::find(clients.begin(), clients.end(), client) != clients.end();
+}
+
+bool ModelRule::Concerns(std::string_view key) const {
+  return key == whenKey || std::find(keys.begin(), keys.end(), key) != keys.end();
+}
+
+const ModelKey* Model::Find(std::string_view name) const {
+  const auto found = index_.find(std::string(name));
+  return found == index_.end() ? nullptr : &keys_[found->second];
+}
+
+bool Model::Add(ModelKey key) {
+  if (!index_.emplace(key.name, keys_.size()).second) return false;
+  keys_.push_back(std::move(key));
+  return true;
+}
+
+void Model::SetIdentity(std::string deviceName, std::int64_t version) {
+  deviceName_ = std::move(deviceName);
+  version_ = version;
+}

@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: MIT
+//
+// Reads one member after the other; what belongs to a type of value is read in a function of its
+// own, which also says which members that type may have.
+#include "sysmgr/model/ModelParts.h"
+
+#include <regex.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/ConfigKey.h"
+#include "sysmgr/log/Failure.h"
+#include "sysmgr/model/Check.h"
+#include "sysmgr/model/ModelReader.h"
+
+namespace ModelParts {
+namespace {
+
+using nlohmann::json;
+
+template <typename Value>
+struct Word {
+  std::string_view word;
+  Value value;
+};
+
+constexpr std::array<Word<ValueType>, 8> kTypes = {{{"text", ValueType::kText},
+                                                    {"integer", ValueType::kInteger},
+                                                    {"boolean", ValueType::kBoolean},
+                                                    {"enumeration", ValueType::kEnumeration},
+                                                    {"mac", ValueType::kMac},
+                                                    {"ipv4", ValueType::kIpv4},
+                                                    {"password", ValueType::kPassword},
+                                                    {"table", ValueType::kTable}}};
+constexpr std::array<Word<Access>, 5> kAccess = {{{"read", Access::kRead},
+                                                  {"read-write", Access::kReadWrite},
+                                                  {"write-only", Access::kWriteOnly},
+                                                  {"action", Access::kAction},
+                                                  {"parameter", Access::kParameter}}};
+
+template <typename Value, std::size_t size>
+Value Choose(const Object& object, const char* member, const std::array<Word<Value>, size>& words) {
+  const std::string text = object.Text(member);
+  std::string known;
+  for (const auto& [word, value] : words) {
+    if (word == text) return value;
+    known += (known.empty() ? "" : ", ") + std::string(word);
+  }
+  object.Fail("'" + std::string(member) + "' is '" + text + "'; it must be one of " + known);
+}
+
+bool IsKeyName(const std::string& name) {
+  const Config::Key::Key key(name);
+  return key.IsValid() && key.Path() == name;
+}
+
+// Messages are shown on pages whose templates escape them once more than others.
+void CheckMessage(const Object& object, const char* member, const std::string& message) {
+  if (message.find_first_of("<>&\"'") != std::string::npos) {
+    object.Fail("'" + std::string(member) + "' must not hold any of < > & \" '");
+  }
+  if (message.empty()) object.Fail("'" + std::string(member) + "' is empty");
+}
+
+// "" for a regular expression, else why it is none.
+std::string FaultOfPattern(const std::string& pattern) {
+  regex_t compiled;
+  const int result = regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB);
+  if (result == 0) {
+    regfree(&compiled);
+    return "";
+  }
+  char reason[128];
+  regerror(result, &compiled, reason, sizeof reason);
+  return reason;
+}
+
+void ReadPattern(const Object& object, ModelKey& key) {
+  if (!object.Has("pattern")) {
+    if (object.Has("pattern-help")) object.Fail("there is 'pattern-help' but no 'pattern'");
+    return;
+  }
+  key.patternHelp = object.Text("pattern-help");
+  CheckMessage(object, "pattern-help", key.patternHelp);
+  const std::string pattern = object.Text("pattern");
+  // Alone: a)|(b would be one only between our own parentheses.
+  std::string fault = FaultOfPattern(pattern);
+  // Some libraries take a ")" too many for itself; it would close our parenthesis too.
+  if (fault.empty() && FaultOfPattern("(" + pattern).empty()) fault = "Unmatched )";
+  const std::string whole = "^(" + pattern + ")$";
+  if (fault.empty()) fault = FaultOfPattern(whole);
+  if (!fault.empty()) object.Fail("'pattern' is no regular expression: " + fault);
+  key.pattern = std::make_shared<RegExp>(whole, RegExp::kExtended);
+}
+
+void ReadRange(const Object& object, ModelKey& key) {
+  key.minimum = object.Integer("minimum");
+  key.maximum = object.Integer("maximum");
+  if (key.minimum > key.maximum) object.Fail("'minimum' is above 'maximum'");
+}
+
+void ReadColumns(const Object& object, ModelKey& key) {
+  for (const json& part : object.Array("columns")) {
+    const Object column(part, "a column of key '" + key.name + "'");
+    column.AllowOnly({"name", "type", "help"});
+    ModelColumn result;
+    result.name = column.Text("name");
+    if (!IsKeyName(result.name) || result.name.find('.') != std::string::npos) {
+      object.Fail("'" + result.name + "' is no name of a column");
+    }
+    result.type = Choose(column, "type", kTypes);
+    if (result.type == ValueType::kTable) object.Fail("a column can't be a table");
+    const auto same = [&](const ModelColumn& other) { return other.name == result.name; };
+    if (std::any_of(key.columns.begin(), key.columns.end(), same)) {
+      object.Fail("column '" + result.name + "' is there twice");
+    }
+    key.columns.push_back(std::move(result));
+  }
+  if (key.columns.empty()) object.Fail("'columns' is empty");
+}
+
+// Members of a table.
+const std::initializer_list<std::string_view> kTableMembers = {
+    "key", "type", "access", "help", "clients", "source", "columns"};
+// Those of every key with a single value.
+const std::initializer_list<std::string_view> kScalarMembers = {
+    "key",     "type",     "access", "help",     "clients", "source",
+    "default", "optional", "shared", "confined", "action"};
+
+void ReadLimits(const Object& object, ModelKey& key) {
+  switch (key.type) {
+    case ValueType::kText:
+    case ValueType::kPassword:
+      object.AllowOnly(kScalarMembers, {"minimum", "maximum", "pattern", "pattern-help"});
+      // What a source gives needs no limits.
+      if (!key.source.empty() && !object.Has("minimum") && !object.Has("maximum")) {
+        key.maximum = kMaxTextCharacters;
+      } else {
+        ReadRange(object, key);
+      }
+      if (key.minimum < 0) object.Fail("'minimum' is below 0");
+      if (key.maximum > kMaxTextCharacters) {
+        object.Fail("'maximum' is above " + std::to_string(kMaxTextCharacters));
+      }
+      ReadPattern(object, key);
+      break;
+    case ValueType::kInteger:
+      object.AllowOnly(kScalarMembers, {"minimum", "maximum"});
+      if (key.source.empty() || object.Has("minimum") || object.Has("maximum")) {
+        ReadRange(object, key);
+      }
+      break;
+    case ValueType::kEnumeration:
+      object.AllowOnly(kScalarMembers, {"values"});
+      key.values = object.Texts("values");
+      for (const std::string& value : key.values) CheckMessage(object, "values", value);
+      break;
+    case ValueType::kIpv4:
+      object.AllowOnly(kScalarMembers, {"netmask"});
+      key.netmask = object.Flag("netmask");
+      break;
+    case ValueType::kBoolean:
+    case ValueType::kMac:
+      object.AllowOnly(kScalarMembers);
+      break;
+    case ValueType::kTable:
+      object.AllowOnly(kTableMembers);
+      if (key.source.empty()) object.Fail("a table needs a 'source'");
+      ReadColumns(object, key);
+      break;
+  }
+}
+
+}  // namespace
+
+Object::Object(const json& value, std::string where) : json_(value), where_(std::move(where)) {
+  if (!json_.is_object()) Fail("must be an object");
+}
+
+void Object::Fail(const std::string& what) const {
+  throw StartFailure(where_ + ": " + what);
+}
+
+const json& Object::Get(const char* name) const {
+  const auto found = json_.find(name);
+  if (found == json_.end()) Fail("'" + std::string(name) + "' is missing");
+  return *found;
+}
+
+std::string Object::Text(const char* name) const {
+  const json& value = Get(name);
+  if (!value.is_string()) Fail("'" + std::string(name) + "' must be a text");
+  return value.get<std::string>();
+}
+
+std::string Object::Text(const char* name, const std::string& otherwise) const {
+  return Has(name) ? Text(name) : otherwise;
+}
+
+std::int64_t Object::Integer(const char* name) const {
+  const json& value = Get(name);
+  // Unsigned numbers beyond the signed ones would come out negative.
+  if (!value.is_number_integer() ||
+      (value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX)) {
+    Fail("'" + std::string(name) + "' must be a whole number");
+  }
+  return value.get<std::int64_t>();
+}
+
+bool Object::Flag(const char* name) const {
+  if (!Has(name)) return false;
+  const json& value = Get(name);
+  if (!value.is_boolean()) Fail("'" + std::string(name) + "' must be true or false");
+  return value.get<bool>();
+}
+
+const json& Object::Array(const char* name) const {
+  const json& value = Get(name);
+  if (!value.is_array()) Fail("'" + std::string(name) + "' must be a list");
+  return value;
+}
+
+Object Object::Member(const char* name) const {
+  return Object(Get(name), where_ + ", '" + name + "'");
+}
+
+std::vector<std::string> Object::Texts(const char* name) const {
+  std::vector<std::string> texts;
+  for (const json& value : Array(name)) {
+    if (!value.is_string()) Fail("'" + std::string(name) + "' must be a list of texts");
+    texts.push_back(value.get<std::string>());
+    if (std::count(texts.begin(), texts.end(), texts.back()) > 1) {
+      Fail("'" + texts.back() + "' is twice in '" + name + "'");
+    }
+  }
+  if (texts.empty()) Fail("'" + std::string(name) + "' is empty");
+  return texts;
+}
+
+void Object::AllowOnly(std::initializer_list<std::string_view> names,
+                       std::initializer_list<std::string_view> more) const {
+  for (const auto& member : json_.items()) {
+    if (std::find(names.begin(), names.end(), member.key()) == names.end() &&
+        std::find(more.begin(), more.end(), member.key()) == more.end()) {
+      Fail("'" + member.key() + "' is not known here");
+    }
+  }
+}
+
+namespace {
+
+// What may be done with the key, and by whom else its value is used.
+void ReadUse(const Object& object, ModelKey& key) {
+  const bool isRead = key.access == Access::kRead;
+  if (!isRead && (key.type == ValueType::kTable || !key.source.empty())) {
+    object.Fail("what comes from a source can only be read");
+  }
+  if (key.type == ValueType::kPassword && key.CanBeRead()) {
+    object.Fail("a password can't be read; its access is write-only");
+  }
+  if (key.access == Access::kAction) key.action = object.Text("action");
+  if (key.access != Access::kAction && object.Has("action")) {
+    object.Fail("only what has the access action has an 'action'");
+  }
+  const std::size_t dot = key.name.rfind('.');
+  if (key.access == Access::kParameter && dot != std::string::npos) {
+    key.action = key.name.substr(0, dot);
+  }
+  key.shared = object.Flag("shared");
+  if (key.shared && key.access != Access::kReadWrite) {
+    object.Fail("only a setting that can be read is 'shared'");
+  }
+  key.confined = object.Flag("confined");
+  if (key.confined && (key.shared || !key.IsSetting())) {
+    object.Fail("only a setting that is not shared is 'confined'");
+  }
+}
+
+}  // namespace
+
+ModelKey ReadKey(const json& part, const std::string& where, const std::string& file) {
+  ModelKey key;
+  key.name = Object(part, where).Text("key");
+  const Object object(part, file + ", key '" + key.name + "'");
+  if (!IsKeyName(key.name)) {
+    object.Fail("a key is names of letters, digits, _ and -, with dots between them");
+  }
+  key.type = Choose(object, "type", kTypes);
+  key.access = Choose(object, "access", kAccess);
+  key.help = object.Text("help", "");
+  key.source = object.Text("source", "");
+  if (object.Has("clients")) key.clients = object.Texts("clients");
+  ReadUse(object, key);
+  ReadLimits(object, key);
+  if (key.type == ValueType::kTable) return key;
+
+  key.optional = object.Flag("optional");
+  if (!key.source.empty() || key.access == Access::kAction || key.access == Access::kParameter) {
+    if (object.Has("default")) {
+      object.Fail(key.source.empty() ? "what is not stored has no 'default'"
+                                     : "a value from a source has no 'default'");
+    }
+    return key;
+  }
+  key.defaultValue = object.Text("default");
+  const std::string problem = CheckValue(key, key.defaultValue);
+  if (!problem.empty()) object.Fail("'default' " + problem);
+  return key;
+}
+
+ModelRule ReadRule(const json& part, const std::string& where) {
+  const Object object(part, where);
+  object.AllowOnly({"rule", "when", "keys", "message"});
+  constexpr std::array<Word<ModelRule::Kind>, 2> kKinds = {
+      {{"required", ModelRule::Kind::kRequired}, {"same-network", ModelRule::Kind::kSameNetwork}}};
+  ModelRule rule;
+  rule.kind = Choose(object, "rule", kKinds);
+  rule.keys = object.Texts("keys");
+  if (rule.kind == ModelRule::Kind::kSameNetwork && rule.keys.size() != 3) {
+    object.Fail("'keys' must be address, network mask and gateway");
+  }
+  rule.message = object.Text("message");
+  CheckMessage(object, "message", rule.message);
+  if (object.Has("when")) {
+    const Object when = object.Member("when");
+    when.AllowOnly({"key", "is"});
+    rule.whenKey = when.Text("key");
+    rule.whenValue = when.Text("is");
+  }
+  return rule;
+}
+
+}  // namespace ModelParts

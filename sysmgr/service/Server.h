@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+//
+// The socket and the event loop. One thread serves everybody; the rule to know: nothing in here
+// waits for one client, and no client takes more memory or time than the limits below.
+#pragma once
+
+#include <event2/event.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "sysmgr/service/Dispatcher.h"
+
+struct EventDeleter {
+  void operator()(event* what) const { event_free(what); }
+  void operator()(event_base* base) const { event_base_free(base); }
+};
+using EventPointer = std::unique_ptr<event, EventDeleter>;
+
+class Connection;
+
+class Server {
+ public:
+  // Largest payload of a request.
+  static constexpr std::size_t kMaxRequestBytes = std::size_t{1} << 20;
+
+  // For the rest of a request after its first byte; for a client to take anything of an answer.
+  static constexpr int kDeadlineSeconds = 10;
+
+  // A page uses one connection; a device's web server makes some dozens of pages at a time. Beyond
+  // the limit the connection whose request has been unfinished for longest makes room, and only
+  // where all requests are whole the one that has been idle for longest.
+  static constexpr std::size_t kMaxConnections = 1000;
+
+  // Descriptors that are not connections: standard streams, database, journal, event queue.
+  static constexpr std::size_t kOtherDescriptors = 32;
+
+  // All answers together that clients have not taken yet: four of the largest. Beyond it the client
+  // that has been keeping us waiting for longest is disconnected.
+  static constexpr std::size_t kMaxPendingBytes = std::size_t{64} << 20;
+
+  // The memory of all requests together that are not answered yet: eight of the largest, whose
+  // buffers take twice their size while they grow. Anybody who reaches the socket can fill it, so
+  // beyond it the client whose request began first is disconnected.
+  static constexpr std::size_t kMaxInputBytes = std::size_t{16} << 20;
+
+  // How often `onTimer` is called.
+  static constexpr int kTimerSeconds = 15;
+
+  // Listens on `socketPath`. The socket's folder is made with mode 0750 if it isn't there; one that
+  // is more open than that is refused. Throws StartFailure. `dispatcher` must outlive the server.
+  // `onTimer`: what has to be done when nobody asks; it holds everybody up while it runs.
+  Server(const std::string& socketPath, Dispatcher& dispatcher,
+         std::function<void()> onTimer = nullptr);
+
+  // Closes all connections and removes the socket.
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  // Calls `step` again and again, with so many milliseconds before each call, until it returns
+  // false. It holds everybody up while it runs. There is one at a time: a new one ends the former.
+  // Throws when the loop takes no more events.
+  void RunSteps(int milliseconds, std::function<bool()> step);
+
+  // Serves until SIGTERM, SIGINT or SIGHUP.
+  void Run();
+
+ private:
+  friend class Connection;
+
+  static void OnSignal(int number, short what, void* server);
+  static void OnAccept(int descriptor, short what, void* server);
+  static void OnAcceptPause(int descriptor, short what, void* server);
+  static void OnTimer(int descriptor, short what, void* server);
+  static void OnStep(int descriptor, short what, void* server);
+  static void OnQueue(int descriptor, short what, void* server);
+
+  // Waits for an event, or throws.
+  static void Add(event* what, const timeval* time);
+
+  void Listen();
+  void AddSignals();
+  void AddTimer();
+  void Accept();
+  void MakeRoom();
+  void Remove(Connection* connection);
+
+  // Promises a turn to a connection that has more to do than fits between the others: one of the
+  // queue gets its turn whenever everybody else that is ready has had one.
+  void Queue(Connection* connection);
+  void ChangePending(std::size_t before, std::size_t after, const Connection* by);
+  void ChangeInput(std::size_t before, std::size_t after, const Connection* by);
+
+  std::string socketPath_;
+  Dispatcher& dispatcher_;
+  std::function<void()> onTimer_;
+  std::size_t maxConnections_ = kMaxConnections;
+  std::unique_ptr<event_base, EventDeleter> base_;
+  int listener_ = -1;
+  bool socketIsOurs_ = false;
+  bool failed_ = false;  // nobody can be accepted any more
+  EventPointer acceptEvent_;
+  EventPointer acceptPause_;
+  EventPointer queueEvent_;
+  EventPointer timerEvent_;
+  EventPointer stepEvent_;
+  std::function<bool()> step_;
+  std::list<EventPointer> signals_;
+  std::list<std::unique_ptr<Connection>> connections_;
+  std::list<Connection*> queue_;  // first come, first served; each once
+  std::size_t pendingBytes_ = 0;
+  std::size_t inputBytes_ = 0;
+  std::uint64_t activity_ = 0;  // counts; larger is later
+};

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "values/WGLEscaper.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "base/Characters.h"
+#include "platform/StringEscaper.h"
+
+namespace {
+
+// A character reference, as wide as a machine can copy in one go.
+struct Entity {
+  char text[WGLEscaper::kMaxGrowth];
+  std::uint8_t size;
+};
+constexpr Entity kEntities[] = {{"", 0},      {"&lt;", 4},   {"&gt;", 4},
+                                {"&amp;", 5}, {"&quot;", 6}, {"&#39;", 5}};
+
+// For each byte its entry of kEntities; 0 for a byte that needs none.
+struct EntityIndex {
+  std::uint8_t of[256];
+};
+constexpr EntityIndex MakeEntityIndex() {
+  EntityIndex index = {};
+  index.of[std::size_t{'<'}] = 1;
+  index.of[std::size_t{'>'}] = 2;
+  index.of[std::size_t{'&'}] = 3;
+  index.of[std::size_t{'"'}] = 4;
+  index.of[std::size_t{'\''}] = 5;
+  return index;
+}
+constexpr EntityIndex kEntityIndex = MakeEntityIndex();
+
+std::size_t EntityOf(char byte) {
+  return kEntityIndex.of[static_cast<unsigned char>(byte)];
+}
+
+// As many bytes as the machine looks at in one go.
+using Word = std::size_t;
+constexpr Word kOnes = ~Word{0} / 0xFF;  // 1 in each byte
+
+// Not 0 when a byte of the word is 0.
+constexpr Word ZeroBytes(Word word) {
+  return (word - kOnes) & ~word & kOnes << 7;
+}
+
+// Whether a byte of the word needs a reference. "&" and "'" differ in bit 0 alone, "<" and ">" in
+// bit 1.
+bool HasSpecial(Word word) {
+  return (ZeroBytes(word ^ kOnes * '"') | ZeroBytes((word | kOnes) ^ kOnes * '\'') |
+          ZeroBytes((word | kOnes * 2) ^ kOnes * '>')) != 0;
+}
+
+}  // namespace
+
+WGLEscaper::WGLEscaper(std::string_view mode)
+    : mode_(mode == "htmltext"  ? Mode::kHtmlText
+            : mode == "htmlesc" ? Mode::kUrl
+            : mode == "json"    ? Mode::kJson
+                                : Mode::kNone) {}
+
+std::string WGLEscaper::Escape(const std::string& value) const {
+  switch (mode_) {
+    case Mode::kHtmlText:
+      return MakeHtmlEntities(value);
+    case Mode::kUrl:
+      return HtmlEscape(value);
+    case Mode::kJson:
+      return StringEscaper("\\\"", '\\').Escape(value);
+    case Mode::kNone:
+      break;
+  }
+  return value;
+}
+
+char* WGLEscaper::EscapeTo(char* out, std::string_view value) const {
+  if (mode_ == Mode::kHtmlText) return EntitiesTo(out, value);
+  if (mode_ == Mode::kNone) return std::copy(value.begin(), value.end(), out);
+  const std::string escaped = Escape(std::string(value));
+  return std::copy(escaped.begin(), escaped.end(), out);
+}
+
+// Tables are made of many short values: whole words are copied as long as they need no escaping.
+char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
+  const char* in = value.data();
+  const char* const end = in + value.size();
+  while (in != end) {
+    Word word = 0;
+    const auto left = static_cast<std::size_t>(end - in);
+    if (left >= sizeof word) {
+      std::memcpy(&word, in, sizeof word);
+      if (!HasSpecial(word)) {
+        std::memcpy(out, &word, sizeof word);
+        in += sizeof word;
+        out += sizeof word;
+        continue;
+      }
+    }
+    const char* const stop = in + std::min(left, sizeof word);
+    for (; in != stop; ++in) {
+      const std::size_t entity = EntityOf(*in);
+      if (entity == 0) {
+        *out++ = *in;
+      } else {
+        std::memcpy(out, kEntities[entity].text, sizeof kEntities[entity].text);
+        out += kEntities[entity].size;
+      }
+    }
+  }
+  return out;
+}
+
+std::string WGLEscaper::MakeHtmlEntities(const std::string& value) const {
+  std::string result;
+  result.reserve(value.size());
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const Entity& entity = kEntities[EntityOf(value[i])];
+    if (entity.size == 0) continue;
+    result.append(value, copied, i - copied).append(entity.text, entity.size);
+    copied = i + 1;
+  }
+  return result.append(value, copied, std::string::npos);
+}
+
+std::string WGLEscaper::HtmlEscape(const std::string& value) const {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string result;
+  result.reserve(value.size());
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (IsAsciiAlphanumeric(value[i])) continue;
+    const auto code = static_cast<unsigned char>(value[i]);
+    const char escape[] = {'%', kDigits[code / 16], kDigits[code % 16]};
+    result.append(value, copied, i - copied).append(escape, sizeof escape);
+    copied = i + 1;
+  }
+  return result.append(value, copied, std::string::npos);
+}

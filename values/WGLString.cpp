@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include "values/WGLString.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <type_traits>
+
+static_assert(std::is_trivial_v<WGLString>, "the parser's value stack grows with memcpy");
+
+namespace {
+
+void FreeText(const char* text) {
+  std::free(const_cast<char*>(text));  // NOLINT: the text came from malloc
+}
+
+}  // namespace
+
+#if defined(__SANITIZE_ADDRESS__)  // gcc
+#define WGL_PARTS_ARE_WATCHED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)  // clang
+#define WGL_PARTS_ARE_WATCHED
+#endif
+#endif
+
+#ifdef WGL_PARTS_ARE_WATCHED
+
+// The sanitizer watches every part by itself.
+void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
+  return ::operator new(size, tag);
+}
+
+void WGLStringPart::operator delete(void* part) noexcept {
+  ::operator delete(part);
+}
+
+#else
+
+namespace {
+
+struct FreePart {
+  FreePart* next;
+};
+
+FreePart* gFreeParts = nullptr;
+
+}  // namespace
+
+void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  constexpr std::size_t kPartsPerBlock = 128;
+  if (gFreeParts == nullptr) {
+    auto* block = static_cast<char*>(std::malloc(kPartsPerBlock * size));
+    if (block == nullptr) return nullptr;
+    for (std::size_t i = kPartsPerBlock; i-- > 0;) {
+      gFreeParts = new (block + i * size) FreePart{gFreeParts};
+    }
+  }
+  FreePart* part = gFreeParts;
+  gFreeParts = part->next;
+  return part;
+}
+
+void WGLStringPart::operator delete(void* part) noexcept {
+  if (part != nullptr) gFreeParts = new (part) FreePart{gFreeParts};
+}
+
+#endif
+
+void WGLStringPart::Destroy() {
+  WGLStringPart* part = next_;
+  next_ = nullptr;
+  while (part != nullptr) {
+    WGLStringPart* following = part->next_;
+    FreeText(part->text_);
+    delete part;
+    part = following;
+  }
+  FreeText(text_);
+  text_ = nullptr;
+}
+
+void WGLString::Initialize() {
+  first_ = nullptr;
+  last_ = nullptr;
+}
+
+void WGLString::Append(const char* text) {
+  if (text == nullptr) return;
+  auto* part = new (std::nothrow) WGLStringPart(text);
+  if (part == nullptr) {
+    FreeText(text);
+    return;
+  }
+  if (first_ == nullptr) {
+    first_ = part;
+  } else {
+    last_->Link(part);
+  }
+  last_ = part;
+}
+
+void WGLString::Append(WGLString& other) {
+  if (other.first_ != nullptr) {
+    if (first_ == nullptr) {
+      first_ = other.first_;
+    } else if (last_->Next() == nullptr) {
+      last_->Link(other.first_);
+    }
+    last_ = other.last_;
+  }
+  other.Initialize();
+}
+
+void WGLString::Clear() {
+  if (first_ != nullptr) {
+    first_->Destroy();
+    delete first_;
+  }
+  Initialize();
+}
+
+void WGLString::Combine() {
+  if (first_ == last_) return;
+  std::size_t total = 0;
+  for (WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
+    total += std::strlen(part->GetString());
+  }
+  auto* combined = static_cast<char*>(std::malloc(total + 1));
+  auto* single = new (std::nothrow) WGLStringPart(combined);
+  if (combined == nullptr || single == nullptr) {
+    std::free(combined);
+    delete single;
+    return;
+  }
+  char* end = combined;
+  for (WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
+    const std::size_t length = std::strlen(part->GetString());
+    std::memcpy(end, part->GetString(), length);
+    end += length;
+  }
+  *end = '\0';
+  Clear();
+  first_ = single;
+  last_ = single;
+}
+
+const char* WGLString::GetCombined() {
+  Combine();
+  return first_ != nullptr ? first_->GetString() : "";
+}
+
+void WGLString::Write(FILE* stream) const {
+  for (const WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
+    fputs_unlocked(part->GetString(), stream);
+  }
+}
