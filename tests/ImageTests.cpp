@@ -13,8 +13,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 #include <string>
@@ -152,8 +150,7 @@ TEST(Chart, Heights) {
 // here with places of their own.
 TEST(Chart, TemplatesOfTheSite) {
   for (const char* name : {"power", "snr"}) {
-    std::ifstream file(VISTEL_TEST_CHARTS "/"s + name + "_template.gif", std::ios::binary);
-    const GifFile gif = Decode({std::istreambuf_iterator<char>(file), {}});
+    const GifFile gif = Decode(ReadFile(VISTEL_TEST_CHARTS "/"s + name + "_template.gif"));
     ASSERT_EQ(gif.pictures, 1) << name;
     EXPECT_GE(gif.width, 640);
     EXPECT_GE(gif.height, 420);

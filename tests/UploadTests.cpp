@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -136,11 +135,6 @@ TEST(Upload, Limits) {
 
 namespace {
 
-std::string Content(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 // An upload of ten bytes in two writes.
 std::int64_t UploadTo(const std::string& path) {
   UploadFile file(path);
@@ -176,13 +170,13 @@ TEST(UploadFile, ReplacesWhateverStandsThere) {
     const mode_t umaskBefore = umask(0277);
     EXPECT_EQ(UploadTo(path), row.replaced ? 10 : UploadFile::kFailed);
     umask(umaskBefore);
-    EXPECT_EQ(Content(other), fs::exists(other) ? "untouched" : "");
+    EXPECT_EQ(ReadFile(other), fs::exists(other) ? "untouched" : "");
     EXPECT_FALSE(fs::exists(path + "x"));
     struct stat status = {};
     EXPECT_EQ(lstat(path.c_str(), &status) == 0 && status.st_mode == (S_IFREG | 0600U),
               row.replaced);
     if (row.replaced) {
-      EXPECT_EQ(Content(path), "0123456789");
+      EXPECT_EQ(ReadFile(path), "0123456789");
     }
   }
 }
@@ -196,7 +190,7 @@ TEST(UploadFile, TwoAtOnceShareNothing) {
   second.Write("second");
   first.Write("first");
   first.Remove();
-  EXPECT_EQ(Content(path), "second");
+  EXPECT_EQ(ReadFile(path), "second");
   second.Remove();
   EXPECT_FALSE(fs::exists(path));
 }
@@ -211,7 +205,7 @@ TEST(UploadFile, KeepsWhatFitted) {
   const std::int64_t size = UploadTo(path);
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(size, UploadFile::kFailed);
-  EXPECT_EQ(Content(path), "0123456");
+  EXPECT_EQ(ReadFile(path), "0123456");
 
   // Mounts of this process alone, which end with it.
   if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -224,6 +218,6 @@ TEST(UploadFile, KeepsWhatFitted) {
     file.Write("dropped");
     EXPECT_EQ(file.Size(), UploadFile::kFailed);
   }
-  EXPECT_EQ(Content(path), std::string(4096, 'x'));
+  EXPECT_EQ(ReadFile(path), std::string(4096, 'x'));
   umount(folder.Path().c_str());
 }

@@ -4,11 +4,10 @@
 // past stays a test. The name of a file is printed before it runs: the last one is the culprit.
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/TestFolder.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 namespace {
@@ -34,9 +33,8 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     for (const auto& file : FilesOf(argv[i])) {
       PrintLine(file.string());
-      std::ifstream stream(file, std::ios::binary);
-      Check(stream.is_open(), "a corpus file can be opened");
-      const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+      const std::string bytes = ReadFile(file);
+      Check(bytes.size() == std::filesystem::file_size(file), "a corpus file can be read");
       const std::vector<std::uint8_t> data(bytes.begin(), bytes.end());
       LLVMFuzzerTestOneInput(data.data(), data.size());
       ++count;

@@ -8,11 +8,10 @@
 #include <algorithm>
 #include <cstdarg>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "base/Settings.h"
 #include "request/RequestHandler.h"
+#include "tests/TestFolder.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "values/WGLVariables.h"
 
@@ -36,8 +35,7 @@ std::optional<std::string> TakeUploadFile() {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) return {};
   Check((status.st_mode & 07777) == 0600, "the upload file is its owner's alone");
-  std::ifstream stream(path, std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(stream), {}};
+  std::string content = ReadFile(path);
   std::filesystem::remove(path);
   return content;
 }

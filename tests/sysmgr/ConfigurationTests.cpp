@@ -6,12 +6,11 @@
 #include <sodium.h>
 
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "sysmgr/configuration/ConfigurationCipher.h"
 #include "sysmgr/configuration/ConfigurationText.h"
+#include "tests/TestFolder.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {
@@ -24,11 +23,6 @@ std::string Utf8Of(unsigned code) {
   if (code < 0x800) return {static_cast<char>(0xC0 | code >> 6), tail(0)};
   if (code < 0x10000) return {static_cast<char>(0xE0 | code >> 12), tail(6), tail(0)};
   return {static_cast<char>(0xF0 | code >> 18), tail(12), tail(6), tail(0)};
-}
-
-std::string FileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 std::string Problems(std::string_view text) {
@@ -198,7 +192,7 @@ TEST_F(ConfigurationTest, Exports) {
   EXPECT_EQ(All().find("even more so"), std::string::npos);
   const std::string path = Value("System.AutoConfigShow");
   EXPECT_EQ(path.find(folder_.Path() + "/files/vistel-autoconfig-"), 0U) << path;
-  EXPECT_EQ(FileText(path), R"(<?xml version="1.0" encoding="UTF-8"?>
+  EXPECT_EQ(ReadFile(path), R"(<?xml version="1.0" encoding="UTF-8"?>
 <configuration format="1" device="Vistel" model="1">
   <setting key="System.Led">1</setting>
   <setting key="System.PowerSave">1</setting>
@@ -216,7 +210,7 @@ TEST_F(ConfigurationTest, EncipheredThereAndBack) {
             "//");
   EXPECT_EQ(Value("System.ConfigPasswordSet"), "1");
   const std::string changed = All();
-  const std::string sealed = FileText(Value("System.ConfigShowCrypt"));
+  const std::string sealed = ReadFile(Value("System.ConfigShowCrypt"));
   EXPECT_EQ(sealed.find("Attic"), std::string::npos);
   Upload(factory);
   ASSERT_EQ(Restore("apply"), "");
@@ -247,7 +241,7 @@ TEST_F(ConfigurationTest, EncipheredThereAndBack) {
 
 // Another salt shows that the key was made again.
 TEST_F(ConfigurationTest, KeysOfThePasswordAreForgotten) {
-  const auto salt = [this] { return FileText(Value("System.ConfigShowCrypt")).substr(23, 16); };
+  const auto salt = [this] { return ReadFile(Value("System.ConfigShowCrypt")).substr(23, 16); };
   ASSERT_EQ(Set({{"System.ConfigPassword", "even more so"}}), "");
   const std::string first = salt();
   EXPECT_EQ(salt(), first);

@@ -8,21 +8,15 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "sysmgr/files/HandoverFolder.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/log/Failure.h"
+#include "tests/TestFolder.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {
-
-std::string FileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
 
 bool IsThere(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
@@ -49,7 +43,7 @@ TEST(HandoverFolder, NumberAgeAndMode) {
     EXPECT_FALSE(IsThere(stale));
     const std::string first = folder.Put("a-", ".xml", "content");
     EXPECT_EQ(first.size(), (path + "/a-XXXXXX.xml").size());
-    EXPECT_EQ(FileText(first), "content");
+    EXPECT_EQ(ReadFile(first), "content");
     struct stat status {};
     ASSERT_EQ(stat(first.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
@@ -128,7 +122,7 @@ TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   const UploadedFile::Opened older = upload.Open();
   ASSERT_EQ(rename(folder.Write("newer", "newer").c_str(), path.c_str()), 0);
   upload.Delete(older);
-  EXPECT_EQ(FileText(path), "newer");
+  EXPECT_EQ(ReadFile(path), "newer");
   upload.Delete(upload.Open());
   EXPECT_FALSE(IsThere(path));
   folder.Write("upload.bin", "hello");
@@ -161,7 +155,7 @@ TEST_F(DeviceTest, SnrFiles) {
   const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar;";
   const std::string path = TableText(Query(kKey));
   EXPECT_EQ(path.find(folder_.Path() + "/files/snr-"), 0U) << path;
-  const std::string bytes = FileText(path);
+  const std::string bytes = ReadFile(path);
   const Powerline::Decibels decibels = powerline_.Snr(2, false, now_);
   ASSERT_EQ(bytes.size(), sizeof decibels);
   EXPECT_EQ(std::memcmp(bytes.data(), decibels.data(), bytes.size()), 0);

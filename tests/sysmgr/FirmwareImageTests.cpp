@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "tests/TestFolder.h"
@@ -124,10 +122,7 @@ TEST(FirmwareImage, MadeByTheTool) {
                         version + "' payload image >output 2>&1")
                            .c_str());
   };
-  const auto read = [&folder](const char* name) {
-    std::ifstream file(folder.Path() + "/" + name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  };
+  const auto read = [&folder](const char* name) { return ReadFile(folder.Path(name)); };
   ASSERT_EQ(make("2.4.0-01"), 0) << read("output");
   EXPECT_EQ(read("image"), RightImage("2.4.0-01", payload));
   EXPECT_NE(read("image").find("SHA-256: " + read("output") + "\n"), std::string::npos);

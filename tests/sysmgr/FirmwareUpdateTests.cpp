@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -50,10 +49,7 @@ class FirmwareUpdateTest : public testing::Test {
     return access((folder_.Path() + "/" + name).c_str(), F_OK) == 0;
   }
 
-  std::string Bytes(const char* name) const {
-    std::ifstream file(folder_.Path() + "/" + name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
+  std::string Bytes(const char* name) const { return ReadFile(folder_.Path(name)); }
 
   std::string Value(const char* source) const {
     const Config::Key::Key key(source);

@@ -12,8 +12,6 @@
 
 #include <csignal>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "platform/Netstring.h"
@@ -38,11 +36,6 @@ int ConnectTo(const std::string& path) {
 std::string Describe(int status) {
   if (WIFSIGNALED(status)) return "signal " + std::to_string(WTERMSIG(status));
   return "exit " + std::to_string(WEXITSTATUS(status));
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 }  // namespace

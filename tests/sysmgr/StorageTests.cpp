@@ -13,7 +13,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -120,9 +119,7 @@ TEST(Storage, ResetsAllOrNothing) {
   }
   const Storage storage(path, first);
   EXPECT_EQ(storage.Get("a") + storage.Get("b") + storage.Get(own), "12");
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(bytes.find("ssss"), std::string::npos);
+  EXPECT_EQ(ReadFile(path).find("ssss"), std::string::npos);
 }
 
 // A limit on the size of files cuts writing short in the middle of a batch, as a full disk does.
