@@ -41,8 +41,9 @@ void Storage::Closer::operator()(sqlite3_stmt* statement) const {
   sqlite3_finalize(statement);
 }
 
-Storage::Storage(const std::string& path, const Model& model) : path_(path), model_(model) {
-  Open(path);
+Storage::Storage(const std::string& path, const Model& model, int openMilliseconds)
+    : path_(path), model_(model) {
+  Open(path, openMilliseconds);
   Load();
   AddDefaults();
   sqlite3_busy_timeout(database_.get(), 0);
@@ -56,7 +57,7 @@ void Storage::FailToStart(const std::string& what) {
   throw StartFailure(text);
 }
 
-void Storage::Open(const std::string& path) {
+void Storage::Open(const std::string& path, int milliseconds) {
   // Secrets are in it: it is made for us alone, and its journal takes its mode over.
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (file >= 0) close(file);
@@ -66,7 +67,7 @@ void Storage::Open(const std::string& path) {
   database_.reset(database);
   if (result != SQLITE_OK) FailToStart("can't be opened");
   sqlite3_extended_result_codes(database, 1);
-  sqlite3_busy_timeout(database, kOpenMilliseconds);
+  sqlite3_busy_timeout(database, milliseconds);
   // Locked for as long as we run: nobody else can change it behind our back or make us wait.
   Execute("PRAGMA locking_mode=EXCLUSIVE");
   Execute("PRAGMA synchronous=FULL");

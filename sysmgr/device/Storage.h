@@ -30,7 +30,7 @@ class Storage {
   // lacks. A database that can't be written is read all the same: the settings hold, and storing
   // fails. Throws StartFailure when it can't be used at all: another service has it, it is damaged
   // or no database, or its folder isn't there. The model must outlive the storage.
-  Storage(const std::string& path, const Model& model);
+  Storage(const std::string& path, const Model& model, int openMilliseconds = kOpenMilliseconds);
   ~Storage();
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
@@ -58,7 +58,7 @@ class Storage {
   using Database = std::unique_ptr<sqlite3, Closer>;
   using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
-  void Open(const std::string& path);
+  void Open(const std::string& path, int milliseconds);
   void Execute(const char* sql);
   Statement Prepare(const char* sql);
   void Load();

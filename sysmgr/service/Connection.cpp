@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr timeval kDeadline = {Server::kDeadlineSeconds, 0};
-
 // Buffers that once held something larger give their memory back when they are empty.
 constexpr std::size_t kKeptCapacity = 4096;
 
@@ -117,7 +115,7 @@ Connection::Verdict Connection::Turn(Allowance allowance) {
   if (PendingBytes() > 0) {
     event_del(readEvent_.get());
     evtimer_del(deadline_.get());
-    Server::Add(writeEvent_.get(), &kDeadline);
+    Server::Add(writeEvent_.get(), &server_.deadline_);
     return Verdict::kKeep;
   }
   if (work == Work::kMore) {
@@ -202,7 +200,7 @@ Connection::Verdict Connection::WaitForClient() {
   if (input_.empty()) {
     evtimer_del(deadline_.get());
   } else if (evtimer_pending(deadline_.get(), nullptr) == 0) {
-    Server::Add(deadline_.get(), &kDeadline);
+    Server::Add(deadline_.get(), &server_.deadline_);
   }
   return Verdict::kKeep;
 }

@@ -39,6 +39,10 @@ std::string Error() {
   return std::strerror(errno);
 }
 
+timeval Time(int milliseconds) {
+  return {milliseconds / 1000, milliseconds % 1000 * 1000L};
+}
+
 sockaddr_un Address(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -102,10 +106,12 @@ std::size_t ReserveDescriptors(std::size_t connections) {
 
 }  // namespace
 
-Server::Server(const std::string& socketPath, Dispatcher& dispatcher, std::function<void()> onTimer)
+Server::Server(const std::string& socketPath, Dispatcher& dispatcher, std::function<void()> onTimer,
+               int deadlineMilliseconds)
     : socketPath_(socketPath),
       dispatcher_(dispatcher),
       onTimer_(std::move(onTimer)),
+      deadline_(Time(deadlineMilliseconds)),
       base_(event_base_new()) {
   if (base_ == nullptr) throw StartFailure("the event loop can't be set up");
   maxConnections_ = ReserveDescriptors(kMaxConnections);
@@ -177,7 +183,7 @@ void Server::AddTimer() {
 }
 
 void Server::RunSteps(int milliseconds, std::function<bool()> step) {
-  const timeval interval = {milliseconds / 1000, milliseconds % 1000 * 1000L};
+  const timeval interval = Time(milliseconds);
   stepEvent_.reset(event_new(base_.get(), -1, EV_PERSIST, OnStep, this));
   if (stepEvent_ == nullptr) throw std::runtime_error("the event loop takes no more events");
   Add(stepEvent_.get(), &interval);

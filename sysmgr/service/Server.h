@@ -5,6 +5,7 @@
 #pragma once
 
 #include <event2/event.h>
+#include <sys/time.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -30,7 +31,7 @@ class Server {
   static constexpr std::size_t kMaxRequestBytes = std::size_t{1} << 20;
 
   // For the rest of a request after its first byte; for a client to take anything of an answer.
-  static constexpr int kDeadlineSeconds = 10;
+  static constexpr int kDeadlineMilliseconds = 10000;
 
   // A page uses one connection; a device's web server makes some dozens of pages at a time. Beyond
   // the limit the connection whose request has been unfinished for longest makes room, and only
@@ -55,8 +56,9 @@ class Server {
   // Listens on `socketPath`. The socket's folder is made with mode 0750 if it isn't there; one that
   // is more open than that is refused. Throws StartFailure. `dispatcher` must outlive the server.
   // `onTimer`: what has to be done when nobody asks; it holds everybody up while it runs.
+  // `deadlineMilliseconds`: for a client, see above.
   Server(const std::string& socketPath, Dispatcher& dispatcher,
-         std::function<void()> onTimer = nullptr);
+         std::function<void()> onTimer = nullptr, int deadlineMilliseconds = kDeadlineMilliseconds);
 
   // Closes all connections and removes the socket.
   ~Server();
@@ -100,6 +102,7 @@ class Server {
   std::string socketPath_;
   Dispatcher& dispatcher_;
   std::function<void()> onTimer_;
+  timeval deadline_;
   std::size_t maxConnections_ = kMaxConnections;
   std::unique_ptr<event_base, EventDeleter> base_;
   int listener_ = -1;
