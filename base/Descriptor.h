@@ -9,7 +9,7 @@
 
 class Descriptor {
  public:
-  explicit Descriptor(int number) : number_(number) {}
+  explicit Descriptor(int number = -1) : number_(number) {}
   Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
   Descriptor& operator=(Descriptor&& other) noexcept {
     std::swap(number_, other.number_);
@@ -21,7 +21,11 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
+  bool IsOpen() const { return number_ >= 0; }
   int Number() const { return number_; }  // below 0 when there is none
+
+  // Hands it over to whoever closes it from now on.
+  int Release() { return std::exchange(number_, -1); }
 
  private:
   int number_;

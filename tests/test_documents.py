@@ -15,13 +15,13 @@ SOURCE = Path(__file__).resolve().parent.parent
 # as file.kName; FORM is what web servers allow beside an upload, FILES their limit on open files.
 LIMITS = """
 docs/protocol.md
-| Payload of a request | {Server.kMaxRequestBytes:,} bytes |
+| Payload of a request | {Connection.kMaxRequestBytes:,} bytes |
 | Payload of a request | {SysMgrProxy.kMaxRequestBytes:,} bytes |
 | Payload of an answer | {Device.kMaxAnswerBytes // MIB} MiB:
 | Payload of an answer | {SysMgrProxy.kMaxAnswerBytes // MIB} MiB:
 | Live values in an answer | {Device.kMaxLiveBytes // MIB} MiB |
-from a request's first byte to its last | {Server.kDeadlineSeconds} seconds |
-takes no byte of an answer | {Server.kDeadlineSeconds} seconds |
+from a request's first byte to its last | {Server.kDeadlineMilliseconds // 1000} seconds |
+takes no byte of an answer | {Server.kDeadlineMilliseconds // 1000} seconds |
 | Keys in one request | {Device.kMaxKeysPerRequest} |
 | Connections at once | {Server.kMaxConnections} |
 | Unanswered requests of all clients together | {Server.kMaxInputBytes // MIB} MiB

@@ -14,6 +14,7 @@
 
 #include "platform/Netstring.h"
 #include "sysmgr/log/Log.h"
+#include "sysmgr/service/Dispatcher.h"
 
 namespace {
 
@@ -30,27 +31,25 @@ void Release(std::string& buffer) {
 
 }  // namespace
 
-Connection::Connection(Server& server, Descriptor descriptor)
-    : server_(server), descriptor_(std::move(descriptor)), activity_(++server.activity_) {
-  event_base* base = server.base_.get();
+Connection::Connection(Owner& owner, Descriptor descriptor, const timeval& deadline)
+    : owner_(owner),
+      descriptor_(std::move(descriptor)),
+      deadline_(deadline),
+      activity_(owner.CountActivity()) {
+  event_base* const loop = owner_.Loop();
   const int number = descriptor_.Number();
-  readEvent_.reset(event_new(base, number, EV_READ | EV_PERSIST, OnRead, this));
-  writeEvent_.reset(event_new(base, number, EV_WRITE, OnWrite, this));
-  deadline_.reset(evtimer_new(base, OnDeadline, this));
-  if (!readEvent_ || !writeEvent_ || !deadline_) throw std::bad_alloc();
-}
-
-Connection::~Connection() {
-  server_.pendingBytes_ -= countedPending_;
-  server_.inputBytes_ -= countedInput_;
+  readEvent_.reset(event_new(loop, number, EV_READ | EV_PERSIST, OnRead, this));
+  writeEvent_.reset(event_new(loop, number, EV_WRITE, OnWrite, this));
+  deadlineEvent_.reset(evtimer_new(loop, OnDeadline, this));
+  if (!readEvent_ || !writeEvent_ || !deadlineEvent_) throw std::bad_alloc();
 }
 
 void Connection::Start() {
-  Server::Add(readEvent_.get(), nullptr);
+  AddEvent(readEvent_);
 }
 
 bool Connection::IsUnfinished() const {
-  return evtimer_pending(deadline_.get(), nullptr) != 0;
+  return evtimer_pending(deadlineEvent_.get(), nullptr) != 0;
 }
 
 template <typename Step>
@@ -62,7 +61,7 @@ void Connection::Guard(void* connection, Step step) {
   } catch (const std::exception& error) {
     Log::WriteAboutClient("a client is disconnected: " + std::string(error.what()));
   }
-  if (verdict == Verdict::kClose) self->server_.Remove(self);
+  if (verdict == Verdict::kClose) self->owner_.Remove(*self);
 }
 
 void Connection::OnRead(int, short, void* connection) {
@@ -96,7 +95,7 @@ Connection::Verdict Connection::Read() {
                                                                      : Verdict::kClose;
   }
   if (count == 0) ended_ = true;
-  activity_ = ++server_.activity_;
+  activity_ = owner_.CountActivity();
   if (input_.empty()) requestBegin_ = activity_;
   input_.append(buffer, static_cast<std::size_t>(count));
   const Verdict verdict = Turn(Allowance::kQuick);
@@ -108,20 +107,20 @@ Connection::Verdict Connection::Turn(Allowance allowance) {
   if (!Send()) return Verdict::kClose;
   Work work = Work::kNone;
   // What is behind an answer that isn't taken waits with it.
-  if (PendingBytes() == 0) {
+  if (UnsentBytes() == 0) {
     work = AnswerRequests(allowance);
     if (!Send() || work == Work::kBroken) return Verdict::kClose;
   }
-  if (PendingBytes() > 0) {
+  if (UnsentBytes() > 0) {
     event_del(readEvent_.get());
-    evtimer_del(deadline_.get());
-    Server::Add(writeEvent_.get(), &server_.deadline_);
+    evtimer_del(deadlineEvent_.get());
+    AddEvent(writeEvent_, &deadline_);
     return Verdict::kKeep;
   }
   if (work == Work::kMore) {
     event_del(readEvent_.get());
-    evtimer_del(deadline_.get());
-    server_.Queue(this);
+    evtimer_del(deadlineEvent_.get());
+    owner_.Queue(*this);
     return Verdict::kKeep;
   }
   return WaitForClient();
@@ -132,15 +131,14 @@ Connection::Work Connection::AnswerRequests(Allowance allowance) {
   Work work = Work::kMore;
   int answered = 0;
   for (; answered < kRequestsPerTurn && output_.size() < kSendBytes; ++answered) {
-    const Netstring::Piece piece = Netstring::Read(rest, Server::kMaxRequestBytes);
+    const Netstring::Piece piece = Netstring::Read(rest, kMaxRequestBytes);
     if (piece.status == Netstring::Status::kPartial) {
       work = Work::kNone;
       break;
     }
     const bool isQuick = piece.size <= kQuickRequestBytes && !Dispatcher::IsSet(piece.bytes);
     if (!isQuick && (allowance == Allowance::kQuick || answered > 0)) break;
-    if (piece.status == Netstring::Status::kMalformed ||
-        !server_.dispatcher_.Answer(piece.bytes, output_)) {
+    if (piece.status == Netstring::Status::kMalformed || !owner_.Answer(piece.bytes, output_)) {
       Log::WriteAboutClient("a client is disconnected: it does not speak the protocol");
       work = Work::kBroken;
       break;
@@ -155,7 +153,7 @@ Connection::Work Connection::AnswerRequests(Allowance allowance) {
   CountPending();
   if (answered == 0) return work;
   // The next request gets its own time.
-  evtimer_del(deadline_.get());
+  evtimer_del(deadlineEvent_.get());
   DropAnswered(rest.size());
   return input_.empty() ? Work::kNone : work;
 }
@@ -169,14 +167,14 @@ void Connection::DropAnswered(std::size_t rest) {
   } else {
     input_.erase(0, input_.size() - rest);
   }
-  requestBegin_ = ++server_.activity_;
+  requestBegin_ = owner_.CountActivity();
   CountInput();
 }
 
 bool Connection::Send() {
   bool fine = true;
-  while (PendingBytes() > 0) {
-    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_, PendingBytes(),
+  while (UnsentBytes() > 0) {
+    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_, UnsentBytes(),
                                MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
@@ -184,9 +182,9 @@ bool Connection::Send() {
       break;
     }
     sent_ += static_cast<std::size_t>(count);
-    activity_ = ++server_.activity_;
+    activity_ = owner_.CountActivity();
   }
-  if (PendingBytes() == 0) {
+  if (UnsentBytes() == 0) {
     sent_ = 0;
     Release(output_);
   }
@@ -196,22 +194,21 @@ bool Connection::Send() {
 
 Connection::Verdict Connection::WaitForClient() {
   if (ended_) return Verdict::kClose;
-  Server::Add(readEvent_.get(), nullptr);
+  AddEvent(readEvent_);
   if (input_.empty()) {
-    evtimer_del(deadline_.get());
-  } else if (evtimer_pending(deadline_.get(), nullptr) == 0) {
-    Server::Add(deadline_.get(), &server_.deadline_);
+    evtimer_del(deadlineEvent_.get());
+  } else if (evtimer_pending(deadlineEvent_.get(), nullptr) == 0) {
+    AddEvent(deadlineEvent_, &deadline_);
   }
   return Verdict::kKeep;
 }
 
 void Connection::CountPending() {
-  const std::size_t before = std::exchange(countedPending_, PendingBytes());
-  if (before != countedPending_) server_.ChangePending(before, countedPending_, this);
+  const std::size_t before = std::exchange(pendingBytes_, UnsentBytes());
+  if (before != pendingBytes_) owner_.ChangePending(before, *this);
 }
 
 void Connection::CountInput() {
-  const std::size_t now = input_.empty() ? 0 : input_.capacity();
-  const std::size_t before = std::exchange(countedInput_, now);
-  if (before != countedInput_) server_.ChangeInput(before, countedInput_, this);
+  const std::size_t before = std::exchange(inputBytes_, input_.empty() ? 0 : input_.capacity());
+  if (before != inputBytes_) owner_.ChangeInput(before, *this);
 }

@@ -19,7 +19,6 @@
 
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
-#include "sysmgr/service/Connection.h"
 
 namespace {
 
@@ -54,14 +53,15 @@ sockaddr_un Address(const std::string& path) {
   return address;
 }
 
+Descriptor MakeSocket() {
+  return Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+}
+
+// 0, or why it is impossible.
 int Connect(const sockaddr_un& address) {
-  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (descriptor < 0) return errno;
-  const int result =
-      connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0
-                                                                                            : errno;
-  close(descriptor);
-  return result;
+  const Descriptor own = MakeSocket();
+  const auto* const to = reinterpret_cast<const sockaddr*>(&address);
+  return own.IsOpen() && connect(own.Number(), to, sizeof address) == 0 ? 0 : errno;
 }
 
 void PrepareFolder(const std::string& socketPath) {
@@ -121,10 +121,7 @@ Server::Server(const std::string& socketPath, Dispatcher& dispatcher, std::funct
 }
 
 Server::~Server() {
-  connections_.clear();
   if (socketIsOurs_) unlink(socketPath_.c_str());
-  acceptEvent_.reset();
-  if (listener_ >= 0) close(listener_);
 }
 
 void Server::Listen() {
@@ -141,18 +138,20 @@ void Server::Listen() {
     }
     unlink(socketPath_.c_str());
   }
-  listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  listener_ = MakeSocket();
+  const int listener = listener_.Number();
   const mode_t mask = umask(kSocketMask);
-  const bool bound = listener_ >= 0 && bind(listener_, reinterpret_cast<const sockaddr*>(&address),
-                                            sizeof address) == 0;
+  const bool bound =
+      listener_.IsOpen() &&
+      bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   const std::string error = Error();
   umask(mask);
   if (!bound) throw StartFailure("socket '" + socketPath_ + "' can't be made: " + error);
   socketIsOurs_ = true;
-  if (listen(listener_, kBacklog) != 0) {
+  if (listen(listener, kBacklog) != 0) {
     throw StartFailure("socket '" + socketPath_ + "' can't be listened on: " + Error());
   }
-  acceptEvent_.reset(event_new(base_.get(), listener_, EV_READ | EV_PERSIST, OnAccept, this));
+  acceptEvent_.reset(event_new(base_.get(), listener, EV_READ | EV_PERSIST, OnAccept, this));
   acceptPause_.reset(evtimer_new(base_.get(), OnAcceptPause, this));
   queueEvent_.reset(evtimer_new(base_.get(), OnQueue, this));
   if (acceptEvent_ == nullptr || acceptPause_ == nullptr || queueEvent_ == nullptr ||
@@ -186,7 +185,7 @@ void Server::RunSteps(int milliseconds, std::function<bool()> step) {
   const timeval interval = Time(milliseconds);
   stepEvent_.reset(event_new(base_.get(), -1, EV_PERSIST, OnStep, this));
   if (stepEvent_ == nullptr) throw std::runtime_error("the event loop takes no more events");
-  Add(stepEvent_.get(), &interval);
+  AddEvent(stepEvent_, &interval);
   step_ = std::move(step);
 }
 
@@ -195,10 +194,6 @@ void Server::Run() {
   if (event_base_dispatch(base_.get()) != 0 || failed_) {
     throw StartFailure("the event loop failed");
   }
-}
-
-void Server::Add(event* what, const timeval* time) {
-  if (event_add(what, time) != 0) throw std::runtime_error("the event loop takes no more events");
 }
 
 void Server::OnSignal(int number, short, void* server) {
@@ -250,20 +245,21 @@ void Server::OnQueue(int, short, void* server) {
   self->queue_.pop_front();
   if (!self->queue_.empty() && evtimer_add(self->queueEvent_.get(), &kNextRound) != 0) {
     Log::WriteAboutClient("clients are disconnected: they can't be queued");
-    while (!self->queue_.empty()) self->Remove(self->queue_.front());
+    while (!self->queue_.empty()) self->Remove(*self->queue_.front());
   }
   connection->TakeQueuedTurn();
 }
 
-void Server::Queue(Connection* connection) {
-  Add(queueEvent_.get(), &kNextRound);
-  queue_.push_back(connection);
+void Server::Queue(Connection& connection) {
+  AddEvent(queueEvent_, &kNextRound);
+  queue_.push_back(&connection);
 }
 
 void Server::Accept() {
   for (int i = 0; i < kAcceptsPerTurn; ++i) {
-    Descriptor descriptor(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (descriptor.Number() < 0) {
+    Descriptor descriptor(
+        accept4(listener_.Number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!descriptor.IsOpen()) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
       if (errno == EAGAIN || errno == EWOULDBLOCK) return;
       Log::WriteAboutClient("accepting a client failed: " + Error());
@@ -271,7 +267,8 @@ void Server::Accept() {
       return;
     }
     if (connections_.size() >= maxConnections_) MakeRoom();
-    auto connection = std::make_unique<Connection>(*this, std::move(descriptor));
+    Connection::Owner& owner = *this;
+    auto connection = std::make_unique<Connection>(owner, std::move(descriptor), deadline_);
     connection->Start();
     connections_.push_back(std::move(connection));
   }
@@ -296,33 +293,35 @@ void Server::MakeRoom() {
                                 "that has been waiting for longest"};
   Log::WriteAboutClient("too many clients: the one " + std::string(kWhich[rank(**victim)]) +
                         " is disconnected");
-  Remove(victim->get());
+  Remove(**victim);
 }
 
-void Server::Remove(Connection* connection) {
-  queue_.remove(connection);
-  connections_.remove_if([connection](const auto& entry) { return entry.get() == connection; });
+void Server::Remove(Connection& connection) {
+  pendingBytes_ -= connection.PendingBytes();
+  inputBytes_ -= connection.InputBytes();
+  queue_.remove(&connection);
+  connections_.remove_if([&connection](const auto& entry) { return entry.get() == &connection; });
 }
 
-void Server::ChangePending(std::size_t before, std::size_t after, const Connection* by) {
+void Server::ChangePending(std::size_t before, const Connection& by) {
   pendingBytes_ -= before;
-  pendingBytes_ += after;
+  pendingBytes_ += by.PendingBytes();
   while (pendingBytes_ > kMaxPendingBytes) {
     // The one whose answer is growing is in the middle of its turn and has its limit of its own.
     Connection* victim = nullptr;
     for (const auto& entry : connections_) {
-      if (entry.get() == by || entry->PendingBytes() == 0) continue;
+      if (entry.get() == &by || entry->PendingBytes() == 0) continue;
       if (victim == nullptr || entry->LastActivity() < victim->LastActivity()) victim = entry.get();
     }
     if (victim == nullptr) return;
     Log::WriteAboutClient("too many answers wait: a client that does not read is disconnected");
-    Remove(victim);
+    Remove(*victim);
   }
 }
 
-void Server::ChangeInput(std::size_t before, std::size_t after, const Connection* by) {
+void Server::ChangeInput(std::size_t before, const Connection& by) {
   inputBytes_ -= before;
-  inputBytes_ += after;
+  inputBytes_ += by.InputBytes();
   while (inputBytes_ > kMaxInputBytes) {
     // The one that is in the middle of its turn can't go, and alone it can't be too much. Whoever
     // waits for us goes behind all that we wait for.
@@ -331,13 +330,13 @@ void Server::ChangeInput(std::size_t before, std::size_t after, const Connection
     };
     Connection* victim = nullptr;
     for (const auto& entry : connections_) {
-      if (entry.get() == by || entry->InputBytes() == 0) continue;
+      if (entry.get() == &by || entry->InputBytes() == 0) continue;
       if (victim == nullptr || order(*entry) < order(*victim)) victim = entry.get();
     }
     if (victim == nullptr) return;
     Log::WriteAboutClient(
         "too many requests wait: the client whose request began first is "
         "disconnected");
-    Remove(victim);
+    Remove(*victim);
   }
 }

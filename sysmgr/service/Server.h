@@ -4,7 +4,6 @@
 // waits for one client, and no client takes more memory or time than the limits below.
 #pragma once
 
-#include <event2/event.h>
 #include <sys/time.h>
 #include <sys/types.h>
 
@@ -14,22 +13,15 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "base/Descriptor.h"
+#include "sysmgr/service/Connection.h"
 #include "sysmgr/service/Dispatcher.h"
+#include "sysmgr/service/Events.h"
 
-struct EventDeleter {
-  void operator()(event* what) const { event_free(what); }
-  void operator()(event_base* base) const { event_base_free(base); }
-};
-using EventPointer = std::unique_ptr<event, EventDeleter>;
-
-class Connection;
-
-class Server {
+class Server final : private Connection::Owner {
  public:
-  // Largest payload of a request.
-  static constexpr std::size_t kMaxRequestBytes = std::size_t{1} << 20;
-
   // For the rest of a request after its first byte; for a client to take anything of an answer.
   static constexpr int kDeadlineMilliseconds = 10000;
 
@@ -74,8 +66,6 @@ class Server {
   void Run();
 
  private:
-  friend class Connection;
-
   static void OnSignal(int number, short what, void* server);
   static void OnAccept(int descriptor, short what, void* server);
   static void OnAcceptPause(int descriptor, short what, void* server);
@@ -83,21 +73,21 @@ class Server {
   static void OnStep(int descriptor, short what, void* server);
   static void OnQueue(int descriptor, short what, void* server);
 
-  // Waits for an event, or throws.
-  static void Add(event* what, const timeval* time);
-
   void Listen();
   void AddSignals();
   void AddTimer();
   void Accept();
   void MakeRoom();
-  void Remove(Connection* connection);
 
-  // Promises a turn to a connection that has more to do than fits between the others: one of the
-  // queue gets its turn whenever everybody else that is ready has had one.
-  void Queue(Connection* connection);
-  void ChangePending(std::size_t before, std::size_t after, const Connection* by);
-  void ChangeInput(std::size_t before, std::size_t after, const Connection* by);
+  event_base* Loop() const override { return base_.get(); }
+  std::uint64_t CountActivity() override { return ++activity_; }
+  bool Answer(std::string_view payload, std::string& out) override {
+    return dispatcher_.Answer(payload, out);
+  }
+  void Queue(Connection& connection) override;
+  void ChangePending(std::size_t before, const Connection& by) override;
+  void ChangeInput(std::size_t before, const Connection& by) override;
+  void Remove(Connection& connection) override;
 
   std::string socketPath_;
   Dispatcher& dispatcher_;
@@ -105,7 +95,7 @@ class Server {
   timeval deadline_;
   std::size_t maxConnections_ = kMaxConnections;
   std::unique_ptr<event_base, EventDeleter> base_;
-  int listener_ = -1;
+  Descriptor listener_;
   bool socketIsOurs_ = false;
   bool failed_ = false;  // nobody can be accepted any more
   EventPointer acceptEvent_;

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+//
+// Owners of what the event loop's library makes.
+#pragma once
+
+#include <event2/event.h>
+
+#include <memory>
+#include <stdexcept>
+
+struct EventDeleter {
+  void operator()(event* what) const { event_free(what); }
+  void operator()(event_base* base) const { event_base_free(base); }
+};
+using EventPointer = std::unique_ptr<event, EventDeleter>;
+
+// Waits for an event, for `time` at most where it is not null. Throws when that is impossible.
+inline void AddEvent(const EventPointer& what, const timeval* time = nullptr) {
+  if (event_add(what.get(), time) != 0) {
+    throw std::runtime_error("the event loop takes no more events");
+  }
+}
