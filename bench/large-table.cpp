@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The system manager with another device behind it: one table, source "large", of 500 rows and 6
-// columns, which the simulated powerline with its eight stations doesn't have. The rule: everything
-// but the source is the service's own library, and it takes the same options.
+// The system manager for another device: one table of 500 rows and 6 columns with the source
+// "large". The simulated powerline with its eight stations has no such table. The rule: everything
+// but the source is the service's own library, and the program takes the same options.
 #include <malloc.h>
 
 #include <cstdio>
@@ -23,10 +23,10 @@ namespace {
 
 constexpr unsigned kRows = 500;
 
-// As sysmgrd has it.
+// The same as in sysmgrd.
 constexpr int kLargeBufferBytes = 256 * 1024;
 
-// What strangers write into two of the columns.
+// Texts that strangers could write into two of the columns.
 constexpr const char* kNames[] = {
     "Wohnzimmer & K\xC3\xBC\x63he", "<script>alert(\"powerline\")</script>", "O'Brien \"attic\" <3",
     "\"><img src=x onerror=alert(1)>", "Keller, hinter der Waschmaschine"};

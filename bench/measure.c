@@ -1,20 +1,20 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Times whole processes side by side: every round starts each program once (fork, exec, read all
- * of its output through a pipe, wait), so that what disturbs the machine disturbs all of them.
- * The one rule: a figure counts only if the run ended with status 0 and wrote exactly what the
- * first program, the floor, wrote; anything else ends the measurement with an error.
+ * Times whole processes in turns: every round starts each program once (fork, exec, read all of its
+ * output through a pipe, wait), so that other load on the machine affects all of them alike. The
+ * one rule: a time counts only if the run ended with status 0 and wrote exactly what the first
+ * program, the floor, wrote; anything else ends the measurement with an error.
  *
  * usage: measure [-n ROUNDS] [-w WARMUP] [-c CPU] [-d] [-t] NAME=PROGRAM ...
  *   -n  timed rounds (default 1000)
  *   -w  rounds before them that are thrown away (default 20); in these the content is compared
  *   -c  pin this process and its children to one processor (default: pinned nowhere)
- *   -d  the programs write different things, such as values of the moment; only that each writes
- *       something is looked at
+ *   -d  the programs write different things, such as live values; checks only that each one writes
+ *       something
  *   -t  tab-separated values in nanoseconds instead of the aligned table in microseconds
- * A PROGRAM is started without arguments and with the caller's environment. When it is a name
- * followed by "@FILE", FILE is its standard input; otherwise that is /dev/null. "?TEXT" behind all
- * that makes TEXT its QUERY_STRING, so that one program can be compared on several pages.
+ * A PROGRAM is started without arguments and with the caller's environment. "@FILE" after its name
+ * makes FILE its standard input; otherwise that is /dev/null. "?TEXT" at the end makes TEXT its
+ * QUERY_STRING, so that one program can be compared on several pages.
  */
 #define _GNU_SOURCE
 #include <errno.h>
@@ -135,7 +135,8 @@ static int CompareTimes(const void* left, const void* right) {
   return (a > b) - (a < b);
 }
 
-/* The value below which `part` of the sorted times lie, linearly between its two neighbours. */
+/* The value below which a `part` of the sorted times are, interpolated between its two neighbours.
+ */
 static double Quantile(const int64_t* sorted, long count, double part) {
   double place = part * (double)(count - 1);
   long below = (long)place;
@@ -161,8 +162,8 @@ static void Pin(long processor) {
     Fail("cannot pin to processor %ld: %s", processor, strerror(errno));
 }
 
-/* The caller's environment with another query string. Made once, so that every start costs the
-   same. */
+/* The caller's environment with another query string. It is made once, so that every start costs
+   the same. */
 static char** EnvironmentWith(const char* query) {
   static const char name[] = "QUERY_STRING=";
   size_t count = 0;
@@ -275,7 +276,8 @@ int main(int argc, char** argv) {
     }
   }
 
-  /* Who goes first changes from round to round: a program's time depends on what ran before it. */
+  /* Each round begins with another program, because a program's time depends on what ran before it.
+   */
   for (long round = 0; round < rounds; ++round) {
     for (int step = 0; step < count; ++step) {
       int i = (int)((round + step) % count);

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 """
-The parts of run-bench that need all of the product: the static program with its own site and
-settings service. A chart against reading and writing the same picture with giflib alone; the home
-page through the web server against the floor through the same. The one rule: servers listen on this
-machine only, take a free port, and are ended by their own process ids.
+The parts of run-bench that need the whole product: the static program with its own site and its
+system manager. They compare a chart with reading and writing the same picture with giflib alone, and
+the home page through the web server with the floor through another such server. The one rule: servers
+listen on this machine only, take a free port, and are ended by their own process ids.
 """
 import contextlib
 import os
@@ -27,7 +27,7 @@ CHARTS = {"power": ("_type=power", "HomePlug.OutputPower"),
 CHART_HEADERS = HEADERS.replace(b"text/html", b"image/gif")
 CHART_ROUNDS = 500
 
-# Both servers answer in turn, so that what disturbs the machine disturbs both.
+# Both servers answer in turns, so that other load on the machine affects both alike.
 LOAD_ADDRESS = "127.0.0.1"
 LOAD_TURNS = 10
 LOAD_REQUESTS = 500

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Reports what one run of a program takes from the system: page faults since exec, peak memory,
- * system calls. The program is traced, so that its own share is read off exactly at its exec and
- * at its exit, free of what the process did before (fork, this program's memory).
- * The one rule: tracing slows a program down, so nothing here may be read as a time.
+ * system calls. It traces the program and reads the counters exactly at its exec and at its exit,
+ * so that they leave out what the process did before (fork, this program's memory). The one rule:
+ * tracing slows a program down, so no figure here is a time.
  *
  * usage: resources [-t] PROGRAM [ARGUMENT ...]
  *   -t  one line of tab-separated values with a heading instead of "name: value" lines
@@ -31,7 +31,7 @@
 enum {
   READ_SIZE = 65536,
   EXIT_NO_EXEC = 127,
-  /* Fields of /proc/PID/stat behind the command name's ")". */
+  /* Fields of /proc/PID/stat after the command name's ")". */
   STAT_FIELD_MINFLT = 8,
   STAT_FIELD_MAJFLT = 10,
 };
@@ -68,7 +68,7 @@ static Faults ReadFaults(pid_t process) {
   char text[1024];
   ReadProcFile(process, "stat", text, sizeof text);
   Faults faults = {0, 0};
-  /* The command name may hold blanks and brackets: count fields from its last bracket. */
+  /* The command name may hold blanks and brackets, so count the fields from its last bracket. */
   char* field = strrchr(text, ')');
   if (field == NULL) Fail("/proc/%d/stat has no command name", (int)process);
   int number = 0;
@@ -88,8 +88,8 @@ static unsigned long ReadKib(pid_t process, const char* file, const char* key) {
   return strtoul(line + strlen(key), NULL, 10);
 }
 
-/* Copies nothing: counts what arrives at the pipe, and hands the count to the parent at the end.
-   It is a process of its own because the tracer sleeps in waitpid. */
+/* Counts the bytes that arrive at the pipe without keeping them, and hands the count to the parent
+   at the end. It is a process of its own because the tracer sleeps in waitpid. */
 static pid_t StartDrain(int input, int result) {
   pid_t drain = fork();
   if (drain != 0) return drain;
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
       started = true;
       calls = 0;
       peakKib = 0;
-      inCall = true; /* the stop at the end of execve itself is still to come */
+      inCall = true; /* the stop at the end of execve itself follows */
       before = ReadFaults(child);
     } else if (stop == (SIGTRAP | PTRACE_EVENT_EXIT << 8)) {
       after = ReadFaults(child);

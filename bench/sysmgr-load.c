@@ -1,8 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Asks the system manager from outside, by bytes: many clients at once, each with one question in
- * flight, or a single one to measure a round trip. The one rule: every answer is read whole and
- * must be a success; one that is missing, refused or cut ends the run with status 1.
+ * Sends queries to the system manager from outside, byte by byte: from many clients at once, each
+ * with one unanswered query, or from a single one to measure a round trip. The one rule: every
+ * answer is read whole and must be a success; a missing, refused or cut one ends the run with
+ * status 1.
  *
  * usage: sysmgr-load [-s SOCKET] [-a AUTHORISATION] [-c CLIENTS] [-n QUERIES] [-k KEY] [-p PID]
  *   -s  socket (default /var/run/sysmgr/socket)
@@ -30,7 +31,7 @@ enum {
   MAX_QUERIES = 10000000,
   MAX_REQUEST = 8192,
   READ_SIZE = 65536,
-  /* Longer than any deadline of the service: who waits longer has lost an answer. */
+  /* Longer than any deadline of the service: after this time, the answer is lost. */
   WAIT_MILLISECONDS = 15000,
 };
 
@@ -98,7 +99,7 @@ static void Send(Client* client, const char* request, size_t size) {
     Fail("a request was not taken");
 }
 
-/* 1 when the answer is whole. */
+/* Returns 1 when the answer is whole. */
 static int Receive(Client* client) {
   ssize_t count = recv(client->socket, readBuffer, sizeof readBuffer, 0);
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return 0;

@@ -3,7 +3,7 @@
 # Compiles one message catalogue: cmake -DMSGFMT=.. -DSOURCE=x.po -DCATALOGUE=x.mo -P <this file>
 #
 # The compiled catalogue doesn't name its character set. Pages are UTF-8 and get the catalogue's own
-# bytes; told the set, gettext would first load the C library's tables for converting it into itself.
+# bytes. If the catalogue named UTF-8, gettext would load the C library's tables to convert it into itself.
 execute_process(COMMAND "${MSGFMT}" --check "--output-file=${CATALOGUE}" "${SOURCE}"
                 COMMAND_ERROR_IS_FATAL ANY)
 
@@ -13,7 +13,7 @@ if(unnamed STREQUAL messages)
   message(FATAL_ERROR "${SOURCE}: the header must say charset=UTF-8")
 endif()
 file(WRITE "${CATALOGUE}.po" "${unnamed}")
-# What it says now is that the character set is missing.
+# Its only warning now is the missing character set.
 execute_process(COMMAND "${MSGFMT}" --output-file=${CATALOGUE} "${CATALOGUE}.po"
                 ERROR_QUIET COMMAND_ERROR_IS_FATAL ANY)
 file(REMOVE "${CATALOGUE}.po")

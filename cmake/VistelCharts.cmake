@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
 #
-# The charts' templates, made by a program of ours that runs while building. `VISTEL_CHARTS` lists
+# Makes the charts' templates with a program of ours that runs during the build. `VISTEL_CHARTS` lists
 # the files.
 if(CMAKE_CROSSCOMPILING)
-  # For the machine that builds, with its own compiler and giflib. At once, because only here can be
-  # told what is missing.
+  # The program is for the build machine, with its own compiler and giflib. It is built while CMake
+  # configures, so that the message can say what is missing.
   find_program(VISTEL_HOST_CXX NAMES c++ g++ clang++ NO_CMAKE_FIND_ROOT_PATH
                DOC "C++ compiler of the build machine")
   set(chart_template "${PROJECT_BINARY_DIR}/chart-template")

@@ -16,13 +16,13 @@ option(VISTEL_HARDENING "Harden the program against memory errors" ON)
 set(VISTEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, e.g. address,undefined")
 option(VISTEL_COVERAGE "Build for gcov" OFF)
 
-# Our own code throws nothing; without unwinding code and type information it is also smaller.
-# Position-independent throughout, so that the addresses of code and data differ from one process
-# to the next; a static program relocates itself, where its C library can.
+# Our own code throws nothing, and is smaller without unwinding code and type information. All of it is
+# position-independent, so that each process has other addresses of code and data; a static program
+# relocates itself if its C library can.
 add_library(vistel_code INTERFACE)
 target_include_directories(vistel_code INTERFACE "${PROJECT_SOURCE_DIR}")
-# Without it, stat() refuses files of large numbers or sizes on a machine of 32 bits. On the others
-# it would change nothing but the names that the tests wrap.
+# On a 32-bit machine, stat() refuses files with large inode numbers or sizes without this definition. On
+# other machines it would only change the names of the functions that the tests wrap.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_definitions(vistel_code INTERFACE _FILE_OFFSET_BITS=64)
 endif()
@@ -50,8 +50,8 @@ else()
   target_link_options(vistel_link INTERFACE $<IF:$<BOOL:${VISTEL_STATIC_PIE}>,-static-pie,-static>)
 endif()
 
-# A process lives for one page, so its start counts: calls between files are worth inlining, and
-# packed relocations are a fraction of the pages that a static program reads to relocate itself.
+# A process lives for one page, so its start matters: inlining calls between files pays off, and with
+# packed relocations a static program reads far fewer memory pages to relocate itself.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VISTEL_SANITIZERS)
   check_ipo_supported(RESULT VISTEL_IPO OUTPUT ignored)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ${VISTEL_IPO})

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 #
-# The fixed paths of the product. The defaults are the product's values; `./run` and the tests
-# point them below the build folder, which needs no change to the sources and no privileges. They
-# are absolute: an installation into another folder takes DESTDIR, not a prefix.
+# The fixed paths of the product. The defaults are the product's values; `./run` and the tests set
+# paths below the build folder, which needs no change to the sources and no privileges. The paths are
+# absolute: to install into another folder, use DESTDIR, not a prefix.
 set(VISTEL_DOCUMENT_ROOT "/usr/www" CACHE STRING "Document root: templates, styles, pictures")
 set(VISTEL_LOCALE_DIR "" CACHE STRING "Message catalogues; empty: locale below the document root")
 set(VISTEL_UPLOAD_FILE "/tmp/upload.bin" CACHE STRING "Where an uploaded file is kept")
@@ -21,7 +21,7 @@ set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
 if(NOT VISTEL_LOCALE_DIR)
   set(VISTEL_LOCALE_DIR "${VISTEL_DOCUMENT_ROOT}/locale")
 endif()
-# Template names are confined by comparing paths, which only works with paths in one form.
+# Template names are confined by comparing paths, which works only if all paths have the same form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
              VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
              VISTEL_SBIN_DIR VISTEL_CGI_DIR)
@@ -30,7 +30,7 @@ foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AU
   endif()
 endforeach()
 
-# The C.utf8 locale's messages file is the same on every little-endian machine, so a cross build
-# takes the build machine's.
+# The messages file of the locale C.utf8 is the same on every little-endian machine, so a cross build
+# installs the build machine's.
 set(VISTEL_NEUTRAL_LOCALE "/usr/lib/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES" CACHE FILEPATH
     "The C.utf8 locale's messages file, installed beside the catalogues")

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# A device maker's own client library in the place of ours: the folder that holds its headers as
-# platform/<name>.h, and the library itself. Both or neither.
+# A device maker's own client library instead of ours: the folder that holds its headers as
+# platform/<name>.h, and the library itself. Set both or neither.
 set(VISTEL_PLATFORM_INCLUDE_DIR "" CACHE PATH
     "Folder with platform/<name>.h of a client library of your own; empty for ours")
 set(VISTEL_PLATFORM_LIBRARY "" CACHE FILEPATH
@@ -15,6 +15,6 @@ if(VISTEL_PLATFORM_INCLUDE_DIR OR VISTEL_PLATFORM_LIBRARY)
     message(FATAL_ERROR "VISTEL_PLATFORM_LIBRARY is '${VISTEL_PLATFORM_LIBRARY}'; "
                         "it must be the library that goes with VISTEL_PLATFORM_INCLUDE_DIR")
   endif()
-  # In front of the project's own folder, where the same names are found.
+  # Before the project's own folder, which has headers of the same names.
   target_include_directories(vistel_code BEFORE INTERFACE "${VISTEL_PLATFORM_INCLUDE_DIR}")
 endif()

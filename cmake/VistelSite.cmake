@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# The site: templates and styles as they are, message catalogues compiled, the templates of the
-# charts, and the neutral locale that gettext needs on a machine that has none.
+# Installs the site: templates and styles as they are, compiled message catalogues, the templates of the
+# charts, and the neutral locale that gettext needs on a machine without locales.
 include(VistelCharts)
 
 function(vistel_add_catalogue language)
@@ -27,7 +27,7 @@ add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
                   "${PROJECT_SOURCE_DIR}/site/errors"
         DESTINATION "${VISTEL_DOCUMENT_ROOT}")
-# What one web server calls 502 is 500 to another.
+# Some web servers use the status 502 for an empty answer, others 500.
 install(FILES "${PROJECT_SOURCE_DIR}/site/errors/502.html"
         DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
 install(FILES ${VISTEL_CHARTS} DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# The product's own processor family: 32-bit little-endian MIPS under Linux, with Debian's cross
+# The processor family of the product's devices: 32-bit little-endian MIPS with Linux. Uses Debian's cross
 # compiler (package g++-mipsel-linux-gnu).
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mipsel)

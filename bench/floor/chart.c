@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The floor of a chart: reads the picture TEMPLATE_FILE and writes it to standard output behind
- * RESPONSE_HEADERS, by giflib alone. It draws nothing and checks nothing.
+ * The floor of a chart: reads the picture TEMPLATE_FILE and writes it to standard output after
+ * RESPONSE_HEADERS, with giflib alone. It draws nothing and checks nothing.
  */
 #include <fcntl.h>
 #include <gif_lib.h>

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The floor: the least a process can do to deliver a page. It holds the finished response, built
- * in from the file named by RESPONSE_FILE, and writes it in one go. Every time in the reports is
- * a multiple of this program's.
+ * The floor: the least that a process can do to deliver a page. It contains the finished response,
+ * the file RESPONSE_FILE at build time, and writes it in one go. Reports give every time as a
+ * multiple of this program's.
  */
 #include <errno.h>
 #include <stddef.h>

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The yardstick for growing pages: reads standard input whole into memory, as a page generator
- * that writes nothing before the end must, then writes it behind the header block in one go.
- * What it costs per megabyte is the machine's own share of the linearity table.
+ * The yardstick for growing pages: reads all of standard input into memory, as a page generator
+ * must that writes nothing before the end, and then writes it after the header block in one go. Its
+ * cost per megabyte is the machine's own share of the cost of a page.
  */
 #include <errno.h>
 #include <stdlib.h>

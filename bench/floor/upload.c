@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The floor of an upload: reads the whole body, looks for the boundary with memmem and writes what
- * stands between its headers and the next boundary to UPLOAD_FILE, then the response, built in
- * from RESPONSE_FILE. It knows of the request no more than BOUNDARY, and checks nothing.
+ * The floor of an upload: reads the whole body, finds the boundary with memmem and writes what is
+ * between the part's headers and the next boundary to UPLOAD_FILE. Then it writes the response, the
+ * file RESPONSE_FILE at build time. It knows only BOUNDARY of the request, and checks nothing.
  */
 #define _GNU_SOURCE
 #include <errno.h>

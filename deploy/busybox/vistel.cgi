@@ -1,18 +1,18 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 #
-# Stands in front of the program where the web server can't check requests by itself, and becomes
-# it when nothing is wrong. The rule to know: a request that isn't understood is refused, or gets
-# the strict policy. Costs one start of the shell, and one of grep where a query holds ":" or "%".
-# VISTEL_CGI names the folder of the program, VISTEL_WWW the document root.
+# Checks a request for a web server that can't, and starts the program if nothing is wrong. The rule to
+# know: a request that this script doesn't understand is refused, or gets the strict policy. It costs
+# the start of a shell, and of grep if the query holds ":" or "%". VISTEL_CGI names the folder of the
+# program, VISTEL_WWW the document root.
 
-LC_ALL=C # brackets mean bytes; the program chooses its language by itself
+LC_ALL=C # brackets match bytes; the program chooses its language by itself
 export LC_ALL
 
-max_body_bytes=6553600 # uploads of up to 6 MiB, and room for the form around them
+max_body_bytes=6553600 # uploads of up to 6 MiB, and room for the rest of the form
 
-# ":sys:", each character itself or as one of the escapes that the program reads as it; see
-# docs/deploy.md for where they come from.
+# ":sys:", each character itself or one of the escapes that the program decodes to it; see
+# docs/deploy.md for their origin.
 colon='(:|%[3JZjz][Aa]|%[2IYiy][Qq])'
 s='(s|%[7Nn]3|%[6Mm][Jj]|%[5Ll][Zz])'
 y='(y|%[7Nn]9|%[6Mm][Pp])'
@@ -41,15 +41,15 @@ refuse() { # status, reason
   exit 0
 }
 
-# Whether the query holds a setting. True, too, when it can't be told.
+# Whether the query holds a setting; also true if grep fails.
 holds_settings() {
   case $QUERY_STRING in *[:%]*) ;; *) return 1 ;; esac
   printf '%s\n' "$QUERY_STRING" | grep -Eq "$settings" && return 0
   [ $? -ne 1 ]
 }
 
-# Whether a posting page's origin is this host, the scheme apart: in front of us may be a server
-# that speaks TLS.
+# Whether the origin of a post is this host. The scheme is ignored, because a TLS server may be in
+# front of this one.
 same_origin() {
   case $HTTP_ORIGIN in
     http://?* | https://?*) [ "${HTTP_ORIGIN#*://}" = "$HTTP_HOST" ] ;;
@@ -57,8 +57,8 @@ same_origin() {
   esac
 }
 
-# Whether the query can only mean one of the site's own pages: every name is plain, no other than
-# "_file" begins like it, and what selects a page is a plain word.
+# Whether the query can only mean one of the site's own pages: every name is plain, no name but "_file"
+# begins with "_f", and the values that select a page are plain words.
 known_page() {
   rest=$QUERY_STRING
   while [ -n "$rest" ]; do
@@ -91,9 +91,9 @@ case $REQUEST_METHOD in
     if known_page; then policy=$page_policy; fi
     ;;
   *)
-    # Browsers name the origin of whatever a page posts. A request without one comes from a tool,
-    # which acts with the rights of who started it, and is let through. What a form names isn't
-    # seen here, hence the strict policy where its origin isn't known.
+    # Browsers send the origin with every post. A post without one comes from a tool, which acts with
+    # its user's rights, and is let through. Its answer has the strict policy, because this script
+    # doesn't see what a form names.
     if [ -n "${HTTP_ORIGIN+set}" ]; then
       if ! same_origin; then refuse 403 Forbidden; fi
       policy=$page_policy
@@ -107,7 +107,7 @@ esac
 
 case $REQUEST_METHOD$QUERY_STRING in
   GET*_file=syscfg*)
-    # A download that can't be had is an answer without a word.
+    # The program answers a download that is not available with no bytes.
     "$VISTEL_CGI/vistel.cgi" | {
       IFS= read -r line || refuse 502 'Bad Gateway'
       headers "$policy"
@@ -123,13 +123,13 @@ case $REQUEST_METHOD in
     exec "$VISTEL_CGI/vistel.cgi"
     ;;
   HEAD)
-    # busybox sends all that comes, and a HEAD is answered without the page.
+    # busybox sends everything that it gets, but the answer to a HEAD has no page.
     return=$(printf '\r')
     "$VISTEL_CGI/vistel.cgi" | sed "/^$return\$/q"
     ;;
   *)
-    # The program refuses some bodies unread. busybox resets the connection of who still sends as
-    # soon as nobody is left to write to it, so this shell stays until all has come.
+    # The program refuses some bodies without reading them. busybox resets a connection on which a
+    # client still sends as soon as no process reads the body, so this shell reads the rest.
     "$VISTEL_CGI/vistel.cgi"
     cat >/dev/null
     ;;

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// What the pages do with a script; all of them work without. The rule: texts of the device and of
-// the request reach the document through textContent, or as the value of an attribute that is not
-// run, and passwords leave the page in the body of a POST only.
+// What a script adds to the pages, which work without it. The rule: texts of the device and of the
+// request reach the document only through textContent, or in an attribute that is not executed, and
+// passwords leave the page only in the body of a POST.
 'use strict';
 
 (() => {
   const refreshMilliseconds = 5000;
-  const answerMilliseconds = 4000;    // an answer that takes longer is none
-  const typingMilliseconds = 500;     // a pause in typing that ends a value
+  const answerMilliseconds = 4000;    // a later answer counts as missing
+  const typingMilliseconds = 500;     // a value is checked after this pause
   const language = document.documentElement.lang;
   const byId = (id) => document.getElementById(id);
 
-  // A text that did not change is left alone: it may be selected, or being read out.
+  // Leaves an unchanged text alone: it may be selected, or being read out.
   const show = (element, text) => {
     if (element.textContent !== text) element.textContent = text;
   };
@@ -56,7 +56,7 @@
   let order = null;    // {column, kind, sign}
 
   function sortRows() {
-    // Moving the row that has the focus would take it away.
+    // Moving the row with the focus would remove the focus.
     if (!order || body.contains(document.activeElement)) return;
     const text = (row) => {
       const cell = row.cells[order.column];
@@ -111,7 +111,7 @@
 
   function showStations(stations) {
     if (!model) {
-      // The page came without a table; with one it says more than a script could add.
+      // The page came without a table, and a script can't make all of one.
       if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.reload();
       return;
     }
@@ -126,7 +126,7 @@
 
   // ---- refreshing
 
-  let since = new Date();    // when the values that are shown were asked for
+  let since = new Date();    // when the shown values were requested
   let timer = 0;
   let asking = false;
 
@@ -157,7 +157,7 @@
       }
     }
     showStations(stations);
-    // What a page waits for is over: it has something else to say now.
+    // What the page waits for is over: shows the next page.
     for (const link of document.querySelectorAll('a[data-while]')) {
       if (values.firmware.state && values.firmware.state !== link.dataset.while) location.assign(link.href);
     }
@@ -181,7 +181,7 @@
     schedule();
   }
 
-  // Nobody sees a hidden tab: it costs the device nothing.
+  // A hidden tab doesn't refresh, so that it costs the device nothing.
   function schedule() {
     clearTimeout(timer);
     if (!document.hidden) timer = setTimeout(refresh, refreshMilliseconds);
@@ -198,7 +198,7 @@
 
   // ---- forms
 
-  // The message beside a field, made when there is none yet.
+  // The message next to a field; makes it if there is none yet.
   function messageOf(input) {
     const id = input.id + '-error';
     let message = byId(id);
@@ -227,7 +227,7 @@
     input.setAttribute('aria-describedby', others.join(' '));
   }
 
-  // The server checks again what is sent, so a check that gets no answer is left out.
+  // Without an answer, nothing is shown: the server checks submitted values again.
   async function check(input) {
     const value = input.value;
     const fields = {_file: 'validate', _lang: language, field: input.dataset.check, value};
@@ -245,7 +245,7 @@
 
   for (const input of document.querySelectorAll('input[data-check]')) {
     let pause = 0;
-    // A password field that is left empty is left alone.
+    // An empty password field is not checked.
     const wanted = () => input.value !== '' || input.type !== 'password';
     const later = (milliseconds) => {
       clearTimeout(pause);
@@ -256,8 +256,7 @@
     input.addEventListener('change', () => later(0));
   }
 
-  // Where the addresses are typed is of use only while they are not given by the network; what is
-  // wrong there is never hidden.
+  // Hides the fields for addresses while the network assigns them, unless a field has an error.
   const fixed = byId('static-fields');
   if (fixed) {
     const choice = byId('mode-two');
