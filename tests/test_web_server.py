@@ -103,8 +103,8 @@ class WebServer(unittest.TestCase):
         for key in json.loads(model)["keys"]:
             low, high = key.get("minimum"), key.get("maximum")
             messages.add(f"must be {low if low == high else f'{low} to {high}'} characters")
-        for folder in ("platform", "query", "main", "sysmgr"):
-            for file in (SOURCE / folder).glob("*.cpp"):
+        for folder in ("platform", "query", "main", "sysmgr", "simulator"):
+            for file in (SOURCE / folder).rglob("*.cpp"):
                 code = re.sub(r'"\s*"', "", file.read_text())
                 messages |= set(re.findall(r'"([^"\\\n]* [^"\\\n]*)"', code))
         for language in WORDS:
