@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Classes of characters in ASCII, whatever locale the process is in.
+// Classes of ASCII characters, independent of the process's locale.
 #pragma once
 
 constexpr bool IsAsciiLetter(char byte) {

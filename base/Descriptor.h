@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The owner of an open descriptor: whatever happens, it is closed once.
+// The owner of an open descriptor, which closes it exactly once.
 #pragma once
 
 #include <unistd.h>
@@ -24,7 +24,7 @@ class Descriptor {
   bool IsOpen() const { return number_ >= 0; }
   int Number() const { return number_; }  // below 0 when there is none
 
-  // Hands it over to whoever closes it from now on.
+  // Hands the descriptor over to the caller, who closes it from now on.
   int Release() { return std::exchange(number_, -1); }
 
  private:

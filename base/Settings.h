@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The fixed paths and names of the product. They are constants of the build, see docs/settings.md;
+// The fixed paths and names of the product. They are set by the build, see docs/settings.md;
 // nothing is configured at run time.
 #pragma once
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Texts cut into characters. What is not well-formed UTF-8 has no characters, and U+FFFE and U+FFFF
-// are none: no XML can hold them.
+// Cuts texts into characters. Malformed UTF-8 has no characters, and U+FFFE and U+FFFF don't count
+// as characters, because XML can't hold them.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace Utf8 {
 
-// The bytes of the character that `text` begins with; 0 when there is no well-formed one.
+// The number of bytes of the character that `text` begins with; 0 if it is malformed.
 inline std::size_t CharacterSize(std::string_view text) {
   if (text.empty()) return 0;
   const auto lead = static_cast<unsigned char>(text[0]);
@@ -26,7 +26,7 @@ inline std::size_t CharacterSize(std::string_view text) {
     if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return 0;
   }
   if (size > 2) {
-    // Longer than needed, a surrogate, or beyond the last character.
+    // Refuses overlong forms, surrogates, and numbers beyond the last character.
     const auto next = static_cast<unsigned char>(text[1]);
     if ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) ||
         (lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F)) {
@@ -37,15 +37,15 @@ inline std::size_t CharacterSize(std::string_view text) {
   return size;
 }
 
-// Whether a character, as CharacterSize cut it, is a control character: U+0000 to U+001F and
-// U+007F to U+009F. Terminals obey the upper ones like the lower.
+// Whether a character, as CharacterSize cuts it, is a control character: U+0000 to U+001F and
+// U+007F to U+009F. Terminals obey both ranges.
 inline bool IsControl(std::string_view character) {
   const auto lead = static_cast<unsigned char>(character[0]);
   if (character.size() == 1) return lead < ' ' || lead == 0x7F;
   return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
 }
 
-// Appends the text, with "?" for control characters and for each byte that is of no character.
+// Appends the text, with "?" instead of each control character and each byte outside a character.
 inline void AppendSafe(std::string& out, std::string_view text) {
   while (!text.empty()) {
     const std::size_t size = CharacterSize(text);

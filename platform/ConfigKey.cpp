@@ -29,8 +29,8 @@ int HexValue(char byte) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// What is left of a key while its parts are taken off its front, one by one. Every Take fails
-// without having taken anything.
+// The rest of a key, while its parts are removed from its front one by one. A Take that fails
+// removes nothing.
 class Reader {
  public:
   explicit Reader(std::string_view text) : text_(text) {}
@@ -94,7 +94,7 @@ bool ReadPath(Reader& reader, std::string& path) {
   return true;
 }
 
-// Behind the "{", up to and with the "}".
+// Reads what follows the "{", up to and including the "}".
 bool ReadSelectors(Reader& reader, std::vector<Config::Key::Pair>& selectors) {
   do {
     Config::Key::Pair selector;

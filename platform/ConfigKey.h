@@ -4,7 +4,7 @@
 //
 //   key      = path [ "{" selector *( "," selector ) "}" [ "." name ] ] *( ":" option )
 //   path     = name *( "." name )
-//   selector = name "=" value        value: up to the next "," or "}"; "%XX" stands for a byte
+//   selector = name "=" value        value: up to the next "," or "}"; "%XX" means a byte
 //   option   = name "=" value        value: up to the next ":"
 //   name     = letters, digits, "_" and "-"; at least one
 //
@@ -31,8 +31,8 @@ class Key {
   // Parse(text), for a caller that asks IsValid() afterwards.
   explicit Key(std::string_view text) { Parse(text); }
 
-  // Reads one key, without blanks around it. False when it is malformed: the key is empty and not
-  // valid then. A "%" in a selector's value that two hexadecimal digits don't follow is malformed.
+  // Reads one key, without blanks around it. Returns false when it is malformed; the key is then
+  // empty and not valid. A "%" in a selector's value must be followed by two hexadecimal digits.
   bool Parse(std::string_view text);
 
   bool IsValid() const { return !path_.empty(); }
@@ -54,11 +54,11 @@ class Key {
   std::vector<Pair> options_;
 };
 
-// The keys of a query text, in order, each a part of `text`: separated by ";" outside braces,
-// without the blanks (space, tab, CR, LF) around them; empty ones are left out.
+// The keys of a query text, in order, each a part of `text`. They are separated by ";" outside
+// braces. Leaves out the blanks (space, tab, CR, LF) around them, and empty keys.
 std::vector<std::string_view> Split(std::string_view text);
 
-// Whether two MAC addresses in their written form are the same: letters match in either case.
+// Whether two MAC addresses are the same; their letters match in either case.
 bool EqualMacAddresses(std::string_view left, std::string_view right);
 
 }  // namespace Key

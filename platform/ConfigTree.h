@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A tree of named values, the form in which a service may be handed its configuration or answer a
-// query. Programs that only ask never meet one; it is here because the service interface names it.
+// A tree of named values: a service may get its configuration or answer a query in this form. It is
+// here because the service interface names it; programs that only query don't use it.
 #pragma once
 
 #include <string>

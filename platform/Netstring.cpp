@@ -6,7 +6,7 @@
 
 namespace {
 
-// The digits that `text` begins with, up to the first other byte or one more than allowed.
+// The digits at the start of `text`, up to the first other byte, but at most one more than allowed.
 struct Digits {
   std::uint64_t value;
   std::size_t count;
@@ -23,7 +23,7 @@ Digits ReadDigits(std::string_view text) {
   return digits;
 }
 
-// Whether the digits at the start of `text`, or what more digits make of them, can be a number.
+// Whether the digits at the start of `text`, perhaps with more digits after them, can be a number.
 bool CanBeNumber(std::string_view text, const Digits& digits) {
   if (digits.count == 0) return text.empty();
   if (digits.count > 1 && text[0] == '0') return false;
@@ -61,7 +61,7 @@ Netstring::Piece Netstring::Read(std::string_view text, std::size_t maxBytes) {
   return {Status::kWhole, text.substr(start, length), start + length + 1};
 }
 
-// Read would do, but a table has thousands of cells.
+// Faster than Read, because a table has thousands of cells.
 bool Netstring::Take(std::string_view& text, std::string_view& bytes) {
   const char* position = text.data();
   const char* const end = position + text.size();
@@ -71,7 +71,7 @@ bool Netstring::Take(std::string_view& text, std::string_view& bytes) {
     if (position == end) return false;
     const auto digit = static_cast<unsigned char>(*position - '0');
     if (digit > 9) break;
-    // No number begins with 0 but 0 itself, and none may lead out of the text.
+    // Only the number 0 itself begins with 0, and no length may exceed the text.
     if ((length == 0 && position != text.data()) || length > most) return false;
     length = length * 10 + digit;
   }

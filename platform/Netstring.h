@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Netstrings: a byte string as its length in decimal, ":", its bytes, ",". The length is written
-// without leading zeros, and a reader takes no other spelling.
+// Netstrings: a byte string is written as its length in decimal, ":", its bytes, ",". The length
+// has no leading zeros, and a reader accepts no other spelling.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +10,10 @@
 
 namespace Netstring {
 
-// The digits that a length may have: those of the largest 32-bit number.
+// The largest number of digits of a length: those of the largest 32-bit number.
 inline constexpr std::size_t kMaxLengthDigits = 10;
 
-// What a netstring of any length adds to its bytes at most.
+// The most bytes that a netstring adds to its content.
 inline constexpr std::size_t kMaxOverheadBytes = kMaxLengthDigits + 2;
 
 // Appends `bytes` as a netstring to `out`.
@@ -21,8 +21,8 @@ void Append(std::string& out, std::string_view bytes);
 
 enum class Status {
   kWhole,      // `text` begins with a netstring
-  kPartial,    // more bytes may make it one; none have been found wrong so far
-  kMalformed,  // no bytes behind it can make it one, or it is longer than allowed
+  kPartial,    // more bytes may complete one; those so far are correct
+  kMalformed,  // no further bytes can complete one, or it is longer than allowed
 };
 
 struct Piece {
@@ -34,17 +34,17 @@ struct Piece {
   std::size_t size;
 };
 
-// Looks at the netstring that `text` begins with. A length above `maxBytes` is kMalformed as soon
-// as it can be told. Nothing is allocated, and the cost doesn't grow with the netstring: a reader
-// whose bytes come in pieces calls it again with all bytes so far.
+// Reads the netstring that `text` begins with. A length above `maxBytes` is kMalformed as soon as
+// it is certain. Allocates nothing, and the cost doesn't grow with the netstring: when bytes come
+// in pieces, call it again with all bytes so far.
 Piece Read(std::string_view text, std::size_t maxBytes);
 
-// Takes the first netstring off `text`, which holds all bytes there are. False, with both
-// untouched, when there is none.
+// Removes the first netstring from `text`, which must hold all bytes. Returns false and leaves both
+// untouched when there is none.
 bool Take(std::string_view& text, std::string_view& bytes);
 
-// Takes a number in decimal, without leading zeros and at most 2^32 - 1, and the ":" behind it off
-// `text`. False, with both untouched, when there is none.
+// Removes a decimal number, without leading zeros and at most 2^32 - 1, and the ":" after it from
+// `text`. Returns false and leaves both untouched when there is none.
 bool TakeNumber(std::string_view& text, unsigned& number);
 
 }  // namespace Netstring

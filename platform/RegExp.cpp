@@ -17,7 +17,7 @@ RegExp::~RegExp() {
 bool RegExp::Match(const std::string& text, std::vector<std::string>* groups) const {
   if (!valid_) return false;
   std::vector<regmatch_t> matches(groups != nullptr ? compiled_.re_nsub + 1 : 1);
-  // REG_STARTEND gives the length beside the text, so that a NUL byte doesn't end it.
+  // REG_STARTEND passes the length with the text, so that a NUL byte doesn't end it.
   matches[0].rm_so = 0;
   matches[0].rm_eo = static_cast<regoff_t>(text.size());
   if (regexec(&compiled_, text.c_str(), matches.size(), matches.data(), REG_STARTEND) != 0) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A POSIX regular expression (IEEE Std 1003.1, chapter 9), compiled once and matched against any
-// byte string, NUL bytes included: "." matches every byte but NUL, a newline too.
+// byte string, even with NUL bytes. "." matches every byte but NUL, including a newline.
 #pragma once
 
 #include <regex.h>
@@ -23,9 +23,9 @@ class RegExp {
   RegExp(const RegExp&) = delete;
   RegExp& operator=(const RegExp&) = delete;
 
-  // Whether the pattern matches somewhere in `text`. On a match `groups`, when given, receives the
-  // whole match and behind it one entry for each capture group, "" for a group that took no part;
-  // without a match it is left untouched.
+  // Whether the pattern matches somewhere in `text`. On a match, `groups`, if given, receives the
+  // whole match and then one entry for each capture group, "" for a group that took no part.
+  // Without a match it is untouched.
   bool Match(const std::string& text, std::vector<std::string>* groups = nullptr) const;
 
  private:

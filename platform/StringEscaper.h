@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Puts an escape character in front of every character of a given set; nothing else is changed.
+// Puts an escape character before every character of a given set and changes nothing else.
 #pragma once
 
 #include <string>
 
 class StringEscaper {
  public:
-  // `specials`: the bytes to escape. A text that must be readable again names `escape` among them.
+  // `specials`: the bytes to escape. To be able to undo the escaping, include `escape`.
   StringEscaper(std::string specials, char escape);
 
   std::string Escape(const std::string& text) const;

@@ -16,7 +16,7 @@ constexpr char kFrameByte = '\x01';
 // The size of the smallest netstring, "0:,".
 constexpr std::size_t kMinNetstringBytes = 3;
 
-// Of a table without rows, whose text says nothing else of its columns.
+// Limit on the columns of a table without rows: its text has no cells that would limit them.
 constexpr unsigned kMaxEmptyColumns = 65536;
 
 void AppendNumber(std::string& out, unsigned number) {
@@ -47,14 +47,14 @@ void StringTable::Read(ConstructionType type) {
   }
 }
 
-// The cells stay where they are in the text.
+// Leaves the cells at their place in the text.
 bool StringTable::ReadFrame() {
   std::string_view text = buffer_;
   text.remove_prefix(1);
   if (!Netstring::TakeNumber(text, columns_) || !Netstring::TakeNumber(text, rows_)) return false;
   const std::uint64_t count = std::uint64_t{rows_} * columns_;
   if (count > text.size() / kMinNetstringBytes) return false;
-  // With no cells at all, either count alone could still be anything.
+  // If one count is 0, nothing else limits the other one.
   if (count == 0 && (rows_ > buffer_.size() || columns_ > kMaxEmptyColumns)) return false;
   cells_.resize(static_cast<std::size_t>(count));
   for (Cell& place : cells_) {

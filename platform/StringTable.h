@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// A table of byte strings, addressed by row and column from 0: what is asked of the system manager
-// and what it answers. docs/protocol.md describes the serialised form.
+// A table of byte strings, addressed by row and column from 0: the form of requests to the system
+// manager and of its answers. docs/protocol.md describes the serialised form.
 //
-// All cells stand in one buffer; a table of thousands of cells costs two allocations.
+// All cells are in one buffer; a table of thousands of cells costs two allocations.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@
 class StringTable {
  public:
   enum ConstructionType : int {
-    kSerialized = 0,  // reads what Serialize wrote; what is no such text gives no rows, no columns
+    kSerialized = 0,  // reads what Serialize wrote; any other text gives no rows and no columns
     kQueryText = 1,   // one column, a row for each key of a query text, see Config::Key::Split
   };
 
@@ -25,21 +25,21 @@ class StringTable {
   // No rows.
   explicit StringTable(unsigned columns);
 
-  // Takes no more memory than a fixed multiple of the text's size, whatever the text claims.
+  // Takes at most a fixed multiple of the text's size in memory, whatever numbers the text holds.
   StringTable(const std::string& text, ConstructionType type);
   StringTable(std::string&& text, ConstructionType type);
 
   // Appends one row of exactly Columns() C strings; null reads as the empty string.
   void AddRow(const char* first, ...);
 
-  // Appends one row; cells that `cells` lacks are empty, those beyond Columns() are left out.
-  // Unlike a C string, a cell may hold NUL bytes. None may be a part of this table itself.
+  // Appends one row. Missing cells are empty, and cells beyond Columns() are left out. Unlike a C
+  // string, a cell may hold NUL bytes. No cell may be a part of this table itself.
   void AddCells(const std::vector<std::string_view>& cells);
 
   // A copy of the cell; "" for a cell that doesn't exist.
   std::string Get(unsigned row, unsigned column) const { return std::string(View(row, column)); }
 
-  // The same without a copy, good until the table changes or goes.
+  // The same without a copy, valid until the table changes or is destroyed.
   std::string_view View(unsigned row, unsigned column) const {
     const std::size_t index = std::size_t{row} * columns_ + column;
     if (row >= rows_ || column >= columns_ || index >= cells_.size()) return std::string_view();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A list of strings that can be cut out of a text and joined into one.
+// A list of strings, which can be split from a text and joined into one.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ class StringVector : public std::vector<std::string> {
   StringVector() = default;
 
   // The pieces of `text` between separators, in order. Every separator ends a piece, so pieces may
-  // be empty; a text without a separator is one piece, the empty text is none.
+  // be empty. A text without a separator is one piece; the empty text has none.
   StringVector(const char& separator, std::string_view text);
 
   // The strings with `separator` between them.

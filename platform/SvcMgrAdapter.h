@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A service that offers nothing: the base of a program that only asks. Queries, settings and
-// commands are refused as unsupported, events are ignored; start and stop keep the state.
+// A service that offers nothing, as the base of a program that only queries. It refuses queries,
+// settings and commands as unsupported and ignores events; start and stop keep the state.
 #pragma once
 
 #include "platform/SvcMgrInterface.h"

@@ -2,8 +2,8 @@
 //
 // What a program offers to the system manager when it is a service itself.
 //
-// The order of the operations is the order of their slots in the table of virtual functions, which
-// client libraries rely on: add nothing between them.
+// Client libraries rely on the order of the operations, because it is their order in the table of
+// virtual functions: add nothing between them.
 #pragma once
 
 #include <string>
@@ -33,8 +33,8 @@ class SvcMgrInterface {
   virtual void handleEvent(const std::string& sender, const SysMgrEvent& event,
                            const std::string& client) = 0;
 
-  // Sets `keys` to `values`, both serialised tables of one column; `reply` is a table of one column
-  // that has a row for each key: "" or what is wrong.
+  // Sets `keys` to `values`, both serialised tables of one column. `reply` is a table of one column
+  // with a row for each key: "" or what is wrong.
   virtual int sSetKey(const std::string& client, const std::string& keys, const std::string& values,
                       std::string& reply) = 0;
 
@@ -42,7 +42,7 @@ class SvcMgrInterface {
   virtual int sQueryKey(const std::string& client, const std::string& query,
                         const std::string& option, std::string& reply) = 0;
 
-  // The same for one key; `answer` is the caller's to delete.
+  // The same for one key; the caller deletes `answer`.
   virtual int sQueryKey(const std::string& client, const Config::Key::Key& key,
                         const std::string& option, Config::Node*& answer) = 0;
 
@@ -55,7 +55,7 @@ class SvcMgrInterface {
   virtual int command(SvcMgrCommand command, std::string& reply, const std::string& argument) = 0;
   virtual SvcMgrState state() const = 0;
 
-  // `configuration` stays the caller's and outlives the service.
+  // The caller owns `configuration`, which must outlive the service.
   virtual int start(Config::Tree* configuration) = 0;
   virtual int stop() = 0;
 

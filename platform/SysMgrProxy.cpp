@@ -18,11 +18,11 @@
 
 namespace {
 
-// How long a full queue of the system manager is given before the next try.
+// The pause before the next try when the system manager's queue is full.
 constexpr int kConnectRetryMilliseconds = 10;
 
-// The answer's buffer: what most answers fit into, and how it grows towards a larger one. An
-// announced length alone takes no memory.
+// The answer's buffer: its first size, which most answers fit into, and the step by which it grows
+// for a larger one. An announced length alone reserves no memory.
 constexpr std::size_t kFirstReadBytes = 4096;
 constexpr std::size_t kMinGrowthBytes = 65536;
 
@@ -38,7 +38,8 @@ long long Now() {
   return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// A result in decimal. False when `text` is nothing else, or beyond an int.
+// Reads a result in decimal. Returns false when `text` is something else, or out of the range of
+// int.
 bool ReadResult(std::string_view text, int& result) {
   constexpr std::size_t kMaxDigits = 9;
   if (text.empty() || text.size() > kMaxDigits) return false;
@@ -58,7 +59,7 @@ bool ReadAnswer(std::string_view payload, int& result, std::string_view& reply) 
   return payload.empty() && ReadResult(resultText, result);
 }
 
-// Whether a table can be the outcome of setting that many keys.
+// Whether a table can be the answer to a set of that many keys.
 bool IsOutcome(const StringTable& table, unsigned keys) {
   return table.Rows() >= keys && (table.Columns() == 1 || table.Rows() == 0);
 }
@@ -111,7 +112,7 @@ int SysMgrProxy::sSetKey(const std::string& client, const std::string& keys,
       return result;
     }
     if (IsOutcome(StringTable(reply, StringTable::kSerialized), count)) return result;
-    // Success without a word on the keys is no answer.
+    // An answer of success must have a row for each key.
     Disconnect();
     outcome = Outcome::kNoAnswer;
   }
@@ -141,7 +142,7 @@ SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& resu
 
   const long long deadline = Now() + answerMilliseconds_;
   if (socket_ >= 0 && IsStale()) Disconnect();
-  // A part of a request is none: the system manager acts on whole ones only.
+  // A partly sent request has no effect: the system manager acts on whole ones only.
   Outcome outcome = Outcome::kNotSent;
   if ((socket_ >= 0 || Connect(deadline)) && Send(request, deadline)) {
     if (Receive(deadline, result, reply)) return Outcome::kAnswered;
@@ -153,12 +154,12 @@ SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& resu
   return outcome;
 }
 
-// Opened so that neither a FIFO nor a device in its place can make the page wait.
+// Opens the file so that a FIFO or a device at its path can't make the page wait.
 void SysMgrProxy::ReadAuthorisation() {
   authorisationRead_ = true;
   const int file = open(authFile_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) return;
-  char buffer[kMaxAuthorisationBytes + 2];  // one for the newline, one more tells a longer file
+  char buffer[kMaxAuthorisationBytes + 2];  // one more for the newline, one to detect a longer file
   ssize_t count = 0;
   do {
     count = read(file, buffer, sizeof buffer);
@@ -179,7 +180,7 @@ bool SysMgrProxy::Connect(long long deadline) {
 
   socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (socket_ < 0) return false;
-  // Linux doesn't queue a connection for later here, it says that the queue is full.
+  // When the queue is full, Linux fails at once instead of queueing the connection.
   while (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     if (errno != EAGAIN && errno != EINTR) return false;
     if (Now() >= deadline) return false;
@@ -202,7 +203,7 @@ bool SysMgrProxy::Send(std::string_view bytes, long long deadline) {
   return true;
 }
 
-// The reply stays in the memory that it was received into: a large answer is not copied.
+// The reply keeps the memory into which it was received, so that a large answer is not copied.
 bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
   std::string buffer(kFirstReadBytes, '\0');
   std::size_t filled = 0;
@@ -217,7 +218,7 @@ bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
     const Netstring::Piece piece = Netstring::Read(received, kMaxAnswerBytes);
     if (piece.status == Netstring::Status::kMalformed) return false;
     if (piece.status == Netstring::Status::kWhole) {
-      // Nothing was asked for that could stand behind the answer.
+      // No request is left that further bytes could answer.
       if (filled > piece.size) Disconnect();
       std::string_view place;
       if (!ReadAnswer(piece.bytes, result, place)) return false;
@@ -233,7 +234,7 @@ bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
   }
 }
 
-// Whether `events` came, or the end of the connection did, before the deadline.
+// Whether `events`, or the end of the connection, came before the deadline.
 bool SysMgrProxy::Wait(short events, long long deadline) {
   pollfd entry = {socket_, events, 0};
   for (;;) {
@@ -245,7 +246,7 @@ bool SysMgrProxy::Wait(short events, long long deadline) {
   }
 }
 
-// Whether the connection has ended, or brought something that wasn't asked for.
+// Whether the connection has ended, or holds bytes that nothing asked for.
 bool SysMgrProxy::IsStale() const {
   char byte = 0;
   return recv(socket_, &byte, 1, MSG_DONTWAIT) >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);

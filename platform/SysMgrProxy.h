@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The way to the system manager: one request at a time over a Unix stream socket, as
+// Sends requests to the system manager, one at a time, over a Unix stream socket, as
 // docs/protocol.md describes it.
 //
-// Constructing one opens and reads nothing. The first request reads the authorisation file and
-// connects; the connection is kept for further requests. After any failure it is closed, so that a
-// late answer is never taken for the answer of the next request, which connects again. But a system
-// manager that let the time for an answer pass is not asked again: a page with many queries would
-// wait for each of them.
+// The constructor opens and reads nothing. The first request reads the authorisation file and
+// connects; further requests use the same connection. After any failure it is closed, so that a
+// late answer is never taken for the answer of the next request, which connects again. But after a
+// timeout, the system manager is not asked again: a page with many queries would wait for each of
+// them.
 #pragma once
 
 #include <cstddef>
@@ -24,16 +24,16 @@ class SysMgrProxy {
 
   static constexpr std::size_t kMaxAuthorisationBytes = 4096;
 
-  // Results of the operations; above 0 is what the system manager gave.
+  // Results of the operations; those above 0 come from the system manager.
   static constexpr int kOk = 0;
-  static constexpr int kFailed = -1;  // not reached, no answer in time, or nonsense
+  static constexpr int kFailed = -1;  // not reached, no answer in time, or a malformed one
 
-  // `name`: the service name of this program. `service`: what it offers itself, which nobody can
-  // call over this connection. `authFile`: the secret shown to the system manager, at most
-  // kMaxAuthorisationBytes; a file that can't be read, or is longer, counts as empty.
+  // `name`: the service name of this program. `service`: what the program offers itself; it can't
+  // be called over this connection. `authFile`: the file with the secret for the system manager, at
+  // most kMaxAuthorisationBytes; a longer or unreadable file counts as empty.
   SysMgrProxy(const std::string& name, SvcMgrInterface& service, const std::string& authFile);
 
-  // The same for a system manager that listens elsewhere, or must answer in less time.
+  // The same for a system manager at another socket, or with less time for an answer.
   SysMgrProxy(const std::string& name, SvcMgrInterface& service, const std::string& authFile,
               const std::string& socketPath, unsigned answerMilliseconds = kAnswerMilliseconds);
   ~SysMgrProxy();
@@ -47,21 +47,21 @@ class SysMgrProxy {
 
   // Sets the keys to the values, each a serialised table of one column, as one batch. When the
   // result is 0, `reply` is a serialised table of one column with a row for each key, "" or what is
-  // wrong with its value, and perhaps one row more for the batch. Otherwise it has the same rows
-  // and never looks like success: every row says that the system manager could not be reached, that
-  // it did not answer and the setting may be stored or not, or that it refused the request.
+  // wrong with its value, and possibly one more row about the batch. Otherwise every key has a row
+  // with an error: the system manager could not be reached; or it did not answer, and the setting
+  // may be stored or not; or it refused the request.
   int sSetKey(const std::string& client, const std::string& keys, const std::string& values,
               std::string& reply);
 
-  // Why the last request was refused, in the system manager's words, for the log; "" when it was
-  // not, or nothing came.
+  // Why the system manager refused the last request, in its words, for the log; "" when it didn't,
+  // or gave no reason.
   const std::string& LastMessage() const { return message_; }
 
  private:
   enum class Outcome {
     kAnswered,
-    kNotSent,   // nothing reached the system manager that it could act on
-    kNoAnswer,  // the whole request was sent, and what became of it is unknown
+    kNotSent,   // the system manager did not get a whole request
+    kNoAnswer,  // the whole request was sent; its effect is unknown
   };
 
   Outcome Exchange(const std::string& request, int& result, std::string& reply);
@@ -69,7 +69,7 @@ class SysMgrProxy {
                           std::string_view second);
   void ReadAuthorisation();
 
-  // All of them by `deadline`, a reading of the monotonic clock in milliseconds.
+  // `deadline` is a time of the monotonic clock in milliseconds.
   bool Connect(long long deadline);
   bool Send(std::string_view bytes, long long deadline);
   bool Receive(long long deadline, int& result, std::string& reply);
