@@ -11,7 +11,7 @@
 
 namespace {
 
-// A character reference, as wide as a machine can copy in one go.
+// A character reference, of a size that a machine can copy with one instruction.
 struct Entity {
   char text[WGLEscaper::kMaxGrowth];
   std::uint8_t size;
@@ -19,7 +19,7 @@ struct Entity {
 constexpr Entity kEntities[] = {{"", 0},      {"&lt;", 4},   {"&gt;", 4},
                                 {"&amp;", 5}, {"&quot;", 6}, {"&#39;", 5}};
 
-// For each byte its entry of kEntities; 0 for a byte that needs none.
+// The index into kEntities for each byte; 0 for a byte without a reference.
 struct EntityIndex {
   std::uint8_t of[256];
 };
@@ -38,17 +38,17 @@ std::size_t EntityOf(char byte) {
   return kEntityIndex.of[static_cast<unsigned char>(byte)];
 }
 
-// As many bytes as the machine looks at in one go.
+// As many bytes as the machine compares at once.
 using Word = std::size_t;
 constexpr Word kOnes = ~Word{0} / 0xFF;  // 1 in each byte
 
-// Not 0 when a byte of the word is 0.
+// Not 0 if any byte of the word is 0.
 constexpr Word ZeroBytes(Word word) {
   return (word - kOnes) & ~word & kOnes << 7;
 }
 
-// Whether a byte of the word needs a reference. "&" and "'" differ in bit 0 alone, "<" and ">" in
-// bit 1.
+// Whether a byte of the word needs a reference. "&" and "'" differ in bit 0 only, "<" and ">" in
+// bit 1 only.
 bool HasSpecial(Word word) {
   return (ZeroBytes(word ^ kOnes * '"') | ZeroBytes((word | kOnes) ^ kOnes * '\'') |
           ZeroBytes((word | kOnes * 2) ^ kOnes * '>')) != 0;
@@ -83,7 +83,7 @@ char* WGLEscaper::EscapeTo(char* out, std::string_view value) const {
   return std::copy(escaped.begin(), escaped.end(), out);
 }
 
-// Tables are made of many short values: whole words are copied as long as they need no escaping.
+// Tables consist of many short values: this copies whole words as long as they need no escaping.
 char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
   const char* in = value.data();
   const char* const end = in + value.size();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Turns a value into the form that the place needs where a page puts it: HTML text, part of a URL,
-// or the inside of a JSON string.
+// Escapes a value for its place in a page: HTML text, part of a URL, or the inside of a JSON
+// string.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,15 @@ class WGLEscaper {
   // `mode`, compared exactly and case-sensitively:
   //   "htmltext"  HTML text and quoted attribute values, see MakeHtmlEntities
   //   "htmlesc"   percent-encoding (RFC 3986, section 2.1), see HtmlEscape
-  //   "json"      the inside of a JSON string (RFC 8259), as far as backslash and double quote go
-  //   any other   nothing is changed
+  //   "json"      the inside of a JSON string (RFC 8259): only backslash and double quote
+  //   any other   no escaping
   explicit WGLEscaper(std::string_view mode);
 
   std::string Escape(const std::string& value) const;
 
-  // Writes what Escape makes of `value` to `out`, which has room for Growth() times its size, and
-  // returns the end of it. No NUL byte is added.
-  static constexpr std::size_t kMaxGrowth = 8;  // "&quot;" and two bytes that may be scribbled on
+  // Writes the result of Escape to `out`, which must have room for Growth() times the size of
+  // `value`, and returns its end. Adds no NUL byte.
+  static constexpr std::size_t kMaxGrowth = 8;  // "&quot;" and two bytes that may be overwritten
   std::size_t Growth() const { return mode_ == Mode::kNone ? 1 : kMaxGrowth; }
   char* EscapeTo(char* out, std::string_view value) const;
 

@@ -26,7 +26,7 @@ void FreeText(const char* text) {
 
 #ifdef WGL_PARTS_ARE_WATCHED
 
-// The sanitizer watches every part by itself.
+// Allocates every part by itself, so that the sanitizer can watch it.
 void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
   return ::operator new(size, tag);
 }

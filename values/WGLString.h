@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The value type of template evaluation: a text kept as a chain of parts, so that joining two
-// texts moves list nodes instead of copying bytes.
+// The value type of template evaluation: a text as a chain of parts. To join two texts moves list
+// nodes instead of copying bytes.
 //
 // A WGLString is a plain two-word value without constructor or destructor, because the parser
 // keeps it in a union and moves it with memcpy. Copies share the parts: exactly one of them may be
@@ -14,12 +14,12 @@
 
 class WGLStringPart {
  public:
-  // A page makes and frees parts by the thousand: they come from blocks that are kept for the next
-  // ones until the process ends. Null when memory is short.
+  // A page makes and frees thousands of parts. They come from blocks, which are reused for further
+  // parts until the process ends. Returns null when memory is short.
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   static void operator delete(void* part) noexcept;
 
-  // Takes ownership of `text`, which malloc made; null reads as the empty text.
+  // Takes ownership of `text`, which malloc allocated; null means the empty text.
   explicit WGLStringPart(const char* text) : text_(text), next_(nullptr) {}
 
   // Never null; owned by the part.
@@ -28,8 +28,8 @@ class WGLStringPart {
   WGLStringPart* Next() const { return next_; }
   void Link(WGLStringPart* next) { next_ = next; }
 
-  // Deletes all following parts and frees the text; the part itself is the caller's to delete.
-  // Takes constant stack, however long the chain is.
+  // Deletes all following parts and frees the text; the caller deletes the part itself. Takes
+  // constant stack, however long the chain is.
   void Destroy();
 
  private:
@@ -39,20 +39,20 @@ class WGLStringPart {
 
 class WGLString {
  public:
-  // Makes this the empty string without freeing anything: the first call on any new value.
+  // Makes this the empty string without freeing anything. Must be the first call on a new value.
   void Initialize();
 
-  // Appends one part that takes ownership of `text`, which malloc made. Null appends nothing. When
-  // memory is short the text is freed and the string stays as it was.
+  // Appends one part that takes ownership of `text`, which malloc allocated. Null appends nothing.
+  // When memory is short, frees the text and leaves the string unchanged.
   void Append(const char* text);
 
   // Moves all parts of `other` to the end of this string and leaves `other` empty.
   void Append(WGLString& other);
 
-  // Frees everything; the string is empty then.
+  // Frees everything and makes the string empty.
   void Clear();
 
-  // Turns two or more parts into one. When memory is short nothing changes.
+  // Turns two or more parts into one. When memory is short, changes nothing.
   void Combine();
 
   // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.

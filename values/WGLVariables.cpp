@@ -8,15 +8,15 @@
 
 namespace {
 
-// Fields are named by whoever sends the request. The multiplier differs from process to process, as
-// addresses do, so that nobody can choose names that fall together.
+// The sender of a request chooses the names of its fields. The multiplier differs from process to
+// process, as addresses do, so that no sender can choose names that collide.
 std::size_t Hash(std::string_view name) {
   static const char anchor = 0;
   constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
   const std::uint64_t multiplier = (reinterpret_cast<std::uintptr_t>(&anchor) * kGoldenRatio) | 1;
   std::uint64_t hash = name.size();
   for (char byte : name) hash = (hash + static_cast<unsigned char>(byte) + 1) * multiplier;
-  // The upper bits depend on every byte, the lower ones hardly.
+  // The upper bits depend on all bytes, the lower ones on few.
   return static_cast<std::size_t>(hash >> 32);
 }
 
@@ -26,7 +26,7 @@ WGLVariables::WGLVariables() {
   entries_.reserve(kInitialEntries);
 }
 
-// The slot that holds the name, or the free one that it belongs into.
+// The slot that holds the name, or the free one where it belongs.
 std::size_t WGLVariables::Slot(std::string_view name) const {
   const std::size_t mask = slots_.size() - 1;
   std::size_t slot = Hash(name) & mask;
@@ -40,7 +40,7 @@ std::size_t WGLVariables::IndexedPlace(std::string_view name) const {
   return found != 0 ? found - 1 : entries_.size();
 }
 
-// Takes the last entry into the index.
+// Adds the last entry to the index.
 void WGLVariables::Index() {
   if (entries_.size() * 2 <= slots_.size()) {
     slots_[Slot(entries_.back().first)] = static_cast<std::uint32_t>(entries_.size());

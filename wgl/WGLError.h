@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The one reporter of template errors, for scanner, parser, include stack and queries.
+// Reports all template errors, for the scanner, the parser, the include stack and queries.
 #pragma once
 
 // Writes "WGL error", the line and file being read when there is one, and the message to standard

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The string takes ownership of `text`, which malloc made.
+// The string takes ownership of `text`, which malloc allocated.
 WGLString Own(const char* text) {
   WGLString result = WGLEmpty();
   result.Append(text);
@@ -28,9 +28,8 @@ WGLString CopyOf(const char* text) {
 
 void WGLWritePage(WGLString page) {
   page.Write(stdout);
-  // The page was all there was to do: its parts are left to the end of the process. Freeing them
-  // one by one would be a tenth of the work on a large page. A further page frees the one before
-  // it.
+  // The page's parts stay until the process ends, because freeing them one by one would take a
+  // tenth of the time for a large page. A further page frees the one before it.
   static WGLString writtenPage;
   writtenPage.Clear();
   writtenPage = page;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Opens template files for the scanner, confines them to the document root, and remembers which
-// file is being read, at which line, and where to go on when it ends.
+// Opens template files for the scanner, confines them to the document root, and keeps track of the
+// file being read, its line, and where to continue when it ends.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-struct yy_buffer_state;  // the scanner's, see WGLScanner.h
+struct yy_buffer_state;  // of the scanner, see WGLScanner.h
 
 struct WGLIncludeInfo {
-  std::uint32_t line;       // reached so far, from 1
+  std::uint32_t line;       // the current line, from 1
   std::string fileName;     // absolute, without symbolic links
   yy_buffer_state* buffer;  // where to resume, owned; null for the file being read
 };
@@ -20,31 +20,31 @@ struct WGLIncludeInfo {
 class WGLIncludeStack {
  public:
   WGLIncludeStack();
-  virtual ~WGLIncludeStack();  // drops what an error left unread
+  virtual ~WGLIncludeStack();  // drops files that an error left unread
   WGLIncludeStack(const WGLIncludeStack&) = delete;
   WGLIncludeStack& operator=(const WGLIncludeStack&) = delete;
 
   // The absolute path of a requested template, with every symbolic link resolved; "" when there is
-  // no such file or it lies outside the document root. A path that begins with "/" counts from the
-  // document root, any other one from the folder of the file being read.
+  // no such file or it is outside the document root. A path that begins with "/" is relative to the
+  // document root, any other path to the folder of the file being read.
   std::string MakeRealPath(const std::string& path) const;
 
-  // Opens the main template as the scanner's first input. On failure writes a template error and
+  // Opens the main template as the scanner's first input. On failure, writes a template error and
   // ends the process with status 1.
   void Init(const std::string& path);
 
-  // Switches the scanner to an included file; its first byte is the next one read. Only after
-  // Init. On failure writes a template error and ends the process with status 1.
+  // Switches the scanner to an included file; its first byte is the next one read. Call it only
+  // after Init. On failure, writes a template error and ends the process with status 1.
   void BeginInclude(const std::string& path);
 
-  // Called at the end of each file. Goes back to the includer, right behind its directive, and
-  // returns true; false at the end of the main template, whose entry stays.
+  // Called at the end of each file. Returns true after switching back to the including file, right
+  // after its directive; false at the end of the main template, whose entry stays.
   bool EndInclude();
 
-  // Called by the scanner for the newlines it counts.
+  // Called by the scanner with the number of newlines read.
   void AdvanceLine(std::uint32_t lines);
 
-  // The file being read; "" before the first.
+  // The file being read; "" before the first file.
   std::string FileName() const;
 
   // The line being read, from 1; 0 before the first file.

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 %code top {
-// The grammar of WGL. Pages are evaluated while they are parsed, each action being one call of
-// WGLEvaluate.h; the order of the rules decides the wording of syntax errors.
+// The grammar of WGL. Pages are evaluated while they are parsed: each action is one call of
+// WGLEvaluate.h. The order of the rules decides the wording of syntax errors.
 }
 
 %code requires {
@@ -18,7 +18,7 @@
 %define api.prefix {yywgl}
 %define parse.error verbose
 
-// A block may start with nothing or with its first piece; shifting the piece is right.
+// A block may start with nothing or with its first piece; shifting the piece is correct.
 %expect 10
 
 %union {
@@ -27,7 +27,7 @@
   const char* word;
 }
 
-// The name that messages show.
+// The name of the end of input in messages.
 %token YYEOF 0 "$end"
 %token <text> T_CHARS T_VARNAME T_VARNAME_HTMLTEXT T_VARNAME_HTMLESC
 %token T_BEGIN T_END T_QUOTE T_PLUS T_MINUS

@@ -96,7 +96,7 @@ void TakeOrdinaryBytes(const char* text, std::size_t size, WGLPlainText& plain) 
 
 WGLPlainText WGLFindPlainText(const char* text, std::size_t size) {
   WGLPlainText plain = {0, 0};
-  std::size_t pairEnd = 0;  // of the last "$" with its byte
+  std::size_t pairEnd = 0;  // the end of the last "$" with its byte
   const auto followsLess = [&] { return plain.size > pairEnd && text[plain.size - 1] == '<'; };
   for (;;) {
     TakeOrdinaryBytes(text, size, plain);
@@ -114,7 +114,7 @@ WGLPlainText WGLFindPlainText(const char* text, std::size_t size) {
       ++plain.size;
     }
   }
-  // Here "<~" begins, or may begin.
+  // "<~" begins here, or may begin at the end of the text.
   if (followsLess()) --plain.size;
   return plain;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Finds where plain text ends in a template. Nearly all of a template is plain text, so this is
-// what reading a page costs; everything that has a meaning is left to the scanner's rules.
+// Finds the end of plain text in a template. Nearly all of a template is plain text, so this
+// determines the cost of reading one. The scanner's rules handle everything else.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,9 @@ struct WGLPlainText {
   std::uint32_t lines;  // newlines among them that count
 };
 
-// The plain text at the start of `text[0, size)`. It holds no NUL byte. A "$" and any byte behind
-// it but "{" are part of it, and this byte means nothing then: a newline doesn't count. So is a "~"
-// that belongs to no "<~" or "~>". Plain text ends before a backquote, "${", "<~", "~>" and a NUL,
-// and where the text ends before it is decided which of these follows.
+// The plain text at the start of `text[0, size)`. It holds no NUL byte. A "$" and the byte after
+// it, unless that is "{", are part of it; that byte has no other meaning, so a newline isn't
+// counted. A "~" that belongs to no "<~" or "~>" is part of it too. Plain text ends before a
+// backquote, "${", "<~", "~>" and a NUL byte. It also ends before a byte at the end of the text
+// that may begin one of these.
 WGLPlainText WGLFindPlainText(const char* text, std::size_t size);
