@@ -57,7 +57,7 @@ void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text)
 
 char* OutputText::Release() {
   if (!Reserve(0)) return nullptr;
-  // One look at the finished text instead of one at each value.
+  // Searches the finished text once instead of each value.
   if (std::memchr(text_, '\0', size_) != nullptr) {
     size_ = static_cast<std::size_t>(std::remove(text_, text_ + size_, '\0') - text_);
   }

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// A text that grows at its end and is handed over as malloc'ed memory, the form in which texts
-// join a page. NUL bytes, which such a text can't hold, are left out.
+// A text that grows at its end and is handed over as malloc'ed memory, as pages need it. NUL bytes
+// are left out, because such a text can't hold them.
 //
-// When memory is short, the text is lost: Release returns null, everything before is without
-// effect.
+// When memory is short, the text is lost: Release returns null, and other calls have no effect.
 #pragma once
 
 #include <cstddef>
@@ -27,14 +26,14 @@ class OutputText {
   }
   void AppendNumber(unsigned number);
 
-  // Appends `text` as `escaper` makes it.
+  // Appends `text`, escaped by `escaper`.
   void AppendEscaped(const WGLEscaper& escaper, std::string_view text);
 
-  // The NUL-terminated text; the caller frees it. This text is empty again then.
+  // Returns the NUL-terminated text, which the caller frees, and makes this one empty.
   char* Release();
 
  private:
-  // Makes room for `size` bytes and the NUL byte behind them. False when memory is short.
+  // Makes room for `size` bytes and a NUL byte after them. Returns false when memory is short.
   bool Reserve(std::size_t size) { return size < capacity_ - size_ || Grow(size); }
   bool Grow(std::size_t size);
 

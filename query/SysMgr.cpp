@@ -8,10 +8,10 @@
 
 namespace {
 
-// What the system manager expects where a query may name an option.
+// The value of a query's option field, which is reserved.
 constexpr char kNoOption[] = "0";
 
-// False, with `reply` left to be forgotten, when the query failed.
+// Returns false when the query failed; `reply` is unspecified then.
 bool Query(const StringTable& query, std::string& reply) {
   return gSysMgr.sQueryKey(gServiceName, query.Serialize(), kNoOption, reply) == 0;
 }

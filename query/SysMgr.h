@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The program's requests to the system manager. All of them go through these three functions, in
-// the name of gServiceName; none writes a message.
+// The program's requests to the system manager. All of them use these three functions, in the name
+// of gServiceName; none of the functions writes a message.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 class SysMgrProxy;
 
-// How a table is made from a text. The numbers are what client libraries have in common.
+// How a table is made from a text. All client libraries use the same numbers.
 constexpr auto kSerializedTable = static_cast<StringTable::ConstructionType>(0);
 constexpr auto kQueryText = static_cast<StringTable::ConstructionType>(1);
 
@@ -23,7 +23,7 @@ StringTable SysMgr_Query(const StringTable& query);
 // The same answer in its serialised form; "" when the query failed.
 std::string SysMgr_QueryString(const StringTable& query);
 
-// Sets keys to values, both tables of one column, as one batch: everything or nothing. The answer
-// has one column and a row for each key, "" or what is wrong, and perhaps one row more for the
-// batch. A failed request answers likewise, with a text for each key.
+// Sets keys to values, both tables of one column, as one batch: all or none. The answer has one
+// column and a row for each key, "" or what is wrong, and possibly one more row about the batch. A
+// failed request gives the same kind of table, with a text for each key.
 StringTable SysMgr_Set(const StringTable& keys, const StringTable& values);

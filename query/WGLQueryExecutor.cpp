@@ -26,7 +26,7 @@ bool IsCapital(char byte) {
   return byte >= 'A' && byte <= 'Z';
 }
 
-// A cell without a copy of it, where the client library's table offers that.
+// A cell without a copy, if the client library's table offers that.
 template <typename Table>
 auto CellOf(const Table& table, unsigned row, unsigned column, int /*preferred*/)
     -> decltype(table.View(row, column)) {
@@ -120,14 +120,14 @@ std::string WGLQueryExecutor::GetValueFromResults(const std::string& key, unsign
   return result;
 }
 
-// A column below 1 wraps to one that no table has.
+// A column below 1 wraps to a number that no table has.
 WGLQueryExecutor::Place WGLQueryExecutor::PlaceOf(std::string_view key) {
   const bool named = key.size() > kColumnDigits && IsCapital(key[kColumnDigits]);
   return {static_cast<unsigned>(WGLToInt(std::string(key).c_str())) - 1,
           named ? static_cast<unsigned>(key[kColumnDigits] - 'A') : 0};
 }
 
-// Once for the whole table, not once for each row.
+// Called once for the whole table, not for each row.
 std::vector<WGLQueryExecutor::Piece> WGLQueryExecutor::Split(std::string_view body) {
   std::vector<Piece> pieces;
   std::size_t start = 0;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs the queries of a template against the system manager and makes text of what comes back: the
-// values of one row, the number of rows, or a text repeated for each row.
+// Sends the queries of a template to the system manager and makes text of the answers: the values
+// of one row, the number of rows, or a text repeated for each row.
 //
-// A failed query is an empty table and gives the empty text, or "0" rows, without a message.
+// A failed query counts as an empty table: it gives the empty text, or "0" rows, without a message.
 //
-// `out` receives malloc'ed text that the caller frees, null when memory is short. `otype` says how
-// values are escaped: "html", "json", any other word not at all; see WGLEscaper. NUL bytes in
-// values are left out.
+// `out` receives malloc'ed text that the caller frees, or null when memory is short. `otype` says
+// how values are escaped: "html", "json", and with any other word not at all; see WGLEscaper. NUL
+// bytes in values are left out.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ class OutputText;
 
 class WGLQueryExecutor {
  public:
-  // Writes a template error to the response. The language above this folder has one.
+  // Writes a template error to the response. The language, which uses this folder, passes its own.
   using ErrorReporter = void (*)(const char* message);
 
   explicit WGLQueryExecutor(ErrorReporter reportError) : reportError_(reportError) {}
@@ -32,21 +32,21 @@ class WGLQueryExecutor {
   // The number of rows in decimal.
   void ExecuteQueryRowcount(char** out, const std::string& query) const;
 
-  // Puts the answer on the stack of result sets: the first set is "A", one inside it "B".
+  // Pushes the answer onto the stack of result sets: the first set is "A", the next one "B".
   void ExecuteQueryDo1(const std::string& query, std::string_view otype);
 
-  // Repeats `body` for each row of the last result set and takes the set off the stack. In the body
-  //   ${NN}, ${NNX}  stand for column NN (from 01) of the first set or of set X ("A" to "Z"), in
-  //                  the row that is being repeated; for nothing where there is no such value
-  //   ${ROW}         stands for the number of the row, from 1, as the variable ROW does meanwhile
-  // and everything else for itself. Without a result set reports an error and ends the process
+  // Repeats `body` for each row of the last result set and pops the set from the stack. In the body
+  //   ${NN}, ${NNX}  become column NN (from 01) of the first set or of set X ("A" to "Z"), in the
+  //                  row that is being repeated; nothing if there is no such value
+  //   ${ROW}         becomes the number of the row, from 1, which the variable ROW holds meanwhile
+  // and everything else stays as it is. Without a result set, reports an error and ends the process
   // with status 1.
   void ExecuteQueryDo2(char** out, std::string_view body);
 
-  // The escaped value that a placeholder's key, like "01" or "02B", names in `row` (from 0).
+  // The escaped value for a placeholder's key, such as "01" or "02B", in `row` (from 0).
   std::string GetValueFromResults(const std::string& key, unsigned row) const;
 
-  // Whether a table holds nothing: no rows, no columns, or one cell that is empty.
+  // Whether a table holds nothing: no rows, no columns, or a single empty cell.
   static bool IsTableEmpty(const StringTable& table);
 
  private:
@@ -58,7 +58,7 @@ class WGLQueryExecutor {
     unsigned column;  // from 0
     unsigned set;     // from 0, the first
   };
-  // A piece of a body: literal text, and what stands behind it.
+  // A piece of a body: literal text, and the placeholder after it.
   struct Piece {
     enum Kind { kNothing, kRowNumber, kValue };
     std::string_view literal;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kBlockBytes = 8192;
 
-// White space of the C locale, whatever locale the process is in.
+// White space of the C locale, independent of the process's locale.
 bool IsWhiteSpace(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }

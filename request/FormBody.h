@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The body of a form submission, as it stands on standard input.
+// The body of a form submission on standard input.
 #pragma once
 
 #include <string>
 
-// Reads one word: white space before it is skipped, and white space or the end of the input ends
-// it. "" when there is none. Any byte may be part of it; input that can't be read counts as ended.
+// Reads one word: skips white space before it and stops at white space or the end of the input.
+// Returns "" when there is none. Any other byte may be part of the word. A read error counts as the
+// end of the input.
 std::string ReadFormBody();

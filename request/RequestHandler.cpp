@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Parsing: from the environment and a form body to variables.
+// Parses the environment and a form body into variables.
 #include "request/RequestHandler.h"
 
 #include <vector>
@@ -13,11 +13,11 @@
 
 namespace {
 
-// The starred last letter admits any content type that begins with the form type less that letter,
-// so that parameters may follow it.
+// The star after the last letter matches any content type that begins with the form type without
+// that letter, so that parameters may follow it.
 constexpr char kFormPattern[] = "^application/x-www-form-urlencoded*";
 
-// The boundary is all that stands behind the last "boundary=", quotes included.
+// The boundary is everything after the last "boundary=", including quotes.
 constexpr char kMultipartPattern[] = "^multipart/form-data.*boundary=(.*)$";
 
 // See RequestHandler::Unescape.
@@ -56,7 +56,7 @@ bool RequestHandler::Parse() {
   return false;
 }
 
-// The announced length is checked, but it neither bounds nor steers the reading.
+// Checks the announced length, but reads the body independently of it.
 bool RequestHandler::ParseForm() {
   if (contentLength_ < 1 || contentLength_ > kMaxFormBytes) {
     WriteErrorPage("Missing or invalid content length: %u", contentLength_);
@@ -86,7 +86,7 @@ std::string RequestHandler::ParseQueryStringPart(const std::string& text, std::s
   return text.substr(start, end - start);
 }
 
-// In place: what is decoded is never longer than what it is decoded from.
+// Decodes in place: the result is never longer than the text.
 std::string RequestHandler::Unescape(std::string text) {
   std::size_t decoded = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {

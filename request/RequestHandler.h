@@ -21,50 +21,50 @@ class RequestHandler {
   RequestHandler(const RequestHandler&) = delete;
   RequestHandler& operator=(const RequestHandler&) = delete;
 
-  // Reads the request; call it once. False when it was refused: a complete error page has been
-  // written then, and fields read before the refusal stay in the store.
+  // Reads the request; call it once. Returns false when it refused the request: it has then written
+  // a complete error page, and the fields read before stay in the store.
   bool Parse();
 
-  // Stores the fields of an application/x-www-form-urlencoded text in their order. A name reaches
-  // to the next "=", even when an "&" comes first.
+  // Stores the fields of an application/x-www-form-urlencoded text in their order. A name ends at
+  // the next "=", even when an "&" comes first.
   void ParseQueryString(const std::string& text);
 
   // The field of `text[0, length)` that starts at `position` and ends before `delimiter` or at
-  // `length`, which is at most the text's size. `position` moves one byte behind that end. At or
-  // behind `length` already, it stays and the result is "".
+  // `length`, which is at most the text's size. Moves `position` one byte past that end. When
+  // `position` is at or past `length` already, it stays and the result is "".
   std::string ParseQueryStringPart(const std::string& text, std::size_t& position,
                                    std::size_t length, const std::string& delimiter) const;
 
-  // Decodes "+" and "%XX". Any two bytes behind a "%" count as digits: letters beyond F go on
-  // counting from 16, other bytes are 0, and the result is taken modulo 256. A "%" with fewer than
-  // two bytes behind it stands for itself.
+  // Decodes "+" and "%XX". Any two bytes after a "%" count as digits: letters after F continue from
+  // 16, other bytes are 0, and the result is taken modulo 256. A "%" with fewer than two bytes
+  // after it stays as it is.
   static std::string Unescape(std::string text);
 
-  // Reads a multipart body from standard input. Fields are stored in their order; the content of a
-  // file goes into gUploadFile, see UploadFile, and leaves no variable. The last file stays; none
-  // does when that one is empty or was cut off. 1 when the body was well formed up to its closing
-  // delimiter, behind which nothing is read; otherwise 0, with what came before stored.
+  // Reads a multipart body from standard input. Stores fields in their order. Writes the content of
+  // a file to gUploadFile, see UploadFile, without a variable. The last file stays, or none if that
+  // one is empty or cut off. Returns 1 when the body was well formed up to its closing delimiter,
+  // after which nothing is read; otherwise 0, with the fields before the error stored.
   int ParseUploadData(const std::string& boundary);
 
-  // The language to answer in, a two-letter code (ISO 639-1): the variable "_lang", else the first
-  // entry of HTTP_ACCEPT_LANGUAGE, in the header's order, that has a catalogue; else "en".
+  // The language of the response, a two-letter code (ISO 639-1): the variable "_lang", if it has a
+  // catalogue; else the first entry of HTTP_ACCEPT_LANGUAGE that has one; else "en".
   std::string DetermineLanguage(const std::string& localeDir, const std::string& textDomain) const;
 
   // Whether `language` is two letters and has a compiled catalogue of that domain: a file that can
-  // be opened. Its content isn't read.
+  // be opened. Doesn't read its content.
   bool IsValidLanguage(const std::string& language, const std::string& localeDir,
                        const std::string& textDomain) const;
 
-  // Writes the whole header block and flushes it. There is no Status line: the web server's
+  // Writes the whole header block and flushes it. Writes no Status line, so that the web server's
   // default applies to every response.
   static void WriteHeaders(const std::string& contentType);
   static void WriteHeaders(const std::string& contentType, const std::string& contentDisposition);
 
-  // Writes a text/plain response that is one line, filled in as by printf.
+  // Writes a text/plain response of one line, formatted as by printf.
   static void WriteErrorPage(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
  private:
-  // A form body that announces less than 1 or more than this many bytes is refused.
+  // A form body with an announced length of less than 1 or more than this is refused.
   static constexpr std::uint32_t kMaxFormBytes = 8192;
 
   struct Upload;  // a multipart body while it is being read
@@ -72,12 +72,13 @@ class RequestHandler {
   bool ParseForm();
   bool ParseMultipart(const std::string& boundary);
 
-  // Reads a part's header block and its empty line. False when there is no empty line within the
-  // limit. A name that the block doesn't give is "".
+  // Reads a part's header block and its empty line. Returns false when there is no empty line
+  // within the limit. A name that is missing in the block is "".
   bool ParseUploadDataHeader(Upload& upload, std::string& name, std::string& fileName) const;
 
-  // Copies up to the next delimiter, with a line break in front of it or without, and takes that
-  // too. Content behind `limit` bytes is dropped. False when the input ends before.
+  // Copies up to the next delimiter, with or without a line break before it, and reads the
+  // delimiter too. Drops content beyond `limit` bytes. Returns false when the input ends before the
+  // delimiter.
   bool ParseUploadDataPart(Upload& upload, const std::string& boundary, UploadOutput& output,
                            std::size_t limit, bool lineBreak) const;
 

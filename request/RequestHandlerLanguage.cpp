@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Language negotiation: a language counts only if its compiled catalogue can be opened.
+// Language negotiation: a language is available only if its compiled catalogue can be opened.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ constexpr std::size_t kLanguageBytes = 2;
 
 bool RequestHandler::IsValidLanguage(const std::string& language, const std::string& localeDir,
                                      const std::string& textDomain) const {
-  // The letters come first: nothing else of the request ever becomes part of a path.
+  // Checks the letters first, so that nothing else of the request becomes part of a path.
   if (language.size() != kLanguageBytes) return false;
   if (!IsAsciiLetter(language[0]) || !IsAsciiLetter(language[1])) return false;
   const std::string path = localeDir + "/" + language + "/LC_MESSAGES/" + textDomain + ".mo";
@@ -34,8 +34,8 @@ bool RequestHandler::IsValidLanguage(const std::string& language, const std::str
   return isFile;
 }
 
-// Entries are tried in the header's order; white space is not skipped and quality values are not
-// read, so that an entry behind ", " is never usable.
+// Tries entries in the header's order. Blanks aren't skipped, so "en, de" never selects "de";
+// quality values aren't read.
 std::string RequestHandler::DetermineLanguage(const std::string& localeDir,
                                               const std::string& textDomain) const {
   if (variables_ != nullptr) {

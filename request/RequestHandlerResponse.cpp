@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What every response starts with, and the page that refuses a request.
+// The headers of every response, and the page that refuses a request.
 #include <cstdarg>
 #include <cstdio>
 
@@ -15,8 +15,8 @@ void WriteHeader(const char* name, const std::string& value) {
   std::fputs("\r\n", stdout);
 }
 
-// Pages show the state of the moment. The block is flushed so that whatever writes the body,
-// through this stream or not, comes behind it.
+// Pages show the current state, so they must not be cached. Flushes the block, so that the body
+// follows it even if it is not written through this stream.
 void EndHeaders() {
   std::fputs(
       "Pragma: no-cache\r\n"
@@ -48,6 +48,7 @@ void RequestHandler::WriteErrorPage(const char* format, ...) {
   std::vprintf(format, arguments);
   va_end(arguments);
   std::fputs("\r\n", stdout);
-  // The log comes next; with descriptor 1 closed, its connection would take that number.
+  // Flushes now, because the caller writes to the log next: if descriptor 1 is closed, the log's
+  // connection gets that number.
   std::fflush(stdout);
 }

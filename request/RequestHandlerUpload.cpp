@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Multipart bodies (RFC 7578), read in one pass: fields become variables, the content of a file
-// goes into the upload file. The rule to know: the outcome is that of a reader that takes one byte
-// at a time; blocks only make it fast.
+// Reads multipart bodies (RFC 7578) in one pass: fields become variables, the content of a file
+// goes into the upload file. The rule to know: the result is that of a reader that reads one byte
+// at a time; blocks only make it faster.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -21,14 +21,14 @@
 
 namespace {
 
-// A delimiter that is longer never matches. Boundaries have at most 70 bytes (RFC 2046, 5.1.1).
+// A longer delimiter never matches. Boundaries have at most 70 bytes (RFC 2046, 5.1.1).
 constexpr std::size_t kMaxDelimiterBytes = 127;
 
-// Of one part's header block; what the usual headers take several times over.
+// Limit on the header block of a part, several times the size of usual headers.
 constexpr std::size_t kMaxHeaderBytes = 8192;
 
-// Content is kept as long as fewer bytes than this have been read for its part, the rest is
-// dropped. A field is as large as a whole form may be, a file as large as a firmware image.
+// Content is kept while fewer bytes than this have been read for its part; the rest is dropped. A
+// field may be as large as a whole form, a file as large as a firmware image.
 constexpr std::size_t kFieldLimitBytes = 8192;
 constexpr std::size_t kFileLimitBytes = 6291456;
 
@@ -36,11 +36,11 @@ constexpr std::size_t kFileLimitBytes = 6291456;
 constexpr char kNamePattern[] = " name=\"([^\"]*)\"";
 constexpr char kFileNamePattern[] = " filename=\"([^\"]*)\"";
 
-// Looks for the delimiter in block after block and hands on what stands before it.
+// Looks for the delimiter in block after block and passes on the content before it.
 //
-// After a mismatch only the byte at hand is looked at again, never an ending of what had matched.
-// What has matched so far is the beginning of the delimiter itself, so that none of it has to be
-// kept: what earlier blocks ended with is written from the delimiter.
+// After a mismatch, only the current byte is compared again, never the end of the matched bytes.
+// Matched bytes equal the beginning of the delimiter, so they need not be kept: those at the end of
+// earlier blocks are written from the delimiter.
 class PartCopier {
  public:
   PartCopier(const std::string& delimiter, UploadOutput& output, std::size_t limit)
@@ -52,17 +52,17 @@ class PartCopier {
   // Returns how much of the block was read: all of it, unless the search is over.
   std::size_t Copy(std::string_view block) {
     const std::size_t held = matched_;  // from earlier blocks
-    // Places from here on are behind the limit.
+    // Content from this place on is beyond the limit.
     const std::size_t room = limit_ > read_ ? static_cast<std::size_t>(limit_ - read_ - 1) : 0;
     bool heldIsContent = false;
-    std::size_t kept = 0;  // the block's content up to here is to be written
+    std::size_t kept = 0;  // the block's content up to here must be written
     std::size_t at = 0;
     while (at < block.size() && !IsComplete() && !IsTooLong()) {
       if (block[at] == delimiter_[matched_]) {
         ++matched_;
         ++at;
       } else if (matched_ > 0) {
-        // All that had matched is content, or is dropped, as the byte at hand is.
+        // The matched bytes are content, like the current byte, or are dropped with it.
         if (at < room) {
           kept = at;
           heldIsContent = true;
@@ -85,12 +85,12 @@ class PartCopier {
   UploadOutput& output_;
   std::uint64_t limit_;
   std::size_t matched_;
-  std::uint64_t read_;  // the delimiter's bytes included; a body may be larger than memory
+  std::uint64_t read_;  // with the delimiter's bytes; a body may be larger than memory
 };
 
 }  // namespace
 
-// Compiled once for all parts. On the heap, because of the window.
+// The patterns are compiled once for all parts. It is on the heap because of the window's size.
 struct RequestHandler::Upload {
   Upload()
       : namePattern(kNamePattern, RegExp::kExtended),
@@ -129,7 +129,7 @@ int RequestHandler::ParseUploadData(const std::string& boundary) {
   }
 }
 
-// The last file of a request is what stays, and nothing when that one is empty.
+// Keeps the last file of a request, and none if that one is empty.
 bool RequestHandler::ParseUploadDataFile(Upload& upload, const std::string& boundary) const {
   UploadFile file(gUploadFile);
   const bool whole = ParseUploadDataPart(upload, boundary, file, kFileLimitBytes, true);

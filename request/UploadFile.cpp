@@ -14,18 +14,18 @@ namespace {
 
 constexpr mode_t kMode = 0600;
 
-// Another upload may make its file between our removing the last one and making our own. Whoever
-// comes last wins; a few rounds settle it, and an end must be.
+// Another upload may make its file after this one has removed the old file and before it makes its
+// own. Then this one tries again; the last upload wins. The number of tries is bounded.
 constexpr int kMaxTries = 16;
 
-// Exclusive: an existing file, of whatever kind, is never opened, so none can be written through
-// or keep us waiting, and two uploads never share one.
+// Never opens an existing file of any kind: so no link is followed, no FIFO makes the program wait,
+// and two uploads never share a file.
 int MakeFile(const char* path) {
   for (int i = 0; i < kMaxTries; ++i) {
     if (unlink(path) != 0 && errno != ENOENT) return -1;
     const int file = open(path, O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, kMode);
     if (file < 0 && errno == EEXIST) continue;
-    if (file >= 0) fchmod(file, kMode);  // whatever the umask took away
+    if (file >= 0) fchmod(file, kMode);  // restores what the umask removed
     return file;
   }
   return -1;

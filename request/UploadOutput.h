@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Where the content of an uploaded part goes.
+// Receives the content of an uploaded part.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ class UploadOutput {
  public:
   virtual ~UploadOutput() = default;
 
-  // Appends; `bytes` are good for the call only. Failures are the output's own matter.
+  // Appends `bytes`, which are valid during the call only. The output handles failures itself.
   virtual void Write(std::string_view bytes) = 0;
 };
 
