@@ -7,73 +7,36 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "sysmgr/Features.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Storage.h"
 #include "sysmgr/model/ModelReader.h"
 #include "tests/TestFolder.h"
-#include "tests/sysmgr/Service.h"
+#include "tests/sysmgr/Asker.h"
 
-class DeviceTest : public testing::Test {
+class DeviceTest : public testing::Test, protected Asker {
  protected:
-  static constexpr std::int64_t kStart = 1700000000;
-
-  DeviceTest()
-      : folder_("/tmp/vistel-sysmgr"),
-        model_(ReadModelFile(VISTEL_TEST_MODEL)),
-        storage_(folder_.Path() + "/settings.db", model_),
-        settings_(model_, storage_),
-        now_(kStart),
-        features_(settings_, SetUp(*this)),
-        powerline_(features_.GetPowerline()),
-        device_(settings_, features_.All()) {}
-
-  static FeatureSetup SetUp(DeviceTest& test) {
-    return {7,
-            [&test] { return test.now_; },
-            [&test] { return test.steady_; },
-            test.folder_.Path() + "/files",
-            test.folder_.Path() + "/upload.bin",
-            test.folder_.Path()};
-  }
-
-  StringTable Query(const std::string& text) {
+  std::string Query(const StringTable& keys) override {
     StringTable answer;
-    problem_.clear();
-    if (!device_.Query(StringTable(std::string(text), StringTable::kQueryText), "tester", answer,
-                       problem_)) {
-      EXPECT_NE(problem_, "");
-      return StringTable();
-    }
-    return answer;
+    std::string problem;
+    if (device_.Query(keys, client_, answer, problem)) return TableText(answer);
+    return "[" + problem + "]";
+  }
+  std::string Store(const StringTable& keys, const StringTable& values) override {
+    return TableText(device_.Set(keys, values, client_));
   }
 
-  static std::string SetOn(Device& device,
-                           const std::vector<std::pair<std::string, std::string>>& settings) {
-    StringTable keys(1);
-    StringTable values(1);
-    for (const auto& [key, value] : settings) {
-      keys.AddCells({key});
-      values.AddCells({value});
-    }
-    return TableText(device.Set(keys, values, "tester"));
-  }
-
-  std::string Set(const std::vector<std::pair<std::string, std::string>>& settings) {
-    return SetOn(device_, settings);
-  }
-
-  TestFolder folder_;
-  Model model_;
-  Storage storage_;
-  Settings settings_;
-  std::int64_t now_;
+  std::string client_ = "tester";
+  std::int64_t now_ = 1700000000;
   std::int64_t steady_ = 1000;
-  Features features_;
-  Powerline& powerline_;
-  Device device_;
-  std::string problem_;
+  TestFolder folder_{"/tmp/vistel-sysmgr"};
+  Model model_ = ReadModelFile(VISTEL_TEST_MODEL);
+  Storage storage_{folder_.Path("settings.db"), model_};
+  Settings settings_{model_, storage_};
+  Features features_{settings_,
+                     {7, [this] { return now_; }, [this] { return steady_; }, folder_.Path("files"),
+                      folder_.Path("upload.bin"), folder_.Path()}};
+  Powerline& powerline_ = features_.GetPowerline();
+  Device device_{settings_, features_.All()};
 };

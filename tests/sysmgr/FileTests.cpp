@@ -6,14 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <string>
 
 #include "sysmgr/files/HandoverFolder.h"
 #include "sysmgr/files/UploadedFile.h"
-#include "sysmgr/log/Failure.h"
-#include "tests/TestFolder.h"
 #include "tests/sysmgr/DeviceTest.h"
 
 namespace {
@@ -22,21 +19,12 @@ bool IsThere(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
-std::string FaultOfFolder(const std::string& path) {
-  try {
-    const HandoverFolder folder(path, [] { return 0; });
-    return "none";
-  } catch (const StartFailure& failure) {
-    return failure.what();
-  }
-}
-
 TEST(HandoverFolder, NumberAgeAndMode) {
   const TestFolder parent("/tmp/vistel-sysmgr");
-  const std::string path = parent.Path() + "/run/files";
-  std::int64_t now = 5;
+  const std::string path = parent.Path("run/files");
   const std::string stale = parent.Write("run/files/stale", "x");
   ASSERT_EQ(chmod(path.c_str(), 0700), 0);
+  std::int64_t now = 5;
   std::string last;
   {
     HandoverFolder folder(path, [&now] { return now; });
@@ -57,7 +45,6 @@ TEST(HandoverFolder, NumberAgeAndMode) {
     EXPECT_EQ(folder.Put("a-", "", ""), "");
     ASSERT_EQ(rename((path + ".gone").c_str(), path.c_str()), 0);
     for (std::size_t i = 1; i < HandoverFolder::kMaxFiles; ++i) last = folder.Put("a-", ".bin", "");
-    EXPECT_TRUE(IsThere(second));
     now += HandoverFolder::kSafeSeconds - 2;
     EXPECT_EQ(folder.Put("a-", ".bin", ""), "");
     // What has been fetched is in nobody's way.
@@ -74,50 +61,49 @@ TEST(HandoverFolder, NumberAgeAndMode) {
 
 TEST(HandoverFolder, OnlyOnesOwn) {
   const TestFolder parent("/tmp/vistel-sysmgr");
-  const std::string path = parent.Path() + "/files";
+  const std::string path = parent.Path("files");
+  const auto expect = [&path](const std::string& fault) {
+    const std::string found = FaultOf([&path] { HandoverFolder(path, [] { return 0; }); });
+    EXPECT_NE(found.find(fault), std::string::npos) << found;
+  };
   const std::string other = parent.Write("other/kept", "x");
   ASSERT_EQ(symlink("other", path.c_str()), 0);
-  EXPECT_NE(FaultOfFolder(path).find("can't be used"), std::string::npos) << FaultOfFolder(path);
+  expect("can't be used");
   EXPECT_TRUE(IsThere(other));
   ASSERT_EQ(unlink(path.c_str()), 0);
-  for (const mode_t mode : {0710, 0701, 0770, 0755}) {
-    static_cast<void>(mkdir(path.c_str(), 0700));
+  ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+  for (const mode_t mode : {0710, 0701, 0770, 0755, 0700}) {
     ASSERT_EQ(chmod(path.c_str(), mode), 0);
-    EXPECT_NE(FaultOfFolder(path).find("is too open"), std::string::npos) << mode;
+    expect(mode == 0700 ? "none" : "is too open");
   }
-  ASSERT_EQ(chmod(path.c_str(), 0700), 0);
-  EXPECT_EQ(FaultOfFolder(path), "none");
-  if (geteuid() == 0) {
-    ASSERT_EQ(chown(path.c_str(), 1, 1), 0);
-    EXPECT_NE(FaultOfFolder(path).find("somebody else"), std::string::npos);
-  }
+  if (chown(path.c_str(), 1, 1) == 0) expect("somebody else");
 }
 
 TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   const TestFolder folder("/tmp/vistel-sysmgr");
-  const std::string path = folder.Path() + "/upload.bin";
+  const std::string path = folder.Path("upload.bin");
   const std::string target = folder.Write("target", "secret");
   const UploadedFile upload(path);
   const std::string kUnreadable = "The uploaded file can not be read.";
   std::string content;
-  const auto read = [&](std::size_t maxBytes, std::string& into) {
-    return UploadedFile::Read(upload.Open(), maxBytes, into);
+  const auto read = [&](std::size_t maxBytes = 5) {
+    return UploadedFile::Read(upload.Open(), maxBytes, content);
   };
-  EXPECT_EQ(read(100, content), "No file has been uploaded.");
+  EXPECT_EQ(read(), "No file has been uploaded.");
   ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
-  EXPECT_EQ(read(100, content), kUnreadable);
+  EXPECT_EQ(read(), kUnreadable);
   upload.Delete(upload.Open());
   EXPECT_TRUE(IsThere(target));
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(read(100, content), kUnreadable);
+  EXPECT_EQ(read(), kUnreadable);
   upload.Delete(upload.Open());
   ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-  EXPECT_EQ(read(100, content), kUnreadable);
+  EXPECT_EQ(read(), kUnreadable);
   ASSERT_EQ(rmdir(path.c_str()), 0);
   folder.Write("upload.bin", "hello");
-  EXPECT_EQ(read(4, content), "The uploaded file has more than 4 bytes.");
-  EXPECT_EQ(read(5, content), "");
-  EXPECT_EQ(content, "hello");
+  EXPECT_EQ(read(4), "The uploaded file has more than 4 bytes.");
+  EXPECT_EQ(read(5) + content, "hello");
+  EXPECT_EQ(chown(path.c_str(), 1, 1) == 0 ? read() + content : kUnreadable, kUnreadable);
   // A newer one takes its place while it is read.
   const UploadedFile::Opened older = upload.Open();
   ASSERT_EQ(rename(folder.Write("newer", "newer").c_str(), path.c_str()), 0);
@@ -125,20 +111,14 @@ TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   EXPECT_EQ(ReadFile(path), "newer");
   upload.Delete(upload.Open());
   EXPECT_FALSE(IsThere(path));
-  folder.Write("upload.bin", "hello");
-  if (geteuid() == 0) {
-    ASSERT_EQ(chown(path.c_str(), 1, 1), 0);
-    EXPECT_EQ(read(5, content), kUnreadable);
-    EXPECT_EQ(content, "");
-  }
 }
 
 TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
   const std::string path = folder_.Write("upload.bin", "secret");
-  const auto wait = [this](std::int64_t seconds) {
+  const auto wait = [&](std::int64_t seconds) {
     steady_ += seconds;
     features_.OnTimer();
-    return IsThere(folder_.Path() + "/upload.bin");
+    return IsThere(path);
   };
   EXPECT_TRUE(wait(10000));
   EXPECT_TRUE(wait(UploadedFile::kMaxAgeSeconds - 1));
@@ -147,24 +127,22 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
   EXPECT_TRUE(wait(1));
   EXPECT_FALSE(wait(UploadedFile::kMaxAgeSeconds));
   folder_.Write("upload.bin", "secret");
-  EXPECT_EQ(Set({{"System.FactoryReset", "1"}}), "");
+  EXPECT_EQ(Set("System.FactoryReset=1"), "");
   EXPECT_FALSE(IsThere(path));
 }
 
 TEST_F(DeviceTest, SnrFiles) {
-  const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar;";
-  const std::string path = TableText(Query(kKey));
-  EXPECT_EQ(path.find(folder_.Path() + "/files/snr-"), 0U) << path;
-  const std::string bytes = ReadFile(path);
+  const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar";
+  const std::string path = Get(kKey);
+  EXPECT_EQ(path.find(folder_.Path("files/snr-")), 0U) << path;
   const Powerline::Decibels decibels = powerline_.Snr(2, false, now_);
-  ASSERT_EQ(bytes.size(), sizeof decibels);
-  EXPECT_EQ(std::memcmp(bytes.data(), decibels.data(), bytes.size()), 0);
-  EXPECT_EQ(Query(kKey + kKey).Rows(), 0U);
-  EXPECT_NE(problem_.find("would make more files than one query may, 1"), std::string::npos);
+  EXPECT_EQ(ReadFile(path),
+            std::string(reinterpret_cast<const char*>(decibels.data()), sizeof decibels));
   // A query that fails leaves none behind.
-  EXPECT_TRUE(IsThere(path));
+  EXPECT_EQ(Get(kKey + ";" + kKey),
+            "[key 'HomePlug.SNR' would make more files than one query may, 1]");
   using Files = std::filesystem::directory_iterator;
-  EXPECT_EQ(std::distance(Files(folder_.Path() + "/files"), Files()), 1);
+  EXPECT_EQ(std::distance(Files(folder_.Path("files")), Files()), 1);
 }
 
 }  // namespace

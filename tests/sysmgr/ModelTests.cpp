@@ -8,8 +8,7 @@
 
 #include "sysmgr/model/Check.h"
 #include "sysmgr/model/ModelReader.h"
-#include "tests/sysmgr/Models.h"
-#include "tests/sysmgr/Rows.h"
+#include "tests/sysmgr/Tables.h"
 
 namespace {
 

@@ -195,18 +195,6 @@ std::string Answer(int result, std::string_view reply) {
   return payload;
 }
 
-std::string TableText(const StringTable& table) {
-  std::string text;
-  for (unsigned row = 0; row < table.Rows(); ++row) {
-    if (row > 0) text += '/';
-    for (unsigned column = 0; column < table.Columns(); ++column) {
-      if (column > 0) text += '|';
-      text += table.View(row, column);
-    }
-  }
-  return text;
-}
-
 std::string Ask(Client& client, const std::string& request) {
   if (!client.Send(request)) return "[not sent]";
   const std::string payload = client.Receive();

@@ -12,6 +12,7 @@
 
 #include "platform/StringTable.h"
 #include "tests/TestFolder.h"
+#include "tests/sysmgr/Asker.h"
 
 struct ServiceSetup {
   std::string model;          // text of the model; "" for the one of the product
@@ -91,9 +92,6 @@ std::string SetRequest(const std::vector<std::pair<std::string, std::string>>& s
 
 // An answer's payload as it must be for that result and reply.
 std::string Answer(int result, std::string_view reply);
-
-// Rows with "/" between them, cells with "|".
-std::string TableText(const StringTable& table);
 
 // The table that answers a request, as text; or what came instead, in brackets.
 std::string Ask(Client& client, const std::string& request);

@@ -32,10 +32,6 @@ std::string Key(const std::string& name, const std::string& value, int maximum =
          R"("maximum": )" + std::to_string(maximum) + R"(, "default": ")" + value + R"("})";
 }
 
-std::string ModelOf(const std::string& keys) {
-  return R"({"device": "d", "version": 1, "keys": [)" + keys + "]}";
-}
-
 std::string FaultOf(const std::string& path, const Model& model) {
   try {
     const Storage storage(path, model);

@@ -1,12 +1,36 @@
 // SPDX-License-Identifier: MIT
 //
-// Models for tests, written with ' where JSON has ".
+// Tables of tests as a text, and the models that some of them are about, with ' or " as in JSON.
 #pragma once
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
+#include "platform/StringVector.h"
 #include "sysmgr/log/Failure.h"
+
+inline std::string Trim(const std::string& text) {
+  const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
+  return text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+}
+
+// A row a line, its cells with "=>" between them and blanks around them. A line that begins with
+// "=>" goes on with the row before it.
+inline std::vector<std::vector<std::string>> Rows(const std::string& text) {
+  std::vector<std::vector<std::string>> rows;
+  for (const std::string& piece : StringVector('\n', text)) {
+    const std::string line = Trim(piece);
+    if (line.empty()) continue;
+    const bool goesOn = line.rfind("=>", 0) == 0;
+    if (!goesOn) rows.emplace_back();
+    for (std::size_t at = goesOn ? 2 : 0, end = 0; end != std::string::npos; at = end + 2) {
+      end = line.find("=>", at);
+      rows.back().push_back(Trim(line.substr(at, end - at)));
+    }
+  }
+  return rows;
+}
 
 inline std::string ModelOf(const std::string& keys, const std::string& rules = "") {
   std::string text =
