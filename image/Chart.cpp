@@ -8,7 +8,7 @@ namespace Chart {
 namespace {
 
 int Height(double decibels, double lowest, double highest) {
-  // Also where there is no comparing: a conversion of NaN to a whole number isn't defined.
+  // Also true for NaN, whose conversion to a whole number is undefined.
   if (!(decibels > lowest)) return 0;
   return static_cast<int>((std::min(decibels, highest) - lowest) * kRowsPerDecibel);
 }

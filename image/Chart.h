@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the status charts measure: their scales, and where their bars stand. The program that draws
-// the bars and the one that draws axes and grid both take it from here.
+// The measures of the status charts: their scales, and the places of their bars. Both the program
+// that draws the bars and the one that draws axes and grid use them.
 #pragma once
 
 #include <array>
@@ -17,18 +17,18 @@ inline constexpr double kCarrierSpacingMegahertz = 25.0 / 1024;  // 24.414 kHz
 template <class Value>
 using Values = std::array<Value, kCarriers>;
 
-// A bar shows two carriers, the last one a single one.
+// A bar shows two carriers; the last bar shows one.
 inline constexpr int kCarriersPerBar = 2;
 inline constexpr int kBars = (kCarriers + 1) / kCarriersPerBar;
 
-// Pixels from the top left corner of the picture. A bar is one pixel wide; one of the height h
-// fills the h rows above the base line.
+// Pixels from the top left corner of the picture. A bar is one pixel wide; a bar of height h fills
+// the h rows above the base line.
 inline constexpr int kFirstColumn = 31;
 inline constexpr int kBaseRow = 385;
 inline constexpr int kRequiredWidth = kFirstColumn + kBars;
 inline constexpr int kRequiredHeight = kBaseRow;
 
-// The scales. What lies beyond an end of its scale is drawn as if it lay there.
+// The scales. A value beyond an end of its scale is drawn at that end.
 inline constexpr int kRowsPerDecibel = 10;
 inline constexpr double kPowerLowestDecibels = -30;
 inline constexpr double kPowerHighestDecibels = 3;
@@ -40,7 +40,7 @@ struct Color {
   unsigned char red, green, blue;
 };
 
-// The template holds this colour in its palette; the bars are what is drawn in it.
+// The template's palette holds this colour; only the bars have it.
 inline constexpr Color kBarColor = {64, 128, 64};
 
 // The mean of a bar's carriers.
@@ -52,7 +52,7 @@ double BarValue(const Values<Value>& values, int bar) {
   return (value + static_cast<double>(values[first + 1])) * 0.5;
 }
 
-// The height in rows of a bar, for any value whatever; that of no number (NaN) is 0.
+// The height of a bar in rows, for any value; 0 for NaN.
 int PowerHeight(double power);   // 0 to 330
 int SnrHeight(double decibels);  // 0 to 325
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// giflib by the names of its version 4, which is what devices of some age have. Version 5 gave some
-// functions a prefix and others an argument for an error code; nobody here asks for the code.
+// giflib with the names of its version 4, which older devices have. Version 5 gave some functions a
+// prefix and others an argument for an error code, which this program doesn't use.
 #pragma once
 
 #include <gif_lib.h>
 
 #if defined(GIFLIB_MAJOR) && GIFLIB_MAJOR >= 5
 
-// Closes the descriptor on failure as well.
+// Closes the descriptor even on failure.
 inline GifFileType* DGifOpenFileHandle(int descriptor) {
   return DGifOpenFileHandle(descriptor, nullptr);
 }
@@ -18,7 +18,7 @@ inline int DGifCloseFile(GifFileType* file) {
 inline GifFileType* EGifOpenFileHandle(int descriptor) {
   return EGifOpenFileHandle(descriptor, nullptr);
 }
-// Frees the handle and closes the descriptor, whatever it returns.
+// Frees the handle and closes the descriptor, even on failure.
 inline int EGifCloseFile(GifFileType* file) {
   return EGifCloseFile(file, nullptr);
 }

@@ -12,8 +12,8 @@
 
 namespace {
 
-// A template is a few thousand bytes and a quarter of a million pixels. A small file can claim to
-// be a picture of two thousand million, and giflib would take the memory for it.
+// A template has a few thousand bytes and a quarter of a million pixels. A small file can claim to
+// have two thousand million pixels, and giflib would reserve the memory for them.
 constexpr off_t kMaxFileBytes = off_t{4} * 1024 * 1024;
 constexpr long kMaxPixels = 4L * 1024 * 1024;
 
@@ -36,7 +36,8 @@ bool SkipPicture(GifFileType* file) {
   return true;
 }
 
-// Refuses one without content: versions of giflib differ in where they find its end.
+// Refuses an extension without content, because versions of giflib differ in where they find its
+// end.
 bool SkipExtension(GifFileType* file) {
   int kind = 0;
   GifByteType* block = nullptr;
@@ -47,8 +48,8 @@ bool SkipExtension(GifFileType* file) {
   return true;
 }
 
-// Goes through the file without unpacking a picture. False when all of them together have more
-// pixels than allowed, and when the file isn't whole.
+// Goes through the file without unpacking its pictures. Returns false when all of them together
+// have more pixels than allowed, or when the file isn't whole.
 bool HasAllowedSize(GifFileType* file) {
   long pixels = 0;
   for (;;) {
@@ -69,11 +70,11 @@ bool HasAllowedSize(GifFileType* file) {
   }
 }
 
-// A descriptor of the file, or -1. A file name can't hold a NUL byte: what is in front of it names
-// another file.
+// A descriptor of the file, or -1. A path with a NUL byte is refused, because the bytes before it
+// would name another file.
 int OpenRegularFile(const std::string& path) {
   if (path.find('\0') != std::string::npos) return -1;
-  // Without waiting for the other end, should it be a pipe.
+  // O_NONBLOCK: don't wait for the other end of a pipe.
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return -1;
   struct stat status = {};
@@ -85,7 +86,7 @@ int OpenRegularFile(const std::string& path) {
   return -1;
 }
 
-// Leaves the descriptor as it is, at its beginning.
+// Leaves the descriptor open and at its beginning.
 bool HasAllowedSize(int descriptor) {
   const int another = dup(descriptor);
   GifFileType* file = another >= 0 ? DGifOpenFileHandle(another) : nullptr;
@@ -95,7 +96,7 @@ bool HasAllowedSize(int descriptor) {
   return allowed && lseek(descriptor, 0, SEEK_SET) == 0;
 }
 
-// Null when the file is no whole GIF file.
+// Returns null when the file is not a whole GIF file.
 GifFileType* Read(const std::string& path) {
   const int descriptor = OpenRegularFile(path);
   if (descriptor < 0) return nullptr;
@@ -133,14 +134,14 @@ bool GifTemplate::WriteToStandardOutput() const {
   output->SHeight = file_->SHeight;
   output->SColorResolution = file_->SColorResolution;
   output->SBackGroundColor = file_->SBackGroundColor;
-  // Lent: EGifSpew begins by putting a copy of the map in its place, and no closing of an output
-  // frees its images.
+  // The output only borrows these: EGifSpew first replaces the map by a copy, and closing an output
+  // never frees its images.
   output->SColorMap = file_->SColorMap;
   output->ImageCount = file_->ImageCount;
   output->SavedImages = file_->SavedImages;
   if (EGifSpew(output) == GIF_OK) return true;
-  // It closes the output at its end. If that is what failed, the handle is gone all the same, and
-  // only the descriptor tells. The map stays ours if no copy has taken its place yet.
+  // EGifSpew closes the output at its end. If the closing failed, the handle is freed nevertheless,
+  // and only the descriptor shows it. The map is still ours if no copy has replaced it yet.
   if (fcntl(STDOUT_FILENO, F_GETFD) != -1) {
     if (output->SColorMap == file_->SColorMap) output->SColorMap = nullptr;
     EGifCloseFile(output);
@@ -149,7 +150,7 @@ bool GifTemplate::WriteToStandardOutput() const {
 }
 
 bool IsStandardOutputOpen() {
-  // Otherwise giflib would make an output without a stream, and crash on it.
+  // Without this check, giflib would make an output without a stream and crash.
   const int flags = fcntl(STDOUT_FILENO, F_GETFL);
   return flags != -1 && (flags & O_ACCMODE) != O_RDONLY;
 }

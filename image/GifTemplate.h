@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A GIF file that becomes a chart: read whole, drawn into, written to standard output. What can go
-// wrong goes to the system log, but for the line that says that there is no chart, which is the
-// caller's.
+// A GIF file that becomes a chart: it is read whole, drawn into, and written to standard output.
+// Errors are logged here, except the final line that there is no chart, which the caller logs.
 #pragma once
 
 #include <string>
@@ -11,26 +10,26 @@ struct GifFileType;
 
 class GifTemplate {
  public:
-  // Reads the file at `path`, which must be a regular file and hold exactly one picture, of a size
-  // that memory can take. It may be of any quality: no file does harm.
+  // Reads the file at `path`. It must be a regular file that holds exactly one picture, of a size
+  // that fits into memory. Any content is safe, even a damaged or hostile file.
   explicit GifTemplate(const std::string& path);
   ~GifTemplate();
   GifTemplate(const GifTemplate&) = delete;
   GifTemplate& operator=(const GifTemplate&) = delete;
 
-  // What was read, to be drawn into, with one saved image; null when there is nothing to use. The
-  // palette is null when the file has none for all of its pictures. Goes with this object.
+  // The picture to draw into, with one saved image; null if the file can't be used. Its palette is
+  // null if the file has no global one. Owned by this object.
   GifFileType* Image() { return file_; }
 
-  // Writes screen size, palette and picture to descriptor 1, which must be open, behind what
-  // `stdout` still holds. False when that fails; the output may be cut then. Descriptor 1 is closed
-  // afterwards, unless the failure came before the first byte. Not without an image.
+  // Writes screen size, palette and picture to descriptor 1, which must be open, after what
+  // `stdout` still holds. Call it only with an image. Returns false on failure; the output may be
+  // cut then. Closes descriptor 1, unless it fails before the first byte.
   bool WriteToStandardOutput() const;
 
  private:
   GifFileType* file_;
 };
 
-// Whether descriptor 1 is open for writing. To be asked before anything else is opened, which would
-// get that number.
+// Whether descriptor 1 is open for writing. Call it before opening anything, which could get that
+// number.
 bool IsStandardOutputOpen();

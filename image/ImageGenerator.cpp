@@ -16,16 +16,16 @@
 
 namespace {
 
-// As atoi on a machine whose long has 32 bits, where the device's program would meet it: a number
-// beyond the range of int becomes the nearest int. So a chart is the same on every machine.
+// As atoi on a machine whose long has 32 bits, such as the device: a number beyond the range of int
+// becomes the nearest int. So a chart is the same on every machine.
 std::uint32_t ToUnsigned(const char* text) {
   constexpr long kLowest = std::numeric_limits<int>::min();
   constexpr long kHighest = std::numeric_limits<int>::max();
   return static_cast<std::uint32_t>(std::clamp(std::strtol(text, nullptr, 10), kLowest, kHighest));
 }
 
-// Numbers with commas between them, the first ones of which count. A comma also ends a number, so
-// that nothing need be cut out.
+// Reads the first numbers of a list with commas between them. A comma ends a number for strtol, so
+// the numbers need not be copied out.
 Chart::Values<std::uint32_t> ReadList(const std::string& list) {
   Chart::Values<std::uint32_t> values = {};
   std::size_t at = 0;
@@ -43,7 +43,7 @@ Chart::Values<std::uint32_t> QueryPower() {
   return ReadList(SysMgr_Query(query).Get(0, 0));
 }
 
-// Opens a file that can be read without waiting; a pipe without a writer would hold up the request.
+// Opens a regular file only; a pipe without a writer would block the request.
 std::FILE* OpenRegularFile(const std::string& path) {
   struct stat status = {};
   if (path.find('\0') != std::string::npos || stat(path.c_str(), &status) != 0 ||
@@ -53,7 +53,7 @@ std::FILE* OpenRegularFile(const std::string& path) {
   return std::fopen(path.c_str(), "rb");
 }
 
-// The file is for this one request: it goes once it has been read.
+// Reads the file and removes it, because it was made for this request only.
 Chart::Values<double> TakeFile(const std::string& path) {
   Chart::Values<double> values = {};
   std::FILE* file = OpenRegularFile(path);
@@ -62,7 +62,7 @@ Chart::Values<double> TakeFile(const std::string& path) {
     return values;
   }
   const std::size_t count = std::fread(values.data(), sizeof(double), values.size(), file);
-  if (count < values.size()) values[count] = 0;  // the bytes of a value that was cut
+  if (count < values.size()) values[count] = 0;  // overwrites the bytes of a cut value
   std::fclose(file);
   unlink(path.c_str());
   return values;
@@ -79,8 +79,8 @@ Chart::Values<double> QuerySnr(const std::string& macAddress) {
   return TakeFile(answer.Get(0, 0));
 }
 
-// Pixel by pixel: giflib's rectangle is a call for each row, which for bars of one column costs a
-// fifth of the whole response.
+// Draws pixel by pixel: giflib's rectangle makes a call for each row, which for bars of one column
+// takes a fifth of the whole response.
 void DrawBar(SavedImage& image, int bar, int height, int color) {
   const int column = Chart::kFirstColumn + bar;
   const int width = image.ImageDesc.Width;
@@ -99,8 +99,8 @@ void WarnOfSmallImage(const SavedImage& image, const std::string& path) {
          path.c_str(), width, height, Chart::kRequiredWidth, Chart::kRequiredHeight);
 }
 
-// `fetch` gets the values and `modify` draws them. Values are fetched even if there is nothing to
-// draw them into, but not for an output that isn't there: the connection would take its place.
+// `fetch` gets the values and `modify` draws them. Fetches values even if there is no picture to
+// draw them into, but not if the output is closed: the connection would get its descriptor.
 template <class Fetch, class Modify>
 bool MakeImage(const std::string& templatePath, Fetch fetch, Modify modify) {
   if (!IsStandardOutputOpen()) return false;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The status images: bar charts of the device's values, drawn into a GIF template and written to
-// standard output. Whatever goes wrong goes to the system log; the response is then an image
-// without bars, a cut one or none.
+// standard output. Errors go to the system log; the response is then an image without bars, a cut
+// one or none.
 #pragma once
 
 #include <cstdint>
@@ -17,18 +17,17 @@ class ImageGenerator {
   virtual ~ImageGenerator() = default;
 
   // Writes the chart of the output power, or of the signal-to-noise ratio towards the station with
-  // that address, with the GIF file at `templatePath` behind the bars. The headers must have been
-  // written; descriptor 1 is closed afterwards. Without values all bars have the height 0.
+  // that address, drawn into the GIF file at `templatePath`. The headers must have been written;
+  // descriptor 1 is closed afterwards. Without values, all bars have the height 0.
   void MakeImagePower(const std::string& templatePath) const;
   void MakeImageSNR(const std::string& templatePath, const std::string& macAddress) const;
 
-  // Draws the bars into the first saved image. Bars that stand outside it, in whole or in part, are
-  // cut off at its edge.
+  // Draws the bars into the first saved image, and cuts them off at its edge.
   void ModifyImagePower(GifFileType* image, const Chart::Values<std::uint32_t>& values) const;
   void ModifyImageSNR(GifFileType* image, const Chart::Values<double>& values) const;
 
  private:
-  // The last index of that colour in the image's global palette; -1 when it isn't there.
+  // The last index of that colour in the image's global palette; -1 if the palette lacks it.
   static int FindColorIndex(const GifFileType* image, int red, int green, int blue);
 
   template <class Value>

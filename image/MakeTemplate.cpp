@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// chart-template: makes the GIF templates of the status images, axes and grid without a title, at
-// build time. All positions follow from the constants by which the bars are drawn.
+// chart-template: makes the GIF templates of the status images at build time, with axes and grid
+// but without a title. All positions follow from the constants by which the bars are drawn.
 //
 // usage: chart-template power|snr FILE
 #include <fcntl.h>
@@ -23,8 +23,8 @@ constexpr int kWidth = 640;
 constexpr int kHeight = 424;
 static_assert(kWidth >= Chart::kRequiredWidth && kHeight >= Chart::kRequiredHeight, "no room");
 
-// Indices of the palette. A light ground of its own, so that the page's doesn't matter. The bars'
-// colour stands in it for the program, which looks it up; nothing here is drawn in it.
+// Indices of the palette. The picture has a light background of its own, which suits any page. The
+// palette holds the bars' colour because the program looks it up; nothing here is drawn in it.
 enum Ink : unsigned char { kGround, kGrid, kReference, kAxis, kText, kBars };
 constexpr GifColorType kPalette[] = {
     {255, 255, 255}, {228, 232, 237},
@@ -139,7 +139,7 @@ void DrawMegahertz(Picture& picture, const Scale& scale) {
     const int tick = labelled ? kLabelledTickPixels : kTickPixels;
     picture.Fill(column, Chart::kBaseRow + 1, column, Chart::kBaseRow + tick, kAxis);
     if (!labelled) continue;
-    // The last one would double the right edge.
+    // A line there would double the right edge.
     if (column + 1 < kRight) {
       picture.Fill(column, RowOf(scale, scale.highest), column, Chart::kBaseRow, kGrid);
     }
@@ -159,7 +159,7 @@ void Draw(Picture& picture, const Scale& scale) {
   picture.Fill(kLeft, Chart::kBaseRow, kRight, Chart::kBaseRow, kAxis);
 }
 
-// The ends of all that it takes from giflib are left to the end of the process.
+// Memory from giflib is freed when the process ends.
 bool Write(Picture& picture, const char* path) {
   const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (descriptor < 0) return false;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The few characters that the axes of a chart need, drawn by hand: large enough to read, and narrow
-// enough for the margin. Every row of a glyph has the same length.
+// enough for the margin. All rows of a glyph have the same length.
 #pragma once
 
 #include <array>

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Makes gettext answer in the language of the request.
+// Makes gettext translate into the language of the request.
 #pragma once
 
 #include <string>
 
-// From here on gettext looks texts up in <localeDir>/<language>/LC_MESSAGES/<textDomain>.mo and
-// hands them out in UTF-8, whatever locales the machine has and whatever locale the web server's
-// environment names. A catalogue that names no character set comes as it is. Call once.
+// Makes gettext look texts up in <localeDir>/<language>/LC_MESSAGES/<textDomain>.mo and return them
+// in UTF-8, independent of the locales of the machine and of the locale in the web server's
+// environment. The texts of a catalogue that names no character set are returned unchanged. Call it
+// once.
 void SelectCatalogue(const std::string& language, const std::string& localeDir,
                      const std::string& textDomain);

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Behind it follow the file's name and the closing quote.
+// The file's name and the closing quote follow it.
 constexpr char kDisposition[] = "attachment; filename=\"";
 
 constexpr std::size_t kBlockBytes = 16384;
@@ -29,7 +29,7 @@ std::string QueryString(const char* key) {
   return SysMgr_QueryString(StringTable(key, kQueryText));
 }
 
-// Negative when there is no such file. Anything but a regular file could keep us waiting.
+// Returns a negative number when there is no such regular file. Any other kind of file could block.
 int OpenFile(const char* path) {
   const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return file;
@@ -39,7 +39,7 @@ int OpenFile(const char* path) {
   return -1;
 }
 
-// Whether all of it went out.
+// Returns whether the whole file was written.
 bool CopyToOutput(int file) {
   char block[kBlockBytes];
   for (;;) {
@@ -51,7 +51,7 @@ bool CopyToOutput(int file) {
   }
 }
 
-// `kind` is what the log calls it.
+// `kind` is the name of the file in the log.
 void DeliverFile(const char* key, const char* kind, const char* contentType) {
   const std::string path = QueryString(key);
   syslog(LOG_INFO, "got %s file '%s'", kind, path.c_str());
@@ -59,7 +59,8 @@ void DeliverFile(const char* key, const char* kind, const char* contentType) {
   if (file < 0) return;
   const StringVector names('/', path);
   const std::string name = names.empty() ? std::string() : names.back();
-  // A client that leaves may not end the program before the file, which may hold secrets, is gone.
+  // A client that disconnects must not end the program before it has removed the file, which may
+  // hold secrets.
   std::signal(SIGPIPE, SIG_IGN);
   RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
   const bool delivered = CopyToOutput(file);
@@ -68,7 +69,7 @@ void DeliverFile(const char* key, const char* kind, const char* contentType) {
   if (delivered) syslog(LOG_INFO, "and delivered");
 }
 
-// The disposition's opening words stand in it twice: that is this download's header, to the byte.
+// The disposition holds its prefix twice on purpose: this download's header is fixed to the byte.
 void DeliverText() {
   const std::string name =
       SysMgr_Query(StringTable("System.ProductName", kQueryText)).Serialize() + ".xml";

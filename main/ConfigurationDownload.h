@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The device's configuration as a file to keep: what a request for "syscfg" is answered with.
+// The response to a request for "syscfg": the device's configuration as a file.
 #pragma once
 
 class WGLVariables;
 
-// Writes the whole response that the variable "_type" asks for, headers included; nothing for an
-// unknown type, or when the system manager names no file that can be opened. Each file is removed
-// once it has been delivered; the system log tells of it.
+// Writes the whole response that the variable "_type" asks for, including headers. Writes nothing
+// for an unknown type, or when the system manager names no file that can be opened. Logs the
+// delivery of a file and removes the file, even if the delivery failed.
 //
 //   ac    the automatic configuration, a file that the system manager makes
 //   cfg   the enciphered configuration, likewise

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Every global object of the program. They stand in one file because only within one file is the
-// order of construction, top to bottom, fixed; they go in reverse order at exit. None of them
-// opens, reads or connects anything.
+// All global objects of the program. They are in one file because the order of construction, from
+// top to bottom, is fixed only within a file; they are destroyed in reverse order at exit. Their
+// constructors open, read and connect nothing.
 #include "base/Settings.h"
 #include "main/SvcMgrFunctions.h"
 #include "platform/SysMgrProxy.h"

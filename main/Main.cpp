@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One request, from start to end: read it, submit its settings, settle which page and language it
-// is for, write the response, exit.
+// One request, from start to end: read it, submit its settings, choose its page and language, write
+// the response, exit.
 #include <fcntl.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -27,7 +27,7 @@ namespace {
 // Large enough that a typical page is written in one go.
 constexpr std::size_t kOutputBufferBytes = 65536;
 
-// Requests that name a kind of response instead of a template.
+// Words that select a kind of response instead of a template.
 struct Response {
   const char* file;
   const char* contentType;
@@ -48,7 +48,7 @@ constexpr Response kResponses[] = {
 
 void IgnoreSignal(int /*signal*/) {}
 
-// A SIGIO neither ends the program nor breaks a system call off.
+// A SIGIO neither ends the program nor interrupts a system call.
 void InstallSignalHandler() {
   struct sigaction action = {};
   action.sa_handler = IgnoreSignal;
@@ -57,8 +57,8 @@ void InstallSignalHandler() {
   if (sigaction(SIGIO, &action, nullptr) != 0) Fail("sigaction() failed");
 }
 
-// With output closed, whatever is opened first would get its number, and with it the page: the
-// connection to the system manager, or an upload.
+// If output is closed, the first thing opened would get its number and the page: the connection to
+// the system manager, or an upload.
 void OccupyStandardOutput() {
   if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return;
   int descriptor = -1;
@@ -67,7 +67,7 @@ void OccupyStandardOutput() {
   } while (descriptor != -1 && descriptor < STDOUT_FILENO);
 }
 
-// The defaults replace what a request without "_file" says itself.
+// The defaults replace the values of a request without "_file".
 void ApplyPageDefaults(WGLVariables& variables) {
   if (!variables.Get("_file", "").empty()) return;
   variables.Set("_file", "/wgl/main.wgl");

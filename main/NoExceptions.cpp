@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// This program throws nothing, and nothing in it could catch. Where the standard library would
-// throw, it ends the process instead: memory has run out, or a bound was broken.
+// This program neither throws nor catches exceptions. Where the standard library would throw, the
+// process ends instead: memory has run out, or a bound was exceeded.
 //
-// libstdc++ asks these functions to throw on its behalf. Having them here leaves nothing of it in a
-// static program: neither the demangler, 70 KB with what belongs to it, nor the reserve for
-// exceptions, which would be taken from the heap at every start.
+// libstdc++ calls these functions to throw. Because they are defined here, a static program links
+// nothing of libstdc++: neither the demangler, which takes 70 KB with everything it needs, nor the
+// reserve for exceptions, which would be allocated at every start.
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Without the clean-up of exit(), which could need what has just failed.
+// Skips the clean-up of exit(), which could need what has just failed.
 [[noreturn]] void Fail(const char* message) {
   std::fprintf(stderr, "%s\n", message);
   std::fflush(stdout);

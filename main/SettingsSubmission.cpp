@@ -18,7 +18,7 @@ void SetSafely(WGLVariables& variables, const std::string& name, const std::stri
   variables.Set(WGLVariables::ReplaceSpecialChars(name), WGLEscaper("htmltext").Escape(text));
 }
 
-// The number of errors.
+// Returns the number of errors.
 unsigned SubmitBatch(WGLVariables& variables, const StringTable& keys, const StringTable& values) {
   const StringTable results = SysMgr_Set(keys, values);
   unsigned errors = 0;
@@ -38,7 +38,7 @@ unsigned SubmitBatch(WGLVariables& variables, const StringTable& keys, const Str
   return errors;
 }
 
-// The form's own page gives way to the one that it names.
+// Replaces the form's own page by the next one that the form names.
 void ApplyOkPage(WGLVariables& variables) {
   constexpr const char* kSelections[][2] = {
       {"_okdir", "_dir"}, {"_okpage", "_page"}, {"_okplain", "_plain"}, {"_oktype", "_type"}};

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The service that the proxy to the system manager asks for: this program offers none.
+// The service object that the proxy to the system manager requires: this program offers no service.
 //
-// `start` takes a constant tree and is therefore an operation of its own: whoever starts the
-// service through its base reaches the base's start. `stop` does replace the base's.
+// `start` takes a constant tree, so it is a different operation: a call through the base class
+// reaches the base's start. `stop` does override the base's.
 #pragma once
 
 #include "platform/SvcMgrAdapter.h"
