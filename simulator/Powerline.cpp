@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Values are computed once a second at most, on the first question in it. A station's numbers come
-// from its signal-to-noise ratio: that gives the bits of each carrier, and these the rate.
+// Values are computed at most once a second, at its first query. A station's numbers follow from
+// its signal-to-noise ratio: it determines the bits of each carrier, and these determine the rate.
 #include "simulator/Powerline.h"
 
 #include <algorithm>
@@ -18,10 +18,10 @@ struct Profile {
   const char* name;
   const char* firmware;
   double snr;                 // decibels, mean over the carriers
-  const char* password = "";  // of the device, printed on it; "" for those always there
+  const char* password = "";  // the device password, printed on it; "" for stations always present
 };
 
-// Anybody can give a station any name, and somebody does: pages have to bear all of these.
+// Anybody can give a station any name, so pages must display all of these safely.
 constexpr std::array<Profile, Powerline::kAllStations> kProfiles = {{
     {"", "", 0},  // the local station
     {"Wohnzimmer & K\xC3\xBC\x63he", "2.3.1-02", 31},
@@ -35,17 +35,17 @@ constexpr std::array<Profile, Powerline::kAllStations> kProfiles = {{
     {"Garten <&> \"H\xC3\xBCtte\"", "2.3.0-11", 11, "QRST-UVWX-YZAB-CDEF"},
 }};
 
-// One symbol of all carriers lasts this long, and 16 of 21 bits are the user's.
+// The duration of one symbol of all carriers, and the share of bits that carry the user's data.
 constexpr double kSymbolMicroseconds = 46.52;
 constexpr double kCodeRate = 16.0 / 21.0;
 
-// A bit more needs 3 dB more, and the first one this much.
+// The signal-to-noise ratio that the first bit needs; each further bit needs 3 dB more.
 constexpr double kFirstBitDecibels = 4.0;
 constexpr double kBitDecibels = 3.0;
 
 constexpr double kPi = 3.14159265358979323846;
 
-// The bands of radio amateurs, as carriers: stations must not disturb them.
+// The bands of radio amateurs, as carriers, which stations must not disturb.
 struct Band {
   std::size_t first;
   std::size_t last;
@@ -70,7 +70,7 @@ std::string Decimal(double number) {
   return std::string(text, static_cast<std::size_t>(size));
 }
 
-// A count that grows steadily and never shrinks.
+// A count that grows steadily.
 std::string Count(std::int64_t seconds, double perSecond) {
   return std::to_string(static_cast<std::int64_t>(static_cast<double>(seconds) * perSecond));
 }
@@ -149,7 +149,7 @@ std::optional<std::size_t> Powerline::FindByPassword(std::string_view password) 
   return std::nullopt;
 }
 
-// Spreads its arguments over all 64 bits; the constants are those of splitmix64.
+// Hashes its arguments to all 64 bits; the constants are those of splitmix64.
 std::uint64_t Powerline::Hash(std::uint64_t a, std::uint64_t b, std::uint64_t c) const {
   std::uint64_t state = seed_;
   for (const std::uint64_t part : {a, b, c}) {
@@ -182,7 +182,7 @@ std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) c
 Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
   const std::uint64_t link = station * 2 + (received ? 1 : 0);
   const auto second = static_cast<std::uint64_t>(seconds);
-  // Appliances go on and off over the minutes; between two seconds only a little changes.
+  // Appliances are switched within minutes; from one second to the next, little changes.
   const double tide =
       2.0 * std::sin(static_cast<double>(seconds % 3600) * 2 * kPi / 600 + Noise(link, 0, 1) * kPi);
   const double ripple = Noise(link, second, 2);
@@ -191,7 +191,7 @@ Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int6
   for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
     if (IsRadioBand(carrier)) continue;
     const auto place = static_cast<double>(carrier);
-    // High frequencies suffer more, and reflections cut notches.
+    // High frequencies are damped more, and reflections cause notches.
     const double slope = 5.0 - 10.0 * place / static_cast<double>(kCarriers);
     const double notches = 3.0 * std::sin(place / notchWidth * 2 * kPi + Noise(link, 0, 4) * kPi);
     const double grain = 1.5 * Noise(link, carrier, 5);
@@ -220,7 +220,7 @@ Powerline::Link Powerline::MakeLink(std::size_t station, bool received) const {
 
 LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link* received) const {
   if (sent == nullptr || received == nullptr) {
-    // There is no link to oneself.
+    // The local station has no link to itself.
     return {"local",
             MacAddress(0),
             book_.LocalName(),
@@ -233,7 +233,7 @@ LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link*
             "",
             ""};
   }
-  // Others have been up for longer, each by up to ten days.
+  // The other stations have been up for longer, each by up to ten days.
   const auto before = static_cast<std::int64_t>(Hash(station, 0, 6) % 864000);
   const std::int64_t up = up_ + before;
   const Profile& profile = kProfiles[station];
@@ -274,7 +274,7 @@ void Powerline::Refresh() {
   toneMaps_ = std::move(toneMaps);
   outputPower_.clear();
   for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
-    // Around -1 dB, 30 dB less for the sake of radio amateurs.
+    // About -1 dB, and -29 dB in the bands of radio amateurs.
     const double decibels = IsRadioBand(carrier)
                                 ? -29.0
                                 : -1.0 + Noise(0, carrier / 16, 9) +

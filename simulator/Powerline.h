@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// A powerline network that exists only in numbers: a local station and seven others, two of them
-// with bad links, and two more that join once somebody adds them. The rule to know: everything is a
-// function of the seed, the clocks and what is stored, so that the same second of the same seed
-// always looks the same. The time of day makes the noise; what has to grow steadily goes by the
-// clock that nobody sets.
+// A simulated powerline network: a local station and seven others, two of them with bad links, and
+// two more that join when a user adds them. The rule to know: all values are functions of the seed,
+// the clocks and what is stored, so that the same second with the same seed always gives the same
+// values. The noise follows the time of day; values that must grow steadily follow the monotonic
+// clock.
 //
 // It offers the values "uptime" (seconds) and "output-power" (a number for each carrier, 256 is
 // 0 dB), and the tables "stations" and "tone-maps".
@@ -25,15 +25,15 @@
 class Powerline {
  public:
   static constexpr std::size_t kCarriers = 1155;
-  static constexpr std::size_t kStations = 8;      // those always there; the local one is the first
-  static constexpr std::size_t kAllStations = 10;  // with those that can be added
+  static constexpr std::size_t kStations = 8;      // always present; the first is the local one
+  static constexpr std::size_t kAllStations = 10;  // including those that can be added
   static constexpr int kMaxBitsPerCarrier = 10;
 
   using Clock = std::function<std::int64_t()>;  // seconds
   using Decibels = std::array<double, kCarriers>;
 
-  // `timeOfDay` may jump in either direction, `steady` never runs backwards. `book` must
-  // outlive the powerline. `firmware`: the version that the local station runs.
+  // `timeOfDay` may jump in either direction, `steady` is a monotonic clock. `book` must outlive
+  // the powerline. `firmware`: the version that the local station runs.
   Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady, const StationBook& book,
             std::function<std::string()> firmware);
 
@@ -45,28 +45,30 @@ class Powerline {
   std::string OutputPower();
   std::int64_t UptimeSeconds() const { return steady_() - start_; }
 
-  // The local station starts again; the others run on.
+  // Restarts the local station; the others keep running.
   void Restart();
 
-  // The signal-to-noise ratio, at that second of the time of day, of what the local station sends
-  // to (or, with `received`, gets from) station 1 to kAllStations - 1, whether it is there or not.
+  // The signal-to-noise ratio, at that second of the time of day, of the signal that the local
+  // station sends to station 1 to kAllStations - 1 (or, with `received`, receives from it), present
+  // or not.
   Decibels Snr(std::size_t station, bool received, std::int64_t seconds) const;
 
-  // The same at this second, from here to the station with that MAC address, letters in either
-  // case. Nothing when there is no such station, or it is the local one.
+  // The same at the current second, for the signal sent to the station with that MAC address, with
+  // letters in either case. Nothing when there is no such station, or it is the local one.
   std::optional<Decibels> Snr(std::string_view macAddress) const;
 
   // The MAC address of a station.
   std::string MacAddress(std::size_t station) const;
 
-  // Which station has that MAC address, letters in either case; nothing when none that is there.
+  // The present station with that MAC address, with letters in either case; nothing if there is
+  // none.
   std::optional<std::size_t> Find(std::string_view macAddress) const;
 
-  // Which station has that device password, letters in either case; nothing when none. It need not
-  // be there.
+  // The station with that device password, with letters in either case, present or not; nothing if
+  // there is none.
   static std::optional<std::size_t> FindByPassword(std::string_view password);
 
-  // Whether it is part of the network.
+  // Whether the station is part of the network.
   bool IsThere(std::size_t station) const;
 
  private:
@@ -87,11 +89,11 @@ class Powerline {
   Clock steady_;
   const StationBook& book_;
   std::function<std::string()> firmware_;
-  std::int64_t begin_;     // of steady_, when the simulation began
-  std::int64_t start_;     // of steady_, when the local station started
-  std::int64_t now_ = -1;  // the second that the values below are of
-  std::int64_t up_ = -1;   // the seconds since the simulation began that they are of
-  unsigned changes_ = 0;   // those of the book that they are of
+  std::int64_t begin_;     // the time of steady_ when the simulation began
+  std::int64_t start_;     // the time of steady_ when the local station started
+  std::int64_t now_ = -1;  // the second for which the values below were computed
+  std::int64_t up_ = -1;   // the seconds since the simulation began, at that time
+  unsigned changes_ = 0;   // the book's Changes() at that time
   LiveRows stations_;
   LiveRows toneMaps_;
   std::string outputPower_;

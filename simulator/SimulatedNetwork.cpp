@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Settings are in force as soon as they are stored.
+// Settings take effect as soon as they are stored.
 #include "simulator/SimulatedNetwork.h"
 
 namespace {
 
 constexpr const char* kMode = "Network.Mode";
 
-// Name of a source, the setting that gives it, and what the DHCP server has said.
+// The name of a source, the setting with its static value, and the value from the DHCP server.
 struct Part {
   const char* source;
   const char* setting;
@@ -20,7 +20,7 @@ constexpr Part kParts[] = {{"network-address", "Network.Address", "192.168.178.5
 }  // namespace
 
 void SimulatedNetwork::OfferTo(Sources& sources) const {
-  // Whoever asks has come through it.
+  // Always up: the query came over it.
   sources.OfferText("network-link", [] { return std::string("up"); });
   for (const Part& part : kParts) {
     sources.OfferText(part.source, [this, &part] { return InForce(part.setting, part.lease); });

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the Ethernet side of the simulated device has in force: the static settings, or what its
-// simulated DHCP server has given it. It offers the values "network-link", "network-address",
+// The addresses that the Ethernet side of the simulated device uses: the static settings, or those
+// from its simulated DHCP server. It offers the values "network-link", "network-address",
 // "network-netmask" and "network-gateway".
 #pragma once
 
