@@ -2,12 +2,12 @@
 #include "image/GifTemplate.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <cstdio>
 
+#include "base/RegularFile.h"
 #include "image/GifLibrary.h"
 
 namespace {
@@ -70,22 +70,6 @@ bool HasAllowedSize(GifFileType* file) {
   }
 }
 
-// A descriptor of the file, or -1. A path with a NUL byte is refused, because the bytes before it
-// would name another file.
-int OpenRegularFile(const std::string& path) {
-  if (path.find('\0') != std::string::npos) return -1;
-  // O_NONBLOCK: don't wait for the other end of a pipe.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return -1;
-  struct stat status = {};
-  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size <= kMaxFileBytes) {
-    return descriptor;
-  }
-  close(descriptor);
-  return -1;
-}
-
 // Leaves the descriptor open and at its beginning.
 bool HasAllowedSize(int descriptor) {
   const int another = dup(descriptor);
@@ -98,13 +82,12 @@ bool HasAllowedSize(int descriptor) {
 
 // Returns null when the file is not a whole GIF file.
 GifFileType* Read(const std::string& path) {
-  const int descriptor = OpenRegularFile(path);
-  if (descriptor < 0) return nullptr;
-  if (!HasAllowedSize(descriptor)) {
-    close(descriptor);
+  OpenedFile opened = OpenRegularFile(path);
+  if (!opened.descriptor.IsOpen() || opened.status.st_size > kMaxFileBytes ||
+      !HasAllowedSize(opened.descriptor.Number())) {
     return nullptr;
   }
-  GifFileType* file = DGifOpenFileHandle(descriptor);
+  GifFileType* file = DGifOpenFileHandle(opened.descriptor.Release());
   if (file != nullptr && DGifSlurp(file) == GIF_ERROR) {
     DGifCloseFile(file);
     return nullptr;
@@ -141,11 +124,8 @@ bool GifTemplate::WriteToStandardOutput() const {
   output->SavedImages = file_->SavedImages;
   if (EGifSpew(output) == GIF_OK) return true;
   // EGifSpew closes the output at its end. If the closing failed, the handle is freed nevertheless,
-  // and only the descriptor shows it. The map is still ours if no copy has replaced it yet.
-  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) {
-    if (output->SColorMap == file_->SColorMap) output->SColorMap = nullptr;
-    EGifCloseFile(output);
-  }
+  // and only the descriptor shows it.
+  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) EGifCloseFile(output);
   return false;
 }
 

@@ -1,36 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "image/ImageGenerator.h"
 
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <limits>
 
+#include "base/Number.h"
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "image/GifLibrary.h"
 #include "image/GifTemplate.h"
 #include "query/SysMgr.h"
 
 namespace {
 
-// As atoi on a machine whose long has 32 bits, such as the device: a number beyond the range of int
-// becomes the nearest int. So a chart is the same on every machine.
-std::uint32_t ToUnsigned(const char* text) {
-  constexpr long kLowest = std::numeric_limits<int>::min();
-  constexpr long kHighest = std::numeric_limits<int>::max();
-  return static_cast<std::uint32_t>(std::clamp(std::strtol(text, nullptr, 10), kLowest, kHighest));
-}
-
-// Reads the first numbers of a list with commas between them. A comma ends a number for strtol, so
-// the numbers need not be copied out.
+// Reads the first numbers of a list with commas between them. A comma ends a number for WGLToInt,
+// so the numbers need not be copied out.
 Chart::Values<std::uint32_t> ReadList(const std::string& list) {
   Chart::Values<std::uint32_t> values = {};
   std::size_t at = 0;
   for (std::uint32_t& value : values) {
-    value = ToUnsigned(list.c_str() + at);
+    value = static_cast<std::uint32_t>(WGLToInt(list.c_str() + at));
     const std::size_t comma = list.find(',', at);
     if (comma == std::string::npos) break;
     at = comma + 1;
@@ -43,27 +34,15 @@ Chart::Values<std::uint32_t> QueryPower() {
   return ReadList(SysMgr_Query(query).Get(0, 0));
 }
 
-// Opens a regular file only; a pipe without a writer would block the request.
-std::FILE* OpenRegularFile(const std::string& path) {
-  struct stat status = {};
-  if (path.find('\0') != std::string::npos || stat(path.c_str(), &status) != 0 ||
-      !S_ISREG(status.st_mode)) {
-    return nullptr;
-  }
-  return std::fopen(path.c_str(), "rb");
-}
-
 // Reads the file and removes it, because it was made for this request only.
 Chart::Values<double> TakeFile(const std::string& path) {
   Chart::Values<double> values = {};
-  std::FILE* file = OpenRegularFile(path);
-  if (file == nullptr) {
+  const OpenedFile file = OpenRegularFile(path);
+  if (!file.descriptor.IsOpen()) {
     syslog(LOG_ERR, "Could not open SNR file '%s'", path.c_str());
     return values;
   }
-  const std::size_t count = std::fread(values.data(), sizeof(double), values.size(), file);
-  if (count < values.size()) values[count] = 0;  // overwrites the bytes of a cut value
-  std::fclose(file);
+  ReadUpTo(file.descriptor.Number(), reinterpret_cast<char*>(values.data()), sizeof values);
   unlink(path.c_str());
   return values;
 }

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "main/ConfigurationDownload.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <string>
 
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "platform/StringTable.h"
 #include "platform/StringVector.h"
 #include "query/SysMgr.h"
@@ -29,22 +28,11 @@ std::string QueryString(const char* key) {
   return SysMgr_QueryString(StringTable(key, kQueryText));
 }
 
-// Returns a negative number when there is no such regular file. Any other kind of file could block.
-int OpenFile(const char* path) {
-  const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (file < 0) return file;
-  struct stat status;
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
-  close(file);
-  return -1;
-}
-
 // Returns whether the whole file was written.
-bool CopyToOutput(int file) {
+bool CopyToOutput(const Descriptor& file) {
   char block[kBlockBytes];
   for (;;) {
-    const ssize_t count = read(file, block, sizeof block);
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = ReadSome(file.Number(), block, sizeof block);
     if (count <= 0) return count == 0 && std::fflush(stdout) == 0;
     const auto size = static_cast<std::size_t>(count);
     if (std::fwrite(block, 1, size, stdout) != size) return false;
@@ -55,16 +43,15 @@ bool CopyToOutput(int file) {
 void DeliverFile(const char* key, const char* kind, const char* contentType) {
   const std::string path = QueryString(key);
   syslog(LOG_INFO, "got %s file '%s'", kind, path.c_str());
-  const int file = OpenFile(path.c_str());
-  if (file < 0) return;
+  const OpenedFile file = OpenRegularFile(path);
+  if (!file.descriptor.IsOpen()) return;
   const StringVector names('/', path);
   const std::string name = names.empty() ? std::string() : names.back();
   // A client that disconnects must not end the program before it has removed the file, which may
   // hold secrets.
   std::signal(SIGPIPE, SIG_IGN);
   RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
-  const bool delivered = CopyToOutput(file);
-  close(file);
+  const bool delivered = CopyToOutput(file.descriptor);
   unlink(path.c_str());
   if (delivered) syslog(LOG_INFO, "and delivered");
 }

@@ -4,29 +4,12 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/Characters.h"
+
 namespace {
 
-bool IsLetter(char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-}
-
 bool IsNameByte(char byte) {
-  return IsLetter(byte) || (byte >= '0' && byte <= '9') || byte == '_' || byte == '-';
-}
-
-bool IsBlank(char byte) {
-  return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
-}
-
-char LowerCase(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-// The value of a hexadecimal digit, -1 for another byte.
-int HexValue(char byte) {
-  if (byte >= '0' && byte <= '9') return byte - '0';
-  const char lower = LowerCase(byte);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+  return IsAsciiAlphanumeric(byte) || byte == '_' || byte == '-';
 }
 
 // The rest of a key, while its parts are removed from its front one by one. A Take that fails
@@ -163,11 +146,6 @@ std::vector<std::string_view> Split(std::string_view text) {
     start = i + 1;
   }
   return keys;
-}
-
-bool EqualMacAddresses(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](char a, char b) { return LowerCase(a) == LowerCase(b); });
 }
 
 }  // namespace Key

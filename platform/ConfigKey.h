@@ -58,8 +58,5 @@ class Key {
 // braces. Leaves out the blanks (space, tab, CR, LF) around them, and empty keys.
 std::vector<std::string_view> Split(std::string_view text);
 
-// Whether two MAC addresses are the same; their letters match in either case.
-bool EqualMacAddresses(std::string_view left, std::string_view right);
-
 }  // namespace Key
 }  // namespace Config

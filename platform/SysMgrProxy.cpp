@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/SysMgrProxy.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -13,6 +12,9 @@
 #include <ctime>
 #include <utility>
 
+#include "base/Number.h"
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "platform/Netstring.h"
 #include "platform/StringTable.h"
 
@@ -38,17 +40,13 @@ long long Now() {
   return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// Reads a result in decimal. Returns false when `text` is something else, or out of the range of
-// int.
+// Reads a result in decimal. Returns false when `text` is something else, or longer than any
+// result.
 bool ReadResult(std::string_view text, int& result) {
-  constexpr std::size_t kMaxDigits = 9;
-  if (text.empty() || text.size() > kMaxDigits) return false;
-  if (text[0] == '0' && text.size() > 1) return false;
-  result = 0;
-  for (char byte : text) {
-    if (byte < '0' || byte > '9') return false;
-    result = result * 10 + (byte - '0');
-  }
+  constexpr unsigned kHighest = 999999999;
+  unsigned number = 0;
+  if (!ParseDecimal(text, number) || number > kHighest) return false;
+  result = static_cast<int>(number);
   return true;
 }
 
@@ -83,10 +81,6 @@ SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrInterface& /*service*/,
       authFile_(authFile),
       socketPath_(socketPath),
       answerMilliseconds_(answerMilliseconds) {}
-
-SysMgrProxy::~SysMgrProxy() {
-  Disconnect();
-}
 
 int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
                            const std::string& option, std::string& reply) {
@@ -141,10 +135,10 @@ SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& resu
   Netstring::Append(request, payload);
 
   const long long deadline = Now() + answerMilliseconds_;
-  if (socket_ >= 0 && IsStale()) Disconnect();
+  if (socket_.IsOpen() && IsStale()) Disconnect();
   // A partly sent request has no effect: the system manager acts on whole ones only.
   Outcome outcome = Outcome::kNotSent;
-  if ((socket_ >= 0 || Connect(deadline)) && Send(request, deadline)) {
+  if ((socket_.IsOpen() || Connect(deadline)) && Send(request, deadline)) {
     if (Receive(deadline, result, reply)) return Outcome::kAnswered;
     outcome = Outcome::kNoAnswer;
   }
@@ -154,17 +148,12 @@ SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& resu
   return outcome;
 }
 
-// Opens the file so that a FIFO or a device at its path can't make the page wait.
 void SysMgrProxy::ReadAuthorisation() {
   authorisationRead_ = true;
-  const int file = open(authFile_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (file < 0) return;
+  const OpenedFile file = OpenRegularFile(authFile_);
+  if (!file.descriptor.IsOpen()) return;
   char buffer[kMaxAuthorisationBytes + 2];  // one more for the newline, one to detect a longer file
-  ssize_t count = 0;
-  do {
-    count = read(file, buffer, sizeof buffer);
-  } while (count < 0 && errno == EINTR);
-  close(file);
+  const ssize_t count = ReadUpTo(file.descriptor.Number(), buffer, sizeof buffer);
   if (count < 0) return;
   auto size = static_cast<std::size_t>(count);
   if (size > 0 && buffer[size - 1] == '\n') --size;
@@ -178,10 +167,11 @@ bool SysMgrProxy::Connect(long long deadline) {
   if (socketPath_.size() >= sizeof address.sun_path) return false;
   std::memcpy(address.sun_path, socketPath_.c_str(), socketPath_.size() + 1);
 
-  socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (socket_ < 0) return false;
+  socket_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!socket_.IsOpen()) return false;
+  const int number = socket_.Number();
   // When the queue is full, Linux fails at once instead of queueing the connection.
-  while (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  while (connect(number, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     if (errno != EAGAIN && errno != EINTR) return false;
     if (Now() >= deadline) return false;
     poll(nullptr, 0, kConnectRetryMilliseconds);
@@ -191,7 +181,7 @@ bool SysMgrProxy::Connect(long long deadline) {
 
 bool SysMgrProxy::Send(std::string_view bytes, long long deadline) {
   while (!bytes.empty()) {
-    const ssize_t count = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const ssize_t count = send(socket_.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -209,7 +199,7 @@ bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
   std::size_t filled = 0;
   for (;;) {
     if (!Wait(POLLIN, deadline)) return false;
-    const ssize_t count = recv(socket_, &buffer[filled], buffer.size() - filled, 0);
+    const ssize_t count = recv(socket_.Number(), &buffer[filled], buffer.size() - filled, 0);
     if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
     if (count <= 0) return false;
     filled += static_cast<std::size_t>(count);
@@ -236,7 +226,7 @@ bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
 
 // Whether `events`, or the end of the connection, came before the deadline.
 bool SysMgrProxy::Wait(short events, long long deadline) {
-  pollfd entry = {socket_, events, 0};
+  pollfd entry = {socket_.Number(), events, 0};
   for (;;) {
     const long long remaining = deadline - Now();
     if (remaining <= 0) return false;
@@ -249,10 +239,10 @@ bool SysMgrProxy::Wait(short events, long long deadline) {
 // Whether the connection has ended, or holds bytes that nothing asked for.
 bool SysMgrProxy::IsStale() const {
   char byte = 0;
-  return recv(socket_, &byte, 1, MSG_DONTWAIT) >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+  return recv(socket_.Number(), &byte, 1, MSG_DONTWAIT) >= 0 ||
+         (errno != EAGAIN && errno != EWOULDBLOCK);
 }
 
 void SysMgrProxy::Disconnect() {
-  if (socket_ >= 0) close(socket_);
-  socket_ = -1;
+  socket_ = Descriptor();
 }

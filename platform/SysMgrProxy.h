@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/Descriptor.h"
+
 class SvcMgrInterface;
 
 class SysMgrProxy {
@@ -36,7 +38,6 @@ class SysMgrProxy {
   // The same for a system manager at another socket, or with less time for an answer.
   SysMgrProxy(const std::string& name, SvcMgrInterface& service, const std::string& authFile,
               const std::string& socketPath, unsigned answerMilliseconds = kAnswerMilliseconds);
-  ~SysMgrProxy();
   SysMgrProxy(const SysMgrProxy&) = delete;
   SysMgrProxy& operator=(const SysMgrProxy&) = delete;
 
@@ -84,7 +85,7 @@ class SysMgrProxy {
   unsigned answerMilliseconds_;
   std::string authorisation_;
   bool authorisationRead_ = false;
-  int socket_ = -1;
+  Descriptor socket_;
   bool gaveUp_ = false;
   std::string message_;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <string>
 
 #include "values/WGLEscaper.h"
 
@@ -38,13 +39,7 @@ bool OutputText::Grow(std::size_t size) {
 }
 
 void OutputText::AppendNumber(unsigned number) {
-  char digits[std::numeric_limits<unsigned>::digits10 + 1];
-  char* start = digits + sizeof digits;
-  do {
-    *--start = static_cast<char>('0' + number % 10);
-    number /= 10;
-  } while (number != 0);
-  Append(std::string_view(start, static_cast<std::size_t>(digits + sizeof digits - start)));
+  Append(std::to_string(number));
 }
 
 void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text) {

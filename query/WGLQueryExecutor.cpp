@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/Characters.h"
 #include "base/Number.h"
 #include "query/OutputText.h"
 #include "query/SysMgr.h"
@@ -17,14 +18,6 @@ constexpr std::string_view kPlaceholderStart = "${";
 
 // Digits of a column's number.
 constexpr std::size_t kColumnDigits = 2;
-
-bool IsDigit(char byte) {
-  return byte >= '0' && byte <= '9';
-}
-
-bool IsCapital(char byte) {
-  return byte >= 'A' && byte <= 'Z';
-}
 
 // A cell without a copy, if the client library's table offers that.
 template <typename Table>
@@ -53,8 +46,8 @@ unsigned RowCount(const StringTable& table) {
 // The key of the value placeholder that `text` begins with; "" when there is none.
 std::string_view ValueKey(std::string_view text) {
   std::string_view key = text.substr(kPlaceholderStart.size());
-  if (key.size() <= kColumnDigits || !IsDigit(key[0]) || !IsDigit(key[1])) return {};
-  const std::size_t size = kColumnDigits + (IsCapital(key[kColumnDigits]) ? 1 : 0);
+  if (key.size() <= kColumnDigits || !IsAsciiDigit(key[0]) || !IsAsciiDigit(key[1])) return {};
+  const std::size_t size = kColumnDigits + (IsAsciiCapital(key[kColumnDigits]) ? 1 : 0);
   if (key.size() <= size || key[size] != '}') return {};
   return key.substr(0, size);
 }
@@ -122,7 +115,7 @@ std::string WGLQueryExecutor::GetValueFromResults(const std::string& key, unsign
 
 // A column below 1 wraps to a number that no table has.
 WGLQueryExecutor::Place WGLQueryExecutor::PlaceOf(std::string_view key) {
-  const bool named = key.size() > kColumnDigits && IsCapital(key[kColumnDigits]);
+  const bool named = key.size() > kColumnDigits && IsAsciiCapital(key[kColumnDigits]);
   return {static_cast<unsigned>(WGLToInt(std::string(key).c_str())) - 1,
           named ? static_cast<unsigned>(key[kColumnDigits] - 'A') : 0};
 }

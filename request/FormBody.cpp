@@ -4,16 +4,12 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/Characters.h"
 #include "request/InputWindow.h"
 
 namespace {
 
 constexpr std::size_t kBlockBytes = 8192;
-
-// White space of the C locale, independent of the process's locale.
-bool IsWhiteSpace(char byte) {
-  return byte == ' ' || (byte >= '\t' && byte <= '\r');
-}
 
 }  // namespace
 

@@ -3,13 +3,10 @@
 
 #include <unistd.h>
 
-#include <cerrno>
+#include "base/Transfer.h"
 
 std::size_t ReadInput(char* block, std::size_t size) {
-  ssize_t count;
-  do {
-    count = read(STDIN_FILENO, block, size);
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = ReadSome(STDIN_FILENO, block, size);
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "base/Characters.h"
 #include "base/Number.h"
 #include "platform/RegExp.h"
 #include "request/Environment.h"
@@ -22,9 +23,8 @@ constexpr char kMultipartPattern[] = "^multipart/form-data.*boundary=(.*)$";
 
 // See RequestHandler::Unescape.
 unsigned DigitValue(char byte) {
-  if (byte >= '0' && byte <= '9') return static_cast<unsigned>(byte - '0');
-  if (byte >= 'A' && byte <= 'Z') return static_cast<unsigned>(byte - 'A') + 10;
-  if (byte >= 'a' && byte <= 'z') return static_cast<unsigned>(byte - 'a') + 10;
+  if (IsAsciiDigit(byte)) return static_cast<unsigned>(byte - '0');
+  if (IsAsciiLetter(byte)) return static_cast<unsigned>(AsciiLowerCase(byte) - 'a') + 10;
   return 0;
 }
 

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Language negotiation: a language is available only if its compiled catalogue can be opened.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "base/Characters.h"
+#include "base/RegularFile.h"
 #include "request/Environment.h"
 #include "request/RequestHandler.h"
 #include "values/WGLVariables.h"
@@ -25,13 +22,8 @@ bool RequestHandler::IsValidLanguage(const std::string& language, const std::str
   if (language.size() != kLanguageBytes) return false;
   if (!IsAsciiLetter(language[0]) || !IsAsciiLetter(language[1])) return false;
   const std::string path = localeDir + "/" + language + "/LC_MESSAGES/" + textDomain + ".mo";
-  const int catalogue = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (catalogue < 0) return false;
   // gettext would wait for the writer of a FIFO for ever.
-  struct stat status;
-  const bool isFile = fstat(catalogue, &status) == 0 && S_ISREG(status.st_mode);
-  close(catalogue);
-  return isFile;
+  return OpenRegularFile(path).descriptor.IsOpen();
 }
 
 // Tries entries in the header's order. Blanks aren't skipped, so "en, de" never selects "de";

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/Descriptor.h"
 #include "request/UploadOutput.h"
 
 class UploadFile : public UploadOutput {
@@ -16,7 +17,6 @@ class UploadFile : public UploadOutput {
   // dropped. Also ignores SIGXFSZ, so that a write beyond the file size limit fails instead of
   // ending the process.
   explicit UploadFile(std::string path);
-  ~UploadFile() override;
   UploadFile(const UploadFile&) = delete;
   UploadFile& operator=(const UploadFile&) = delete;
 
@@ -32,6 +32,6 @@ class UploadFile : public UploadOutput {
 
  private:
   std::string path_;
-  int file_;  // negative when it couldn't be made
+  Descriptor file_;
   std::int64_t size_;
 };

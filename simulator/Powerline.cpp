@@ -10,7 +10,7 @@
 #include <numeric>
 #include <utility>
 
-#include "platform/ConfigKey.h"
+#include "base/Characters.h"
 
 namespace {
 
@@ -129,7 +129,7 @@ bool Powerline::IsThere(std::size_t station) const {
 
 std::optional<std::size_t> Powerline::Find(std::string_view macAddress) const {
   for (std::size_t station = 0; station < kAllStations; ++station) {
-    if (IsThere(station) && Config::Key::EqualMacAddresses(MacAddress(station), macAddress)) {
+    if (IsThere(station) && EqualIgnoringCase(MacAddress(station), macAddress)) {
       return station;
     }
   }
@@ -137,14 +137,8 @@ std::optional<std::size_t> Powerline::Find(std::string_view macAddress) const {
 }
 
 std::optional<std::size_t> Powerline::FindByPassword(std::string_view password) {
-  const auto isSame = [](char left, char right) {
-    return left == (right >= 'a' && right <= 'z' ? right - 'a' + 'A' : right);
-  };
   for (std::size_t station = kStations; station < kAllStations; ++station) {
-    const std::string_view own = kProfiles[station].password;
-    if (std::equal(own.begin(), own.end(), password.begin(), password.end(), isSame)) {
-      return station;
-    }
+    if (EqualIgnoringCase(kProfiles[station].password, password)) return station;
   }
   return std::nullopt;
 }

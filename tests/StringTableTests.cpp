@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/Characters.h"
 #include "platform/ConfigKey.h"
 #include "platform/Netstring.h"
 #include "platform/StringTable.h"
@@ -191,11 +192,10 @@ TEST(Key, Parts) {
 }
 
 TEST(Key, MacAddressesMatchInEitherCase) {
-  using Config::Key::EqualMacAddresses;
-  EXPECT_TRUE(EqualMacAddresses("00:0b:3B:7f:aA:Ff", "00:0B:3b:7F:Aa:fF"));
-  EXPECT_FALSE(EqualMacAddresses("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:03"));
-  EXPECT_FALSE(EqualMacAddresses("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:0"));
-  EXPECT_FALSE(EqualMacAddresses("[", "{")) << "letters only";
+  EXPECT_TRUE(EqualIgnoringCase("00:0b:3B:7f:aA:Ff", "00:0B:3b:7F:Aa:fF"));
+  EXPECT_FALSE(EqualIgnoringCase("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:03"));
+  EXPECT_FALSE(EqualIgnoringCase("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:0"));
+  EXPECT_FALSE(EqualIgnoringCase("[", "{")) << "letters only";
 }
 
 TEST(Netstring, Read) {

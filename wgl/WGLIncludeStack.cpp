@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "wgl/WGLIncludeStack.h"
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/RegularFile.h"
 #include "base/Settings.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLScanner.h"
@@ -15,10 +14,11 @@ namespace {
 // Opens a template; null when that is impossible. A FIFO, which would wait for a writer for ever,
 // and a device count as impossible. A folder can be opened, and fails when it is read.
 FILE* OpenTemplate(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0) return nullptr;
-  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return nullptr;
-  return std::fopen(path.c_str(), "rt");
+  OpenedFile file = OpenToRead(path);
+  if (!file.IsRegular() && !file.IsFolder()) return nullptr;
+  FILE* stream = fdopen(file.descriptor.Number(), "r");
+  if (stream != nullptr) file.descriptor.Release();
+  return stream;
 }
 
 [[noreturn]] void Fail(const char* message, const std::string& path) {

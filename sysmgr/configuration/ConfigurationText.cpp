@@ -6,11 +6,13 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
+#include "base/Characters.h"
+#include "base/Number.h"
 #include "platform/ConfigKey.h"
-#include "sysmgr/model/Check.h"
 
 namespace ConfigurationText {
 namespace {
@@ -18,7 +20,6 @@ namespace {
 constexpr std::string_view kRoot = "configuration";
 constexpr std::string_view kRootBegin = "<configuration";
 constexpr std::string_view kSetting = "setting";
-constexpr std::string_view kBlanks = " \t\r\n";
 
 constexpr const char* kNoConfiguration = "The file is not a configuration.";
 
@@ -207,7 +208,7 @@ void Reader::End() {
 void Reader::Text(std::string_view text) {
   if (inSetting_ && depth_ == 2) {
     parsed_.settings.back().second += text;
-  } else if (text.find_first_not_of(kBlanks) != std::string_view::npos) {
+  } else if (!std::all_of(text.begin(), text.end(), IsBlank)) {
     // Told once a line: the library cuts texts as it likes.
     const XML_Size line = XML_GetCurrentLineNumber(parser_.get());
     if (line != textLine_) Complain("holds text outside of settings");

@@ -9,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "base/Characters.h"
 #include "base/Utf8.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
@@ -27,7 +28,7 @@ struct Filter {
 
 bool Keeps(const std::vector<Filter>& filters, const LiveRow& row) {
   return std::all_of(filters.begin(), filters.end(), [&row](const Filter& filter) {
-    return filter.isMac ? Config::Key::EqualMacAddresses(row[filter.column], *filter.value)
+    return filter.isMac ? EqualIgnoringCase(row[filter.column], *filter.value)
                         : row[filter.column] == *filter.value;
   });
 }
@@ -73,9 +74,7 @@ void Device::Collection::AddText(std::string text) {
 }
 
 std::string_view Device::Collection::MakeSafe(std::string_view cell) {
-  const bool isPlain =
-      std::all_of(cell.begin(), cell.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
-  if (isPlain) return cell;
+  if (std::all_of(cell.begin(), cell.end(), IsAsciiPrintable)) return cell;
   std::string safe;
   Utf8::AppendSafe(safe, cell);
   if (safe == cell) return cell;

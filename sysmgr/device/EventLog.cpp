@@ -8,6 +8,8 @@
 #include <memory>
 #include <utility>
 
+#include "base/Characters.h"
+
 namespace {
 
 // Room for "and 4095 more." behind the names that are told.
@@ -30,7 +32,7 @@ EventLog::EventLog(Clock timeOfDay)
 void EventLog::Add(std::string_view text) {
   std::string shown(text.substr(0, kMaxTextBytes));
   std::replace_if(
-      shown.begin(), shown.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
+      shown.begin(), shown.end(), [](char byte) { return !IsAsciiPrintable(byte); }, '?');
   auto events = std::make_shared<std::vector<LiveRow>>();
   events->reserve(kMaxEvents);
   events->push_back({Time(timeOfDay_()), std::move(shown)});

@@ -7,8 +7,8 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
+#include "base/Descriptor.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/model/Check.h"
@@ -58,9 +58,9 @@ void Storage::FailToStart(const std::string& what) {
 }
 
 void Storage::Open(const std::string& path, int milliseconds) {
-  // Secrets are in it: it is made for us alone, and its journal takes its mode over.
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (file >= 0) close(file);
+  // Secrets are in it: it is made for us alone, and its journal takes its mode over. Closed before
+  // the library locks it: a later closing would take the lock away.
+  { const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)); }
   sqlite3* database = nullptr;
   const int result = sqlite3_open_v2(path.c_str(), &database,
                                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -72,7 +72,8 @@ void Storage::Open(const std::string& path, int milliseconds) {
   Execute("PRAGMA locking_mode=EXCLUSIVE");
   Execute("PRAGMA synchronous=FULL");
   Execute("PRAGMA trusted_schema=OFF");
-  // Secrets that are forgotten leave the disk, too.
+  // Secrets that are forgotten leave the disk, too. Some builds of the library have this for a
+  // default, others do not.
   Execute("PRAGMA secure_delete=ON");
 }
 

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "base/Descriptor.h"
+#include "base/Transfer.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
 
@@ -63,7 +64,7 @@ HandoverFolder::HandoverFolder(std::string path, Clock clock)
     : path_(std::move(path)), clock_(std::move(clock)) {
   MakeFolder(path_);
   Descriptor folder(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (folder.Number() < 0) Fail(path_, "can't be used: " + std::string(std::strerror(errno)));
+  if (!folder.IsOpen()) Fail(path_, "can't be used: " + std::string(std::strerror(errno)));
   struct stat status {};
   if (fstat(folder.Number(), &status) != 0 || status.st_uid != geteuid()) {
     Fail(path_, "belongs to somebody else");
@@ -105,16 +106,6 @@ bool HandoverFolder::MakeRoom() {
   return true;
 }
 
-bool HandoverFolder::Write(int descriptor, std::string_view content) const {
-  while (!content.empty()) {
-    const ssize_t count = write(descriptor, content.data(), content.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
-}
-
 std::string HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
                                 std::string_view content) {
   RemoveOld();
@@ -126,8 +117,8 @@ std::string HandoverFolder::Put(std::string_view prefix, std::string_view suffix
   path.append(prefix).append("XXXXXX").append(suffix);
   // Made with mode 0600.
   const Descriptor file(mkostemps(path.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
-  if (file.Number() >= 0) {
-    if (Write(file.Number(), content)) {
+  if (file.IsOpen()) {
+    if (WriteAll(file.Number(), content)) {
       files_.push_back({path, clock_()});
       return path;
     }

@@ -54,7 +54,6 @@ class HandoverFolder {
 
   void RemoveOldest();
   bool MakeRoom();
-  bool Write(int descriptor, std::string_view content) const;
 
   std::string path_;
   Clock clock_;

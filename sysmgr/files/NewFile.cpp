@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/Transfer.h"
+
 namespace {
 
 std::string Words(int error) {
@@ -44,18 +46,12 @@ NewFile::NewFile(std::string path)
     : path_(std::move(path)), descriptor_(Make(path_ + kSuffix)), makingError_(errno) {}
 
 NewFile::~NewFile() {
-  if (descriptor_.Number() >= 0 && !committed_) unlink((path_ + kSuffix).c_str());
+  if (descriptor_.IsOpen() && !committed_) unlink((path_ + kSuffix).c_str());
 }
 
 std::string NewFile::Write(std::string_view bytes) {
-  if (descriptor_.Number() < 0) return Words(makingError_);
-  while (!bytes.empty()) {
-    const ssize_t count = write(descriptor_.Number(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return Words(errno);
-    bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return "";
+  if (!descriptor_.IsOpen()) return Words(makingError_);
+  return WriteAll(descriptor_.Number(), bytes) ? "" : Words(errno);
 }
 
 std::string NewFile::Sync() {
@@ -69,6 +65,6 @@ std::string NewFile::Commit() {
   committed_ = true;
   const Descriptor folder(open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   // The file is whole either way; only which of the two a power cut leaves is open now.
-  if (folder.Number() < 0 || fsync(folder.Number()) != 0) return Words(errno);
+  if (!folder.IsOpen() || fsync(folder.Number()) != 0) return Words(errno);
   return "";
 }

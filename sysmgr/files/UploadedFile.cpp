@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-//
-// Looked at through the open descriptor, so that nothing can be exchanged in between.
 #include "sysmgr/files/UploadedFile.h"
 
 #include <fcntl.h>
@@ -10,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "sysmgr/log/Log.h"
 
 namespace {
@@ -29,26 +29,25 @@ UploadedFile::Opened UploadedFile::Open() const {
     opened.device = status.st_dev;
     opened.inode = status.st_ino;
   }
-  // Opening a named pipe would wait for its writer.
-  opened.file = Descriptor(open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (opened.file.Number() < 0) {
-    if (errno == ENOENT) {
-      opened.problem = "No file has been uploaded.";
-      return opened;
-    }
-    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(errno));
+  OpenedFile found = OpenRegularFile(path_, O_NOFOLLOW);
+  if (found.error == ENOENT) {
+    opened.problem = "No file has been uploaded.";
+    return opened;
+  }
+  if (found.error != 0) {
+    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(found.error));
     opened.problem = kUnreadable;
     return opened;
   }
-  if (fstat(opened.file.Number(), &status) != 0 || !IsOurs(status)) {
+  if (!IsOurs(found.status)) {
     Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
-    opened.file = Descriptor(-1);
     opened.problem = kUnreadable;
     return opened;
   }
-  opened.device = status.st_dev;
-  opened.inode = status.st_ino;
-  opened.bytes = static_cast<std::size_t>(status.st_size);
+  opened.file = std::move(found.descriptor);
+  opened.device = found.status.st_dev;
+  opened.inode = found.status.st_ino;
+  opened.bytes = static_cast<std::size_t>(found.status.st_size);
   return opened;
 }
 
@@ -59,18 +58,11 @@ std::string UploadedFile::Read(const Opened& opened, std::size_t maxBytes, std::
     return "The uploaded file has more than " + std::to_string(maxBytes) + " bytes.";
   }
   content.resize(opened.bytes);
-  std::size_t done = 0;
-  while (done < content.size()) {
-    const ssize_t count = read(opened.file.Number(), content.data() + done, content.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) {
-      // Cut while it was read: whoever writes it is not done.
-      content.clear();
-      return kUnreadable;
-    }
-    done += static_cast<std::size_t>(count);
-  }
-  return "";
+  const ssize_t count = ReadUpTo(opened.file.Number(), content.data(), content.size());
+  if (count == static_cast<ssize_t>(content.size())) return "";
+  // Cut while it was read: whoever writes it is not done.
+  content.clear();
+  return kUnreadable;
 }
 
 void UploadedFile::Delete(const Opened& opened) const {

@@ -22,7 +22,7 @@ class UploadedFile {
   explicit UploadedFile(std::string path) : path_(std::move(path)) {}
 
   struct Opened {
-    Descriptor file{-1};    // for reading; below 0 when there is a problem
+    Descriptor file;        // for reading; below 0 when there is a problem
     std::size_t bytes = 0;  // its size
     std::string problem;    // "" or a sentence for a page
     dev_t device = 0;       // which file it was; both 0 when there was none

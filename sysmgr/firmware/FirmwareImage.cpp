@@ -4,14 +4,14 @@
 // only counted and hashed.
 #include "sysmgr/firmware/FirmwareImage.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <charconv>
 #include <utility>
 #include <vector>
+
+#include "base/Characters.h"
+#include "base/Number.h"
+#include "base/Transfer.h"
 
 namespace {
 
@@ -40,8 +40,7 @@ std::string InHeader(const char* what, std::string_view name) {
 // Pages show names, and nothing in them may mean something to a page.
 bool IsName(std::string_view text, std::string_view more) {
   const auto isFine = [more](char byte) {
-    return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= 'a' && byte <= 'z') || more.find(byte) != std::string_view::npos;
+    return IsAsciiAlphanumeric(byte) || more.find(byte) != std::string_view::npos;
   };
   return !text.empty() && text.size() <= FirmwareImage::kMaxNameBytes &&
          std::all_of(text.begin(), text.end(), isFine);
@@ -52,21 +51,13 @@ bool IsHash(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-// One spelling for each number: no sign, no leading zeros.
-bool ReadLength(std::string_view text, std::size_t& length) {
-  if (text.empty() || text.front() == '0') return false;
-  const char* const end = text.data() + text.size();
-  const auto [next, error] = std::from_chars(text.data(), end, length);
-  return error == std::errc() && next == end;
-}
-
 // What is wrong with a first line that should be that of an image.
 std::string FaultOfFirstLine(std::string_view line) {
   if (line.substr(0, kMagic.size()) != kMagic) return kNoImage;
   line.remove_prefix(kMagic.size());
   if (line == kHeaderVersion) return "";
   if (line.empty() || line.size() > kMaxHeaderVersionDigits ||
-      line.find_first_not_of("0123456789") != std::string_view::npos) {
+      !std::all_of(line.begin(), line.end(), IsAsciiDigit)) {
     return kNoImage;
   }
   return "The firmware image has a header of version " + std::string(line) +
@@ -178,7 +169,7 @@ std::string FirmwareVerifier::ReadLine(std::string_view line) {
     image_.version = value;
   } else if (name == kLength) {
     isNew = length_ == 0;
-    isFine = ReadLength(value, length_);
+    isFine = ParseDecimal(value, length_) && length_ > 0;
   } else if (name == kSha256) {
     isNew = image_.sha256.empty();
     isFine = IsHash(value);
@@ -212,8 +203,7 @@ std::string VerifyFirmware(int descriptor, const std::string& model, FirmwareIma
   FirmwareVerifier verifier(model);
   std::vector<char> block(kBlockBytes);
   for (;;) {
-    const ssize_t count = read(descriptor, block.data(), block.size());
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = ReadSome(descriptor, block.data(), block.size());
     if (count < 0) return "The firmware image can not be read.";
     if (count == 0 || !verifier.Take({block.data(), static_cast<std::size_t>(count)})) break;
   }

@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <exception>
 #include <utility>
 #include <vector>
 
-#include "base/Descriptor.h"
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "sysmgr/files/NewFile.h"
 #include "sysmgr/log/Log.h"
 
@@ -27,9 +27,6 @@ constexpr std::size_t kBlockBytes = 65536;
 // What writing is of the whole progress, in percent; reading back is the rest.
 constexpr unsigned kWritingShare = 80;
 
-// Opening a named pipe would wait for its writer.
-constexpr int kOpenFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-
 constexpr const char* kBusy = "A firmware image is being installed.";
 
 // Reads from `offset` on until `bytes` are full. False at the end of the file and on an error.
@@ -37,7 +34,6 @@ bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count = pread(descriptor, bytes.data() + done, bytes.size() - done,
                                 static_cast<off_t>(offset + done));
-    if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return false;
     done += static_cast<std::size_t>(count);
   }
@@ -48,7 +44,7 @@ bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
 
 struct FirmwareUpdate::Installation {
   Installation(const std::string& from, const std::string& to, const std::string& model)
-      : source(open(from.c_str(), kOpenFlags)), file(to), verifier(model) {}
+      : source(OpenRegularFile(from, O_NOFOLLOW).descriptor), file(to), verifier(model) {}
 
   Descriptor source;
   NewFile file;
@@ -78,9 +74,9 @@ FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadedFile& upload, s
 FirmwareUpdate::~FirmwareUpdate() = default;
 
 bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
-  const Descriptor file(open(Path(name).c_str(), kOpenFlags));
-  if (file.Number() < 0) return false;
-  const std::string problem = VerifyFirmware(file.Number(), model_, image);
+  const OpenedFile file = OpenRegularFile(Path(name), O_NOFOLLOW);
+  if (file.error != 0) return false;
+  const std::string problem = VerifyFirmware(file.descriptor.Number(), model_, image);
   if (!problem.empty()) Log::Write("'" + Path(name) + "' is not used: " + problem);
   return problem.empty();
 }
@@ -99,8 +95,7 @@ std::string FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   FirmwareVerifier verifier(model_);
   std::vector<char> block(kBlockBytes);
   for (;;) {
-    const ssize_t count = read(upload, block.data(), block.size());
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = ReadSome(upload, block.data(), block.size());
     if (count < 0) return "The uploaded file can not be read.";
     const std::string_view bytes(block.data(), static_cast<std::size_t>(count));
     if (count == 0 || !verifier.Take(bytes)) break;
@@ -137,7 +132,7 @@ std::string FirmwareUpdate::Install() {
     if (!problem.empty()) return problem;
   }
   auto installation = std::make_unique<Installation>(Path(kWaiting), Path(kInstalled), model_);
-  if (!runner_ || installation->source.Number() < 0) return "The firmware can not be installed.";
+  if (!runner_ || !installation->source.IsOpen()) return "The firmware can not be installed.";
   runner_([this] { return Step(); });
   installation_ = std::move(installation);
   state_ = State::kInstalling;

@@ -8,6 +8,8 @@
 
 #include <ctime>
 
+#include "base/Characters.h"
+
 namespace Log {
 namespace {
 
@@ -34,7 +36,7 @@ std::string Record(std::string_view time, std::string_view text) {
   record += " sysmgrd: ";
   for (const char byte : text) {
     if (record.size() == kMaxRecordBytes - 1) break;
-    record += byte < ' ' || byte > '~' ? '?' : byte;
+    record += IsAsciiPrintable(byte) ? byte : '?';
   }
   record += '\n';
   return record;

@@ -4,18 +4,14 @@
 #include "sysmgr/model/Check.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "base/Characters.h"
+#include "base/Number.h"
 #include "base/Utf8.h"
 
 namespace {
 
 constexpr std::size_t kMacSize = 17;  // six pairs of digits, five colons
-
-bool IsHexDigit(char byte) {
-  return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'F') ||
-         (byte >= 'a' && byte <= 'f');
-}
 
 // What CheckText has to know of a text.
 struct TextFacts {
@@ -75,7 +71,7 @@ std::string CheckEnumeration(const ModelKey& key, std::string_view value) {
 std::string CheckMac(std::string_view value) {
   bool fine = value.size() == kMacSize;
   for (std::size_t i = 0; fine && i < kMacSize; ++i) {
-    fine = i % 3 == 2 ? value[i] == ':' : IsHexDigit(value[i]);
+    fine = i % 3 == 2 ? value[i] == ':' : HexValue(value[i]) >= 0;
   }
   return fine ? "" : "must be a MAC address such as 02:00:00:12:34:56";
 }
@@ -98,31 +94,17 @@ std::string CheckIpv4(const ModelKey& key, std::string_view value) {
 
 bool ParseIpv4(std::string_view text, std::uint32_t& address) {
   std::uint32_t result = 0;
-  const char* at = text.data();
-  const char* const end = at + text.size();
   for (int part = 0; part < 4; ++part) {
-    if (part > 0 && (at == end || *at++ != '.')) return false;
+    if (part > 0) {
+      if (text.empty() || text.front() != '.') return false;
+      text.remove_prefix(1);
+    }
     unsigned number = 0;
-    const auto [next, error] = std::from_chars(at, end, number);
-    if (error != std::errc() || number > 255 || (*at == '0' && next != at + 1)) return false;
+    if (!TakeDecimal(text, number) || number > 255) return false;
     result = result << 8 | number;
-    at = next;
   }
-  if (at != end) return false;
+  if (!text.empty()) return false;
   address = result;
-  return true;
-}
-
-bool ParseInteger(std::string_view text, std::int64_t& number) {
-  // One spelling for each number: who compares settings compares texts.
-  const std::string_view digits = text.substr(text.rfind('-', 0) == 0 ? 1 : 0);
-  if (digits.size() > 1 && digits.front() == '0') return false;
-  if (text == "-0") return false;
-  std::int64_t result = 0;
-  const char* const end = text.data() + text.size();
-  const auto [next, error] = std::from_chars(text.data(), end, result);
-  if (error != std::errc() || next != end) return false;
-  number = result;
   return true;
 }
 

@@ -22,7 +22,3 @@ std::string CheckRule(const ModelRule& rule, const ValueOf& valueOf);
 // Reads an IPv4 address in dotted decimal, four numbers without leading zeros. False, with
 // `address` untouched, when it is none.
 bool ParseIpv4(std::string_view text, std::uint32_t& address);
-
-// Reads a whole number, an optional "-" and digits without leading zeros; "-0" is none. False,
-// with `number` untouched, when it is none or does not fit.
-bool ParseInteger(std::string_view text, std::int64_t& number);

@@ -5,12 +5,12 @@
 #include "sysmgr/model/ModelReader.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <vector>
 
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "base/Utf8.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/model/Check.h"
@@ -149,12 +149,12 @@ Model ReadModel(const std::string& path, const std::string& text) {
 
 Model ReadModelFile(const std::string& path) {
   const std::string where = "model '" + path + "'";
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw StartFailure(where + " can't be opened: " + std::strerror(errno));
+  const OpenedFile file = OpenRegularFile(path);
+  if (file.error != 0) throw StartFailure(where + " can't be opened: " + std::strerror(file.error));
   std::string text(kMaxModelBytes + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad() || file.gcount() == 0) throw StartFailure(where + " can't be read or is empty");
-  text.resize(static_cast<std::size_t>(file.gcount()));
+  const ssize_t count = ReadUpTo(file.descriptor.Number(), text.data(), text.size());
+  if (count <= 0) throw StartFailure(where + " can't be read or is empty");
+  text.resize(static_cast<std::size_t>(count));
   if (text.size() > kMaxModelBytes) {
     throw StartFailure(where + " is larger than " + std::to_string(kMaxModelBytes) + " bytes");
   }

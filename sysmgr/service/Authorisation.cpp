@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: MIT
-//
-// The file is looked at through its open descriptor, so that it can't be exchanged between the
-// look at its mode and the reading.
 #include "sysmgr/service/Authorisation.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "base/Descriptor.h"
+#include "base/RegularFile.h"
+#include "base/Transfer.h"
 #include "sysmgr/log/Failure.h"
 
 namespace {
@@ -23,30 +17,17 @@ constexpr mode_t kForbiddenMode = S_IWGRP | S_IXGRP | S_IRWXO;
 
 Authorisation Authorisation::FromFile(const std::string& path) {
   const std::string what = "authorisation file '" + path + "'";
-  // Opening a named pipe would wait for its writer.
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.Number() < 0) {
-    if (errno == ENOENT) return Authorisation();
-    throw StartFailure(what + " can't be opened: " + std::strerror(errno));
-  }
-  struct stat status {};
-  if (fstat(file.Number(), &status) != 0) {
-    throw StartFailure(what + " can't be examined: " + std::strerror(errno));
-  }
-  if (!S_ISREG(status.st_mode)) throw StartFailure(what + " is not a regular file");
-  if ((status.st_mode & kForbiddenMode) != 0) {
+  const OpenedFile file = OpenRegularFile(path);
+  if (file.error == ENOENT) return Authorisation();
+  if (file.error != 0) throw StartFailure(what + " can't be opened: " + std::strerror(file.error));
+  if (!file.IsRegular()) throw StartFailure(what + " is not a regular file");
+  if ((file.status.st_mode & kForbiddenMode) != 0) {
     throw StartFailure(what + " is too open; its mode must be 0640 or less");
   }
-  std::string secret;
-  char buffer[kMaxBytes + 2];
-  for (;;) {
-    const ssize_t count = read(file.Number(), buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw StartFailure(what + " can't be read: " + std::strerror(errno));
-    if (count == 0) break;
-    secret.append(buffer, static_cast<std::size_t>(count));
-    if (secret.size() > kMaxBytes + 1) break;
-  }
+  std::string secret(kMaxBytes + 2, '\0');  // one for the newline, one more tells a longer file
+  const ssize_t count = ReadUpTo(file.descriptor.Number(), secret.data(), secret.size());
+  if (count < 0) throw StartFailure(what + " can't be read: " + std::strerror(errno));
+  secret.resize(static_cast<std::size_t>(count));
   if (!secret.empty() && secret.back() == '\n') secret.pop_back();
   if (secret.empty()) throw StartFailure(what + " is empty");
   if (secret.size() > kMaxBytes) {

@@ -17,8 +17,8 @@
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/RunMemory.h"
 #include "values/WGLVariables.h"
-#include "wgl/WGLEvaluate.h"
 #include "wgl/WGLError.h"
+#include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
 
 int yywgllex_destroy();
@@ -27,7 +27,8 @@ int yywgllex_destroy();
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 [[noreturn]] void __real_exit(int status);
-FILE* __real_fopen(const char* path, const char* mode);
+FILE* __real_fdopen(int file, const char* mode);
+int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
 char* __real_strdup(const char* text);
 }
@@ -50,6 +51,7 @@ constexpr unsigned char kInterruptedRead = 0;
 constexpr unsigned char kFailingRead = 255;
 
 struct OpenFile {
+  int file;
   FILE* stream;
   const std::string* content;  // null: a folder, or what else the file system has
   std::size_t position;
@@ -164,27 +166,32 @@ void __wrap_exit(int status) {
   __real_exit(status);
 }
 
-FILE* __wrap_fopen(const char* path, const char* mode) {
-  if (!gRun.active) return __real_fopen(path, mode);
+int __wrap_open(const char* path, int flags, ...) {
+  if (!gRun.active) return __real_open(path, flags, 0600);
   const std::string name = path;
   Check(name.compare(0, gDocumentRoot.size() + 1, gDocumentRoot + "/") == 0 &&
             name.find("/../") == std::string::npos && name.find("link") == std::string::npos,
         "only files below the document root are opened");
   if (gRun.fileCount == kMaxOpenFiles) {
     errno = EMFILE;
-    return nullptr;
+    return -1;
   }
-  FILE* stream = __real_fopen(path, mode);
-  if (stream != nullptr) gRun.files[gRun.fileCount++] = {stream, ContentOf(name), 0};
+  const int file = __real_open(path, flags);
+  if (file >= 0) gRun.files[gRun.fileCount++] = {file, nullptr, ContentOf(name), 0};
+  return file;
+}
+
+FILE* __wrap_fdopen(int file, const char* mode) {
+  FILE* stream = __real_fdopen(file, mode);
+  if (gRun.active) gRun.files[gRun.fileCount - 1].stream = stream;
   return stream;
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
   if (!gRun.active) return __real_read(file, buffer, size);
   OpenFile* const end = gRun.files + gRun.fileCount;
-  OpenFile* const open = std::find_if(gRun.files, end, [file](const OpenFile& candidate) {
-    return fileno(candidate.stream) == file;
-  });
+  OpenFile* const open = std::find_if(
+      gRun.files, end, [file](const OpenFile& candidate) { return candidate.file == file; });
   if (open == end || open->content == nullptr) return __real_read(file, buffer, size);
   const ssize_t planned = PlannedSize(size);
   if (planned < 0) return planned;
