@@ -15,6 +15,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
+from program import headers, run
+
 BUILD = Path(sys.argv.pop(1) if len(sys.argv) > 1 else "build/release")
 SITE = Path(__file__).resolve().parent.parent / "site"
 LOCALES = ["usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")]
@@ -88,18 +90,14 @@ class Installation(unittest.TestCase):
         if probe.returncode != 0:
             self.skipTest("chroot is not permitted here: " + probe.stderr.decode().strip())
         # Found by its path: the environment, which nobody else may set, holds no PATH.
-        path = shutil.which(enter[0], path="/usr/sbin:/usr/bin:/sbin:/bin")
-        return subprocess.run([*enter, self.root, "/" + PROGRAM], stdin=subprocess.DEVNULL,
-                              capture_output=True, env=environment, executable=path)
+        enter[0] = shutil.which(enter[0], path="/usr/sbin:/usr/bin:/sbin:/bin")
+        return run([*enter, self.root, "/" + PROGRAM], environment)
 
     def test_real_paths_with_nothing_else(self):
         for language, other in (("de", "fr_FR.UTF-8"), ("fr", "C")):
-            result = self.run_alone(REQUEST_METHOD="GET", QUERY_STRING="_lang=" + language,
-                                    LANG=other, LC_ALL=other, LANGUAGE="en")
-            self.assertEqual((result.stderr, result.returncode), (b"", 0))
-            head, page = result.stdout.decode().split("\r\n\r\n", 1)
-            self.assertEqual(head, "Content-Type: text/html\r\nPragma: no-cache\r\n"
-                                   "Cache-Control: no-cache\r\nExpires: -1")
+            page, errors, status, _ = self.run_alone(REQUEST_METHOD="GET", QUERY_STRING="_lang=" + language,
+                                                     LANG=other, LC_ALL=other, LANGUAGE="en")
+            self.assertEqual((page[:len(headers("text/html"))], errors, status), (headers("text/html"), "", 0))
             self.assertIn(f'<html lang="{language}">', page)
             self.assertTrue(page.rstrip().endswith("</html>"))
             self.assertRegex(page, {"de": "[äöüß]", "fr": "[éèàç]"}[language])
@@ -113,8 +111,7 @@ class Installation(unittest.TestCase):
             receiver.bind(str(log))
             receiver.settimeout(5)
             result = self.run_alone(REQUEST_METHOD="PUT")
-            self.assertEqual(result.returncode, 1)
-            self.assertTrue(result.stdout.endswith(b"Unsupported request method: 'PUT'\r\n"))
+            self.assertEqual(result[:3], (headers("text/plain") + "Unsupported request method: 'PUT'\r\n", "", 1))
             # Priority LOG_USER | LOG_CRIT.
             self.assertRegex(receiver.recv(4096).decode(),
                              r"^<10>.*: RequestHandler::Parse\(\) failed\n?\0?$")

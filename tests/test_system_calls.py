@@ -3,7 +3,7 @@
 What must not happen: a page opens nothing but its templates and catalogue and the few files of the
 C library, and talks to nobody.
 
-usage: test_system_calls.py DOCUMENT-ROOT PROGRAM...   (without sanitizers; they trace too)
+usage: test_system_calls.py PROGRAM...   (without sanitizers; they trace too)
 """
 import re
 import subprocess
@@ -12,7 +12,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
-ROOT, PROGRAMS = sys.argv[1], sys.argv[2:]
+from program import Program, run
+
 CALLS = "trace=%file,%network,%process,%ipc"
 # Resolving a name looks at every folder on its way, and opens none.
 HARMLESS = ("readlink", "readlinkat", "stat", "lstat", "newfstatat", "access", "faccessat",
@@ -23,14 +24,10 @@ SYSTEM = re.compile(r"(/usr)?/lib/locale/.*|/usr/share/locale/.*|/etc/ld\.so\..*
 
 
 def traced(program, environment):
-    words = ["strace", "-f", "-s", "4096", "-e", CALLS]
-    for variable in environment.items():
-        words += ["-E", "%s=%s" % variable]
     with tempfile.NamedTemporaryFile() as log:
-        result = subprocess.run([*words, "-o", log.name, program], capture_output=True,
-                                stdin=subprocess.DEVNULL, env={"PATH": "/usr/bin:/bin"})
-        return result, [line for line in Path(log.name).read_text().splitlines()
-                        if "execve" not in line and "+++" not in line]
+        answer = run(["strace", "-f", "-s", "4096", "-e", CALLS, "-o", log.name, program.path], environment)
+        return answer.output, [line for line in Path(log.name).read_text().splitlines()
+                               if "execve" not in line and "+++" not in line]
 
 
 class SystemCalls(unittest.TestCase):
@@ -40,11 +37,10 @@ class SystemCalls(unittest.TestCase):
             self.skipTest("tracing is not permitted here: " + probe.stderr.decode().strip())
 
     def check(self, query, *, page, environment=(), opened=()):
-        for program in PROGRAMS:
-            with self.subTest(program=program, query=query):
-                result, calls = traced(program, {"REQUEST_METHOD": "GET", "QUERY_STRING": query,
-                                                 **dict(environment)})
-                self.assertIn(page, result.stdout.decode())
+        for program in map(Program, sys.argv[1:]):
+            with self.subTest(program=program.build.name, query=query):
+                output, calls = traced(program, {"REQUEST_METHOD": "GET", "QUERY_STRING": query, **dict(environment)})
+                self.assertIn(page, output)
                 inside = set()
                 for call in calls:
                     name = re.match(r"\d+\s+(\w+)\(", call)
@@ -54,10 +50,10 @@ class SystemCalls(unittest.TestCase):
                     self.assertIn(name[1], ("open", "openat"), call)
                     self.assertNotRegex(call, r"O_WRONLY|O_RDWR|O_CREAT")
                     path = re.search(r'"([^"]*)"', call)[1]
-                    if not path.startswith(ROOT + "/"):
+                    if not path.startswith(f"{program.root}/"):
                         self.assertTrue(SYSTEM.fullmatch(path), call)
                     elif " = -1 " not in call:
-                        inside.add(path[len(ROOT):])
+                        inside.add(path[len(str(program.root)):])
                 self.assertEqual(inside - {"/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"}, set(opened))
 
     def test_what_is_opened(self):

@@ -1,0 +1,352 @@
+# SPDX-License-Identifier: MIT
+"""
+The finished program, as a web server runs it: the files of cases, what is too large to write down,
+the examples of docs/language.md, and pages with values of a system manager.
+
+usage: test_program.py PROGRAM...   (the first in a build of the whole project; the others, built for
+the same paths and linked in another way, get the cases and what is large only)
+"""
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import urllib.parse
+from concurrent.futures import ThreadPoolExecutor
+from contextlib import contextmanager
+from pathlib import Path
+
+from program import Program, SystemManager, answer, decode, headers, read_cases, table
+
+PROGRAMS = [Program(path) for path in sys.argv[1:]]
+PROGRAM = PROGRAMS[0]
+TESTS = Path(__file__).resolve().parent
+DEADLINE_SECONDS = 10
+LARGEST_SHOWN = 5000
+ME = "_file=@DIR@/main.wgl"
+
+
+def page(template, output, fields=""):
+    """The sections of a case."""
+    return [("template", "", template), ("fields", "", fields), ("response", "text/html", output)]
+
+
+def form(template, output, *body):
+    request = "REQUEST_METHOD=POST\nCONTENT_TYPE=application/x-www-form-urlencoded\nCONTENT_LENGTH=1"
+    return [*page(template, output), ("request", "", request), *(("body", "", piece) for piece in body)]
+
+
+def error(template, line, message):
+    return [("template", "", template), ("wgl-error", f"{line} {message}", "")]
+
+
+def brief(part):
+    """What can be shown of a large text, and still tells it from others."""
+    return f"{part[:500]} ... {len(part)}, {hash(part)}" if len(str(part)) > LARGEST_SHOWN else part
+
+
+class TestCase(unittest.TestCase):
+    def check(self, name, sections, *programs):
+        for program in programs or PROGRAMS:
+            with self.subTest(name, program=program.build.name):
+                self.assertEqual(*(tuple(map(brief, side)) for side in program.outcome(sections)))
+
+
+class Cases(TestCase):
+    def test_every_case(self):
+        for file in sorted((TESTS / "cases").iterdir()):
+            cases = list(read_cases(file.read_text(encoding="utf-8")))
+            self.assertTrue(cases, file)
+            for name, sections in cases:
+                self.check(f"{file.stem}: {name}", sections)
+
+
+class Large(TestCase):
+    def test_syntax_errors(self):
+        # Others are called what they are written, in capitals.
+        names = {"": "$end", "<~": "T_BEGIN", "~>": "T_END", "`": "T_QUOTE", "+": "T_PLUS", "-": "T_MINUS",
+                 "${a}": "T_VARNAME", "${a htmltext}": "T_VARNAME_HTMLTEXT", "${a htmlesc}": "T_VARNAME_HTMLESC"}
+        end = ", expecting T_END"
+        # Behind each of the starts, each of the tokens is wrong; "|" stands between them.
+        for starts, tokens, expecting, line in (
+                # Behind "<~" eight commands may follow, too many to be listed.
+                ("<~ ", "|~>|${a}|${a htmltext}|${a htmlesc}|<~|`", "", 1),
+                ("<~ ", "do|rowcount|raw|json|then|else|eq|ne|gt|ge|lt|le", "", 1),
+                # Each command wants an argument, of one of five tokens.
+                ("<~ + ", "|~>|+|-|include|trans|get|set|query|if", "", 1),
+                ("<~ set `a` |<~ query |<~ if `a` eq |<~ if `a` eq `b` then |<~ if `a` eq `b` then `c` else ", "~>", "", 1),
+                # What ends a command is one token.
+                ("<~ + `a` |<~ - ${a} |<~ include `a` |<~ get `a` |<~ set `a` `b` ", "|`|+|<~|${a htmlesc}", end, 1),
+                ("<~ trans `a` |<~ query `a` rowcount ", "|do|raw", end, 1),
+                # A condition is one comparison: six operators, then "then".
+                ("<~ if `a` ", "~>|then|", "", 1),
+                ("<~ if `a` eq `b` ", "~>|ne|`|", ", expecting T_THEN", 1),
+                # An "else" may be left out, and is taken as left out before the error shows.
+                ("<~ if `a` eq `b` then `c` ", "then|`|", end, 1),
+                ("<~ if `a` eq `b` then `c` else `d` ", "else|", end, 1),
+                # Within a string: text, references, commands and its end, six tokens.
+                ("<~ + `|<~ + `a|<~ + `<~ + `x` ~>", "", "", 1),
+                ("<~ + `|<~ + `a", "~>", "", 1),
+                # The line is that of the token that is wrong; "$" takes a newline out of the count.
+                ("a\nb\n<~ +\n\n", "~>", "", 5),
+                ("a$\nb\n<~ ", "~>", "", 2),
+                ("<~ + `a\nb`\n", "", end, 3)):
+            for template, token in ((a + b, b) for a in starts.split("|") for b in tokens.split("|")):
+                name = names.get(token, "T_" + token.upper())
+                self.check(template, error(template, line, f"syntax error, unexpected {name}{expecting}"), PROGRAM)
+
+    def test_nesting(self):
+        # The parser's stacks hold 10,000 entries. A command in a command takes three of them, and two
+        # more at the innermost.
+        for depth in (65, 70, 3000, 3332):
+            self.check(depth, page("<~+`" * depth + "x" + "`~>" * depth, "x"))
+        for depth in (3333, 100_000):
+            self.check(depth, error("<~+`" * depth + "x\n" + "`~>" * depth, 1, "memory exhausted"))
+        self.check("else", page("<~ if `1` eq `1` then " * 1500 + "`y`" + " else `n` ~>" * 1500, "y"))
+        # Nested commands as arguments end where strings do.
+        self.check("fit", page("<~+ " * 4000 + "`x`" + "~>" * 4000, "x"))
+        self.check("too many", error("<~+ " * 5000 + "`x`" + "~>" * 5000, 1, "memory exhausted"))
+
+    def test_templates(self):
+        megabytes = "A line of plain text, <b>as</b> there are many in a page & more.\n" * 100_000
+        for template, output in (
+                (megabytes, megabytes), ("<" * 1_000_000, "<" * 1_000_000), ("$" * 1_000_001, "$" * 1_000_001),
+                ("~" * 300_000, "~" * 300_000), ("\0" * 10_000 + "x", "x"),
+                ("<~+" + " \n" * 300_000 + "${x}~>", "y"), ("${x}" * 200_000, "y" * 200_000),
+                # A variable that doubles.
+                ("<~ set `x` `${x}${x}` ~>" * 20 + "${x}", "y" * (1 << 20))):
+            self.check(template[:50], page(template, output, "x=y"))
+        self.check("a line far down", error(megabytes + "<~ +", 100_001, "syntax error, unexpected $end"))
+
+    def test_requests(self):
+        fields = "".join(f"&f{i}=v{i}" for i in range(10_000))
+        name, letters, block, blocks = "n" * 1_000_000, "a" * 100 * 1024, "_" + "x" * 8191, "x" * 100_000
+        plain = "REQUEST_METHOD=POST\nCONTENT_TYPE=application/x-www-form-urlencoded\nCONTENT_LENGTH="
+        for sections in (
+                form("${f0} ${f9999} ${f10000}", "v0 v9999 ", ME + fields),
+                form(f"<~ get `{name}` ~>", "x", f"{ME}&{name}=x"),
+                form("[${x}|${y}]", f"[{block}|]", ME, "&x=" + block),
+                form("[${x}|${y}]", f"[{blocks}|z]", f" {ME}&x=", blocks, "&y=z"),
+                # A single string of the environment holds 128 KB.
+                page("${x htmlesc}", "%3C" * 102_400, "x=" + "<" * 102_400),
+                page("${x htmltext}", "1", "x=1&" * 25_000),
+                [*page("${_actlang}", "de"),
+                 ("request", "", f"REQUEST_METHOD=GET\nQUERY_STRING={ME}\nHTTP_ACCEPT_LANGUAGE={'x,' * 50_000}de")],
+                *([("request", "", request), ("response", kind, output), ("exit", "1", "")]
+                  for request, kind, output in (
+                      (f"REQUEST_METHOD={letters}", "text/plain", f"Unsupported request method: '{letters}'\r\n"),
+                      (f"REQUEST_METHOD=POST\nCONTENT_TYPE={letters}", "text/plain",
+                       f"Unsupported content type: '{letters}'\r\n"),
+                      (plain + letters, "text/plain", "Missing or invalid content length: 0\r\n"),
+                      (f"REQUEST_METHOD=GET\nQUERY_STRING=_file={letters}", "text/html",
+                       f"WGL error: requested file outside of document subtree\n\n{letters}\n")))):
+            self.check(sections[0][2][:100], sections)
+
+    def test_uploads(self):
+        # Whatever becomes of the file, the fields behind it are read.
+        part, content = '--B\r\nContent-Disposition: form-data; name="', "x" * 3 * 65536
+        for extra in ([("uploaded", "", content)],
+                      [("limit", "FSIZE 100000", ""), ("uploaded", "", content[:100_000])],
+                      [("directory", str(PROGRAM.upload), "")]):
+            self.check(extra, [
+                *page("stored ${_errorcount}", "stored 0"), *extra,
+                ("request", "", "REQUEST_METHOD=POST\nCONTENT_TYPE=multipart/form-data; boundary=B"),
+                ("body", "", f'{part}f"; filename="x"\r\n\r\n{content[:70_000]}'),
+                ("body", "", f'{content[70_000:]}\r\n{part}{ME[:5]}"\r\n\r\n{ME[6:]}\r\n--B--\r\n')])
+
+
+def examples(text):
+    """
+    Line and sections of every example of a document: the rule to know is that none is exempt. A `wgl`
+    block is a template, the `output` block behind it the whole page, a `log` block behind that what goes
+    to the server's log. A line of its own above a template, in code, is its file's name, or the query
+    string of the request (`?name=Tom`), or both. A file whose name begins with "/" is one of the tests'
+    document root, and shown as it is there.
+    """
+    blocks = list(re.finditer(r"(?:^`([^`\n]+)`\n+)?^```(\w*)\n(.*?)^```$", text, re.M | re.S))
+    kinds = "".join("f" if block[2] == "wgl" and re.fullmatch(r"[\w.]+", block[1] or "") else
+                    {"wgl": "w", "output": "o", "log": "l"}.get(block[2], "?") for block in blocks)
+    fit = re.match("(?:f*[fw]ol?)*", kinds).end()
+    if not blocks or fit < len(blocks) or len(re.findall("^```", text, re.M)) != 2 * len(blocks):
+        line = text.count("\n", 0, blocks[fit - 1].end() if fit else 0) + 1
+        raise ValueError(f"line {line}: from here on, blocks are not templates, an output and perhaps a log")
+    for example in re.finditer("f*[fw](o)(l?)", kinds):
+        sections = []
+        for block in blocks[example.start():example.start(1)]:
+            name, _, query = (block[1] or "").partition("?")
+            if not name.startswith("/"):
+                query, name = f"_file=@DIR@/{name or 'page.wgl'}&{query}", name or "page.wgl"
+                sections.append(("template", name, block[3]))
+            elif (PROGRAM.root / name[1:]).read_text() != block[3]:
+                raise ValueError(f"'{name}' is another in the tests' document root")
+        output, log = blocks[example.start(1)][3], blocks[example.end() - 1][3] if example[2] else ""
+        status = 2 if log else int("WGL error" in output and "syntax error" not in output)
+        yield (text.count("\n", 0, blocks[example.start()].start(2)) + 1,
+               [*sections, ("request", "", f"REQUEST_METHOD=GET\nQUERY_STRING={query}"),
+                ("response", "text/html", output.replace("/usr/www/wgl", "@ROOT@@DIR@")),
+                ("exit", str(status), ""), ("errors", "", log)])
+
+
+@contextmanager
+def real_system_manager():
+    """With the project's model and settings that nobody has touched."""
+    PROGRAM.socket.parent.mkdir(parents=True, exist_ok=True)
+    PROGRAM.socket.parent.chmod(0o750)
+    with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
+            [PROGRAM.build / "sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--seed", "1", "--model",
+             TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")],
+            stderr=subprocess.PIPE, text=True) as process:
+        try:
+            if not any("ready on" in line for line in process.stderr):
+                raise RuntimeError("the system manager ended; by hand, it tells why")
+            yield
+        finally:
+            process.terminate()
+
+
+class Examples(TestCase):
+    TEXT = (TESTS.parent / "docs/language.md").read_text(encoding="utf-8")
+
+    def test_every_example(self):
+        found = list(examples(self.TEXT))
+        changing = [[example] for example in found if ":sys:" in str(example)]
+        for group in ([example for example in found if [example] not in changing], *changing):
+            with real_system_manager():
+                for line, sections in group:
+                    self.check(f"docs/language.md:{line}", sections, PROGRAM)
+
+    def test_every_keyword_has_an_example(self):
+        keywords = re.findall(r'^<CODE>"([^"`~]+)"', (TESTS.parent / "wgl/WGLScanner.l").read_text(), re.M)
+        self.assertGreater(len(keywords), 10)
+        shown = "".join(text for _, sections in examples(self.TEXT) for kind, _, text in sections if kind == "template")
+        for keyword in (*keywords, "htmltext", "htmlesc"):
+            self.assertRegex(shown, rf"(?<!\w){re.escape(keyword)}(?!\w)")
+
+    def test_an_example_that_is_none(self):
+        page, output = "```wgl\na\n```\n", "```output\na\n```\n"
+        for text in ("no block", page, page + page + output, "`?a=b`\n" + page + "`foot.wgl`\n" + page, output,
+                     page + output + output, page + output + "```\na\n```\n", page + output + "```wgl\na\n"):
+            with self.subTest(text), self.assertRaisesRegex(ValueError, "^line [0-9]+: "):
+                list(examples(text))
+
+
+HOSTILE = "<b>\"'&\u00e4</b>"
+HOSTILE_HTML = "&lt;b&gt;&quot;&#39;&amp;\u00e4&lt;/b&gt;"
+NO_ANSWER = "The system manager did not answer; the setting may or may not be stored."
+TABLES = {"one": table([HOSTILE, "2"]), "outer": table(["x"], ["y"]), "inner": table(["1", "a<"], ["2", "b"])}
+
+
+def submission(output):
+    fields = [("_page", "form"), (":sys:Net.Name", HOSTILE), (":sys:b", "2"), ("_okpage", "done")]
+    return form("${_page}|${_errorcount}|${_sys_Net_Name}|${_error_Net_Name}|${_sys_b}|${_error_b}|${_error_consistency}",
+                output, ME + "&" + urllib.parse.urlencode(fields))
+
+
+def failure(message):
+    return submission(f"form|2|{HOSTILE_HTML}|{message}|2|{message}|")
+
+
+def wait_for_the_deadline():
+    """What comes of a page whose system manager is silent, and how many seconds it takes."""
+    start = time.monotonic()
+    return PROGRAM.outcome(failure(NO_ANSWER)), time.monotonic() - start
+
+
+def setUpModule():
+    """What only waits does so while the other tests run."""
+    global waiting
+    asked = threading.Event()
+    with SystemManager(PROGRAM, lambda _: asked.set()):
+        waiting = ThreadPoolExecutor().submit(wait_for_the_deadline)
+        asked.wait(DEADLINE_SECONDS)
+
+
+class Values(TestCase):
+    def test_queries(self):
+        for case, *asked in (
+                (page("no query", "no query"),),
+                (page("<~ query `one` ~>|<~ query `one` raw ~>", f"{HOSTILE_HTML} 2|{HOSTILE} 2"), "one", "one"),
+                (page("<~ query `one` json ~>", HOSTILE.replace('"', '\\"') + " 2"), "one"),
+                (page("<~ query `none` ~><~ query `none` do `never` ~>", ""), "none", "none"),
+                (page("<~ query `inner` rowcount ~><~ query `none` rowcount ~>", "20"), "inner", "none"),
+                (page("<~ query `inner` do `${ROW}=${02},` ~>${ROW}", "1=a&lt;,2=b,${ROW}"), "inner"),
+                (page("<~ query `inner` raw do `${02}` ~><~ get `ROW` ~>", "a<b"), "inner"),
+                (page("<~ query `outer` do `${01}[<~ query `inner` do `${01A}${01B}` ~>]` ~>", "x[x1y2]y[x1y2]"),
+                 "outer", "inner"),
+                (page("<~ query `outer` do `<~ set `v` `${01}` ~>` ~>${v}", "${01}"), "outer"),
+                (page("<~ if `1` eq `1` then query `one` raw ~>", HOSTILE + " 2"), "one"),
+                (page("<~ if `1` eq `2` then query `one` raw ~>", ""),),
+                (page("<~ if `1` eq `1` then query `outer` do `${01};` ~>", "x;y;"), "outer"),
+                (page("<~ if `1` eq `2` then query `outer` do `<~ query `inner` rowcount ~>` ~>", ""), "inner"),
+                (page("<~ if `1` eq `2` then query `outer` do `<~ set `v` `evaluated` ~>` ~>${v}", "evaluated"),),
+                (page("<~ if <~ query `inner` rowcount ~> gt `1` then `many` ~>", "many"), "inner"),
+                (page("<~ query `one` ~>" * 50, (HOSTILE_HTML + " 2") * 50), *["one"] * 50),
+                # What a request says never becomes another key.
+                (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "", "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),
+                 "S{Name=x%7D%2CA%3D1%7D%3Bb%3Araw%2C%257D%254%25%0A%2B%C3%A4%7B}.Mac"),
+                # An error shows no values.
+                (error("<~ query `outer` do `${01}", 1, "syntax error, unexpected $end"), "outer"),
+                (error("<~ query `outer` do `${01}` raw ~>", 1, "syntax error, unexpected T_RAW, expecting T_END"), "outer"),
+                (error("<~ if `1` eq `2` then query `outer` raw do ~>", 1, "syntax error, unexpected T_END"),),
+                (error("<~ query <~ query `outer` ~> json rowcount ~>", 1,
+                       "syntax error, unexpected T_ROWCOUNT, expecting T_DO"), "outer", "x")):
+            with SystemManager(PROGRAM, lambda keys: answer(0, TABLES[keys[0]]) if keys[0] in TABLES
+                               else answer(1, b"unknown")) as manager:
+                self.check(case[0], case, PROGRAM)
+            with self.subTest(case[0]):
+                self.assertEqual(manager.requests, [("query", [key], ["0"]) for key in asked])
+                self.assertEqual((manager.connections, manager.faults), (min(len(asked), 1), []))
+
+    def test_settings(self):
+        both = ("set", ["Net.Name", "b"], [HOSTILE, "2"])
+        for reply, case, asked in (
+                (answer(0, table([""], [""])), submission(f"done|0|{HOSTILE_HTML}||2||"), [both]),
+                (answer(0, table(["<5>"], [""], ["not both"])), submission(f"form|2|{HOSTILE_HTML}|&lt;5&gt;|2||not both"), [both]),
+                *((lie, failure(NO_ANSWER), [both])
+                  for lie in (b"nonsense", b"16777217:", answer(0, b"\x011:4294967296:0:,"))),
+                *((lie, page("[<~ query `a` ~><~ query `a` rowcount ~>]", "[0]"), 2 * [("query", ["a"], ["0"])])
+                  for lie in (b"nonsense", b"16777217:", answer(0, b"\x011:4294967296:0:,"))),
+                # A closed output is not the connection.
+                (answer(0, b""), [("template", "", "x"), ("closed", "1", ""), ("fields", "", ":sys:a=1")], [("set", ["a"], ["1"])])):
+            with SystemManager(PROGRAM, lambda _: reply) as manager:
+                self.check(case, case, PROGRAM)
+            self.assertEqual((manager.requests, manager.faults), (asked, []))
+
+    def test_nobody_is_there(self):
+        self.check("submission", failure("The system manager could not be reached; the setting was not stored."), PROGRAM)
+
+    def test_silence(self):
+        (done, expected), seconds = waiting.result()
+        self.assertEqual(done, expected)
+        self.assertGreaterEqual(seconds, DEADLINE_SECONDS - 0.1)
+        self.assertLess(seconds, DEADLINE_SECONDS + 3)
+
+    def test_images(self):
+        charts = PROGRAM.build / "site/styles/std/img"
+        (PROGRAM.root / "styles").mkdir(exist_ok=True)
+        with PROGRAM.folder() as folder:
+            shutil.copytree(charts, Path(folder, "style/img"))
+            file = Path(folder, "values")
+            for kind, key, numbers in (
+                    ("power", "HomePlug.OutputPower", b"256," * 1155),
+                    ("snr", "HomePlug.SNR{MacAddress=00:B0}:format=scalar", struct.pack("1155d", *[20.0] * 1155))):
+                template, drawn = decode((charts / f"{kind}_template.gif").read_bytes()), []
+                for values in (b"", numbers):
+                    file.write_bytes(values)
+                    with SystemManager(PROGRAM, lambda _: answer(0, values if kind == "power" else str(file).encode())) as manager:
+                        drawn.append(PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING":
+                                                  f"_file=image&_type={kind}&mac=00:B0&_style=../{Path(folder).name}/style"}))
+                    self.assertEqual((manager.requests[0][1], drawn[-1][1:]), ([key], ("", 0, None)))
+                self.assertEqual(drawn[0].output, headers("image/gif") + template)  # no values, no bars
+                image = drawn[1].output.removeprefix(headers("image/gif"))
+                self.assertNotEqual(image, template)
+                self.assertEqual((image[:6], image[-1:]), ("GIF87a", ";"))
+            self.assertFalse(file.exists())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
