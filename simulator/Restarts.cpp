@@ -3,25 +3,19 @@
 // What can fail comes first.
 #include "simulator/Restarts.h"
 
-namespace {
-
-constexpr const char* kBusy = "A firmware image is being installed.";
-
-}  // namespace
-
-std::string Restarts::Restart() {
-  if (firmware_.IsInstalling()) return kBusy;
+Outcome Restarts::Restart() {
+  if (firmware_.IsInstalling()) return Sentence::kInstalling;
   firmware_.Restart();
   powerline_.Restart();
   for (const auto& listener : listeners_) listener();
   log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
-  return "";
+  return {};
 }
 
-std::string Restarts::FactoryReset() {
-  if (firmware_.IsInstalling()) return kBusy;
-  const std::string problem = settings_.Reset();
-  if (!problem.empty()) return "The factory settings " + problem + ".";
+Outcome Restarts::FactoryReset() {
+  if (firmware_.IsInstalling()) return Sentence::kInstalling;
+  Outcome reset = settings_.Reset();
+  if (!reset.IsSuccess()) return reset;
   log_.Add("All settings have their factory values again.");
   return Restart();
 }

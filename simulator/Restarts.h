@@ -25,11 +25,11 @@ class Restarts {
   // Called on each restart: what is kept in memory only is forgotten.
   void AddListener(std::function<void()> listener) { listeners_.push_back(std::move(listener)); }
 
-  // Both: "" or why not, a sentence for a page. Refused while firmware is being installed.
-  std::string Restart();
+  // Both are refused while firmware is being installed.
+  Outcome Restart();
   // The settings have their defaults, what was told about stations is forgotten, and then as
   // Restart; or nothing of it. The installed firmware stays.
-  std::string FactoryReset();
+  Outcome FactoryReset();
 
   void OfferTo(Sources& sources);
 

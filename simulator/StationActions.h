@@ -20,9 +20,8 @@ class StationActions {
   StationActions(const Powerline& powerline, StationBook& book, EventLog& log)
       : powerline_(powerline), book_(book), log_(log) {}
 
-  // Both: "" or why not, a sentence for a page.
-  std::string Name(std::string_view macAddress, std::string_view name);
-  std::string Add(std::string_view password);
+  Outcome Name(std::string_view macAddress, std::string_view name);
+  Outcome Add(std::string_view password);
 
   void OfferTo(Sources& sources);
 

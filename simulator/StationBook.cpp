@@ -23,10 +23,10 @@ bool StationBook::IsAdded(const std::string& macAddress) const {
   return !settings_.GetOwn(kAdded + macAddress).empty();
 }
 
-std::string StationBook::SetName(const std::string& macAddress, const std::string& name) {
+Outcome StationBook::SetName(const std::string& macAddress, const std::string& name) {
   return settings_.StoreOwn(kName + macAddress, name);
 }
 
-std::string StationBook::Add(const std::string& macAddress) {
+Outcome StationBook::Add(const std::string& macAddress) {
   return settings_.StoreOwn(kAdded + macAddress, "1");
 }

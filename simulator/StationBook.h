@@ -22,9 +22,9 @@ class StationBook {
   const std::string& NameOf(const std::string& macAddress) const;
   bool IsAdded(const std::string& macAddress) const;
 
-  // Both: "" or why it couldn't be stored, the end of a sentence for a page.
-  std::string SetName(const std::string& macAddress, const std::string& name);
-  std::string Add(const std::string& macAddress);
+  // Both fail when it can't be stored.
+  Outcome SetName(const std::string& macAddress, const std::string& name);
+  Outcome Add(const std::string& macAddress);
 
   // Another number whenever an answer may be another one.
   unsigned Changes() const { return settings_.Changes(); }

@@ -15,8 +15,8 @@ void OfferCheck(Sources& sources, const Settings& settings) {
   check.value = [&settings](const Question& question) -> LiveValue {
     const std::string* key = question.Selector("Key");
     const std::string* value = question.Selector("Value");
-    if (key == nullptr) return {"", "needs the selector Key"};
-    return {settings.Check(*key, value == nullptr ? "" : *value, question.client), ""};
+    if (key == nullptr) return {"", Outcome(Sentence::kSelectorMissing).AboutName("Key")};
+    return {settings.Check(*key, value == nullptr ? "" : *value, question.client).Text()};
   };
   sources.OfferValue("setting-check", std::move(check));
 }
@@ -28,14 +28,16 @@ void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& file
   snr.selectors = {"MacAddress"};
   snr.value = [&powerline, &files](const Question& question) -> LiveValue {
     const std::string* address = question.Selector("MacAddress");
-    if (address == nullptr) return {"", "needs the selector MacAddress"};
+    if (address == nullptr) {
+      return {"", Outcome(Sentence::kSelectorMissing).AboutName("MacAddress")};
+    }
     const auto decibels = powerline.Snr(*address);
-    if (!decibels) return {"", "knows no such station"};
+    if (!decibels) return {"", Sentence::kNoStation};
     const std::string_view bytes(reinterpret_cast<const char*>(decibels->data()),
                                  decibels->size() * sizeof(double));
-    std::string path = files.Put("snr-", ".bin", bytes);
-    if (path.empty()) return {"", "has no file: it can't be made"};
-    return {std::move(path), ""};
+    LiveValue path;
+    path.outcome = files.Put("snr-", ".bin", bytes, path.text);
+    return path;
   };
   sources.OfferValue("snr", std::move(snr));
 }

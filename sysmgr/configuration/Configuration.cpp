@@ -17,8 +17,6 @@ constexpr const char* kPassword = "System.ConfigPassword";
 // An enciphered file adds a header and a tag.
 constexpr std::size_t kMaxFileBytes = ConfigurationText::kMaxBytes + 1024;
 
-constexpr const char* kTooLarge = "can't be given: the configuration is too large";
-
 }  // namespace
 
 Configuration::Pending::~Pending() {
@@ -61,6 +59,8 @@ void Configuration::OfferTo(Sources& sources) {
   sources.OfferTable("config-changes",
                      {{"Key", "Current", "New", "Secret"},
                       [this](const Question& question) { return Changes(question); }});
+  sources.OfferTable("config-mistakes", {{"Number", "Line", "Key", "Text"},
+                                         [this](const Question&) { return Mistakes(); }});
   sources.OfferAction("config-restore",
                       [this](const ActionRequest& request) { return Restore(request); });
 }
@@ -78,25 +78,28 @@ std::string Configuration::Show(Part part, std::string_view client) const {
 
 LiveValue Configuration::ShowText(const Question& question) const {
   const std::string* secrets = question.key.Option("secrets");
-  if (secrets != nullptr && *secrets != "include") return {"", "takes only secrets=include"};
-  return {Show(secrets == nullptr ? Part::kReadable : Part::kAll, question.client), ""};
+  if (secrets != nullptr && *secrets != "include") {
+    return {"", Outcome(Sentence::kNoOptionValue).AboutName("secrets")};
+  }
+  return {Show(secrets == nullptr ? Part::kReadable : Part::kAll, question.client)};
 }
 
 LiveValue Configuration::HandOver(std::string_view prefix, std::string_view suffix,
                                   std::string_view content) {
-  if (content.size() > kMaxFileBytes) return {"", kTooLarge};
-  std::string path = files_.Put(prefix, suffix, content);
-  if (path.empty()) return {"", "can't be given: its file can't be made"};
-  return {std::move(path), ""};
+  LiveValue path;
+  if (content.size() > kMaxFileBytes) return {"", Sentence::kExportTooLarge};
+  path.outcome = files_.Put(prefix, suffix, content, path.text);
+  return path;
 }
 
 LiveValue Configuration::ShowSealed(const Question& question) {
   const std::string& password = settings_.Get(kPassword);
-  if (password.empty()) return {"", "can't be given while no password is set"};
+  if (password.empty()) return {"", Sentence::kNoPassword};
   const Secret plain(Show(Part::kAll, question.client));
-  if (plain.Text().size() > ConfigurationText::kMaxBytes) return {"", kTooLarge};
-  const std::string sealed = cipher_.Seal(plain.Text(), password);
-  if (sealed.empty()) return {"", "can't be given: there is not enough memory"};
+  if (plain.Text().size() > ConfigurationText::kMaxBytes) return {"", Sentence::kExportTooLarge};
+  std::string sealed;
+  Outcome outcome = cipher_.Seal(plain.Text(), password, sealed);
+  if (!outcome.IsSuccess()) return {"", std::move(outcome)};
   return HandOver("vistel-config-", ".cfg", sealed);
 }
 
@@ -117,105 +120,118 @@ LiveRows Configuration::Changes(const Question& question) {
   return rows;
 }
 
-void Configuration::DropOld() {
-  if (pending_ != nullptr && clock_() - pending_->since > kPendingSeconds) pending_.reset();
+LiveRows Configuration::Mistakes() {
+  DropOld();
+  auto rows = std::make_shared<std::vector<LiveRow>>();
+  for (const Outcome& mistake : mistakes_.Told()) {
+    rows->push_back({std::to_string(rows->size() + 1),
+                     mistake.Line() == 0 ? "" : std::to_string(mistake.Line()), mistake.Key(),
+                     mistake.Text()});
+  }
+  return rows;
 }
 
-std::string Configuration::Restore(const ActionRequest& request) {
+void Configuration::DropOld() {
+  const std::int64_t now = clock_();
+  if (pending_ != nullptr && now - pending_->since > kPendingSeconds) pending_.reset();
+  if (now - mistakesSince_ > kPendingSeconds) mistakes_ = {};
+}
+
+Outcome Configuration::Restore(const ActionRequest& request) {
   DropOld();
+  mistakes_ = {};
   if (request.Value() == "drop") {
     pending_.reset();
-    return "";
+    return {};
   }
   PendingPointer loaded;
   if (request.Value() == "check") {
     pending_.reset();
-    std::string problem = Load(request, loaded);
-    if (problem.empty()) pending_ = std::move(loaded);
-    return problem;
+    Outcome outcome = Load(request, loaded);
+    if (outcome.IsSuccess()) pending_ = std::move(loaded);
+    return outcome;
   }
   if (pending_ == nullptr) {
-    std::string problem = Load(request, loaded);
-    return problem.empty() ? Apply(*loaded, request.Client()) : problem;
+    Outcome outcome = Load(request, loaded);
+    return outcome.IsSuccess() ? Apply(*loaded, request.Client()) : outcome;
   }
-  std::string problem = Apply(*pending_, request.Client());
-  if (problem.empty()) pending_.reset();
-  return problem;
+  Outcome outcome = Apply(*pending_, request.Client());
+  if (outcome.IsSuccess()) pending_.reset();
+  return outcome;
 }
 
-std::string Configuration::ReadUpload(std::string_view password, Secret& text) {
+Outcome Configuration::ReadUpload(std::string_view password, Secret& text) {
   const UploadedFile::Opened upload = upload_.Open();
-  std::string problem = UploadedFile::Read(upload, kMaxFileBytes, text.Text());
+  Outcome outcome = UploadedFile::Read(upload, kMaxFileBytes, text.Text());
   const bool isSealed = ConfigurationCipher::IsSealed(text.Text());
   // The file is kept: it need not be uploaded again.
-  if (isSealed && clock_() < retry_) return "Wait a moment and try again.";
+  if (isSealed && clock_() < retry_) return Sentence::kTryAgain;
   upload_.Delete(upload);
-  if (!isSealed) return problem;
+  if (!isSealed) return outcome;
   const Secret chosen(password.empty() ? settings_.Get(kPassword) : std::string(password));
-  if (chosen.Text().empty()) return "The file is enciphered: its password is needed.";
+  if (chosen.Text().empty()) return Sentence::kPasswordNeeded;
   const Secret sealed(text.Text());
-  problem = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
-  if (!problem.empty()) retry_ = clock_() + kRetrySeconds;
-  return problem;
+  outcome = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
+  if (!outcome.IsSuccess()) retry_ = clock_() + kRetrySeconds;
+  return outcome;
 }
 
-std::string Configuration::Load(const ActionRequest& request, PendingPointer& loaded) {
+Outcome Configuration::Load(const ActionRequest& request, PendingPointer& loaded) {
   Secret text;
-  std::string problem = ReadUpload(request.Parameter("Password"), text);
-  if (!problem.empty()) return problem;
+  Outcome outcome = ReadUpload(request.Parameter("Password"), text);
+  if (!outcome.IsSuccess()) return outcome;
   loaded = std::make_unique<Pending>();
   loaded->since = clock_();
   ConfigurationText::Parsed parsed = ConfigurationText::Read(text.Text());
   loaded->settings = std::move(parsed.settings);
+  if (!parsed.outcome.IsSuccess()) return std::move(parsed.outcome);
+  ProblemList& mistakes = parsed.mistakes;
   // What the file's form has lost, its values can't tell.
-  ProblemList& problems = parsed.problems;
-  if (parsed.identity.device.empty() && problems.Count() > 0) return problems.Text();
+  if (parsed.identity.device.empty() && mistakes.Count() > 0) return Refuse(std::move(mistakes));
   const Model& model = settings_.Definitions();
-  if (parsed.identity.device != model.DeviceName()) {
-    return "The configuration is one of another kind of device.";
-  }
-  if (parsed.identity.version > model.Version()) {
-    return "The configuration is of version " + std::to_string(parsed.identity.version) +
-           "; this device knows version " + std::to_string(model.Version()) + ".";
-  }
-  Examine(loaded->settings, request.Client(), problems);
-  if (problems.Count() == 0 && loaded->settings.empty()) {
-    return "The configuration holds no settings.";
-  }
-  return problems.Text();
+  if (parsed.identity.device != model.DeviceName()) return Sentence::kOtherDevice;
+  if (parsed.identity.version > model.Version()) return Sentence::kNewerModel;
+  if (mistakes.Count() == 0 && loaded->settings.empty()) return Sentence::kNoSettings;
+  return Examine(loaded->settings, request.Client(), std::move(mistakes));
 }
 
-std::string Configuration::ExamineOne(const std::string& key, const std::string& value,
-                                      std::string_view client) const {
+Outcome Configuration::ExamineOne(const std::string& key, const std::string& value,
+                                  std::string_view client) const {
   const ModelKey* definition = settings_.Definitions().Find(key);
-  if (definition == nullptr) return "is unknown";
-  if (!definition->IsSetting() || definition->confined) return "is not part of a configuration";
+  if (definition != nullptr && (!definition->IsSetting() || definition->confined)) {
+    return Sentence::kNotInConfigurations;
+  }
   return settings_.Check(key, value, client);
 }
 
-// Adds all that is wrong with the values, and when nothing is, with all of them together.
-void Configuration::Examine(const Storage::Batch& batch, std::string_view client,
-                            ProblemList& problems) const {
-  const std::size_t before = problems.Count();
+// Judges the values and, when each is fine, all of them together. `mistakes`: those of the file.
+Outcome Configuration::Examine(const Storage::Batch& batch, std::string_view client,
+                               ProblemList mistakes) {
+  const std::size_t before = mistakes.Count();
   std::set<std::string_view> seen;
   for (const auto& [key, value] : batch) {
     if (key.empty()) continue;  // has been told: the file names none there
-    std::string problem = ExamineOne(key, value, client);
-    if (problem.empty() && !seen.insert(key).second) problem = "is there twice";
-    if (!problem.empty()) problems.Add(problem.insert(0, key + " "));
+    Outcome outcome = ExamineOne(key, value, client);
+    if (outcome.IsSuccess() && !seen.insert(key).second) outcome = Sentence::kTwice;
+    if (!outcome.IsSuccess()) mistakes.Add(std::move(outcome).AboutKey(key));
   }
-  if (problems.Count() > before) return;
-  std::string problem = settings_.CheckTogether(batch);
-  if (!problem.empty()) problems.Add(std::move(problem));
+  Outcome together;
+  if (mistakes.Count() == before) together = settings_.CheckTogether(batch);
+  if (mistakes.Count() == 0) return together;
+  if (!together.IsSuccess()) mistakes.Add(std::move(together));
+  return Refuse(std::move(mistakes));
 }
 
-std::string Configuration::Apply(const Pending& pending, std::string_view client) {
+Outcome Configuration::Refuse(ProblemList mistakes) {
+  mistakes_ = std::move(mistakes);
+  mistakesSince_ = clock_();
+  return Sentence::kMistakes;
+}
+
+Outcome Configuration::Apply(const Pending& pending, std::string_view client) {
   // It was fine when it was loaded; another client may ask now.
-  ProblemList problems;
-  Examine(pending.settings, client, problems);
-  if (problems.Count() > 0) return problems.Text();
-  std::string problem = settings_.Store(pending.settings);
-  if (!problem.empty()) return problem.insert(0, "The configuration ").append(".");
-  if (onRestored_) onRestored_();
-  return "";
+  Outcome outcome = Examine(pending.settings, client, {});
+  if (outcome.IsSuccess()) outcome = settings_.Store(pending.settings);
+  if (outcome.IsSuccess() && onRestored_) onRestored_();
+  return outcome;
 }

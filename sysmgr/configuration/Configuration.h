@@ -4,8 +4,8 @@
 // whole or not at all, and never past the checks that a page's settings go through.
 //
 // It offers the values "config-show", "config-show-crypt", "auto-config-show",
-// "config-password-set" and "config-pending", the table "config-changes" and the action
-// "config-restore" with the parameter "Password".
+// "config-password-set" and "config-pending", the tables "config-changes" and "config-mistakes" and
+// the action "config-restore" with the parameter "Password".
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,8 @@
 
 class Configuration {
  public:
-  // A configuration that was checked waits this long for its owner to say yes.
+  // A configuration that was checked waits this long for its owner to say yes; what was wrong with
+  // one is told for as long.
   static constexpr std::int64_t kPendingSeconds = 600;
 
   using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
@@ -41,13 +42,15 @@ class Configuration {
   // Told of every configuration that was restored, after its settings were stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
 
-  // Forgets what is kept in memory only: a pending configuration, and the key of the password.
+  // Forgets what is kept in memory only: a pending configuration, mistakes, and the key of the
+  // password.
   void Restart() {
     pending_.reset();
+    mistakes_ = {};
     cipher_.Forget();
   }
 
-  // Forgets a pending configuration whose time is over.
+  // Forgets a pending configuration and mistakes whose time is over.
   void DropOld();
 
  private:
@@ -70,14 +73,16 @@ class Configuration {
   LiveValue ShowText(const Question& question) const;
   LiveValue ShowSealed(const Question& question);
   LiveRows Changes(const Question& question);
+  LiveRows Mistakes();
 
-  std::string Restore(const ActionRequest& request);
-  std::string ReadUpload(std::string_view password, Secret& text);
-  std::string Load(const ActionRequest& request, PendingPointer& loaded);
-  std::string Apply(const Pending& pending, std::string_view client);
-  void Examine(const Storage::Batch& batch, std::string_view client, ProblemList& problems) const;
-  std::string ExamineOne(const std::string& key, const std::string& value,
-                         std::string_view client) const;
+  Outcome Restore(const ActionRequest& request);
+  Outcome ReadUpload(std::string_view password, Secret& text);
+  Outcome Load(const ActionRequest& request, PendingPointer& loaded);
+  Outcome Apply(const Pending& pending, std::string_view client);
+  Outcome Examine(const Storage::Batch& batch, std::string_view client, ProblemList mistakes);
+  Outcome Refuse(ProblemList mistakes);
+  Outcome ExamineOne(const std::string& key, const std::string& value,
+                     std::string_view client) const;
 
   Settings& settings_;
   HandoverFolder& files_;
@@ -85,6 +90,8 @@ class Configuration {
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;
+  ProblemList mistakes_;  // of the configuration that was refused last
+  std::int64_t mistakesSince_ = 0;
   std::int64_t retry_ = 0;  // when an enciphered file is read again
   std::function<void()> onRestored_;
 };

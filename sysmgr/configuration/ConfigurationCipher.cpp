@@ -19,8 +19,6 @@ constexpr std::size_t kKeyBytes = crypto_aead_xchacha20poly1305_ietf_KEYBYTES;
 constexpr std::size_t kTagBytes = crypto_aead_xchacha20poly1305_ietf_ABYTES;
 constexpr std::size_t kHeaderBytes = kLine.size() + kSaltBytes + kNonceBytes;
 
-constexpr const char* kDamaged = "The password is wrong, or the file is damaged.";
-
 unsigned char* Bytes(std::string& text) {
   return reinterpret_cast<unsigned char*>(text.data());
 }
@@ -60,38 +58,37 @@ void ConfigurationCipher::Forget() {
   Secret::Wipe(key_);
 }
 
-std::string ConfigurationCipher::Seal(std::string_view plain, const std::string& password) {
+Outcome ConfigurationCipher::Seal(std::string_view plain, const std::string& password,
+                                  std::string& sealed) {
   Initialise();
   if (password_ != password) {
     Forget();
     salt_ = Random(kSaltBytes);
-    if (!Derive(password, salt_, key_)) return "";
+    if (!Derive(password, salt_, key_)) return Sentence::kNoMemory;
     password_ = password;
   }
   // Random nonces of this length may be drawn for one key as often as one likes.
-  std::string file = std::string(kLine) + salt_ + Random(kNonceBytes);
-  file.resize(kHeaderBytes + plain.size() + kTagBytes);
-  crypto_aead_xchacha20poly1305_ietf_encrypt(Bytes(file) + kHeaderBytes, nullptr, Bytes(plain),
-                                             plain.size(), Bytes(file), kHeaderBytes, nullptr,
-                                             Bytes(file) + kLine.size() + kSaltBytes, Bytes(key_));
-  return file;
+  sealed = std::string(kLine) + salt_ + Random(kNonceBytes);
+  sealed.resize(kHeaderBytes + plain.size() + kTagBytes);
+  crypto_aead_xchacha20poly1305_ietf_encrypt(
+      Bytes(sealed) + kHeaderBytes, nullptr, Bytes(plain), plain.size(), Bytes(sealed),
+      kHeaderBytes, nullptr, Bytes(sealed) + kLine.size() + kSaltBytes, Bytes(key_));
+  return {};
 }
 
 bool ConfigurationCipher::IsSealed(std::string_view file) {
   return file.substr(0, kMagic.size()) == kMagic;
 }
 
-std::string ConfigurationCipher::Open(std::string_view file, const std::string& password,
-                                      Secret& plain) {
+Outcome ConfigurationCipher::Open(std::string_view file, const std::string& password,
+                                  Secret& plain) {
   Initialise();
   Secret::Wipe(plain.Text());
-  if (file.substr(0, kLine.size()) != kLine) {
-    return "The enciphered file is of a format that this device does not know.";
-  }
-  if (file.size() < kHeaderBytes + kTagBytes) return kDamaged;
+  if (file.substr(0, kLine.size()) != kLine) return Sentence::kUnknownCipher;
+  if (file.size() < kHeaderBytes + kTagBytes) return Sentence::kWrongPassword;
   Secret key;
   if (!Derive(password, file.substr(kLine.size(), kSaltBytes), key.Text())) {
-    return "There is not enough memory to decipher the file.";
+    return Sentence::kNoMemoryToDecipher;
   }
   plain.Text().resize(file.size() - kHeaderBytes - kTagBytes);
   const std::string_view sealed = file.substr(kHeaderBytes);
@@ -99,7 +96,7 @@ std::string ConfigurationCipher::Open(std::string_view file, const std::string& 
           Bytes(plain.Text()), nullptr, nullptr, Bytes(sealed), sealed.size(), Bytes(file),
           kHeaderBytes, Bytes(file) + kLine.size() + kSaltBytes, Bytes(key.Text())) != 0) {
     plain.Text().clear();
-    return kDamaged;
+    return Sentence::kWrongPassword;
   }
-  return "";
+  return {};
 }

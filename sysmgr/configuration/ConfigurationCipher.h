@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "sysmgr/log/Outcome.h"
+
 // A text that is wiped when it goes. It is made whole: growing would leave pieces behind.
 class Secret {
  public:
@@ -39,9 +41,10 @@ class ConfigurationCipher {
   ConfigurationCipher(const ConfigurationCipher&) = delete;
   ConfigurationCipher& operator=(const ConfigurationCipher&) = delete;
 
-  // The enciphered form of a text; "" when there is not enough memory for it. The key of the last
-  // password is kept, so that only the first file under a password takes the time of its hash.
-  std::string Seal(std::string_view plain, const std::string& password);
+  // Gives the enciphered form of a text. Fails when there is not enough memory for it. The key of
+  // the last password is kept, so that only the first file under a password takes the time of its
+  // hash.
+  Outcome Seal(std::string_view plain, const std::string& password, std::string& sealed);
 
   // Wipes the kept password and its key.
   void Forget();
@@ -49,9 +52,9 @@ class ConfigurationCipher {
   // Whether the bytes are to be deciphered, rather than read as they are.
   static bool IsSealed(std::string_view file);
 
-  // "" and the text, or a sentence for a page with `plain` empty. A wrong password looks like a
-  // file that was changed.
-  static std::string Open(std::string_view file, const std::string& password, Secret& plain);
+  // Gives the text; after a failure `plain` is empty. A wrong password looks like a file that was
+  // changed.
+  static Outcome Open(std::string_view file, const std::string& password, Secret& plain);
 
  private:
   std::string password_;  // of the key below; "" when there is none

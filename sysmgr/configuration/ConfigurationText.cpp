@@ -21,8 +21,6 @@ constexpr std::string_view kRoot = "configuration";
 constexpr std::string_view kRootBegin = "<configuration";
 constexpr std::string_view kSetting = "setting";
 
-constexpr const char* kNoConfiguration = "The file is not a configuration.";
-
 // Longest name of a key that is not ours and still repeated in a message.
 constexpr std::size_t kMaxShownKeyBytes = 64;
 
@@ -65,17 +63,20 @@ class Reader {
     const XML_Status status =
         XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
     if (outOfMemory_) throw std::bad_alloc();
-    if (stopped_.empty() && status != XML_STATUS_OK) {
+    if (stopped_.IsSuccess() && status != XML_STATUS_OK) {
       // Lines help whoever has edited a configuration; other files have none.
       const bool isOurs = text.find(kRootBegin) != std::string_view::npos;
-      stopped_ = isOurs ? Line() + " is not well-formed XML" : kNoConfiguration;
+      stopped_ = isOurs ? Here(Sentence::kNotWellFormed) : Sentence::kNoConfiguration;
     }
-    if (!stopped_.empty()) {
-      // Half a file says nothing about the rest.
-      parsed_ = Parsed();
-      parsed_.problems.Add(stopped_);
+    if (stopped_.IsSuccess()) return std::move(parsed_);
+    // Half a file says nothing about the rest.
+    Parsed parsed;
+    if (stopped_.Line() == 0) {
+      parsed.outcome = stopped_;
+    } else {
+      parsed.mistakes.Add(stopped_);
     }
-    return std::move(parsed_);
+    return parsed;
   }
 
  private:
@@ -86,7 +87,7 @@ class Reader {
   template <typename Work>
   static void Guard(void* reader, Work work) {
     auto* const self = static_cast<Reader*>(reader);
-    if (self->outOfMemory_ || !self->stopped_.empty()) return;
+    if (self->outOfMemory_ || !self->stopped_.IsSuccess()) return;
     try {
       work(*self);
     } catch (...) {
@@ -97,9 +98,7 @@ class Reader {
 
   static void XMLCALL OnDocumentType(void* reader, const XML_Char*, const XML_Char*,
                                      const XML_Char*, int) {
-    Guard(reader, [](Reader& self) {
-      self.Stop(self.Line() + " holds a document type, which no configuration has");
-    });
+    Guard(reader, [](Reader& self) { self.Stop(self.Here(Sentence::kDocumentType)); });
   }
   static void XMLCALL OnStart(void* reader, const XML_Char* name, const XML_Char** attributes) {
     Guard(reader, [&](Reader& self) { self.Start(name, attributes); });
@@ -111,23 +110,21 @@ class Reader {
     Guard(reader, [&](Reader& self) { self.Text({text, static_cast<std::size_t>(size)}); });
   }
 
-  std::string Line() const {
-    return "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get()));
+  // A failure at the line that is being read.
+  Outcome Here(Sentence sentence) const {
+    return Outcome(sentence).AboutLine(XML_GetCurrentLineNumber(parser_.get()));
   }
 
   // The first reason counts.
-  void Stop(std::string why) {
-    if (!stopped_.empty()) return;
+  void Stop(Outcome why) {
+    if (!stopped_.IsSuccess()) return;
     stopped_ = std::move(why);
     XML_StopParser(parser_.get(), XML_FALSE);
   }
 
-  void Complain(const char* what) {
-    if (parsed_.problems.Count() == kMaxProblems) {
-      return Stop("There are more than " + std::to_string(kMaxProblems) +
-                  " mistakes in the configuration.");
-    }
-    parsed_.problems.Add(Line() + " " + what);
+  void Complain(Sentence what) {
+    if (parsed_.mistakes.Count() == kMaxProblems) return Stop(Sentence::kTooManyMistakes);
+    parsed_.mistakes.Add(Here(what));
   }
 
   void Start(std::string_view name, const XML_Char** attributes);
@@ -138,7 +135,7 @@ class Reader {
 
   std::unique_ptr<XML_ParserStruct, Free> parser_;
   Parsed parsed_;
-  std::string stopped_;  // why reading ended early
+  Outcome stopped_;  // why reading ended early
   bool outOfMemory_ = false;
   unsigned depth_ = 0;
   XML_Size textLine_ = 0;  // where text outside of settings was found last
@@ -147,10 +144,10 @@ class Reader {
 
 void Reader::Start(std::string_view name, const XML_Char** attributes) {
   const unsigned depth = depth_++;
-  if (depth >= kMaxDepth) return Stop(Line() + " holds too many elements inside each other");
+  if (depth >= kMaxDepth) return Stop(Here(Sentence::kTooDeep));
   if (depth == 0) return StartRoot(name, attributes);
   if (depth == 1 && name == kSetting) return StartSetting(attributes);
-  Complain("holds an unknown element");
+  Complain(Sentence::kUnknownElement);
 }
 
 void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
@@ -167,22 +164,17 @@ void Reader::StartRoot(std::string_view name, const XML_Char** attributes) {
     } else if (attribute == "model") {
       hasVersion = ParseInteger(value, parsed_.identity.version) && parsed_.identity.version >= 1;
     } else {
-      Complain("holds an unknown attribute");
+      Complain(Sentence::kUnknownAttribute);
     }
   }
-  if (isStrange || format < 1) return Stop(kNoConfiguration);
-  if (format > kFormat) {
-    return Stop("The configuration is of format " + std::to_string(format) +
-                "; this device knows format " + std::to_string(kFormat) + ".");
-  }
-  if (!hasVersion) Stop("The configuration does not say which version of the model it is of.");
+  if (isStrange || format < 1) return Stop(Sentence::kNoConfiguration);
+  if (format > kFormat) return Stop(Sentence::kNewerFormat);
+  if (!hasVersion) Stop(Sentence::kNoModelVersion);
 }
 
 void Reader::StartSetting(const XML_Char** attributes) {
   inSetting_ = true;
-  if (parsed_.settings.size() == kMaxSettings) {
-    return Stop("The configuration holds more than " + std::to_string(kMaxSettings) + " settings.");
-  }
+  if (parsed_.settings.size() == kMaxSettings) return Stop(Sentence::kTooManySettings);
   parsed_.settings.emplace_back();
   for (; *attributes != nullptr; attributes += 2) {
     const std::string_view attribute = attributes[0];
@@ -190,12 +182,12 @@ void Reader::StartSetting(const XML_Char** attributes) {
     if (attribute == "key") {
       parsed_.settings.back().first = value;
     } else {
-      Complain("holds an unknown attribute");
+      Complain(Sentence::kUnknownAttribute);
     }
   }
   const std::string& key = parsed_.settings.back().first;
   if (key.size() > kMaxShownKeyBytes || Config::Key::Key(key).Path() != key || key.empty()) {
-    Complain("does not name a setting");
+    Complain(Sentence::kNoSettingNamed);
     parsed_.settings.back().first.clear();
   }
 }
@@ -211,7 +203,7 @@ void Reader::Text(std::string_view text) {
   } else if (!std::all_of(text.begin(), text.end(), IsBlank)) {
     // Told once a line: the library cuts texts as it likes.
     const XML_Size line = XML_GetCurrentLineNumber(parser_.get());
-    if (line != textLine_) Complain("holds text outside of settings");
+    if (line != textLine_) Complain(Sentence::kTextOutside);
     textLine_ = line;
   }
 }
@@ -233,7 +225,7 @@ std::string Write(const Identity& identity, const Storage::Batch& settings) {
 Parsed Read(std::string_view text) {
   if (text.size() <= kMaxBytes) return Reader().Read(text);
   Parsed parsed;
-  parsed.problems.Add("The configuration has more than " + std::to_string(kMaxBytes) + " bytes.");
+  parsed.outcome = Sentence::kUploadTooLarge;
   return parsed;
 }
 

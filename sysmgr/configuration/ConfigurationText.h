@@ -40,9 +40,10 @@ struct Identity {
 std::string Write(const Identity& identity, const Storage::Batch& settings);
 
 struct Parsed {
+  Outcome outcome;  // a failure of the file as a whole; nothing else is told then
   Identity identity;
   Storage::Batch settings;  // in the file's order
-  ProblemList problems;     // words for a page; with any of them, not to be used
+  ProblemList mistakes;     // each about a line; with any of them, not to be used
 };
 
 // Never throws for what is in the text.

@@ -62,7 +62,7 @@ bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
   for (unsigned row = 0; row < keys.Rows(); ++row) {
     if (keys.View(row, 0) == parameter.name) return false;
   }
-  return !CheckValue(parameter, "").empty();
+  return !CheckValue(parameter, "").IsSuccess();
 }
 
 }  // namespace
@@ -147,15 +147,15 @@ void Device::CheckSource(const ModelKey& key) const {
   }
 }
 
-std::string Device::AppendTable(const ModelKey& definition, const Question& question,
-                                Collection& collection) {
+Outcome Device::AppendTable(const ModelKey& definition, const Question& question,
+                            Collection& collection) {
   const Config::Key::Key& key = question.key;
   const TableSource& table = *sources_.FindTable(definition.source);
   const std::vector<std::string>& names = table.columns;
   std::vector<Filter> filters;
   for (const Config::Key::Pair& selector : key.Selectors()) {
     const ModelColumn* column = FindColumn(definition, selector.name);
-    if (column == nullptr) return "has no column " + selector.name;
+    if (column == nullptr) return Outcome(Sentence::kNoColumn).AboutName(selector.name);
     filters.push_back(
         {IndexOf(names, selector.name), &selector.value, column->type == ValueType::kMac});
   }
@@ -167,7 +167,7 @@ std::string Device::AppendTable(const ModelKey& definition, const Question& ques
   } else if (FindColumn(definition, key.Column()) != nullptr) {
     wanted.push_back(IndexOf(names, key.Column()));
   } else {
-    return "has no column " + key.Column();
+    return Outcome(Sentence::kNoColumn).AboutName(key.Column());
   }
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
@@ -179,117 +179,109 @@ std::string Device::AppendTable(const ModelKey& definition, const Question& ques
       columns[first + i].push_back(collection.MakeSafe(row[wanted[i]]));
     }
   }
-  return "";
+  return {};
 }
 
-std::string Device::AppendValue(const ModelKey& definition, const Question& question,
-                                Collection& collection) {
+Outcome Device::AppendValue(const ModelKey& definition, const Question& question,
+                            Collection& collection) {
   const ValueSource& source = *sources_.FindValue(definition.source);
-  if (!question.key.Column().empty()) return "is not a table";
-  if (source.selectors.empty() && !question.key.Selectors().empty()) return "is not a table";
+  if (!question.key.Column().empty()) return Sentence::kNoTable;
+  if (source.selectors.empty() && !question.key.Selectors().empty()) return Sentence::kNoTable;
   if (const std::string* name = FindStranger(question.key.Selectors(), source.selectors)) {
-    return "has no selector " + *name;
+    return Outcome(Sentence::kNoSelector).AboutName(*name);
   }
   if (source.makesFile && collection.files.size() == kMaxFilesPerQuery) {
-    return "would make more files than one query may, " + std::to_string(kMaxFilesPerQuery);
+    return {Sentence::kTooManyFiles, {std::to_string(kMaxFilesPerQuery)}};
   }
   LiveValue value = source.value(question);
-  if (value.problem.empty()) {
+  if (value.outcome.IsSuccess()) {
     if (source.makesFile) collection.files.push_back(value.text);
     collection.AddText(std::move(value.text));
   }
-  return std::move(value.problem);
+  return std::move(value.outcome);
 }
 
-std::string Device::AppendLive(const ModelKey& definition, const Question& question, bool joined,
-                               Collection& collection) {
+Outcome Device::AppendLive(const ModelKey& definition, const Question& question, bool joined,
+                           Collection& collection) {
   const std::size_t first = collection.columns.size();
   const bool isTable = definition.type == ValueType::kTable;
-  std::string problem = isTable ? AppendTable(definition, question, collection)
-                                : AppendValue(definition, question, collection);
-  if (!problem.empty()) return problem;
+  Outcome outcome = isTable ? AppendTable(definition, question, collection)
+                            : AppendValue(definition, question, collection);
+  if (!outcome.IsSuccess()) return outcome;
   collection.liveBytes += collection.BytesFrom(first);
   if (collection.liveBytes > kMaxLiveBytes) {
-    return "would bring the live values to more than " + std::to_string(kMaxLiveBytes) + " bytes";
+    return {Sentence::kLiveValuesTooLarge, {std::to_string(kMaxLiveBytes)}};
   }
   if (isTable && joined) collection.JoinFrom(first);
-  return "";
+  return {};
 }
 
-std::string Device::AppendKey(std::string_view text, std::string_view client,
-                              Collection& collection) {
+Outcome Device::AppendKey(std::string_view text, std::string_view client, Collection& collection) {
   const Config::Key::Key key(text);
-  if (!key.IsValid()) return "is malformed";
+  if (!key.IsValid()) return Sentence::kMalformedKey;
   const ModelKey* definition = model_.Find(key.Path());
-  if (definition == nullptr) return "is unknown";
-  if (!definition->CanBeRead()) return "can't be read";
-  if (!definition->IsOpenTo(client)) return "is not open to this client";
+  if (definition == nullptr) return Sentence::kUnknownKey;
+  if (!definition->CanBeRead()) return Sentence::kNotReadable;
+  if (!definition->IsOpenTo(client)) return Sentence::kNotOpen;
   const bool isTable = definition->type == ValueType::kTable;
   const ValueSource* source = isTable ? nullptr : sources_.FindValue(definition->source);
   bool joined = false;
   for (const Config::Key::Pair& option : key.Options()) {
     if (option.name != "format") {
       if (source != nullptr && Names(source->options, option.name)) continue;
-      return "has no option " + option.name;
+      return Outcome(Sentence::kNoOption).AboutName(option.name);
     }
-    if (option.value != "scalar" && option.value != "table") return "has no such format";
+    if (option.value != "scalar" && option.value != "table") {
+      return Outcome(Sentence::kNoOptionValue).AboutName(option.name);
+    }
     joined = option.value == "scalar";
   }
   const Question question{key, client};
   if (isTable || source != nullptr) return AppendLive(*definition, question, joined, collection);
-  if (!key.Selectors().empty()) return "is not a table";
+  if (!key.Selectors().empty()) return Sentence::kNoTable;
   collection.columns.push_back(
       {definition->IsSetting() ? settings_.Get(definition->name) : definition->defaultValue});
-  return "";
+  return {};
 }
 
-bool Device::Query(const StringTable& keys, std::string_view client, StringTable& answer,
-                   std::string& problem) {
-  if (keys.Rows() == 0 || keys.Columns() != 1) {
-    problem = "a query is a table of one column with a row for each key";
-    return false;
-  }
+Outcome Device::Query(const StringTable& keys, std::string_view client, StringTable& answer) {
+  if (keys.Rows() == 0 || keys.Columns() != 1) return Sentence::kNoKeys;
   if (keys.Rows() > kMaxKeysPerRequest) {
-    problem = "more than " + std::to_string(kMaxKeysPerRequest) + " keys";
-    return false;
+    return {Sentence::kTooManyKeys, {std::to_string(kMaxKeysPerRequest)}};
   }
   Collection collection;
-  if (Collect(keys, client, collection, problem)) {
+  Outcome outcome = Collect(keys, client, collection);
+  if (outcome.IsSuccess()) {
     answer = collection.MakeTable();
-    return true;
+  } else {
+    // Nobody will hear of them.
+    for (const std::string& file : collection.files) unlink(file.c_str());
   }
-  // Nobody will hear of them.
-  for (const std::string& file : collection.files) unlink(file.c_str());
-  return false;
+  return outcome;
 }
 
-bool Device::Collect(const StringTable& keys, std::string_view client, Collection& collection,
-                     std::string& problem) {
+Outcome Device::Collect(const StringTable& keys, std::string_view client, Collection& collection) {
   const auto& columns = collection.columns;
   std::size_t bytes = 0;
   std::size_t rows = 0;
   for (unsigned i = 0; i < keys.Rows(); ++i) {
     const std::string_view text = keys.View(i, 0);
     const std::size_t first = columns.size();
-    problem = AppendKey(text, client, collection);
-    if (!problem.empty()) {
-      problem.insert(0, "key '" + std::string(Log::WithoutSelectors(text)) + "' ");
-      return false;
-    }
+    Outcome outcome = AppendKey(text, client, collection);
+    if (!outcome.IsSuccess()) return std::move(outcome).AboutKey(Log::PathOf(text));
     bytes += collection.BytesFrom(first);
     for (std::size_t c = first; c < columns.size(); ++c) rows = std::max(rows, columns[c].size());
     if (bytes > kMaxAnswerBytes || rows * columns.size() * kMinCellBytes > kMaxAnswerBytes) {
-      problem = "the answer would be larger than " + std::to_string(kMaxAnswerBytes) + " bytes";
-      return false;
+      return {Sentence::kAnswerTooLarge, {std::to_string(kMaxAnswerBytes)}};
     }
   }
-  return true;
+  return {};
 }
 
-// "" when the key may stand in a batch with the other keys. An action is alone with its parameters.
-std::string Device::CheckCompany(std::string_view name, const StringTable& keys) const {
+// Whether the key may stand in a batch with the other keys. An action is alone with its parameters.
+Outcome Device::CheckCompany(std::string_view name, const StringTable& keys) const {
   const ModelKey& definition = *model_.Find(std::string(name));
-  if (definition.IsSetting()) return "";
+  if (definition.IsSetting()) return {};
   const bool isAction = definition.access == Access::kAction;
   bool hasAction = isAction;
   for (unsigned row = 0; row < keys.Rows(); ++row) {
@@ -299,56 +291,54 @@ std::string Device::CheckCompany(std::string_view name, const StringTable& keys)
     const ModelKey* company = model_.Find(std::string(other));
     const bool isOurs = company != nullptr && company->access == Access::kParameter &&
                         company->action == definition.name;
-    if (isAction && !isOurs) return "must be set on its own";
+    if (isAction && !isOurs) return Sentence::kActionNotAlone;
   }
   if (definition.access == Access::kParameter && !hasAction) {
-    return "can only be set together with " + definition.action;
+    return Outcome(Sentence::kActionMissing).AboutName(definition.action);
   }
-  if (!isAction) return "";
+  if (!isAction) return {};
   for (const ModelKey& parameter : model_.Keys()) {
     if (parameter.access == Access::kParameter && parameter.action == definition.name &&
         IsMissing(parameter, keys)) {
-      return "needs " + parameter.name + " too";
+      return Outcome(Sentence::kParameterMissing).AboutName(parameter.name);
     }
   }
-  return "";
+  return {};
 }
 
-std::string Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
-                        std::string_view client) {
+Outcome Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
+                    std::string_view client) {
   const std::string_view name = keys.View(row, 0);
   const Action& action = *sources_.FindAction(model_.Find(std::string(name))->action);
   return action(ActionRequest(keys, values, name, client));
 }
 
-StringTable Device::Set(const StringTable& keys, const StringTable& values,
-                        std::string_view client) {
-  std::vector<std::string> problems;
+std::vector<Outcome> Device::Set(const StringTable& keys, const StringTable& values,
+                                 std::string_view client) {
+  std::vector<Outcome> outcomes;
   Storage::Batch batch;
   std::set<std::string_view> seen;
   unsigned action = keys.Rows();  // its row
   bool fine = true;
   for (unsigned row = 0; row < keys.Rows(); ++row) {
     const std::string_view name = keys.View(row, 0);
-    std::string problem = settings_.Check(name, values.View(row, 0), client);
-    if (problem.empty() && !seen.insert(name).second) problem = "is there twice";
-    if (problem.empty()) problem = CheckCompany(name, keys);
-    if (!problem.empty()) {
+    Outcome outcome = settings_.Check(name, values.View(row, 0), client);
+    if (outcome.IsSuccess() && !seen.insert(name).second) outcome = Sentence::kTwice;
+    if (outcome.IsSuccess()) outcome = CheckCompany(name, keys);
+    if (!outcome.IsSuccess()) {
       fine = false;
     } else if (model_.Find(std::string(name))->access == Access::kAction) {
       action = row;
     } else {
       batch.emplace_back(name, values.View(row, 0));
     }
-    problems.push_back(std::move(problem));
+    outcomes.push_back(std::move(outcome));
   }
   if (fine && action < keys.Rows()) {
-    problems[action] = Run(keys, values, action, client);
+    outcomes[action] = Run(keys, values, action, client);
   } else if (fine && !batch.empty()) {
-    std::string problem = settings_.Store(batch);
-    if (!problem.empty()) problems.push_back(std::move(problem));
+    Outcome outcome = settings_.Store(batch);
+    if (!outcome.IsSuccess()) outcomes.push_back(std::move(outcome));
   }
-  StringTable answer(1);
-  for (const std::string& problem : problems) answer.AddCells({problem});
-  return answer;
+  return outcomes;
 }

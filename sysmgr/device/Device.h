@@ -37,15 +37,15 @@ class Device {
   // action that nobody offers.
   Device(Settings& settings, const Sources& sources);
 
-  // Answers a table of keys. False when one of them can't be answered: `problem` says which and
-  // why, for a log, and `answer` is not to be used.
-  bool Query(const StringTable& keys, std::string_view client, StringTable& answer,
-             std::string& problem);
+  // Answers a table of keys. When one of them can't be answered, the outcome is about that key, and
+  // `answer` is not to be used.
+  Outcome Query(const StringTable& keys, std::string_view client, StringTable& answer);
 
-  // Stores a batch, all or nothing, or has an action carried out with its parameters. The answer
-  // has one column, a row per key and, when the settings don't fit together or can't be stored, one
-  // more; a refused action answers in its own row. Values that `values` lacks are empty.
-  StringTable Set(const StringTable& keys, const StringTable& values, std::string_view client);
+  // Stores a batch, all or nothing, or has an action carried out with its parameters. An outcome
+  // for each key and, when the settings don't fit together or can't be stored, one more; that of an
+  // action is the one of its key. Values that `values` lacks are empty.
+  std::vector<Outcome> Set(const StringTable& keys, const StringTable& values,
+                           std::string_view client);
 
  private:
   // Cells, column by column, and what has to stay while they point to it.
@@ -65,19 +65,16 @@ class Device {
     StringTable MakeTable() const;
   };
 
-  bool Collect(const StringTable& keys, std::string_view client, Collection& collection,
-               std::string& problem);
+  Outcome Collect(const StringTable& keys, std::string_view client, Collection& collection);
   void CheckSource(const ModelKey& key) const;
-  std::string AppendKey(std::string_view text, std::string_view client, Collection& collection);
-  std::string AppendLive(const ModelKey& definition, const Question& question, bool joined,
-                         Collection& collection);
-  std::string AppendTable(const ModelKey& definition, const Question& question,
-                          Collection& collection);
-  std::string AppendValue(const ModelKey& definition, const Question& question,
-                          Collection& collection);
-  std::string CheckCompany(std::string_view name, const StringTable& keys) const;
-  std::string Run(const StringTable& keys, const StringTable& values, unsigned row,
-                  std::string_view client);
+  Outcome AppendKey(std::string_view text, std::string_view client, Collection& collection);
+  Outcome AppendLive(const ModelKey& definition, const Question& question, bool joined,
+                     Collection& collection);
+  Outcome AppendTable(const ModelKey& definition, const Question& question, Collection& collection);
+  Outcome AppendValue(const ModelKey& definition, const Question& question, Collection& collection);
+  Outcome CheckCompany(std::string_view name, const StringTable& keys) const;
+  Outcome Run(const StringTable& keys, const StringTable& values, unsigned row,
+              std::string_view client);
 
   const Model& model_;
   Settings& settings_;

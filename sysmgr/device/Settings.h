@@ -25,26 +25,25 @@ class Settings {
   // The value of a setting of the model, write-only ones included.
   const std::string& Get(const std::string& key) const { return storage_.Get(key); }
 
-  // "" when the client may set the key to this value and the value is fine, else what is wrong.
-  // The key is a setting, an action or a parameter.
-  std::string Check(std::string_view name, std::string_view value, std::string_view client) const;
+  // Whether the client may set the key to this value and the value is fine. The key is a setting,
+  // an action or a parameter.
+  Outcome Check(std::string_view name, std::string_view value, std::string_view client) const;
 
-  // "" when the rules hold for the batch over the stored values, else the broken rule's message.
-  // The values are each fine.
-  std::string CheckTogether(const Storage::Batch& batch) const;
+  // Whether the rules hold for the batch over the stored values. The values are each fine.
+  Outcome CheckTogether(const Storage::Batch& batch) const;
 
-  // Stores all of a batch whose values are each fine, or nothing. "" on success, else why not:
-  // they don't fit together or can't be stored.
-  std::string Store(const Storage::Batch& batch);
+  // Stores all of a batch whose values are each fine, or nothing: they don't fit together or can't
+  // be stored.
+  Outcome Store(const Storage::Batch& batch);
 
   // What the service keeps for itself beside the settings, under names of its own; "" where nothing
   // is kept. No client reaches it, and no list of settings has it.
   const std::string& GetOwn(const std::string& name) const;
-  std::string StoreOwn(const std::string& name, const std::string& value);
+  Outcome StoreOwn(const std::string& name, const std::string& value);
 
   // Every setting has its default again, and what the service keeps for itself is forgotten; all of
-  // it, or nothing. "" on success, else why not. No observer is told: it is no batch.
-  std::string Reset() { return storage_.Reset(); }
+  // it, or nothing. No observer is told: it is no batch.
+  Outcome Reset() { return storage_.Reset(); }
 
   // How often anything of this has changed.
   unsigned Changes() const { return storage_.Changes(); }

@@ -54,7 +54,7 @@ void Sources::OfferAction(const std::string& name, Action action) {
 }
 
 void Sources::OfferText(const std::string& name, std::function<std::string()> text) {
-  OfferValue(name, {[text = std::move(text)](const Question&) { return LiveValue{text(), ""}; }});
+  OfferValue(name, {[text = std::move(text)](const Question&) { return LiveValue{text()}; }});
 }
 
 const ValueSource* Sources::FindValue(const std::string& name) const {

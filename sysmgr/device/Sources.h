@@ -14,6 +14,7 @@
 
 #include "platform/ConfigKey.h"
 #include "platform/StringTable.h"
+#include "sysmgr/log/Outcome.h"
 
 using LiveRow = std::vector<std::string>;
 
@@ -29,10 +30,10 @@ struct Question {
   const std::string* Selector(std::string_view name) const;
 };
 
-// A single value, or why there is none, for a log: it goes on from "key 'x' ".
+// A single value, or why there is none.
 struct LiveValue {
   std::string text;
-  std::string problem;  // "" when there is a value
+  Outcome outcome = {};
 };
 
 struct ValueSource {
@@ -72,8 +73,8 @@ class ActionRequest {
   std::string_view client_;
 };
 
-// Does it and returns "", or returns why not: a whole sentence for a page, without < > & " and '.
-using Action = std::function<std::string(const ActionRequest&)>;
+// Does it, or tells why not.
+using Action = std::function<Outcome(const ActionRequest&)>;
 
 class Sources {
  public:

@@ -19,16 +19,16 @@ namespace {
 constexpr int kApplicationId = 0x56697353;
 constexpr int kSchemaVersion = 1;
 
-std::string Words(int result) {
+Outcome OutcomeOf(int result) {
   switch (result & 0xFF) {
     case SQLITE_FULL:
-      return "could not be stored: the storage is full";
+      return Sentence::kStorageFull;
     case SQLITE_READONLY:
     case SQLITE_PERM:
     case SQLITE_CANTOPEN:
-      return "could not be stored: the storage is read-only";
+      return Sentence::kStorageReadOnly;
     default:
-      return "could not be stored: the storage reports an error";
+      return Sentence::kStorageFails;
   }
 }
 
@@ -129,12 +129,13 @@ void Storage::Load() {
     // Settings of another model version stay where they are, for the way back.
     if (key == nullptr || !key->IsSetting()) continue;
     std::string value = text(1);
-    const std::string problem = CheckValue(*key, value);
-    if (problem.empty()) {
+    const Outcome outcome = CheckValue(*key, value);
+    if (outcome.IsSuccess()) {
       values_[name] = std::move(value);
     } else {
       std::string record = "setting " + name;
-      Log::Write(record.append(" takes its default: the stored value ").append(problem));
+      Log::Write(
+          record.append(" takes its default instead of what is stored: ").append(outcome.Text()));
     }
   }
   if (result != SQLITE_DONE) FailToStart("can't be read");
@@ -218,13 +219,13 @@ int Storage::Write(const Batch& batch, bool deleteOthers) {
   return result;
 }
 
-std::string Storage::Store(const Batch& batch) {
+Outcome Storage::Store(const Batch& batch) {
   std::map<std::string, std::string> values = values_;
   for (const auto& [key, value] : batch) values[key] = value;
   return Change(batch, std::move(values), false);
 }
 
-std::string Storage::Reset() {
+Outcome Storage::Reset() {
   Batch batch;
   for (const ModelKey& key : model_.Keys()) {
     if (key.IsSetting()) batch.emplace_back(key.name, key.defaultValue);
@@ -234,8 +235,8 @@ std::string Storage::Reset() {
 
 // `values` are what there is afterwards, made before: nothing can fail between the disk's yes and
 // ours.
-std::string Storage::Change(const Batch& batch, std::map<std::string, std::string> values,
-                            bool deleteOthers) {
+Outcome Storage::Change(const Batch& batch, std::map<std::string, std::string> values,
+                        bool deleteOthers) {
   const int result = Write(batch, deleteOthers);
   if (result != SQLITE_OK) {
     Log::Write("a batch of " + std::to_string(batch.size()) +
@@ -243,9 +244,9 @@ std::string Storage::Change(const Batch& batch, std::map<std::string, std::strin
     if (sqlite3_get_autocommit(database_.get()) == 0) {
       sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
-    return Words(result);
+    return OutcomeOf(result);
   }
   values_.swap(values);
   ++changes_;
-  return "";
+  return {};
 }

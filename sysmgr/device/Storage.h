@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The settings in a database file. The rule to know: when Store returns "", every value of the
-// batch is on the disk; when it returns anything else or never returns, none of them is.
+// The settings in a database file. The rule to know: when Store succeeds, every value of the
+// batch is on the disk; when it fails or never returns, none of them is.
 #pragma once
 
 #include <map>
@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "sysmgr/log/Outcome.h"
 #include "sysmgr/model/Model.h"
 
 struct sqlite3;
@@ -40,12 +41,12 @@ class Storage {
   // From memory, no disk is touched.
   const std::string& Get(const std::string& key) const;
 
-  // Stores all of a batch or nothing. "" on success, else why not, in words for a page.
-  std::string Store(const Batch& batch);
+  // Stores all of a batch or nothing.
+  Outcome Store(const Batch& batch);
 
   // Forgets everything that was ever stored, the service's own and what other versions of the model
   // left included: each setting has its default again. All or nothing, as Store.
-  std::string Reset();
+  Outcome Reset();
 
   // How often the values have changed.
   unsigned Changes() const { return changes_; }
@@ -64,8 +65,7 @@ class Storage {
   void Load();
   void AddDefaults();
   int Write(const Batch& batch, bool deleteOthers);
-  std::string Change(const Batch& batch, std::map<std::string, std::string> values,
-                     bool deleteOthers);
+  Outcome Change(const Batch& batch, std::map<std::string, std::string> values, bool deleteOthers);
   [[noreturn]] void FailToStart(const std::string& what);
 
   std::string path_;

@@ -106,26 +106,26 @@ bool HandoverFolder::MakeRoom() {
   return true;
 }
 
-std::string HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
-                                std::string_view content) {
+Outcome HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
+                            std::string_view content, std::string& path) {
   RemoveOld();
   if (!MakeRoom()) {
     Log::WriteAboutClient("'" + path_ + "' is full of files that nobody has fetched yet");
-    return "";
+    return Sentence::kFilesWaiting;
   }
-  std::string path = path_ + "/";
+  path = path_ + "/";
   path.append(prefix).append("XXXXXX").append(suffix);
   // Made with mode 0600.
   const Descriptor file(mkostemps(path.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
   if (file.IsOpen()) {
     if (WriteAll(file.Number(), content)) {
       files_.push_back({path, clock_()});
-      return path;
+      return {};
     }
     const int error = errno;
     unlink(path.c_str());
     errno = error;
   }
   Log::Write("a file can't be put into '" + path_ + "': " + std::strerror(errno));
-  return "";
+  return Sentence::kFileNotMade;
 }

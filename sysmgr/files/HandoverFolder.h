@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "sysmgr/log/Outcome.h"
+
 class HandoverFolder {
  public:
   // Files at a time; the oldest makes room. Some dozens of pages are made at a time, each with one
@@ -37,8 +39,9 @@ class HandoverFolder {
   HandoverFolder& operator=(const HandoverFolder&) = delete;
 
   // Makes a file of mode 0600, named like "<prefix>XXXXXX<suffix>" with six random characters, and
-  // returns its path; "" when there is no room or it can't be made, with a record in the log.
-  std::string Put(std::string_view prefix, std::string_view suffix, std::string_view content);
+  // tells its path. Fails when there is no room or it can't be made, with a record in the log.
+  Outcome Put(std::string_view prefix, std::string_view suffix, std::string_view content,
+              std::string& path);
 
   // Removes all files.
   void RemoveAll();

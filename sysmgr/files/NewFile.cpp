@@ -14,18 +14,18 @@
 
 namespace {
 
-std::string Words(int error) {
+Outcome OutcomeOf(int error) {
   switch (error) {
     case ENOSPC:
     case EDQUOT:
     case EFBIG:
-      return "the storage is full";
+      return Sentence::kStorageFull;
     case EROFS:
     case EACCES:
     case EPERM:
-      return "the storage is read-only";
+      return Sentence::kStorageReadOnly;
     default:
-      return "the storage reports an error";
+      return Sentence::kStorageFails;
   }
 }
 
@@ -49,22 +49,22 @@ NewFile::~NewFile() {
   if (descriptor_.IsOpen() && !committed_) unlink((path_ + kSuffix).c_str());
 }
 
-std::string NewFile::Write(std::string_view bytes) {
-  if (!descriptor_.IsOpen()) return Words(makingError_);
-  return WriteAll(descriptor_.Number(), bytes) ? "" : Words(errno);
+Outcome NewFile::Write(std::string_view bytes) {
+  if (!descriptor_.IsOpen()) return OutcomeOf(makingError_);
+  return WriteAll(descriptor_.Number(), bytes) ? Outcome() : OutcomeOf(errno);
 }
 
-std::string NewFile::Sync() {
-  return fsync(descriptor_.Number()) == 0 ? "" : Words(errno);
+Outcome NewFile::Sync() {
+  return fsync(descriptor_.Number()) == 0 ? Outcome() : OutcomeOf(errno);
 }
 
-std::string NewFile::Commit() {
-  std::string problem = Sync();
-  if (!problem.empty()) return problem;
-  if (std::rename((path_ + kSuffix).c_str(), path_.c_str()) != 0) return Words(errno);
+Outcome NewFile::Commit() {
+  Outcome synced = Sync();
+  if (!synced.IsSuccess()) return synced;
+  if (std::rename((path_ + kSuffix).c_str(), path_.c_str()) != 0) return OutcomeOf(errno);
   committed_ = true;
   const Descriptor folder(open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   // The file is whole either way; only which of the two a power cut leaves is open now.
-  if (!folder.IsOpen() || fsync(folder.Number()) != 0) return Words(errno);
-  return "";
+  if (!folder.IsOpen() || fsync(folder.Number()) != 0) return OutcomeOf(errno);
+  return {};
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/Descriptor.h"
+#include "sysmgr/log/Outcome.h"
 
 class NewFile {
  public:
@@ -21,11 +22,10 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // All three: "" or why not, the end of a sentence for a page, such as "the storage is full". The
-  // first Write also tells why the file couldn't be made.
-  std::string Write(std::string_view bytes);
-  std::string Sync();
-  std::string Commit();  // syncs too
+  // The first Write also tells why the file couldn't be made.
+  Outcome Write(std::string_view bytes);
+  Outcome Sync();
+  Outcome Commit();  // syncs too
 
   // To read back what was written; below 0 when the file couldn't be made.
   int Number() const { return descriptor_.Number(); }

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr const char* kUnreadable = "The uploaded file can not be read.";
-
 bool IsOurs(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
@@ -31,17 +29,17 @@ UploadedFile::Opened UploadedFile::Open() const {
   }
   OpenedFile found = OpenRegularFile(path_, O_NOFOLLOW);
   if (found.error == ENOENT) {
-    opened.problem = "No file has been uploaded.";
+    opened.outcome = Sentence::kNoUpload;
     return opened;
   }
   if (found.error != 0) {
     Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(found.error));
-    opened.problem = kUnreadable;
+    opened.outcome = Sentence::kUploadNotReadable;
     return opened;
   }
   if (!IsOurs(found.status)) {
     Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
-    opened.problem = kUnreadable;
+    opened.outcome = Sentence::kUploadNotReadable;
     return opened;
   }
   opened.file = std::move(found.descriptor);
@@ -51,18 +49,16 @@ UploadedFile::Opened UploadedFile::Open() const {
   return opened;
 }
 
-std::string UploadedFile::Read(const Opened& opened, std::size_t maxBytes, std::string& content) {
+Outcome UploadedFile::Read(const Opened& opened, std::size_t maxBytes, std::string& content) {
   content.clear();
-  if (!opened.problem.empty()) return opened.problem;
-  if (opened.bytes > maxBytes) {
-    return "The uploaded file has more than " + std::to_string(maxBytes) + " bytes.";
-  }
+  if (!opened.outcome.IsSuccess()) return opened.outcome;
+  if (opened.bytes > maxBytes) return Sentence::kUploadTooLarge;
   content.resize(opened.bytes);
   const ssize_t count = ReadUpTo(opened.file.Number(), content.data(), content.size());
-  if (count == static_cast<ssize_t>(content.size())) return "";
+  if (count == static_cast<ssize_t>(content.size())) return {};
   // Cut while it was read: whoever writes it is not done.
   content.clear();
-  return kUnreadable;
+  return Sentence::kUploadNotReadable;
 }
 
 void UploadedFile::Delete(const Opened& opened) const {

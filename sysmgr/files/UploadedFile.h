@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "base/Descriptor.h"
+#include "sysmgr/log/Outcome.h"
 
 class UploadedFile {
  public:
@@ -22,16 +23,16 @@ class UploadedFile {
   explicit UploadedFile(std::string path) : path_(std::move(path)) {}
 
   struct Opened {
-    Descriptor file;        // for reading; below 0 when there is a problem
+    Outcome outcome;
+    Descriptor file;        // for reading, on success
     std::size_t bytes = 0;  // its size
-    std::string problem;    // "" or a sentence for a page
     dev_t device = 0;       // which file it was; both 0 when there was none
     ino_t inode = 0;
   };
   Opened Open() const;
 
-  // Reads all of it, at most `maxBytes`. "" or a sentence for a page, with `content` empty then.
-  static std::string Read(const Opened& opened, std::size_t maxBytes, std::string& content);
+  // Reads all of it, at most `maxBytes`. After a failure `content` is empty.
+  static Outcome Read(const Opened& opened, std::size_t maxBytes, std::string& content);
 
   // Removes what Open found, whatever it was, unless something newer stands in its place. A link is
   // removed, not what it points to.

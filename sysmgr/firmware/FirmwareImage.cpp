@@ -12,6 +12,7 @@
 #include "base/Characters.h"
 #include "base/Number.h"
 #include "base/Transfer.h"
+#include "base/Utf8.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ constexpr std::string_view kHeaderVersion = "1";
 constexpr std::string_view kHeaderEnd = "\n\n";
 constexpr std::size_t kMaxHeaderVersionDigits = 9;
 
+constexpr std::string_view kSeparator = ": ";
 constexpr std::string_view kModel = "Model";
 constexpr std::string_view kVersion = "Version";
 constexpr std::string_view kLength = "Length";
@@ -30,11 +32,11 @@ constexpr std::size_t kBlockBytes = 65536;
 
 constexpr std::size_t kHashDigits = std::size_t{2} * crypto_hash_sha256_BYTES;
 
-constexpr const char* kNoImage = "This file is no firmware image.";
-constexpr const char* kUnknownLine = "The header of the firmware image holds an unknown line.";
-
-std::string InHeader(const char* what, std::string_view name) {
-  return "The header of the firmware image " + std::string(what) + " " + std::string(name) + ".";
+// A failure about a line of the header, which anybody may have written.
+Outcome AtLine(Sentence sentence, std::string_view line) {
+  std::string shown;
+  Utf8::AppendSafe(shown, line.substr(0, FirmwareImage::kMaxNameBytes));
+  return Outcome(sentence).AboutName(shown);
 }
 
 // Pages show names, and nothing in them may mean something to a page.
@@ -52,16 +54,15 @@ bool IsHash(std::string_view text) {
 }
 
 // What is wrong with a first line that should be that of an image.
-std::string FaultOfFirstLine(std::string_view line) {
-  if (line.substr(0, kMagic.size()) != kMagic) return kNoImage;
-  line.remove_prefix(kMagic.size());
-  if (line == kHeaderVersion) return "";
-  if (line.empty() || line.size() > kMaxHeaderVersionDigits ||
-      !std::all_of(line.begin(), line.end(), IsAsciiDigit)) {
-    return kNoImage;
+Outcome FaultOfFirstLine(std::string_view line) {
+  if (line.substr(0, kMagic.size()) != kMagic) return Sentence::kNoImage;
+  const std::string_view version = line.substr(kMagic.size());
+  if (version == kHeaderVersion) return {};
+  if (version.empty() || version.size() > kMaxHeaderVersionDigits ||
+      !std::all_of(version.begin(), version.end(), IsAsciiDigit)) {
+    return Sentence::kNoImage;
   }
-  return "The firmware image has a header of version " + std::string(line) +
-         ", and this device knows version " + std::string(kHeaderVersion) + ".";
+  return AtLine(Sentence::kUnknownHeader, line);
 }
 
 }  // namespace
@@ -71,14 +72,14 @@ FirmwareVerifier::FirmwareVerifier(std::string model) : model_(std::move(model))
 }
 
 bool FirmwareVerifier::Take(std::string_view bytes) {
-  if (problem_.empty() && !bytes.empty()) {
+  if (outcome_.IsSuccess() && !bytes.empty()) {
     if (inPayload_) {
       TakePayload(bytes);
     } else {
       TakeHeader(bytes);
     }
   }
-  return problem_.empty();
+  return outcome_.IsSuccess();
 }
 
 void FirmwareVerifier::TakeHeader(std::string_view bytes) {
@@ -87,31 +88,28 @@ void FirmwareVerifier::TakeHeader(std::string_view bytes) {
   const std::size_t end = header_.find(kHeaderEnd);
   const std::string_view begin = std::string_view(header_).substr(0, kMagic.size());
   if (kMagic.substr(0, begin.size()) != begin) {
-    problem_ = kNoImage;
+    outcome_ = Sentence::kNoImage;
     return;
   }
   // Lines that end otherwise would never come to the header's end.
   if (header_.find('\r') < end) {
-    problem_ = kUnknownLine;
+    outcome_ = Sentence::kUnknownHeaderLine;
     return;
   }
   if (end == std::string::npos) {
-    if (header_.size() == FirmwareImage::kMaxHeaderBytes) {
-      problem_ = "The header of the firmware image is longer than " +
-                 std::to_string(FirmwareImage::kMaxHeaderBytes) + " bytes.";
-    }
+    if (header_.size() == FirmwareImage::kMaxHeaderBytes) outcome_ = Sentence::kHeaderTooLong;
     return;
   }
   header_.resize(end + kHeaderEnd.size());
-  problem_ = ReadHeader(std::string_view(header_).substr(0, end + 1));
+  outcome_ = ReadHeader(std::string_view(header_).substr(0, end + 1));
   inPayload_ = true;
-  if (problem_.empty()) TakePayload(bytes.substr(header_.size() - before));
+  if (outcome_.IsSuccess()) TakePayload(bytes.substr(header_.size() - before));
 }
 
 void FirmwareVerifier::TakePayload(std::string_view bytes) {
   payloadBytes_ += bytes.size();
   if (payloadBytes_ > length_) {
-    problem_ = "The firmware image is longer than its header says.";
+    outcome_ = Sentence::kImageTooLong;
     return;
   }
   crypto_hash_sha256_update(&hash_, reinterpret_cast<const unsigned char*>(bytes.data()),
@@ -119,7 +117,7 @@ void FirmwareVerifier::TakePayload(std::string_view bytes) {
 }
 
 // The lines of a header, each with its newline, without the empty one.
-std::string FirmwareVerifier::ReadHeader(std::string_view header) {
+Outcome FirmwareVerifier::ReadHeader(std::string_view header) {
   const auto hash = [this](std::string_view line) {
     crypto_hash_sha256_update(&hash_, reinterpret_cast<const unsigned char*>(line.data()),
                               line.size());
@@ -127,8 +125,8 @@ std::string FirmwareVerifier::ReadHeader(std::string_view header) {
   for (std::size_t begin = 0; begin < header.size();) {
     const std::size_t end = header.find('\n', begin);
     const std::string_view line = header.substr(begin, end - begin);
-    std::string problem = begin == 0 ? FaultOfFirstLine(line) : ReadLine(line);
-    if (!problem.empty()) return problem;
+    Outcome outcome = begin == 0 ? FaultOfFirstLine(line) : ReadLine(line);
+    if (!outcome.IsSuccess()) return outcome;
     if (line.substr(0, kSha256.size()) != kSha256) hash(header.substr(begin, end + 1 - begin));
     begin = end + 1;
   }
@@ -139,20 +137,17 @@ std::string FirmwareVerifier::ReadHeader(std::string_view header) {
        {kLength, length_ != 0},
        {kSha256, !image_.sha256.empty()}}};
   for (const auto& [name, found] : kFound) {
-    if (!found) return InHeader("lacks the line", name);
+    if (!found) return AtLine(Sentence::kHeaderLineMissing, name);
   }
   if (image_.model != model_) {
-    return "The firmware image is for another device, the model " + image_.model + ".";
+    return AtLine(Sentence::kImageForOther,
+                  std::string(kModel).append(kSeparator).append(image_.model));
   }
-  if (length_ > FirmwareImage::kMaxBytes - header_.size()) {
-    return "The firmware image would be larger than " + std::to_string(FirmwareImage::kMaxBytes) +
-           " bytes.";
-  }
-  return "";
+  if (length_ > FirmwareImage::kMaxBytes - header_.size()) return Sentence::kImageTooLarge;
+  return {};
 }
 
-std::string FirmwareVerifier::ReadLine(std::string_view line) {
-  constexpr std::string_view kSeparator = ": ";
+Outcome FirmwareVerifier::ReadLine(std::string_view line) {
   const std::size_t colon = line.find(kSeparator);
   const std::string_view name = line.substr(0, colon);
   const std::string_view value =
@@ -175,36 +170,35 @@ std::string FirmwareVerifier::ReadLine(std::string_view line) {
     isFine = IsHash(value);
     image_.sha256 = value;
   } else {
-    return kUnknownLine;
+    return AtLine(Sentence::kUnknownHeaderLine, line);
   }
-  if (!isNew) return InHeader("has two lines", name);
-  return isFine ? "" : InHeader("has a faulty line", name);
+  if (!isNew) return AtLine(Sentence::kHeaderLineTwice, name);
+  if (!isFine) return AtLine(Sentence::kFaultyHeaderLine, line);
+  return {};
 }
 
-std::string FirmwareVerifier::Finish(FirmwareImage& image) {
-  if (problem_.empty() && !inPayload_) {
-    problem_ = header_.size() < kMagic.size() ? kNoImage : "The firmware image is cut off.";
+Outcome FirmwareVerifier::Finish(FirmwareImage& image) {
+  if (outcome_.IsSuccess() && !inPayload_) {
+    outcome_ = header_.size() < kMagic.size() ? Sentence::kNoImage : Sentence::kImageCut;
   }
-  if (problem_.empty() && payloadBytes_ < length_) problem_ = "The firmware image is cut off.";
-  if (!problem_.empty()) return problem_;
+  if (outcome_.IsSuccess() && payloadBytes_ < length_) outcome_ = Sentence::kImageCut;
+  if (!outcome_.IsSuccess()) return outcome_;
   std::array<unsigned char, crypto_hash_sha256_BYTES> hash{};
   crypto_hash_sha256_final(&hash_, hash.data());
   std::array<char, kHashDigits + 1> text{};
   sodium_bin2hex(text.data(), text.size(), hash.data(), hash.size());
-  if (image_.sha256 != text.data()) {
-    return "The firmware image is damaged: its SHA-256 checksum is another one.";
-  }
+  if (image_.sha256 != text.data()) return Sentence::kImageDamaged;
   image_.bytes = header_.size() + payloadBytes_;
   image = image_;
-  return "";
+  return {};
 }
 
-std::string VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image) {
+Outcome VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image) {
   FirmwareVerifier verifier(model);
   std::vector<char> block(kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(descriptor, block.data(), block.size());
-    if (count < 0) return "The firmware image can not be read.";
+    if (count < 0) return Sentence::kImageNotReadable;
     if (count == 0 || !verifier.Take({block.data(), static_cast<std::size_t>(count)})) break;
   }
   return verifier.Finish(image);

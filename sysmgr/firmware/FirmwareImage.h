@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "sysmgr/log/Outcome.h"
+
 struct FirmwareImage {
   // A header of the longest values is not half of it.
   static constexpr std::size_t kMaxHeaderBytes = 1024;
@@ -36,15 +38,15 @@ class FirmwareVerifier {
   // The next bytes. False when the image is wrong whatever follows.
   bool Take(std::string_view bytes);
 
-  // After the last byte: "" when the image is whole and right, and `image` says what it is; else
-  // what is wrong, a sentence for a page, with `image` untouched.
-  std::string Finish(FirmwareImage& image);
+  // After the last byte: success when the image is whole and right, and `image` says what it is. A
+  // failure leaves `image` untouched, and is about a line of the header where it has one.
+  Outcome Finish(FirmwareImage& image);
 
  private:
   void TakeHeader(std::string_view bytes);
   void TakePayload(std::string_view bytes);
-  std::string ReadHeader(std::string_view header);
-  std::string ReadLine(std::string_view line);
+  Outcome ReadHeader(std::string_view header);
+  Outcome ReadLine(std::string_view line);
 
   std::string model_;
   std::string header_;  // as far as it has come; whole once payloadBytes_ counts
@@ -53,9 +55,9 @@ class FirmwareVerifier {
   std::size_t payloadBytes_ = 0;
   FirmwareImage image_;
   crypto_hash_sha256_state hash_;
-  std::string problem_;
+  Outcome outcome_;
 };
 
 // Reads an image from where the descriptor stands to its end, in blocks. Results as of Finish; a
 // file that can't be read is a wrong one.
-std::string VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image);
+Outcome VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image);

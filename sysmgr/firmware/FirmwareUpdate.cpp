@@ -27,8 +27,6 @@ constexpr std::size_t kBlockBytes = 65536;
 // What writing is of the whole progress, in percent; reading back is the rest.
 constexpr unsigned kWritingShare = 80;
 
-constexpr const char* kBusy = "A firmware image is being installed.";
-
 // Reads from `offset` on until `bytes` are full. False at the end of the file and on an error.
 bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
   for (std::size_t done = 0; done < bytes.size();) {
@@ -76,9 +74,9 @@ FirmwareUpdate::~FirmwareUpdate() = default;
 bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
   const OpenedFile file = OpenRegularFile(Path(name), O_NOFOLLOW);
   if (file.error != 0) return false;
-  const std::string problem = VerifyFirmware(file.descriptor.Number(), model_, image);
-  if (!problem.empty()) Log::Write("'" + Path(name) + "' is not used: " + problem);
-  return problem.empty();
+  const Outcome outcome = VerifyFirmware(file.descriptor.Number(), model_, image);
+  if (!outcome.IsSuccess()) Log::Write("'" + Path(name) + "' is not used: " + outcome.Record());
+  return outcome.IsSuccess();
 }
 
 void FirmwareUpdate::Forget() {
@@ -87,72 +85,76 @@ void FirmwareUpdate::Forget() {
 }
 
 // Verified on the way; nothing more is copied of an image once it is known to be wrong.
-std::string FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
-  const auto words = [](const std::string& problem) {
-    return problem.empty() ? "" : "The firmware image could not be kept: " + problem + ".";
-  };
+Outcome FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   NewFile file(Path(kWaiting));
   FirmwareVerifier verifier(model_);
   std::vector<char> block(kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(upload, block.data(), block.size());
-    if (count < 0) return "The uploaded file can not be read.";
+    if (count < 0) return Sentence::kUploadNotReadable;
     const std::string_view bytes(block.data(), static_cast<std::size_t>(count));
     if (count == 0 || !verifier.Take(bytes)) break;
-    const std::string problem = file.Write(bytes);
-    if (!problem.empty()) return words(problem);
+    Outcome written = file.Write(bytes);
+    if (!written.IsSuccess()) return written;
   }
-  const std::string problem = verifier.Finish(image);
-  return problem.empty() ? words(file.Commit()) : problem;
+  Outcome outcome = verifier.Finish(image);
+  return outcome.IsSuccess() ? file.Commit() : outcome;
 }
 
-std::string FirmwareUpdate::Check() {
-  if (IsInstalling()) return kBusy;
+Outcome FirmwareUpdate::Check() {
+  if (IsInstalling()) return Sentence::kInstalling;
+  fault_.clear();
   const UploadedFile::Opened upload = upload_.Open();
   upload_.Delete(upload);
-  if (!upload.problem.empty()) return upload.problem;
-  Drop();
+  if (!upload.outcome.IsSuccess()) return upload.outcome;
+  DropWaiting();
   FirmwareImage image;
-  std::string problem = CopyUpload(upload.file.Number(), image);
-  if (!problem.empty()) {
+  Outcome outcome = CopyUpload(upload.file.Number(), image);
+  if (!outcome.IsSuccess()) {
     unlink(Path(kWaiting).c_str());
-    log_.Add("Firmware image refused: " + problem);
-    return problem;
+    fault_ = outcome.Name();
+    log_.Add("Firmware image refused: " + outcome.Text());
+    return outcome;
   }
   waiting_ = image;
   state_ = State::kChecked;
   log_.Add("Firmware image checked: version " + image.version + ".");
-  return "";
+  return {};
 }
 
-std::string FirmwareUpdate::Install() {
-  if (IsInstalling()) return kBusy;
+Outcome FirmwareUpdate::Install() {
+  if (IsInstalling()) return Sentence::kInstalling;
   if (waiting_.bytes == 0) {
-    std::string problem = Check();
-    if (!problem.empty()) return problem;
+    Outcome checked = Check();
+    if (!checked.IsSuccess()) return checked;
   }
   auto installation = std::make_unique<Installation>(Path(kWaiting), Path(kInstalled), model_);
-  if (!runner_ || !installation->source.IsOpen()) return "The firmware can not be installed.";
+  if (!runner_ || !installation->source.IsOpen()) return Sentence::kNotInstalled;
   runner_([this] { return Step(); });
   installation_ = std::move(installation);
   state_ = State::kInstalling;
   log_.Add("Firmware installation began: version " + waiting_.version + ".");
-  return "";
+  return {};
 }
 
-std::string FirmwareUpdate::Drop() {
-  if (IsInstalling()) return kBusy;
+Outcome FirmwareUpdate::Drop() {
+  if (IsInstalling()) return Sentence::kInstalling;
+  fault_.clear();
+  DropWaiting();
+  return {};
+}
+
+void FirmwareUpdate::DropWaiting() {
   Forget();
   state_ = needsRestart_ ? State::kInstalled : State::kIdle;
-  return "";
 }
 
 bool FirmwareUpdate::Step() {
   if (!IsInstalling()) return false;
-  const std::string problem = TryStep();
-  if (problem.empty() && installation_->verified < waiting_.bytes) return true;
+  const Outcome outcome = TryStep();
+  if (outcome.IsSuccess() && installation_->verified < waiting_.bytes) return true;
   installation_.reset();
-  if (problem.empty()) {
+  if (outcome.IsSuccess()) {
     needsRestart_ = true;
     installedVersion_ = waiting_.version;
     log_.Add("Firmware installed: version " + waiting_.version + " runs after a restart.");
@@ -160,21 +162,22 @@ bool FirmwareUpdate::Step() {
     Forget();
   } else {
     state_ = State::kFailed;
-    log_.Add("Firmware installation failed: " + problem + ".");
+    log_.Add("Firmware installation failed: " + outcome.Text());
   }
   return false;
 }
 
-std::string FirmwareUpdate::TryStep() {
+Outcome FirmwareUpdate::TryStep() {
   try {
     return StepOn();
   } catch (const std::exception& error) {
-    return error.what();
+    Log::Write("a step of the installation failed: " + std::string(error.what()));
+    return Sentence::kNotInstalled;
   }
 }
 
 // Writes or reads back the next part, and makes the image the installed one after the last.
-std::string FirmwareUpdate::StepOn() {
+Outcome FirmwareUpdate::StepOn() {
   Installation& now = *installation_;
   const std::size_t whole = waiting_.bytes;
   const bool writing = now.written < whole;
@@ -182,30 +185,28 @@ std::string FirmwareUpdate::StepOn() {
   const std::size_t steps = writing ? kWritingSteps : kReadingSteps;
   std::vector<char> bytes(std::min(whole - done, (whole + steps - 1) / steps));
   if (!ReadAt(writing ? now.source.Number() : now.file.Number(), done, bytes)) {
-    return "the image can not be read";
+    return Sentence::kImageNotReadable;
   }
   const std::string_view part(bytes.data(), bytes.size());
   done += part.size();
-  std::string problem;
   if (writing) {
-    problem = now.file.Write(part);
-    if (problem.empty() && done == whole) problem = now.file.Sync();
-  } else {
-    now.verifier.Take(part);
-    if (done == whole) problem = FinishInstallation();
+    Outcome written = now.file.Write(part);
+    return written.IsSuccess() && done == whole ? now.file.Sync() : written;
   }
-  return problem;
+  now.verifier.Take(part);
+  return done == whole ? FinishInstallation() : Outcome();
 }
 
-std::string FirmwareUpdate::FinishInstallation() {
+Outcome FirmwareUpdate::FinishInstallation() {
   FirmwareImage image;
-  const bool isRight = installation_->verifier.Finish(image).empty();
-  if (!isRight || image.sha256 != waiting_.sha256) return "the image came back damaged";
+  const bool isRight = installation_->verifier.Finish(image).IsSuccess();
+  if (!isRight || image.sha256 != waiting_.sha256) return Sentence::kImageCameBackDamaged;
   return installation_->file.Commit();
 }
 
 void FirmwareUpdate::Restart() {
   Forget();
+  fault_.clear();
   state_ = State::kIdle;
   needsRestart_ = false;
   runningVersion_ = installedVersion_;
@@ -237,6 +238,7 @@ void FirmwareUpdate::OfferTo(Sources& sources) {
     return std::string(kWords[static_cast<std::size_t>(state_)]);
   });
   sources.OfferText("firmware-progress", [this] { return std::to_string(Progress()); });
+  sources.OfferText("firmware-fault", [this] { return fault_; });
   sources.OfferTable("firmware-image", {{"Model", "Version", "Bytes", "Sha256"},
                                         [this](const Question&) { return WaitingImage(); }});
   sources.OfferAction("firmware-update", [this](const ActionRequest& request) {

@@ -4,8 +4,9 @@
 // restart. The rule to know: a power cut at any moment leaves the old installed image or the new
 // one, whole.
 //
-// Sources: "firmware" (the version that runs), "firmware-state", "firmware-progress" and the table
-// "firmware-image" (Model, Version, Bytes, Sha256). Action: "firmware-update".
+// Sources: "firmware" (the version that runs), "firmware-state", "firmware-progress",
+// "firmware-fault" and the table "firmware-image" (Model, Version, Bytes, Sha256). Action:
+// "firmware-update".
 #pragma once
 
 #include <cstddef>
@@ -45,15 +46,13 @@ class FirmwareUpdate {
   // Without a runner nothing is ever installed.
   void RunStepsWith(StepRunner runner) { runner_ = std::move(runner); }
 
-  // All three: "" or why not, a sentence for a page.
-  //
   // Makes the upload file the waiting image. It is gone afterwards, whatever it was, and so is an
   // image that waited before; where there is none, nothing changes.
-  std::string Check();
+  Outcome Check();
   // Begins to install the waiting image, or checks the upload file first where none waits.
-  std::string Install();
+  Outcome Install();
   // Removes the waiting image. Without one it has nothing to do.
-  std::string Drop();
+  Outcome Drop();
 
   bool IsInstalling() const { return installation_ != nullptr; }
 
@@ -70,14 +69,15 @@ class FirmwareUpdate {
   struct Installation;
 
   std::string Path(const char* name) const { return folder_ + "/" + name; }
-  std::string CopyUpload(int upload, FirmwareImage& image) const;
+  Outcome CopyUpload(int upload, FirmwareImage& image) const;
   bool Verify(const char* name, FirmwareImage& image) const;
   void Forget();
+  void DropWaiting();
   unsigned Progress() const;  // percent
   bool Step();
-  std::string TryStep();
-  std::string StepOn();
-  std::string FinishInstallation();
+  Outcome TryStep();
+  Outcome StepOn();
+  Outcome FinishInstallation();
   LiveRows WaitingImage() const;
 
   std::string folder_;
@@ -87,6 +87,7 @@ class FirmwareUpdate {
   StepRunner runner_;
   State state_ = State::kIdle;
   FirmwareImage waiting_;  // its bytes are 0 where none waits
+  std::string fault_;      // the line of the header for which the last one was refused
   std::string runningVersion_;
   std::string installedVersion_;
   bool needsRestart_ = false;  // installed and not running yet

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "base/Characters.h"
@@ -30,6 +31,15 @@ void WriteAt(std::time_t seconds, std::string_view text) {
 }
 
 }  // namespace
+
+std::string_view PathOf(std::string_view key) {
+  const auto isOfPath = [](char byte) {
+    return IsAsciiAlphanumeric(byte) || byte == '.' || byte == '_' || byte == '-';
+  };
+  const auto* const end = std::find_if_not(key.begin(), key.end(), isOfPath);
+  const auto size = static_cast<std::size_t>(end - key.begin());
+  return key.substr(0, std::min(size, kMaxNameBytes));
+}
 
 std::string Record(std::string_view time, std::string_view text) {
   std::string record(time);

@@ -10,10 +10,12 @@
 
 namespace Log {
 
-// The part of a key's text that a log may show: values of its selectors may be secrets.
-inline std::string_view WithoutSelectors(std::string_view key) {
-  return key.substr(0, key.find('{'));
-}
+// Longest part of a key or of another name of a client's in a record.
+inline constexpr std::size_t kMaxNameBytes = 200;
+
+// The part of a key's text that a log may show: its path. What stands behind it, such as the values
+// of selectors, may be secret.
+std::string_view PathOf(std::string_view key);
 
 // Longest record, its newline included. A pipe takes that many bytes whole or not at all
 // (PIPE_BUF), so records never mix and a reader that stopped reading can't hold up the service.

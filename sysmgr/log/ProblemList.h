@@ -5,35 +5,24 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 #include <utility>
 #include <vector>
 
+#include "sysmgr/log/Outcome.h"
+
 class ProblemList {
  public:
-  // More than anybody reads; the message is a cell of an answer.
-  static constexpr std::size_t kMaxTold = 50;
+  static constexpr std::size_t kMaxTold = 50;  // more than anybody reads
 
-  void Add(std::string problem) {
+  void Add(Outcome problem) {
     if (told_.size() < kMaxTold) told_.push_back(std::move(problem));
     ++count_;
   }
 
   std::size_t Count() const { return count_; }
-  const std::vector<std::string>& Told() const { return told_; }
-
-  // "a; b; and 7 more", "" when there are none.
-  std::string Text() const {
-    std::string text;
-    for (const std::string& problem : told_) {
-      if (!text.empty()) text += "; ";
-      text += problem;
-    }
-    if (count_ > told_.size()) text += "; and " + std::to_string(count_ - told_.size()) + " more";
-    return text;
-  }
+  const std::vector<Outcome>& Told() const { return told_; }
 
  private:
-  std::vector<std::string> told_;
+  std::vector<Outcome> told_;
   std::size_t count_ = 0;
 };

@@ -34,60 +34,83 @@ TextFacts Examine(std::string_view text) {
   return facts;
 }
 
-std::string Range(std::int64_t minimum, std::int64_t maximum) {
-  if (minimum == maximum) return std::to_string(minimum);
-  return std::to_string(minimum) + " to " + std::to_string(maximum);
+Outcome WrongLength(const ModelKey& key) {
+  const std::string minimum = std::to_string(key.minimum);
+  const std::string maximum = std::to_string(key.maximum);
+  if (key.minimum == key.maximum) {
+    if (key.maximum == 1) return Sentence::kCharacterExactly;
+    return {Sentence::kCharactersExactly, {maximum}};
+  }
+  if (key.minimum > 0) return {Sentence::kCharacters, {minimum, maximum}};
+  if (key.maximum == 1) return Sentence::kCharacterAtMost;
+  return {Sentence::kCharactersAtMost, {maximum}};
 }
 
-std::string CheckText(const ModelKey& key, std::string_view value) {
+Outcome WrongPattern(const ModelKey& key) {
+  return Outcome::InWordsOfTheModel(key.patternHelp);
+}
+
+Outcome WrongNumber(const ModelKey& key) {
+  const std::string minimum = std::to_string(key.minimum);
+  if (key.minimum == key.maximum) return {Sentence::kNumberExactly, {minimum}};
+  return {Sentence::kNumber, {minimum, std::to_string(key.maximum)}};
+}
+
+Outcome WrongChoice(const std::vector<std::string>& words) {
+  std::string list;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) list += i + 1 < words.size() ? ", " : " or ";
+    list += words[i];
+  }
+  return {Sentence::kChoice, {list}};
+}
+
+Outcome CheckText(const ModelKey& key, std::string_view value) {
   const TextFacts facts = Examine(value);
-  if (!facts.isUtf8) return "must be text in UTF-8";
-  if (facts.characters < key.minimum || facts.characters > key.maximum) {
-    return "must be " + Range(key.minimum, key.maximum) +
-           (key.maximum == 1 ? " character" : " characters");
-  }
-  if (facts.hasControls) return "must not hold control characters";
-  if (key.pattern != nullptr && !key.pattern->Match(std::string(value))) return key.patternHelp;
-  return "";
+  if (!facts.isUtf8) return Sentence::kNotUtf8;
+  if (facts.characters < key.minimum || facts.characters > key.maximum) return WrongLength(key);
+  if (facts.hasControls) return Sentence::kControls;
+  if (key.pattern != nullptr && !key.pattern->Match(std::string(value))) return WrongPattern(key);
+  return {};
 }
 
-std::string CheckInteger(const ModelKey& key, std::string_view value) {
+Outcome CheckInteger(const ModelKey& key, std::string_view value) {
   std::int64_t number = 0;
-  if (ParseInteger(value, number) && number >= key.minimum && number <= key.maximum) return "";
-  if (key.minimum == key.maximum) return "must be " + std::to_string(key.minimum);
-  return "must be a whole number from " + Range(key.minimum, key.maximum);
+  if (ParseInteger(value, number) && number >= key.minimum && number <= key.maximum) return {};
+  return WrongNumber(key);
 }
 
-std::string CheckEnumeration(const ModelKey& key, std::string_view value) {
-  if (std::find(key.values.begin(), key.values.end(), value) != key.values.end()) return "";
-  std::string text = "must be one of ";
-  for (const std::string& word : key.values) {
-    if (&word != &key.values.front()) text += ", ";
-    text += word;
-  }
-  return text;
+const std::vector<std::string>& BooleanWords() {
+  static const std::vector<std::string> kWords = {"0", "1"};
+  return kWords;
 }
 
-std::string CheckMac(std::string_view value) {
+Outcome CheckWord(const std::vector<std::string>& words, std::string_view value) {
+  if (std::find(words.begin(), words.end(), value) != words.end()) return {};
+  return WrongChoice(words);
+}
+
+Outcome CheckMac(std::string_view value) {
   bool fine = value.size() == kMacSize;
   for (std::size_t i = 0; fine && i < kMacSize; ++i) {
     fine = i % 3 == 2 ? value[i] == ':' : HexValue(value[i]) >= 0;
   }
-  return fine ? "" : "must be a MAC address such as 02:00:00:12:34:56";
+  if (!fine) return Sentence::kMacAddress;
+  return {};
 }
 
-std::string CheckIpv4(const ModelKey& key, std::string_view value) {
+Outcome CheckIpv4(const ModelKey& key, std::string_view value) {
   std::uint32_t address = 0;
   const bool parsed = ParseIpv4(value, address);
   if (key.netmask) {
     const std::uint32_t hosts = ~address;
-    if (parsed && address != 0 && (hosts & (hosts + 1)) == 0) return "";
-    return "must be a network mask such as 255.255.255.0";
+    if (parsed && address != 0 && (hosts & (hosts + 1)) == 0) return {};
+    return Sentence::kNetworkMask;
   }
   constexpr std::uint32_t kFirstMulticast = 0xE0000000;
   const std::uint32_t block = address >> 24;
-  if (parsed && block != 0 && block != 127 && address < kFirstMulticast) return "";
-  return "must be the IPv4 address of a device, such as 192.168.1.10";
+  if (parsed && block != 0 && block != 127 && address < kFirstMulticast) return {};
+  return Sentence::kDeviceAddress;
 }
 
 }  // namespace
@@ -108,8 +131,8 @@ bool ParseIpv4(std::string_view text, std::uint32_t& address) {
   return true;
 }
 
-std::string CheckValue(const ModelKey& key, std::string_view value) {
-  if (key.optional && value.empty()) return "";
+Outcome CheckValue(const ModelKey& key, std::string_view value) {
+  if (key.optional && value.empty()) return {};
   switch (key.type) {
     case ValueType::kText:
     case ValueType::kPassword:
@@ -117,9 +140,9 @@ std::string CheckValue(const ModelKey& key, std::string_view value) {
     case ValueType::kInteger:
       return CheckInteger(key, value);
     case ValueType::kBoolean:
-      return value == "0" || value == "1" ? "" : "must be 0 or 1";
+      return CheckWord(BooleanWords(), value);
     case ValueType::kEnumeration:
-      return CheckEnumeration(key, value);
+      return CheckWord(key.values, value);
     case ValueType::kMac:
       return CheckMac(value);
     case ValueType::kIpv4:
@@ -127,15 +150,42 @@ std::string CheckValue(const ModelKey& key, std::string_view value) {
     case ValueType::kTable:
       break;
   }
-  return "must not be set as a whole";
+  return Sentence::kReadOnly;
 }
 
-std::string CheckRule(const ModelRule& rule, const ValueOf& valueOf) {
-  if (!rule.whenKey.empty() && valueOf(rule.whenKey) != rule.whenValue) return "";
+std::vector<std::string> SentencesOf(const ModelKey& key) {
+  const auto text = [](const Outcome& outcome) { return outcome.Text(); };
+  switch (key.type) {
+    case ValueType::kText:
+    case ValueType::kPassword: {
+      std::vector<std::string> texts = {text(Sentence::kNotUtf8), text(WrongLength(key)),
+                                        text(Sentence::kControls)};
+      if (key.pattern != nullptr) texts.push_back(text(WrongPattern(key)));
+      return texts;
+    }
+    case ValueType::kInteger:
+      return {text(WrongNumber(key))};
+    case ValueType::kBoolean:
+      return {text(WrongChoice(BooleanWords()))};
+    case ValueType::kEnumeration:
+      return {text(WrongChoice(key.values))};
+    case ValueType::kMac:
+      return {text(Sentence::kMacAddress)};
+    case ValueType::kIpv4:
+      return {text(key.netmask ? Sentence::kNetworkMask : Sentence::kDeviceAddress)};
+    case ValueType::kTable:
+      break;
+  }
+  return {text(Sentence::kReadOnly)};
+}
+
+Outcome CheckRule(const ModelRule& rule, const ValueOf& valueOf) {
+  if (!rule.whenKey.empty() && valueOf(rule.whenKey) != rule.whenValue) return {};
+  const Outcome broken = Outcome::InWordsOfTheModel(rule.message);
   if (rule.kind == ModelRule::Kind::kRequired) {
     const bool anyEmpty = std::any_of(rule.keys.begin(), rule.keys.end(),
                                       [&](const std::string& key) { return valueOf(key).empty(); });
-    return anyEmpty ? rule.message : "";
+    return anyEmpty ? broken : Outcome();
   }
   std::uint32_t address = 0;
   std::uint32_t mask = 0;
@@ -143,7 +193,7 @@ std::string CheckRule(const ModelRule& rule, const ValueOf& valueOf) {
   // Empty settings are another rule's business.
   if (!ParseIpv4(valueOf(rule.keys[0]), address) || !ParseIpv4(valueOf(rule.keys[1]), mask) ||
       !ParseIpv4(valueOf(rule.keys[2]), gateway)) {
-    return "";
+    return {};
   }
   const auto isHost = [mask](std::uint32_t candidate) {
     // The first address of a network is its name and the last its broadcast, where it has more
@@ -153,5 +203,5 @@ std::string CheckRule(const ModelRule& rule, const ValueOf& valueOf) {
   };
   const bool fine = (address & mask) == (gateway & mask) && address != gateway && isHost(address) &&
                     isHost(gateway);
-  return fine ? "" : rule.message;
+  return fine ? Outcome() : broken;
 }

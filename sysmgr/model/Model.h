@@ -39,7 +39,7 @@ struct ModelKey {
   std::int64_t minimum = 0;  // of an integer; characters of a text or password
   std::int64_t maximum = 0;
   std::shared_ptr<const RegExp> pattern;  // the whole value must match it; null for any value
-  std::string patternHelp;                // the error text when it doesn't
+  std::string patternHelp;                // the sentence when it doesn't
   std::vector<std::string> values;        // of an enumeration
   bool optional = false;                  // the empty text is a value too
   bool netmask = false;                   // an IPv4 address that is a network mask
@@ -64,7 +64,7 @@ struct ModelRule {
   std::string whenKey;  // only while this setting has the value whenValue; "" for always
   std::string whenValue;
   std::vector<std::string> keys;
-  std::string message;  // the error text
+  std::string message;  // the sentence when it is broken
 
   bool Concerns(std::string_view key) const;
 };

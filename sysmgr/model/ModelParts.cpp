@@ -10,6 +10,7 @@
 #include <array>
 #include <utility>
 
+#include "base/Utf8.h"
 #include "platform/ConfigKey.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/model/Check.h"
@@ -56,12 +57,20 @@ bool IsKeyName(const std::string& name) {
   return key.IsValid() && key.Path() == name;
 }
 
-// Messages are shown on pages whose templates escape them once more than others.
-void CheckMessage(const Object& object, const char* member, const std::string& message) {
-  if (message.find_first_of("<>&\"'") != std::string::npos) {
+// What a page shows and no template has to escape.
+void CheckShown(const Object& object, const char* member, const std::string& text) {
+  if (text.find_first_of("<>&\"'") != std::string::npos) {
     object.Fail("'" + std::string(member) + "' must not hold any of < > & \" '");
   }
-  if (message.empty()) object.Fail("'" + std::string(member) + "' is empty");
+  if (!Utf8::IsSafe(text)) {
+    object.Fail("'" + std::string(member) + "' must not hold control characters");
+  }
+  if (text.empty()) object.Fail("'" + std::string(member) + "' is empty");
+}
+
+void CheckSentence(const Object& object, const char* member, const std::string& text) {
+  CheckShown(object, member, text);
+  if (text.back() != '.') object.Fail("'" + std::string(member) + "' must be a whole sentence");
 }
 
 // "" for a regular expression, else why it is none.
@@ -83,7 +92,7 @@ void ReadPattern(const Object& object, ModelKey& key) {
     return;
   }
   key.patternHelp = object.Text("pattern-help");
-  CheckMessage(object, "pattern-help", key.patternHelp);
+  CheckSentence(object, "pattern-help", key.patternHelp);
   const std::string pattern = object.Text("pattern");
   // Alone: a)|(b would be one only between our own parentheses.
   std::string fault = FaultOfPattern(pattern);
@@ -155,7 +164,7 @@ void ReadLimits(const Object& object, ModelKey& key) {
     case ValueType::kEnumeration:
       object.AllowOnly(kScalarMembers, {"values"});
       key.values = object.Texts("values");
-      for (const std::string& value : key.values) CheckMessage(object, "values", value);
+      for (const std::string& value : key.values) CheckShown(object, "values", value);
       break;
     case ValueType::kIpv4:
       object.AllowOnly(kScalarMembers, {"netmask"});
@@ -305,8 +314,8 @@ ModelKey ReadKey(const json& part, const std::string& where, const std::string& 
     return key;
   }
   key.defaultValue = object.Text("default");
-  const std::string problem = CheckValue(key, key.defaultValue);
-  if (!problem.empty()) object.Fail("'default' " + problem);
+  const Outcome outcome = CheckValue(key, key.defaultValue);
+  if (!outcome.IsSuccess()) object.Fail("'default': " + outcome.Text());
   return key;
 }
 
@@ -322,7 +331,7 @@ ModelRule ReadRule(const json& part, const std::string& where) {
     object.Fail("'keys' must be address, network mask and gateway");
   }
   rule.message = object.Text("message");
-  CheckMessage(object, "message", rule.message);
+  CheckSentence(object, "message", rule.message);
   if (object.Has("when")) {
     const Object when = object.Member("when");
     when.AllowOnly({"key", "is"});

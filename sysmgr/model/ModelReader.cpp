@@ -85,9 +85,9 @@ void CheckRuleKeys(const Model& model, const ModelRule& rule, const std::string&
   };
   if (!rule.whenKey.empty()) {
     const ModelKey& key = settingOf(rule.whenKey);
-    const std::string problem = CheckValue(key, rule.whenValue);
-    if (!problem.empty()) {
-      throw StartFailure(where + ": 'is' can never be true: " + key.name + " " + problem);
+    const Outcome outcome = CheckValue(key, rule.whenValue);
+    if (!outcome.IsSuccess()) {
+      throw StartFailure(where + ": 'is' can never be true: " + key.name + ": " + outcome.Text());
     }
   }
   for (const std::string& name : rule.keys) {
@@ -107,9 +107,11 @@ void CheckParameter(const Model& model, const ModelKey& key, const std::string& 
 }
 
 void CheckDefaults(const Model& model, const ModelRule& rule, const std::string& where) {
-  const std::string problem =
+  const Outcome outcome =
       CheckRule(rule, [&model](const std::string& key) { return model.Find(key)->defaultValue; });
-  if (!problem.empty()) throw StartFailure(where + ": the default values break it: " + problem);
+  if (!outcome.IsSuccess()) {
+    throw StartFailure(where + ": the default values break it: " + outcome.Text());
+  }
 }
 
 }  // namespace

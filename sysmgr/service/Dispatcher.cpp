@@ -14,11 +14,20 @@ namespace {
 
 enum Field : std::size_t { kKind, kService, kAuthorisation, kClient, kFirst, kSecond, kFields };
 
-// Names of clients and keys in a log are shortened to this.
-constexpr std::size_t kMaxLoggedBytes = 200;
-
 std::string_view Shorten(std::string_view text) {
-  return text.substr(0, kMaxLoggedBytes);
+  return text.substr(0, Log::kMaxNameBytes);
+}
+
+// How a log tells what became of a request.
+const char* Verb(const Outcome& outcome) {
+  switch (outcome.Kind()) {
+    case OutcomeKind::kSuccess:
+      return "done";
+    case OutcomeKind::kDefective:
+      return "failed";
+    default:
+      return "refused";
+  }
 }
 
 // The payload's part in front of the reply's bytes; a comma follows them.
@@ -48,10 +57,10 @@ bool Dispatcher::Answer(std::string_view payload, std::string& out) {
   Result result = kNotUnderstood;
   std::string reply;
   if (count != kFields || (fields[kKind] != "query" && fields[kKind] != "set")) {
-    reply = "the request is not understood";
+    reply = Sentences::TextOf(Sentence::kNotUnderstood);
   } else if (!authorisation_.Matches(fields[kAuthorisation])) {
     result = kNotAuthorised;
-    reply = "the authorisation is wrong";
+    reply = Sentences::TextOf(Sentence::kNotAuthorised);
     Log::WriteAboutClient("wrong authorisation from client '" +
                           std::string(Shorten(fields[kClient])) + "'");
   } else if (fields[kKind] == "query") {
@@ -72,14 +81,15 @@ Dispatcher::Result Dispatcher::Query(std::string_view client, std::string_view k
                                      std::string& reply) {
   const StringTable query(std::string(keys), StringTable::kSerialized);
   StringTable answer;
-  std::string problem;
-  if (device_.Query(query, client, answer, problem)) {
+  Outcome outcome = device_.Query(query, client, answer);
+  if (outcome.IsSuccess()) {
     reply = answer.Serialize();
     if (Head(kOk, reply.size()).size() + reply.size() + 1 <= kMaxAnswerBytes) return kOk;
-    problem = "the answer would be too large";
+    outcome = {Sentence::kAnswerTooLarge, {std::to_string(kMaxAnswerBytes)}};
   }
-  reply = Shorten(problem);
-  Log::WriteAboutClient("query of client '" + std::string(Shorten(client)) + "' refused: " + reply);
+  reply = outcome.Record();
+  Log::WriteAboutClient("query of client '" + std::string(Shorten(client)) + "' " + Verb(outcome) +
+                        ": " + reply);
   return kRefused;
 }
 
@@ -90,21 +100,21 @@ Dispatcher::Result Dispatcher::Set(std::string_view client, std::string_view key
   if (keyTable.Columns() != 1 || valueTable.Columns() != 1 ||
       keyTable.Rows() != valueTable.Rows() || keyTable.Rows() == 0 ||
       keyTable.Rows() > Device::kMaxKeysPerRequest) {
-    reply = "a set is two tables of one column with as many keys as values, 1 to " +
-            std::to_string(Device::kMaxKeysPerRequest);
+    reply = Sentences::TextOf(Sentence::kNoSet, {std::to_string(Device::kMaxKeysPerRequest)});
     return kRefused;
   }
-  const StringTable answer = device_.Set(keyTable, valueTable, client);
-  bool stored = true;
-  std::string names;
-  for (unsigned row = 0; row < answer.Rows(); ++row) {
-    if (!answer.View(row, 0).empty()) stored = false;
-    if (row < keyTable.Rows()) {
-      names.append(" ").append(Log::WithoutSelectors(keyTable.View(row, 0)));
-    }
+  StringTable answer(1);
+  Outcome failure;
+  for (const Outcome& outcome : device_.Set(keyTable, valueTable, client)) {
+    if (!outcome.IsSuccess()) failure = outcome;
+    answer.AddCells({outcome.Text()});
   }
-  Log::WriteAboutClient("client '" + std::string(Shorten(client)) + "' " +
-                        (stored ? "set" : "was refused") + std::string(Shorten(names)));
+  std::string names;
+  for (unsigned row = 0; row < keyTable.Rows() && names.size() < Log::kMaxNameBytes; ++row) {
+    names.append(" ").append(Log::PathOf(keyTable.View(row, 0)));
+  }
+  Log::WriteAboutClient("set of client '" + std::string(Shorten(client)) + "' " + Verb(failure) +
+                        ":" + std::string(Shorten(names)));
   reply = answer.Serialize();
   return kOk;
 }

@@ -16,7 +16,7 @@ std::string Verify(std::string_view bytes, std::size_t piece, FirmwareImage& ima
   for (std::size_t at = 0; at < bytes.size(); at += piece) {
     if (!verifier.Take(bytes.substr(at, piece))) break;
   }
-  return verifier.Finish(image);
+  return verifier.Finish(image).Record();
 }
 
 }  // namespace

@@ -23,6 +23,13 @@ std::string Setting(const std::string& key, const std::string& value) {
   return "<setting key='" + key + "'>" + value + "</setting>";
 }
 
+std::string Problems(const std::string& text) {
+  const ConfigurationText::Parsed parsed = ConfigurationText::Read(text);
+  std::string problems = parsed.outcome.Text();
+  for (const Outcome& mistake : parsed.mistakes.Told()) problems += mistake.Record();
+  return problems;
+}
+
 TEST(ConfigurationText, EveryValueComesBack) {
   const ConfigurationText::Identity identity{"A & \"B\" <\xC3\xBC>", 7};
   std::string every;
@@ -35,7 +42,7 @@ TEST(ConfigurationText, EveryValueComesBack) {
        "\xC2\xA0\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"}};
   const ConfigurationText::Parsed parsed =
       ConfigurationText::Read(ConfigurationText::Write(identity, settings));
-  EXPECT_EQ(parsed.problems.Text(), "");
+  EXPECT_TRUE(parsed.outcome.IsSuccess() && parsed.mistakes.Count() == 0);
   EXPECT_EQ(parsed.identity.device, identity.device);
   EXPECT_EQ(parsed.identity.version, identity.version);
   EXPECT_EQ(parsed.settings, settings);
@@ -43,7 +50,7 @@ TEST(ConfigurationText, EveryValueComesBack) {
 
 TEST(ConfigurationText, WhatIsWrongIsTold) {
   const auto expect = [](const std::string& text, const std::string& problems) {
-    EXPECT_EQ(ConfigurationText::Read(text).problems.Text(), problems) << text.substr(0, 200);
+    EXPECT_EQ(Problems(text), problems) << text.substr(0, 200);
   };
   const auto times = [](unsigned count, const std::string& text) {
     std::string many;
@@ -57,36 +64,35 @@ TEST(ConfigurationText, WhatIsWrongIsTold) {
   expect(Document("<!-- fine --><?fine?>\n" + Setting("a", "b<![CDATA[&]]>")), "");
   expect("", kNone);
   expect(std::string(3, '\0'), kNone);
-  expect("\n<configuration format='1", "line 2 is not well-formed XML");
-  expect(Document("\n" + Setting("a", "\xFF")), "line 2 is not well-formed XML");
-  expect(whole + "<more/>", "line 1 is not well-formed XML");
-  expect(Document(Setting("a", "&b;")), "line 1 is not well-formed XML");
+  expect("\n<configuration format='1", "line 2: The file is not well-formed XML.");
+  expect(Document("\n" + Setting("a", "\xFF")), "line 2: The file is not well-formed XML.");
+  expect(whole + "<more/>", "line 1: The file is not well-formed XML.");
+  expect(Document(Setting("a", "&b;")), "line 1: The file is not well-formed XML.");
   expect("<!DOCTYPE configuration [<!ENTITY a 'aaaa'><!ENTITY b '&a;&a;&a;'>]>" +
              Document(Setting("a", "&b;")),
-         "line 1 holds a document type, which no configuration has");
+         "line 1: The file holds a document type, which no configuration has.");
   expect("\n<!DOCTYPE c SYSTEM 'file:///etc/passwd'>" + whole,
-         "line 2 holds a document type, which no configuration has");
-  expect(Document(times(10000, "<a>")), "line 1 holds too many elements inside each other");
+         "line 2: The file holds a document type, which no configuration has.");
+  expect(Document(times(10000, "<a>")), "line 1: There are too many elements inside each other.");
   expect(Document(times(ConfigurationText::kMaxSettings + 1, "<setting key='a'/>")),
-         "The configuration holds more than 4096 settings.");
-  expect(std::string(ConfigurationText::kMaxBytes + 1, ' '),
-         "The configuration has more than 262144 bytes.");
+         "The configuration holds too many settings.");
+  expect(std::string(ConfigurationText::kMaxBytes + 1, ' '), "The uploaded file is too large.");
   expect(Document(times(ConfigurationText::kMaxProblems + 1, "\nx")),
-         "There are more than 1000 mistakes in the configuration.");
+         "There are too many mistakes in the configuration.");
   expect("<settings/>", kNone);
   expect(Document("", "format='x' device='d' model='1'"), kNone);
   expect("<configuration format='2' new='1'><new>",
-         "The configuration is of format 2; this device knows format 1.");
+         "The configuration is of a newer format than this device knows.");
   expect(Document("", "format='1' device='d' model='0'"), kNoVersion);
   expect(Document("", "format='1' device='d'"), kNoVersion);
   expect(
       Document("\n<setting>x</setting>\n<setting key='&lt;b&gt;'/>\n<setting key='a' type='b'/>\n"
                "<setting/>\n<b>\n</b>\ntext"),
-      "line 2 does not name a setting; line 3 does not name a setting; line 4 holds an unknown "
-      "attribute; line 5 does not name a setting; line 6 holds an unknown element; line 8 holds "
-      "text outside of settings");
+      "line 2: This element does not name a setting.line 3: This element does not name a setting."
+      "line 4: This attribute is unknown.line 5: This element does not name a setting."
+      "line 6: This element is unknown.line 8: There is text outside of settings.");
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    EXPECT_NE(ConfigurationText::Read(whole.substr(0, size)).problems.Text(), "") << size;
+    EXPECT_NE(Problems(whole.substr(0, size)), "") << size;
   }
 }
 
@@ -96,16 +102,21 @@ TEST(ConfigurationCipher, OnlyTheWholeFileOpens) {
   const std::string kLine = "vistel-configuration 1\n";
   const auto open = [](const std::string& file, const std::string& password) {
     Secret plain(std::string("left over"));
-    const std::string problem = ConfigurationCipher::Open(file, password, plain);
+    const std::string problem = ConfigurationCipher::Open(file, password, plain).Text();
     EXPECT_EQ(plain.Text(), problem.empty() ? "plain" : "");
     return problem;
   };
   ConfigurationCipher cipher;
-  const std::string sealed = cipher.Seal("plain", kPassword);
+  const auto seal = [&cipher](const std::string& password) {
+    std::string file;
+    EXPECT_TRUE(cipher.Seal("plain", password, file).IsSuccess());
+    return file;
+  };
+  const std::string sealed = seal(kPassword);
   EXPECT_EQ(sealed.substr(0, kLine.size()), kLine);
-  EXPECT_NE(cipher.Seal("plain", kPassword), sealed);
+  EXPECT_NE(seal(kPassword), sealed);
   EXPECT_EQ(open(sealed, kPassword), "");
-  EXPECT_EQ(open(cipher.Seal("plain", "another password"), "another password"), "");
+  EXPECT_EQ(open(seal("another password"), "another password"), "");
   EXPECT_EQ(open(sealed, "correct horsf"), kDamaged);
   EXPECT_EQ(open(sealed + "x", kPassword), kDamaged);
   for (std::size_t i = 0; i < sealed.size(); ++i) {
@@ -134,7 +145,7 @@ TEST(ConfigurationCipher, OldFilesOpen) {
                         kFile.size(), nullptr, &size, nullptr, sodium_base64_VARIANT_ORIGINAL),
       0);
   Secret plain;
-  ASSERT_EQ(ConfigurationCipher::Open(file.substr(0, size), "correct horse", plain), "");
+  ASSERT_TRUE(ConfigurationCipher::Open(file.substr(0, size), "correct horse", plain).IsSuccess());
   EXPECT_EQ(ConfigurationText::Read(plain.Text()).settings, (Storage::Batch{{"System.Led", "0"}}));
 }
 
@@ -225,16 +236,19 @@ TEST_F(ConfigurationTest, WhatIsNotRightIsListedAndNotStored) {
   std::string many;
   for (unsigned i = 0; i < 2000; ++i) many += Setting("k" + std::to_string(i), "");
   const std::string before = All();
-  const auto expect = [this](const std::string& file, const std::string& answer) {
+  const std::string kMistakes = "There are mistakes in the configuration.";
+  const auto expect = [this](const std::string& file, const std::string& answer,
+                             const std::string& mistakes = "") {
     for (const char* how : {"check", "apply"}) {
       EXPECT_EQ(Restore(file, how), answer);
+      EXPECT_EQ(Get("System.ConfigMistakes"), mistakes);
       EXPECT_EQ(Get("System.ConfigPending"), "0");
     }
   };
   expect(Document("", "format='1' device='Other' model='1'"),
          "The configuration is one of another kind of device.");
   expect(Document(Setting("System.Foo", ""), "format='1' device='Vistel' model='2'"),
-         "The configuration is of version 2; this device knows version 1.");
+         "The configuration is of a newer version than this device knows.");
   expect(Document(""), "The configuration holds no settings.");
   expect(Document(Setting("System.DeviceName", "x") + Setting("Network.Mode", "static")),
          "A static address needs address, network mask and gateway.");
@@ -243,13 +257,24 @@ TEST_F(ConfigurationTest, WhatIsNotRightIsListedAndNotStored) {
                   Setting("System.Uptime", "5") + Setting("System.ConfigPassword", "12345678") +
                   Setting("System.ConfigRestore", "apply") + "\n<setting/>" +
                   Setting("System.TimeZone", "\n") + Setting("Foo.Bar", "1")),
-         "line 2 does not name a setting; System.Led must be 0 or 1; System.Led is there twice; "
-         "System.Uptime is not part of a configuration; System.ConfigPassword is not part of a "
-         "configuration; System.ConfigRestore is not part of a configuration; System.TimeZone must "
-         "not hold control characters; Foo.Bar is unknown");
-  const std::string answer = Restore(Document(many), "check");
-  EXPECT_LT(answer.size(), 1200U);
-  EXPECT_EQ(answer.substr(answer.find("; k49 ")), "; k49 is unknown; and 1950 more");
+         kMistakes,
+         "1|2||This element does not name a setting./2||System.Led|Choose 0 or 1./"
+         "3||System.Led|This setting is there twice./"
+         "4||System.Uptime|This setting is not part of a configuration./"
+         "5||System.ConfigPassword|This setting is not part of a configuration./"
+         "6||System.ConfigRestore|This setting is not part of a configuration./"
+         "7||System.TimeZone|Leave out the control characters./"
+         "8||Foo.Bar|There is no such setting.");
+  expect(Document("<x/>" + Setting("Network.Mode", "static")), kMistakes,
+         "1|1||This element is unknown./"
+         "2|||A static address needs address, network mask and gateway.");
+  EXPECT_EQ(Restore(Document(many), "check"), kMistakes);
+  Expect(R"(
+      System.ConfigMistakes{Number=50} => 50||k49|There is no such setting.
+      System.ConfigMistakes{Number=51} =>
+      )");
+  steady_ += Configuration::kPendingSeconds + 1;
+  EXPECT_EQ(Get("System.ConfigMistakes"), "");
   EXPECT_EQ(All(), before);
 }
 

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "sysmgr/Features.h"
@@ -20,27 +19,16 @@ class DeviceTest : public testing::Test, protected Asker {
  protected:
   std::string Query(const StringTable& keys) override {
     StringTable answer;
-    std::string problem;
-    if (process_->device.Query(keys, client_, answer, problem)) return TableText(answer);
-    return "[" + problem + "]";
+    const Outcome outcome = device_.Query(keys, client_, answer);
+    return outcome.IsSuccess() ? TableText(answer) : "[" + outcome.Record() + "]";
   }
   std::string Store(const StringTable& keys, const StringTable& values) override {
-    return TableText(process_->device.Set(keys, values, client_));
+    StringTable answer(1);
+    for (const Outcome& outcome : device_.Set(keys, values, client_)) {
+      answer.AddCells({outcome.Text()});
+    }
+    return TableText(answer);
   }
-
-  // All that ends with the process.
-  struct Process {
-    explicit Process(DeviceTest& test)
-        : settings(test.model_, test.storage_),
-          features(settings, {7, [&test] { return test.now_; }, [&test] { return test.steady_; },
-                              test.folder_.Path("files"), test.folder_.Path("upload.bin"),
-                              test.folder_.Path()}),
-          device(settings, features.All()) {}
-
-    Settings settings;
-    Features features;
-    Device device;
-  };
 
   std::string client_ = "tester";
   std::int64_t now_ = 1700000000;
@@ -48,5 +36,10 @@ class DeviceTest : public testing::Test, protected Asker {
   TestFolder folder_{"/tmp/vistel-sysmgr"};
   Model model_ = ReadModelFile(VISTEL_TEST_MODEL);
   Storage storage_{folder_.Path("settings.db"), model_};
-  std::optional<Process> process_{*this};
+  Settings settings_{model_, storage_};
+  Features features_{settings_,
+                     {7, [this] { return now_; }, [this] { return steady_; }, folder_.Path("files"),
+                      folder_.Path("upload.bin"), folder_.Path()}};
+  Powerline& powerline_ = features_.GetPowerline();
+  Device device_{settings_, features_.All()};
 };

@@ -16,7 +16,7 @@
 namespace {
 
 TEST_F(DeviceTest, Queries) {
-  EXPECT_EQ(Get(""), "[a query is a table of one column with a row for each key]");
+  EXPECT_EQ(Get(""), "[A query is a table of one column with a row for each key.]");
   Expect(R"(
       System.ProductName => Vistel Powerline Adapter
       System.DeviceName;System.Led => Vistel|1
@@ -28,32 +28,32 @@ TEST_F(DeviceTest, Queries) {
       HomePlug.Stations{Role=local}.Role:format=scalar => local
       HomePlug.Stations{Role=remote}.Role:format=scalar
         => remote,remote,remote,remote,remote,remote,remote
-      System.Check{Key=System.Led,Value=on} => must be 0 or 1
-      System.Check{Key=System.DeviceName} => must be 1 to 63 characters
-      System.Check{Key=System.ConfigRestore.Password,Value=short} => must be 8 to 64 characters
+      System.Check{Key=System.Led,Value=on} => Choose 0 or 1.
+      System.Check{Key=System.DeviceName} => Enter 1 to 63 characters.
+      System.Check{Key=System.ConfigRestore.Password,Value=short} => Enter 8 to 64 characters.
       Network.Link;Network.CurrentAddress;Network.CurrentNetmask;Network.CurrentGateway
         => up|192.168.178.57|255.255.255.0|192.168.178.1
       System.Led;HomePlug.Stations{Role=remote}.Role;System.PowerSave
         => 1|remote|1/|remote|/|remote|/|remote|/|remote|/|remote|/|remote|
-      Foo => [key 'Foo' is unknown]
-      System.Led;Foo;System.Led => [key 'Foo' is unknown]
-      System..Led => [key 'System..Led' is malformed]
-      HomePlug.NetworkPassword => [key 'HomePlug.NetworkPassword' can't be read]
-      HomePlug.Stations{Foo=1} => [key 'HomePlug.Stations' has no column Foo]
-      HomePlug.Stations{Role=local}.Foo => [key 'HomePlug.Stations' has no column Foo]
-      System.Led{Role=local} => [key 'System.Led' is not a table]
-      System.Led:size=2 => [key 'System.Led:size=2' has no option size]
-      System.Led:format=xml => [key 'System.Led:format=xml' has no such format]
-      HomePlug.SNR:format=scalar => [key 'HomePlug.SNR:format=scalar' needs the selector MacAddress]
-      HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01} => [key 'HomePlug.SNR' knows no such station]
-      HomePlug.SNR{Role=local} => [key 'HomePlug.SNR' has no selector Role]
-      System.Check{Value=1} => [key 'System.Check' needs the selector Key]
+      Foo => [key 'Foo': There is no such key.]
+      System.Led;Foo;System.Led => [key 'Foo': There is no such key.]
+      System..Led=x => [key 'System..Led': The key is malformed.]
+      HomePlug.NetworkPassword => [key 'HomePlug.NetworkPassword': The key cannot be read.]
+      HomePlug.Stations{Foo=1} => [key 'HomePlug.Stations', 'Foo': There is no such column.]
+      HomePlug.Stations{Role=local}.Foo => [key 'HomePlug.Stations', 'Foo': There is no such column.]
+      System.Led{Role=local} => [key 'System.Led': The key is not a table.]
+      System.Led:size=2 => [key 'System.Led', 'size': There is no such option.]
+      System.Led:format=xml => [key 'System.Led', 'format': The option does not take this value.]
+      HomePlug.SNR:format=scalar => [key 'HomePlug.SNR', 'MacAddress': A selector is missing.]
+      HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01} => [key 'HomePlug.SNR': There is no station with this address.]
+      HomePlug.SNR{Role=local} => [key 'HomePlug.SNR', 'Role': There is no such selector.]
+      System.Check{Value=1} => [key 'System.Check', 'Key': A selector is missing.]
       System.Check{Key=System.Led,Value=secret,More=secret}
-        => [key 'System.Check' has no selector More]
-      System.Check{Value=secret => [key 'System.Check' is malformed]
-      System.ConfigShow:secrets=1 => [key 'System.ConfigShow:secrets=1' takes only secrets=include]
+        => [key 'System.Check', 'More': There is no such selector.]
+      System.Check{Value=secret => [key 'System.Check': The key is malformed.]
+      System.ConfigShow:secrets=1 => [key 'System.ConfigShow', 'secrets': The option does not take this value.]
       System.ConfigShowCrypt
-        => [key 'System.ConfigShowCrypt' can't be given while no password is set]
+        => [key 'System.ConfigShowCrypt': No password is set.]
       )");
   // What a template writes with htmlesc into a selector stays that selector's value.
   Expect(R"(
@@ -68,17 +68,17 @@ TEST_F(DeviceTest, Queries) {
     many += "System.Led;";
     large += "HomePlug.ToneMaps;";
   }
-  EXPECT_EQ(Get(many + "System.Led"), "[more than 4096 keys]");
+  EXPECT_EQ(Get(many + "System.Led"), "[There are more than 4096 keys.]");
   EXPECT_EQ(Get(large),
-            "[key 'HomePlug.ToneMaps' would bring the live values to more than 1048576 bytes]");
+            "[key 'HomePlug.ToneMaps': The live values would be larger than 1048576 bytes.]");
 }
 
 // A batch, its answer, and the device's name, mode and address afterwards.
 TEST_F(DeviceTest, Batches) {
   for (const auto& row : Rows(R"(
       System.DeviceName=a => => a|dhcp|
-      System.DeviceName= => must be 1 to 63 characters => a|dhcp|
-      System.DeviceName=b|System.Led=on => /must be 0 or 1 => a|dhcp|
+      System.DeviceName= => Enter 1 to 63 characters. => a|dhcp|
+      System.DeviceName=b|System.Led=on => /Choose 0 or 1. => a|dhcp|
       System.DeviceName=b|Network.Mode=static
         => //A static address needs address, network mask and gateway. => a|dhcp|
       Network.Address=192.168.1.5|System.DeviceName=b => / => b|dhcp|192.168.1.5
@@ -89,13 +89,13 @@ TEST_F(DeviceTest, Batches) {
       Network.Address= => /A static address needs address, network mask and gateway.
         => b|static|192.168.1.5
       Network.Mode=dhcp|Network.Address= => / => b|dhcp|
-      Foo=1 => there is no such setting => b|dhcp|
-      System.Uptime=1 => can only be read => b|dhcp|
-      HomePlug.Stations{Role=local}.Name=1 => can only be read => b|dhcp|
-      System.Led{A=1}=0 => can only be set as a whole => b|dhcp|
-      a b=1 => is not the name of a setting => b|dhcp|
-      System.DeviceName=x|System.DeviceName=y => /is there twice => b|dhcp|
-      HomePlug.NetworkPassword=short => must be 8 to 64 characters => b|dhcp|
+      Foo=1 => There is no such setting. => b|dhcp|
+      System.Uptime=1 => This value can only be read. => b|dhcp|
+      HomePlug.Stations{Role=local}.Name=1 => This value can only be read. => b|dhcp|
+      System.Led{A=1}=0 => A setting is set by its name alone. => b|dhcp|
+      a b=1 => There is no such setting. => b|dhcp|
+      System.DeviceName=x|System.DeviceName=y => /This setting is there twice. => b|dhcp|
+      HomePlug.NetworkPassword=short => Enter 8 to 64 characters. => b|dhcp|
       HomePlug.NetworkPassword=long enough => => b|dhcp|
       )")) {
     EXPECT_EQ(Set(row[0]), row.at(1)) << row[0];
@@ -107,7 +107,6 @@ TEST_F(DeviceTest, Batches) {
 // batch, its answer, and the names of the cellar's and the garage's station afterwards; as they
 // were where none are given.
 TEST_F(DeviceTest, Actions) {
-  Powerline& powerline = process_->features.GetPowerline();
   std::string names = "Keller, hinter der Waschmaschine|";
   const auto expect = [&](const std::string& batch, const std::string& answer,
                           const std::string& namesAfter = "") {
@@ -121,54 +120,53 @@ TEST_F(DeviceTest, Actions) {
   const std::string kMac = "|HomePlug.NameStation.MacAddress=";
   const std::string kCellar = kMac + "00:0B:3B:7F:01:08";
   const std::string kGarage = kMac + "00:0B:3B:7F:01:09";
-  const std::string kAlone = "must be set on its own";
-  const std::string kTogether = "can only be set together with HomePlug.NameStation";
+  const std::string kAlone = "An action must be sent alone, with its own values only.";
+  const std::string kTogether = "This value must be sent together with its action.";
   const std::string kHostile = "</td>${x}<~ \"&' \xC3\xBC {Role=local}; %41";
   const std::string kLong(63, 'x');
-  expect(kName + "x" + kMac + "x", "/must be a MAC address such as 02:00:00:12:34:56");
-  expect(kName + "x", "needs HomePlug.NameStation.MacAddress too");
+  expect(kName + "x" + kMac + "x", "/Enter a MAC address such as 00:00:5E:00:53:01.");
+  expect(kName + "x", "A value that this action needs is missing.");
   expect(kName + "x" + kCellar + "|System.Led=0", kAlone + "//");
-  expect(kName + "x" + kCellar + "|Foo=1", kAlone + "//there is no such setting");
+  expect(kName + "x" + kCellar + "|Foo=1", kAlone + "//There is no such setting.");
   expect(kName + "x" + kCellar + "|System.Restart=1", kAlone + "//" + kAlone);
-  expect(kName + "x|" + kName + "x" + kCellar, "/is there twice/");
+  expect(kName + "x|" + kName + "x" + kCellar, "/This setting is there twice./");
   expect("System.Led=0|System.Restart=1", "/" + kAlone);
   expect("System.Restart=1" + kCellar, kAlone + "/" + kTogether);
   expect("System.Led=0" + kCellar, "/" + kTogether);
-  expect("System.ConfigRestore=drop|System.ConfigRestore.Password=a",
-         "/must be 8 to 64 characters");
+  expect("System.ConfigRestore=drop|System.ConfigRestore.Password=a", "/Enter 8 to 64 characters.");
   expect("System.ConfigRestore.Password=long enough|System.ConfigRestore=drop", "/");
   expect(kName + kHostile + kMac + "00:0b:3b:7f:01:08", "/", kHostile + "|");
-  expect(kName + kLong + "x" + kCellar, "must be 0 to 63 characters/");
-  expect(kName + "a\nb" + kCellar, "must not hold control characters/");
+  expect(kName + kLong + "x" + kCellar, "Enter at most 63 characters./");
+  expect(kName + "a\nb" + kCellar, "Leave out the control characters./");
   expect(kName + "x" + kMac + "00:0B:3B:7F:01:01",
          "The name of this adapter is its device name in the settings./");
   expect(kName + "x" + kGarage, "There is no station with this address./");
   expect("HomePlug.NameStation.MacAddress=00:00:00:00:00:00|" + kName + "x",
          "/There is no station with this address.");
-  expect("System.ConfigRestore=now", "must be one of check, apply, drop");
-  expect("HomePlug.AddStation=ABCD-EFGH", "must be 19 characters");
+  expect("System.ConfigRestore=now", "Choose check, apply or drop.");
+  expect("HomePlug.AddStation=ABCD-EFGH", "Enter 19 characters.");
   expect("HomePlug.AddStation=ABCD-EFGH-IJKL-MN<>",
-         "must be four groups of four letters such as ABCD-EFGH-IJKL-MNOP");
+         "Enter four groups of four letters such as ABCD-EFGH-IJKL-MNOP.");
   expect("HomePlug.AddStation=ABCD-EFGH-IJKL-MNOQ", "No adapter answers to this device password.");
   expect("HomePlug.AddStation=abcd-EFGH-ijkl-MNOP", "", kHostile + "|Garage");
   expect("HomePlug.AddStation=ABCD-EFGH-IJKL-MNOP", "This adapter is in the network already.");
   expect(kName + kLong + kGarage, "/", kHostile + "|" + kLong);
   expect(kName + kCellar, "/", "Keller, hinter der Waschmaschine|" + kLong);
   // What is kept of names is no setting; and were it nonsense, it would not reach a page.
-  expect("!station-name 00:0B:3B:7F:01:08=x", "is not the name of a setting");
-  storage_.Store({{"!station-name 00:0B:3B:7F:01:08", "\xC3\xBC \xEF\xBF\xBF\n\xC3"}});
+  expect("!station-name 00:0B:3B:7F:01:08=x", "There is no such setting.");
+  EXPECT_TRUE(storage_.Store({{"!station-name 00:0B:3B:7F:01:08", "\xC3\xBC \xEF\xBF\xBF\n\xC3"}})
+                  .IsSuccess());
   expect("System.Led=1", "", "\xC3\xBC ?????|" + kLong);
   Expect(R"(
-      HomePlug.AddStation => [key 'HomePlug.AddStation' can't be read]
-      HomePlug.NameStation.MacAddress => [key 'HomePlug.NameStation.MacAddress' can't be read]
+      HomePlug.AddStation => [key 'HomePlug.AddStation': The key cannot be read.]
+      HomePlug.NameStation.MacAddress => [key 'HomePlug.NameStation.MacAddress': The key cannot be read.]
       )");
-  EXPECT_EQ(powerline.Stations()->size(), Powerline::kStations + 1);
-  EXPECT_EQ(powerline.ToneMaps()->size(), Powerline::kStations);
+  EXPECT_EQ(powerline_.Stations()->size(), Powerline::kStations + 1);
+  EXPECT_EQ(powerline_.ToneMaps()->size(), Powerline::kStations);
 }
 
 // What was told and set is forgotten; and nothing of it is ever told to the log.
 TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
-  Powerline& powerline = process_->features.GetPowerline();
   const auto look = [this] {
     return Get(
         "System.DeviceName;System.Uptime;HomePlug.Stations{Role=local}.Uptime;"
@@ -184,7 +182,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
       )");
   steady_ += 60;
   EXPECT_EQ(look(), "canary|60|60|feather|Garten <&> \"H\xC3\xBCtte\"");
-  const std::string uptime = (*powerline.Stations())[1][6];
+  const std::string uptime = (*powerline_.Stations())[1][6];
   // A configuration goes to other devices, and what was told about stations does not.
   const std::string exported = Get("System.ConfigShow:secrets=include");
   EXPECT_NE(exported.find("canary word"), std::string::npos);
@@ -193,7 +191,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
   folder_.Write("upload.bin", exported);
   Expect(R"(
       set System.ConfigRestore=check =>
-      set System.Restart=2 => must be one of 1
+      set System.Restart=2 => Choose 1.
       System.ConfigPending => 1
       )");
   const std::string file = Get("System.AutoConfigShow");
@@ -201,7 +199,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
   Expect("set System.Restart=1 => \n System.ConfigPending => 0");
   EXPECT_NE(access(file.c_str(), F_OK), 0);
   EXPECT_EQ(look(), "canary|0|0|feather|Garten <&> \"H\xC3\xBCtte\"");
-  EXPECT_EQ((*powerline.Stations())[1][6], uptime);
+  EXPECT_EQ((*powerline_.Stations())[1][6], uptime);
   now_ += 1;
   EXPECT_EQ(Set("System.FactoryReset=1"), "");
   EXPECT_EQ(look(), "Vistel|0|0|Keller, hinter der Waschmaschine|");
@@ -240,8 +238,8 @@ TEST_F(DeviceTest, KeysOfSomeClientsOnly) {
   key.clients = {"Owner"};
   ASSERT_TRUE(model_.Add(key));
   Expect(R"(
-      Owner.Led => [key 'Owner.Led' is not open to this client]
-      set Owner.Led=1 => is not open to this client
+      Owner.Led => [key 'Owner.Led': This is not open to this client.]
+      set Owner.Led=1 => This is not open to this client.
       )");
   folder_.Write("upload.bin",
                 "<configuration format='1' device='Vistel' model='1'>"
@@ -263,29 +261,28 @@ TEST_F(DeviceTest, SourcesOfTheModelMustExist) {
       )")) {
     const Model model = ReadModel("m", ModelOf(KeyOf("a", row[0])));
     Settings settings(model, storage_);
-    EXPECT_EQ(FaultOf([&] { const Device device(settings, process_->features.All()); }),
+    EXPECT_EQ(FaultOf([&] { const Device device(settings, features_.All()); }),
               "model, key 'a': " + row.at(1));
   }
 }
 
 // The same second of the same seed looks the same, and such as a network does.
 TEST_F(DeviceTest, Powerline) {
-  Powerline& powerline = process_->features.GetPowerline();
-  const StationBook book(process_->settings);
+  const StationBook book(settings_);
   const auto make = [&](std::uint64_t seed) {
     return Powerline(
         seed, [this] { return now_; }, [this] { return steady_; }, book, [] { return "1"; });
   };
   Powerline same = make(7);
   Powerline other = make(8);
-  std::vector<LiveRow> before = *powerline.Stations();
+  std::vector<LiveRow> before = *powerline_.Stations();
   std::set<std::string> addresses;
   for (int minute = 1; minute < 12; ++minute) {
     // Somebody sets the clock back again and again; no count knows.
     now_ -= 300;
     steady_ += 60;
-    const std::vector<LiveRow> rows = *powerline.Stations();
-    EXPECT_EQ(powerline.UptimeSeconds(), 60 * minute);
+    const std::vector<LiveRow> rows = *powerline_.Stations();
+    EXPECT_EQ(powerline_.UptimeSeconds(), 60 * minute);
     EXPECT_EQ(rows[0][6], std::to_string(60 * minute));
     unsigned bad = 0;
     for (std::size_t i = 1; i < rows.size(); ++i) {
@@ -305,17 +302,17 @@ TEST_F(DeviceTest, Powerline) {
     before = rows;
   }
   EXPECT_EQ(addresses.size(), Powerline::kStations - 1);
-  EXPECT_EQ(*powerline.ToneMaps(), *same.ToneMaps());
-  for (const LiveRow& row : *powerline.ToneMaps()) {
+  EXPECT_EQ(*powerline_.ToneMaps(), *same.ToneMaps());
+  for (const LiveRow& row : *powerline_.ToneMaps()) {
     for (const std::string& map : {row[1], row[2]}) {
       EXPECT_EQ(map.size(), Powerline::kCarriers);
       EXPECT_EQ(map.find_first_not_of("0123456789a"), std::string::npos);
     }
   }
-  const StringVector powers(',', powerline.OutputPower());
+  const StringVector powers(',', powerline_.OutputPower());
   ASSERT_EQ(powers.size(), Powerline::kCarriers);
   for (const std::string& power : powers) EXPECT_LE(std::stoul(power), 512U);
-  for (const double decibels : powerline.Snr(1, false, now_)) {
+  for (const double decibels : powerline_.Snr(1, false, now_)) {
     EXPECT_TRUE(decibels >= 0 && decibels <= 60) << decibels;
   }
 }

@@ -19,6 +19,12 @@ bool IsThere(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
+// The path; empty when there is no file.
+std::string PathOfPut(HandoverFolder& folder, std::string_view suffix, std::string_view content) {
+  std::string path;
+  return folder.Put("a-", suffix, content, path).IsSuccess() ? path : "";
+}
+
 TEST(HandoverFolder, NumberAgeAndMode) {
   const TestFolder parent("/tmp/vistel-sysmgr");
   const std::string path = parent.Path("run/files");
@@ -29,30 +35,31 @@ TEST(HandoverFolder, NumberAgeAndMode) {
   {
     HandoverFolder folder(path, [&now] { return now; });
     EXPECT_FALSE(IsThere(stale));
-    const std::string first = folder.Put("a-", ".xml", "content");
+    const std::string first = PathOfPut(folder, ".xml", "content");
     EXPECT_EQ(first.size(), (path + "/a-XXXXXX.xml").size());
     EXPECT_EQ(ReadFile(first), "content");
     struct stat status {};
     ASSERT_EQ(stat(first.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
     now += HandoverFolder::kMaxAgeSeconds;
-    const std::string second = folder.Put("a-", "", "");
+    const std::string second = PathOfPut(folder, "", "");
     EXPECT_TRUE(IsThere(first));
     now += 1;
     folder.RemoveOld();
     EXPECT_FALSE(IsThere(first));
     ASSERT_EQ(rename(path.c_str(), (path + ".gone").c_str()), 0);
-    EXPECT_EQ(folder.Put("a-", "", ""), "");
+    EXPECT_EQ(PathOfPut(folder, "", ""), "");
     ASSERT_EQ(rename((path + ".gone").c_str(), path.c_str()), 0);
-    for (std::size_t i = 1; i < HandoverFolder::kMaxFiles; ++i) last = folder.Put("a-", ".bin", "");
+    for (std::size_t i = 1; i < HandoverFolder::kMaxFiles; ++i)
+      last = PathOfPut(folder, ".bin", "");
     now += HandoverFolder::kSafeSeconds - 2;
-    EXPECT_EQ(folder.Put("a-", ".bin", ""), "");
+    EXPECT_EQ(PathOfPut(folder, ".bin", ""), "");
     // What has been fetched is in nobody's way.
     ASSERT_EQ(unlink(last.c_str()), 0);
-    EXPECT_TRUE(IsThere(folder.Put("a-", ".bin", "")));
+    EXPECT_TRUE(IsThere(PathOfPut(folder, ".bin", "")));
     EXPECT_TRUE(IsThere(second));
     now += 1;
-    last = folder.Put("a-", ".bin", "");
+    last = PathOfPut(folder, ".bin", "");
     EXPECT_FALSE(IsThere(second));
     EXPECT_TRUE(IsThere(last));
   }
@@ -84,10 +91,10 @@ TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   const std::string path = folder.Path("upload.bin");
   const std::string target = folder.Write("target", "secret");
   const UploadedFile upload(path);
-  const std::string kUnreadable = "The uploaded file can not be read.";
+  const std::string kUnreadable = "The uploaded file cannot be read.";
   std::string content;
   const auto read = [&](std::size_t maxBytes = 5) {
-    return UploadedFile::Read(upload.Open(), maxBytes, content);
+    return UploadedFile::Read(upload.Open(), maxBytes, content).Text();
   };
   EXPECT_EQ(read(), "No file has been uploaded.");
   ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
@@ -101,7 +108,7 @@ TEST(UploadedFile, OnlyARegularFileOfOnesOwn) {
   EXPECT_EQ(read(), kUnreadable);
   ASSERT_EQ(rmdir(path.c_str()), 0);
   folder.Write("upload.bin", "hello");
-  EXPECT_EQ(read(4), "The uploaded file has more than 4 bytes.");
+  EXPECT_EQ(read(4), "The uploaded file is too large.");
   EXPECT_EQ(read(5) + content, "hello");
   EXPECT_EQ(chown(path.c_str(), 1, 1) == 0 ? read() + content : kUnreadable, kUnreadable);
   // A newer one takes its place while it is read.
@@ -117,7 +124,7 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
   const std::string path = folder_.Write("upload.bin", "secret");
   const auto wait = [&](std::int64_t seconds) {
     steady_ += seconds;
-    process_->features.OnTimer();
+    features_.OnTimer();
     return IsThere(path);
   };
   EXPECT_TRUE(wait(10000));
@@ -132,16 +139,15 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
 }
 
 TEST_F(DeviceTest, SnrFiles) {
-  Powerline& powerline = process_->features.GetPowerline();
   const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar";
   const std::string path = Get(kKey);
   EXPECT_EQ(path.find(folder_.Path("files/snr-")), 0U) << path;
-  const Powerline::Decibels decibels = powerline.Snr(2, false, now_);
+  const Powerline::Decibels decibels = powerline_.Snr(2, false, now_);
   EXPECT_EQ(ReadFile(path),
             std::string(reinterpret_cast<const char*>(decibels.data()), sizeof decibels));
   // A query that fails leaves none behind.
   EXPECT_EQ(Get(kKey + ";" + kKey),
-            "[key 'HomePlug.SNR' would make more files than one query may, 1]");
+            "[key 'HomePlug.SNR': The query asks for more files than one may, which is 1.]");
   using Files = std::filesystem::directory_iterator;
   EXPECT_EQ(std::distance(Files(folder_.Path("files")), Files()), 1);
 }

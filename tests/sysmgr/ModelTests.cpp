@@ -3,6 +3,7 @@
 // Faulty models, and what values and rules of a model let through. Whole messages are compared.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -59,25 +60,28 @@ TEST(Model, FaultyKeys) {
       boolean rw
         => 'access' is 'rw'; it must be one of read, read-write, write-only, action, parameter
       boolean read-write => 'default' is missing
-      boolean read-write, "default": "on" => 'default' must be 0 or 1
+      boolean read-write, "default": "on" => 'default': Choose 0 or 1.
       boolean read-write, "default": 1 => 'default' must be a text
       boolean read-write, "defualt": "1" => 'defualt' is not known here
       integer read-write, "minimum": 5, "maximum": 4, "default": "4" => 'minimum' is above 'maximum'
       integer read-write, "minimum": 0, "maximum": 18446744073709551615, "default": "4"
         => 'maximum' must be a whole number
       integer read-write, "minimum": 1, "maximum": 4, "default": "5"
-        => 'default' must be a whole number from 1 to 4
+        => 'default': Enter a whole number from 1 to 4.
       text read-write, "minimum": 1, "maximum": 65537, "default": "x" => 'maximum' is above 65536
-      text read-write, "minimum": 1, "maximum": 9, "pattern": "(", "pattern-help": "h"
+      text read-write, "minimum": 1, "maximum": 9, "pattern": "(", "pattern-help": "h."
         => 'pattern' is no regular expression: Unmatched ( or \(
-      text read-write, "minimum": 1, "maximum": 9, "pattern": "a)|(b", "pattern-help": "h"
+      text read-write, "minimum": 1, "maximum": 9, "pattern": "a)|(b", "pattern-help": "h."
         => 'pattern' is no regular expression: Unmatched ( or \(
-      text read-write, "minimum": 1, "maximum": 9, "pattern": "a)|(b)", "pattern-help": "h"
+      text read-write, "minimum": 1, "maximum": 9, "pattern": "a)|(b)", "pattern-help": "h."
         => 'pattern' is no regular expression: Unmatched )
-      text read-write, "minimum": 1, "maximum": 9, "pattern": "[)]|\\)(b)", "pattern-help": "h"
+      text read-write, "minimum": 1, "maximum": 9, "pattern": "[)]|\\)(b)", "pattern-help": "h."
         => 'default' is missing
       text read-write, "minimum": 1, "maximum": 9, "pattern": "a", "pattern-help": "<b>"
         => 'pattern-help' must not hold any of < > & " '
+      text read-write, "minimum": 1, "maximum": 9, "pattern": "a", "pattern-help": "must be a"
+        => 'pattern-help' must be a whole sentence
+      enumeration read-write, "values": ["a\nb"] => 'values' must not hold control characters
       password read-write => a password can't be read; its access is write-only
       enumeration read-write, "values": ["x", "x"], "default": "x" => 'x' is twice in 'values'
       table read, "columns": [] => a table needs a 'source'
@@ -109,11 +113,11 @@ TEST(Model, FaultyKeysTogether) {
       "rule": "required", "keys": ["N"] => there is no key 'N'
       "rule": "same-network", "keys": ["M"] => 'keys' must be address, network mask and gateway
       "rule": "required", "when": {"key": "M", "is": "auto"}, "keys": ["A"]
-        => 'is' can never be true: M must be one of dhcp, static
+        => 'is' can never be true: M: Choose dhcp or static.
       "rule": "required", "when": {"key": "M", "is": "dhcp"}, "keys": ["A"]
-        => the default values break it: no
+        => the default values break it: no.
       )")) {
-    EXPECT_EQ(FaultOfModel(ModelOf(kMode + "," + kAddress, "{'message': 'no', " + row[0] + "}")),
+    EXPECT_EQ(FaultOfModel(ModelOf(kMode + "," + kAddress, "{'message': 'no.', " + row[0] + "}")),
               "model 'm', rule number 1: " + row.at(1))
         << row[0];
   }
@@ -121,7 +125,7 @@ TEST(Model, FaultyKeysTogether) {
 
 TEST(Model, EveryPrefixIsAFault) {
   const std::string text =
-      ModelOf(kMode + "," + kAddress, "{'rule': 'required', 'keys': ['M'], 'message': 'no'}");
+      ModelOf(kMode + "," + kAddress, "{'rule': 'required', 'keys': ['M'], 'message': 'no.'}");
   ASSERT_EQ(FaultOfModel(text), "none");
   for (std::size_t size = 0; size < text.size(); ++size) {
     EXPECT_EQ(FaultOfModel(text.substr(0, size)).rfind("model 'm', line 1: ", 0), 0U) << size;
@@ -132,39 +136,44 @@ void ExpectValues(const std::string& key, const std::vector<std::string>& right,
                   const std::string& problem, const std::vector<std::string>& wrong) {
   const Model model = ReadModel("m", ModelOf(KeyOf("k", key + ", 'action': 'x'")));
   const ModelKey& found = *model.Find("k");
-  for (const std::string& value : right) EXPECT_EQ(CheckValue(found, value), "") << value;
-  for (const std::string& value : wrong) EXPECT_EQ(CheckValue(found, value), problem) << value;
+  for (const std::string& value : right) EXPECT_TRUE(CheckValue(found, value).IsSuccess()) << value;
+  const std::vector<std::string> known = SentencesOf(found);
+  for (const std::string& value : wrong) {
+    EXPECT_EQ(CheckValue(found, value).Text(), problem) << value;
+    EXPECT_EQ(std::count(known.begin(), known.end(), problem), 1) << problem;
+  }
 }
 
 TEST(Check, Values) {
   const std::string kText = "text action, 'minimum': 1, 'maximum': 3";
   // Characters count, not bytes.
   ExpectValues(kText, {"abc", "<&\"", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"},
-               "must be 1 to 3 characters", {"", "abcd"});
+               "Enter 1 to 3 characters.", {"", "abcd"});
   ExpectValues(
-      kText, {"\xEF\xBF\xBD\xEF\xBE\xBF"}, "must be text in UTF-8",
+      kText, {"\xEF\xBF\xBD\xEF\xBE\xBF"}, "Enter text in UTF-8.",
       {"a\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "a\xEF\xBF\xBE", "\xEF\xBF\xBF"});
   // The first character after them, and another one with a 0x9F.
-  ExpectValues(kText, {"\xC2\xA0\xC3\x9F"}, "must not hold control characters",
+  ExpectValues(kText, {"\xC2\xA0\xC3\x9F"}, "Leave out the control characters.",
                {std::string("a\0b", 3), "a\nb", "a\x7F", "a\xC2\x80", "\xC2\x9F"});
-  ExpectValues("text action, 'minimum': 0, 'maximum': 9, 'pattern': '[a-z]+|', 'pattern-help': 'h'",
-               {"abc", ""}, "h", {"abc1"});
+  ExpectValues(
+      "text action, 'minimum': 0, 'maximum': 9, 'pattern': '[a-z]+|', 'pattern-help': 'h.'",
+      {"abc", ""}, "h.", {"abc1"});
   ExpectValues("integer action, 'minimum': -5, 'maximum': 100", {"-5", "0", "100"},
-               "must be a whole number from -5 to 100",
+               "Enter a whole number from -5 to 100.",
                {"101", "-6", "", "5 ", "+5", "0x5", "-0", "005", "-05", "00", "-", "--5",
                 std::string(100, '9')});
-  ExpectValues("integer action, 'minimum': 5, 'maximum': 5", {"5"}, "must be 5", {"4"});
-  ExpectValues("boolean action", {"0", "1"}, "must be 0 or 1", {"true"});
+  ExpectValues("integer action, 'minimum': 5, 'maximum': 5", {"5"}, "Enter the number 5.", {"4"});
+  ExpectValues("boolean action", {"0", "1"}, "Choose 0 or 1.", {"true"});
   ExpectValues("mac action", {"00:0b:3B:7f:01:02"},
-               "must be a MAC address such as 02:00:00:12:34:56",
+               "Enter a MAC address such as 00:00:5E:00:53:01.",
                {"00:0b:3B:7f:01:0", "00-0b-3B-7f-01-02", "00:0g:3B:7f:01:02"});
   ExpectValues("ipv4 action", {"192.168.1.1"},
-               "must be the IPv4 address of a device, such as 192.168.1.10",
+               "Enter the IPv4 address of a device, such as 192.168.1.10.",
                {"192.168.1.256", "192.168.1", "192.168.1.1.1", "192.168.01.1", "192.168.1.-1",
                 "127.0.0.1", "0.0.0.0", "224.0.0.1", ""});
   ExpectValues("ipv4 action, 'optional': true", {""}, "", {});
   ExpectValues("ipv4 action, 'netmask': true", {"255.255.255.0", "255.255.255.255"},
-               "must be a network mask such as 255.255.255.0", {"255.0.255.0", "0.0.0.0"});
+               "Enter a network mask such as 255.255.255.0.", {"255.0.255.0", "0.0.0.0"});
 }
 
 TEST(Check, SameNetwork) {
@@ -185,9 +194,8 @@ TEST(Check, SameNetwork) {
       192.168.1.4 => 255.255.255.254 => 192.168.1.5 =>
       192.168.1.5 =>                 => 192.168.2.1 =>
       )")) {
-    EXPECT_EQ(CheckRule(rule, [&row](const std::string& key) { return row[std::stoul(key)]; }),
-              row.at(3))
-        << row[0] << " " << row[2];
+    const auto valueOf = [&row](const std::string& key) { return row[std::stoul(key)]; };
+    EXPECT_EQ(CheckRule(rule, valueOf).Text(), row.at(3)) << row[0] << " " << row[2];
   }
 }
 
