@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "sysmgr/Messages.h"
 #include "sysmgr/Options.h"
 #include "sysmgr/Serve.h"
 #include "sysmgr/log/Log.h"
@@ -30,6 +31,11 @@ int Run(const Options& options) {
     case Options::Action::kCheckModel:
       ReadModelFile(options.model);
       return 0;
+    case Options::Action::kMessages:
+      for (const std::string& message : MessagesOf(ReadModelFile(options.model))) {
+        if (std::puts(message.c_str()) < 0) return kExitFailure;
+      }
+      return std::fflush(stdout) == 0 ? 0 : kExitFailure;
     case Options::Action::kServe:
       break;
   }

@@ -20,6 +20,7 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"upload", required_argument, nullptr, 'u'},
                                {"seed", required_argument, nullptr, 'r'},
                                {"check-model", no_argument, nullptr, 'c'},
+                               {"messages", no_argument, nullptr, 'g'},
                                {"help", no_argument, nullptr, 'h'},
                                {"version", no_argument, nullptr, 'v'},
                                {nullptr, 0, nullptr, 0}};
@@ -72,6 +73,9 @@ Options ParseOptions(int count, char** arguments) {
       case 'c':
         options.action = Options::Action::kCheckModel;
         break;
+      case 'g':
+        options.action = Options::Action::kMessages;
+        break;
       case 'h':
         options.action = Options::Action::kHelp;
         return options;
@@ -112,6 +116,7 @@ std::string HelpText() {
          ")\n"
          "  --seed NUMBER         of the simulated powerline (1)\n"
          "  --check-model         only check the model\n"
+         "  --messages            only print all sentences that pages can get, for translators\n"
          "  --help, --version\n"
          "\n"
          "Exit status: 0 ended by a signal, 1 could not start or go on, 2 wrong option.\n";

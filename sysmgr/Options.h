@@ -7,7 +7,7 @@
 #include <string>
 
 struct Options {
-  enum class Action { kServe, kCheckModel, kHelp, kVersion };
+  enum class Action { kServe, kCheckModel, kMessages, kHelp, kVersion };
 
   Action action = Action::kServe;
   std::string socket;

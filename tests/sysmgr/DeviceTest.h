@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "sysmgr/Features.h"
+#include "sysmgr/Messages.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Storage.h"
 #include "sysmgr/model/ModelReader.h"
@@ -23,8 +25,11 @@ class DeviceTest : public testing::Test, protected Asker {
     return outcome.IsSuccess() ? TableText(answer) : "[" + outcome.Record() + "]";
   }
   std::string Store(const StringTable& keys, const StringTable& values) override {
+    // Whatever is refused is refused with a sentence that translators are told.
+    static const std::set<std::string> kMessages = MessagesOf(ReadModelFile(VISTEL_TEST_MODEL));
     StringTable answer(1);
     for (const Outcome& outcome : device_.Set(keys, values, client_)) {
+      EXPECT_EQ(outcome.IsSuccess(), kMessages.count(outcome.Text()) == 0) << outcome.Text();
       answer.AddCells({outcome.Text()});
     }
     return TableText(answer);

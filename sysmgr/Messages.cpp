@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "sysmgr/Messages.h"
+
+#include <string_view>
+#include <vector>
+
+#include "sysmgr/log/Sentences.h"
+#include "sysmgr/model/Check.h"
+
+namespace {
+
+// Which sentences an action can answer with.
+struct ActionTopic {
+  std::string_view action;
+  Topic topic;
+};
+constexpr ActionTopic kActionTopics[] = {
+    {"config-restore", Topic::kUpload},   {"config-restore", Topic::kConfiguration},
+    {"firmware-update", Topic::kUpload},  {"firmware-update", Topic::kFirmware},
+    {"firmware-update", Topic::kRestart}, {"restart", Topic::kRestart},
+    {"factory-reset", Topic::kRestart},   {"name-station", Topic::kStation},
+    {"add-station", Topic::kStation},
+};
+
+}  // namespace
+
+std::set<std::string> MessagesOf(const Model& model) {
+  std::set<std::string> messages;
+  const auto add = [&messages](const std::vector<std::string>& texts) {
+    messages.insert(texts.begin(), texts.end());
+  };
+  add(Sentences::OfTopic(Topic::kSetting));
+  for (const ModelKey& key : model.Keys()) {
+    if (key.access == Access::kRead) continue;
+    add(SentencesOf(key));
+    if (key.access != Access::kAction) continue;
+    for (const ActionTopic& row : kActionTopics) {
+      if (row.action == key.action) add(Sentences::OfTopic(row.topic));
+    }
+  }
+  for (const ModelRule& rule : model.Rules()) messages.insert(rule.message);
+  return messages;
+}

@@ -1,0 +1,44 @@
+# SPDX-License-Identifier: MIT
+"""
+Every text of the templates and every sentence that the system manager or its client library can put
+on a page has its translations, and the catalogues hold nothing else.
+
+usage: test_catalogues.py SYSTEM-MANAGER
+"""
+import re
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+SYSMGRD = sys.argv.pop(1)
+SOURCE = Path(__file__).resolve().parent.parent
+MODEL = SOURCE / "sysmgr/model.json"
+
+
+class Catalogues(unittest.TestCase):
+    def test_texts_and_translations(self):
+        messages = subprocess.run([SYSMGRD, "--messages", "--model", MODEL], check=True,
+                                  capture_output=True, text=True).stdout.splitlines()
+        self.assertEqual(messages, sorted(set(messages)))
+        for message in messages:
+            self.assertRegex(message, "^[A-Z][^<>&\"'%]*\\.$")
+        library = re.sub(r'"\s*"', "", (SOURCE / "platform/SysMgrProxy.cpp").read_text())
+        texts = set(re.findall(r'"(The system manager [^"]*\.)"', library))
+        for file in (SOURCE / "site/wgl").rglob("*.wgl"):
+            texts |= set(re.findall(r"<~\s*trans\s+`([^`$]*)`", file.read_text()))
+        self.assertGreater(len(texts), 100)
+        for language in ("en", "de", "fr"):
+            catalogue = (SOURCE / f"site/locale/{language}.po").read_text()
+            known = set(re.findall(r'^msgid "(.+)"\nmsgstr ".+"$', catalogue, re.M))
+            self.assertEqual(len(known), catalogue.count("\nmsgid ") - 1, language)
+            self.assertEqual(known - texts - set(messages), set(), language)
+            self.assertEqual(set(messages) - known, set(), language)
+            if language != "en":  # where a text is its own translation
+                self.assertEqual(texts - known, set(), language)
+            if language == "fr":  # a no-break space, so that no line begins with the sign
+                self.assertEqual(re.findall(r'^msgstr ".*[^\xa0][:;?!](?=[ "]).*', catalogue, re.M), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
