@@ -5,12 +5,14 @@ was hardened, and that it works with nothing else on the machine.
 
 usage: test_installation.py BUILD-FOLDER   (a build at the product's real paths)
 """
+import io
 import os
 import shutil
 import socket
 import stat
 import subprocess
 import sys
+import tarfile
 import tempfile
 import unittest
 from pathlib import Path
@@ -25,6 +27,7 @@ PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 SERVICE = ("usr/sbin/sysmgrd", "usr/sbin/sysmgrctl")
 CHARTS = ["usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr")]
 MODEL = "usr/share/vistel/model.json"
+SITE_BYTES = 64 * 1024  # of a device's flash
 FILE_MODE, PROGRAM_MODE, FOLDER_MODE = 0o644, 0o755, 0o755
 
 
@@ -63,6 +66,13 @@ class Installation(unittest.TestCase):
                 self.assertTrue(stat.S_ISREG(mode), file)
                 found[file.relative_to(self.root).as_posix()] = stat.S_IMODE(mode)
         self.assertEqual(found, expected)
+
+    def test_size_of_the_site(self):
+        """Pages, catalogues and pictures, as one compressed archive."""
+        archive = io.BytesIO()
+        with tarfile.open(fileobj=archive, mode="w:xz") as site:
+            site.add(self.root / "usr/www", "www")
+        self.assertLess(len(archive.getvalue()), SITE_BYTES)
 
     def test_hardening(self):
         header, segments, dynamic = (
