@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A query collects columns, key after key, and makes rows of them at the end.
+// A query collects columns, key after key, and finally makes rows of them.
 #include "sysmgr/device/Device.h"
 
 #include <unistd.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-// "0:,": what a cell costs at least.
+// The smallest serialised cell, "0:,".
 constexpr std::size_t kMinCellBytes = 3;
 
 struct Filter {
@@ -48,7 +48,7 @@ bool Names(const std::vector<std::string>& names, std::string_view name) {
   return IndexOf(names, name) < names.size();
 }
 
-// The first name of those in the key that is not among the known ones; null when there is none.
+// The first name in the key that is not a known one; null when there is none.
 const std::string* FindStranger(const std::vector<Config::Key::Pair>& pairs,
                                 const std::vector<std::string>& known) {
   for (const Config::Key::Pair& pair : pairs) {
@@ -57,7 +57,7 @@ const std::string* FindStranger(const std::vector<Config::Key::Pair>& pairs,
   return nullptr;
 }
 
-// Whether the parameter is not given and may not be left out either.
+// Whether the parameter is missing and required.
 bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
   for (unsigned row = 0; row < keys.Rows(); ++row) {
     if (keys.View(row, 0) == parameter.name) return false;
@@ -67,7 +67,7 @@ bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
 
 }  // namespace
 
-// One cell with the text.
+// Adds a cell with the text.
 void Device::Collection::AddText(std::string text) {
   texts.push_back(std::move(text));
   columns.push_back({texts.back()});
@@ -82,7 +82,8 @@ std::string_view Device::Collection::MakeSafe(std::string_view cell) {
   return texts.back();
 }
 
-// Makes one cell of the columns from `first` on: the cells row by row, with commas between them.
+// Joins the columns from `first` on into one cell: their cells row by row, with commas between
+// them.
 void Device::Collection::JoinFrom(std::size_t first) {
   std::string text;
   for (std::size_t row = 0; row < columns[first].size(); ++row) {
@@ -103,7 +104,7 @@ std::size_t Device::Collection::BytesFrom(std::size_t first) const {
   return bytes;
 }
 
-// Shorter columns are filled up with nothing.
+// Shorter columns are filled up with empty cells.
 StringTable Device::Collection::MakeTable() const {
   std::size_t height = 0;
   for (const auto& column : columns) height = std::max(height, column.size());
@@ -254,7 +255,7 @@ Outcome Device::Query(const StringTable& keys, std::string_view client, StringTa
   if (outcome.IsSuccess()) {
     answer = collection.MakeTable();
   } else {
-    // Nobody will hear of them.
+    // The client never learns these paths.
     for (const std::string& file : collection.files) unlink(file.c_str());
   }
   return outcome;
@@ -278,7 +279,8 @@ Outcome Device::Collect(const StringTable& keys, std::string_view client, Collec
   return {};
 }
 
-// Whether the key may stand in a batch with the other keys. An action is alone with its parameters.
+// Whether the key may be in a batch with the other keys: an action goes only with its own
+// parameters.
 Outcome Device::CheckCompany(std::string_view name, const StringTable& keys) const {
   const ModelKey& definition = *model_.Find(std::string(name));
   if (definition.IsSetting()) return {};
@@ -318,7 +320,7 @@ std::vector<Outcome> Device::Set(const StringTable& keys, const StringTable& val
   std::vector<Outcome> outcomes;
   Storage::Batch batch;
   std::set<std::string_view> seen;
-  unsigned action = keys.Rows();  // its row
+  unsigned action = keys.Rows();  // the row of the action
   bool fine = true;
   for (unsigned row = 0; row < keys.Rows(); ++row) {
     const std::string_view name = keys.View(row, 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Answers queries, stores settings and has actions carried out: the model's keys over live values
-// and stored settings. It knows nothing of sockets and clients but their names.
+// Answers queries, stores settings and carries out actions: it connects the model's keys with live
+// values and stored settings. It doesn't know sockets, and of clients only their names.
 #pragma once
 
 #include <cstddef>
@@ -18,47 +18,47 @@
 
 class Device {
  public:
-  // More keys than any page has; bounds the time that one query can take from the others.
+  // More keys than any page has; bounds the time that a query takes from other clients.
   static constexpr unsigned kMaxKeysPerRequest = 4096;
 
-  // Largest serialised answer, before what frames it in a message. Held while the answer grows, not
-  // only at its end.
+  // The largest serialised answer, without its frame in a message. Checked while the answer grows,
+  // not only at its end.
   static constexpr std::size_t kMaxAnswerBytes = std::size_t{16} << 20;
 
-  // What live values may be of it. They are made for each key anew, in the time of all clients; the
-  // largest table has 21 KiB, and no page asks for all of them.
+  // The most bytes of live values in an answer. They are made anew for each key, which takes time
+  // from all clients. The largest table has 21 KiB, and no page asks for all tables.
   static constexpr std::size_t kMaxLiveBytes = std::size_t{1} << 20;
 
-  // Keys in one query that make a file for the asker. Who downloads asks for one, and there is
-  // little room for files (HandoverFolder).
+  // The most keys in a query that make a file for the client. A download asks for one file, and
+  // there is little room for files (HandoverFolder).
   static constexpr std::size_t kMaxFilesPerQuery = 1;
 
   // Both must outlive the device. Throws StartFailure when the model names a source, column or
-  // action that nobody offers.
+  // action that no part offers.
   Device(Settings& settings, const Sources& sources);
 
-  // Answers a table of keys. When one of them can't be answered, the outcome is about that key, and
-  // `answer` is not to be used.
+  // Answers a table of keys. When one of them can't be answered, the outcome is about that key and
+  // `answer` is unspecified.
   Outcome Query(const StringTable& keys, std::string_view client, StringTable& answer);
 
-  // Stores a batch, all or nothing, or has an action carried out with its parameters. An outcome
-  // for each key and, when the settings don't fit together or can't be stored, one more; that of an
-  // action is the one of its key. Values that `values` lacks are empty.
+  // Stores a batch, all or nothing, or carries out an action with its parameters. Returns an
+  // outcome for each key and, when the settings don't fit together or can't be stored, one more.
+  // The outcome of an action is that of its key. Values missing in `values` are empty.
   std::vector<Outcome> Set(const StringTable& keys, const StringTable& values,
                            std::string_view client);
 
  private:
-  // Cells, column by column, and what has to stay while they point to it.
+  // Cells, column by column, and the texts that they point to.
   struct Collection {
     std::vector<std::vector<std::string_view>> columns;
     std::deque<std::string> texts;
     std::vector<LiveRows> rows;
-    std::vector<std::string> files;  // paths of those that were made
+    std::vector<std::string> files;  // the paths of the files made
     std::size_t liveBytes = 0;
 
     void AddText(std::string text);
-    // A cell of a live table as every page and every XML can hold it: names of stations are the
-    // words of others.
+    // Makes a cell of a live table safe for pages and XML, because strangers choose the names of
+    // stations.
     std::string_view MakeSafe(std::string_view cell);
     void JoinFrom(std::size_t first);
     std::size_t BytesFrom(std::size_t first) const;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Rows are put in front of a copy: events are rare, and a table that was handed out stays as it is.
+// A new row goes to the front of a copy: events are rare, and a table that was handed out never
+// changes.
 #include "sysmgr/device/EventLog.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@
 
 namespace {
 
-// Room for "and 4095 more." behind the names that are told.
+// Leaves room for "and 4095 more." after the names.
 constexpr std::size_t kMaxNamesBytes = EventLog::kMaxTextBytes - 32;
 
 std::string Time(std::int64_t seconds) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What happened to the device, for its owner to read on a page: in memory, the last hundred events.
-// The rule to know: events name settings and stations' addresses, never what somebody typed in.
+// The last events of the device, in memory, for its owner to read on a page. The rule to know:
+// events name settings and the addresses of stations, never values that a user has typed.
 //
 // Source: the table "log" (Time, Text).
 #pragma once
@@ -19,7 +19,7 @@ class EventLog {
  public:
   static constexpr std::size_t kMaxEvents = 100;
 
-  // Of one event's text; a page's row. What is longer is cut.
+  // The most bytes of one event, a row on a page. A longer text is cut.
   static constexpr std::size_t kMaxTextBytes = 400;
 
   using Clock = std::function<std::int64_t()>;  // seconds since 1970, UTC
@@ -29,7 +29,7 @@ class EventLog {
   // Control characters and bytes beyond ASCII become "?".
   void Add(std::string_view text);
 
-  // "Settings changed: a, b and 3 more." The first names that fit.
+  // Adds an event such as "Settings changed: a, b and 3 more.", with as many names as fit.
   void AddNames(std::string_view what, const std::vector<std::string>& names);
 
   // Newest first.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The model's limits for single values, then its rules, then the disk.
+// Checks the model's limits for single values, then its rules, and then writes to the disk.
 #include "sysmgr/device/Settings.h"
 
 #include <algorithm>

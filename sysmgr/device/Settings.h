@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The settings of a device by the rules of its model. The rule to know: whoever stores settings
-// does it here, so that nothing is stored that a page could not have set.
+// The settings of a device, under the rules of its model. The rule to know: all settings are stored
+// through this class, so that nothing is stored that a page could not have set.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,8 @@
 
 class Settings {
  public:
-  // Told after a batch has been stored which settings have other values than before, at least one.
+  // Called after a batch has been stored, with the settings whose values have changed, at least
+  // one.
   using Observer = std::function<void(const std::vector<std::string>& keys)>;
 
   // Both must outlive the settings.
@@ -22,30 +23,31 @@ class Settings {
 
   const Model& Definitions() const { return model_; }
 
-  // The value of a setting of the model, write-only ones included.
+  // The value of a setting of the model, even of a write-only one.
   const std::string& Get(const std::string& key) const { return storage_.Get(key); }
 
-  // Whether the client may set the key to this value and the value is fine. The key is a setting,
-  // an action or a parameter.
+  // Whether the client may set the key and the value keeps its limits. The key is a setting, an
+  // action or a parameter.
   Outcome Check(std::string_view name, std::string_view value, std::string_view client) const;
 
-  // Whether the rules hold for the batch over the stored values. The values are each fine.
+  // Whether the rules hold for the stored values with those of the batch, each of which has passed
+  // Check.
   Outcome CheckTogether(const Storage::Batch& batch) const;
 
-  // Stores all of a batch whose values are each fine, or nothing: they don't fit together or can't
-  // be stored.
+  // Stores a batch whose values have passed Check. Stores nothing if they don't fit together or
+  // can't be stored.
   Outcome Store(const Storage::Batch& batch);
 
-  // What the service keeps for itself beside the settings, under names of its own; "" where nothing
-  // is kept. No client reaches it, and no list of settings has it.
+  // Values that the service stores for itself with the settings, under names of its own; "" for a
+  // missing one. No client reaches them, and no list of settings holds them.
   const std::string& GetOwn(const std::string& name) const;
   Outcome StoreOwn(const std::string& name, const std::string& value);
 
-  // Every setting has its default again, and what the service keeps for itself is forgotten; all of
-  // it, or nothing. No observer is told: it is no batch.
+  // Resets every setting to its default and forgets the service's own values; does all of it or
+  // nothing. Observers are not called.
   Outcome Reset() { return storage_.Reset(); }
 
-  // How often anything of this has changed.
+  // How often settings or own values have changed.
   unsigned Changes() const { return storage_.Changes(); }
 
   void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a device can tell and do, by the names that the model's keys refer to: the place where a
-// device maker plugs in the real hardware. Each part of a device offers what it has here, once, at
+// The values and actions of a device, under the names that the model's keys refer to. Here a device
+// maker connects the real hardware: each part of a device offers its sources and actions once, at
 // the start.
 #pragma once
 
@@ -18,10 +18,10 @@
 
 using LiveRow = std::vector<std::string>;
 
-// Never changed once it is handed out: newer values come in a new one.
+// Never changed after it is handed out: newer values come in a new object.
 using LiveRows = std::shared_ptr<const std::vector<LiveRow>>;
 
-// A query's key, and who asks. Selectors and options are only those that the source takes.
+// A query's key and the client. It holds only selectors and options that the source takes.
 struct Question {
   const Config::Key::Key& key;
   std::string_view client;
@@ -38,11 +38,11 @@ struct LiveValue {
 
 struct ValueSource {
   std::function<LiveValue(const Question&)> value = {};
-  // The names that its key may be asked with, beyond the option "format".
+  // The selectors and options that a query may use, beside the option "format".
   std::vector<std::string> selectors = {};
   std::vector<std::string> options = {};
-  // Each question makes a file for the one who asks, and its path is the value. One query may ask
-  // for few of them; when it fails, they are removed.
+  // Each query makes a file for the client, whose path is the value. A query may ask for few such
+  // files; when it fails, they are removed.
   bool makesFile = false;
 };
 
@@ -51,7 +51,7 @@ struct TableSource {
   std::function<LiveRows(const Question&)> rows;
 };
 
-// An action that is to be carried out. Its value and its parameters are fine by the model.
+// An action to be carried out. Its value and its parameters keep the model's limits.
 class ActionRequest {
  public:
   ActionRequest(const StringTable& keys, const StringTable& values, std::string_view name,
@@ -61,7 +61,7 @@ class ActionRequest {
   std::string_view Client() const { return client_; }
   std::string_view Value() const { return Find(name_); }
 
-  // The parameter "<action>.<name>"; "" when it was not given. Good as long as the request.
+  // The parameter "<action>.<name>"; "" when it is missing. Valid as long as the request.
   std::string_view Parameter(std::string_view name) const;
 
  private:
@@ -73,23 +73,23 @@ class ActionRequest {
   std::string_view client_;
 };
 
-// Does it, or tells why not.
+// Carries out the action, or returns why it can't.
 using Action = std::function<Outcome(const ActionRequest&)>;
 
 class Sources {
  public:
-  // Values and tables are asked for in every query and must answer from memory or a local disk;
-  // actions hold everybody up while they run: whoever has to wait for hardware does it elsewhere.
-  // What is offered must live as long as the sources. A name that is there already is a
-  // std::logic_error.
+  // Values and tables are called in every query and must answer from memory or a local disk. All
+  // clients wait while an action runs, so it must not wait for hardware. The functions must be
+  // callable as long as the sources live. Throws std::logic_error for a name that is offered
+  // already.
   void OfferValue(const std::string& name, ValueSource source);
   void OfferTable(const std::string& name, TableSource source);
   void OfferAction(const std::string& name, Action action);
 
-  // The commonest value: one that takes nothing and can't fail.
+  // The most common value: without selectors and options, and without failures.
   void OfferText(const std::string& name, std::function<std::string()> text);
 
-  // Null when there is none of that name. Good for the object's life.
+  // Null when there is none with that name. Valid as long as this object.
   const ValueSource* FindValue(const std::string& name) const;
   const TableSource* FindTable(const std::string& name) const;
   const Action* FindAction(const std::string& name) const;

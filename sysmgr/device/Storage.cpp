@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A rollback journal, not a write-ahead log: its file stands alone while nothing is being stored,
-// and it can be read from a disk that has become read-only. TRUNCATE with synchronous=FULL syncs
-// the end of the journal too, so a power cut can't take a finished batch back.
+// Uses a rollback journal, not a write-ahead log: between batches the database is a single file,
+// which can be read even from a disk that has become read-only. TRUNCATE with synchronous=FULL also
+// syncs the end of the journal, so a power cut can't undo a finished batch.
 #include "sysmgr/device/Storage.h"
 
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-// "VisS": tells our databases from those of others.
+// "VisS": distinguishes our databases from others.
 constexpr int kApplicationId = 0x56697353;
 constexpr int kSchemaVersion = 1;
 
@@ -58,8 +58,9 @@ void Storage::FailToStart(const std::string& what) {
 }
 
 void Storage::Open(const std::string& path, int milliseconds) {
-  // Secrets are in it: it is made for us alone, and its journal takes its mode over. Closed before
-  // the library locks it: a later closing would take the lock away.
+  // The database holds secrets, so only our user may read it; the journal gets the same mode. The
+  // descriptor is closed before the library locks the file, because closing it later would remove
+  // the lock.
   { const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)); }
   sqlite3* database = nullptr;
   const int result = sqlite3_open_v2(path.c_str(), &database,
@@ -68,12 +69,12 @@ void Storage::Open(const std::string& path, int milliseconds) {
   if (result != SQLITE_OK) FailToStart("can't be opened");
   sqlite3_extended_result_codes(database, 1);
   sqlite3_busy_timeout(database, milliseconds);
-  // Locked for as long as we run: nobody else can change it behind our back or make us wait.
+  // Locks the database while the service runs: no other process can change it or make the service
+  // wait.
   Execute("PRAGMA locking_mode=EXCLUSIVE");
   Execute("PRAGMA synchronous=FULL");
   Execute("PRAGMA trusted_schema=OFF");
-  // Secrets that are forgotten leave the disk, too. Some builds of the library have this for a
-  // default, others do not.
+  // Overwrites deleted secrets on the disk. This is the default in some builds of the library only.
   Execute("PRAGMA secure_delete=ON");
 }
 
@@ -103,7 +104,7 @@ void Storage::Load() {
   const int application = number("PRAGMA application_id");
   const int version = number("PRAGMA user_version");
   if (application == 0 && version == 0 && number("SELECT count(*) FROM sqlite_schema") == 0) {
-    return;  // new
+    return;  // a new database
   }
   if (application != kApplicationId) {
     throw StartFailure("database '" + path_ + "' is not one of this service");
@@ -126,7 +127,7 @@ void Storage::Load() {
       continue;
     }
     const ModelKey* key = model_.Find(name);
-    // Settings of another model version stay where they are, for the way back.
+    // Settings of another model version stay in the database, in case the device goes back to it.
     if (key == nullptr || !key->IsSetting()) continue;
     std::string value = text(1);
     const Outcome outcome = CheckValue(*key, value);
@@ -197,7 +198,7 @@ int Storage::Write(const Batch& batch, bool deleteOthers) {
     const int result =
         sqlite3_prepare_v2(database, "INSERT OR REPLACE INTO setting (key, value) VALUES (?, ?)",
                            -1, &statement, nullptr);
-    // Without its table the database is one that could never be written.
+    // A database without its table could never be written.
     if (result != SQLITE_OK) return SQLITE_READONLY;
     insert_.reset(statement);
   }
@@ -233,8 +234,8 @@ Outcome Storage::Reset() {
   return Change(batch, {batch.begin(), batch.end()}, true);
 }
 
-// `values` are what there is afterwards, made before: nothing can fail between the disk's yes and
-// ours.
+// `values` are the values after the change. They are built before the commit, so that nothing can
+// fail after it.
 Outcome Storage::Change(const Batch& batch, std::map<std::string, std::string> values,
                         bool deleteOthers) {
   const int result = Write(batch, deleteOthers);

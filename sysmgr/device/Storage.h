@@ -20,32 +20,33 @@ class Storage {
  public:
   using Batch = std::vector<std::pair<std::string, std::string>>;  // key, value
 
-  // What the service keeps for itself stands beside the settings, under names that begin with this.
-  // No key of a model does, so no client can read or set it, and no list of settings names it.
+  // The service's own values are stored with the settings, under names that begin with this. No key
+  // of a model does, so no client can read or set them, and no list of settings holds them.
   static constexpr char kOwnPrefix = '!';
 
-  // How long to wait at start for a service that is just ending. Never waited for afterwards.
+  // How long to wait at the start for a service that is just ending. There is no waiting later.
   static constexpr int kOpenMilliseconds = 3000;
 
-  // Opens the database, makes it when there is none, and adds the defaults of settings that it
-  // lacks. A database that can't be written is read all the same: the settings hold, and storing
-  // fails. Throws StartFailure when it can't be used at all: another service has it, it is damaged
-  // or no database, or its folder isn't there. The model must outlive the storage.
+  // Opens or makes the database, and adds the defaults of missing settings. A database that can't
+  // be written is read nevertheless: its settings are used, and storing fails. Throws StartFailure
+  // when it can't be used at all: another service uses it, it is damaged or not a database, or its
+  // folder is missing. The model must outlive the storage.
   Storage(const std::string& path, const Model& model, int openMilliseconds = kOpenMilliseconds);
   ~Storage();
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
 
-  // The value of a setting of the model: what was stored last, or the default where nothing was,
-  // or where the model has since ruled it out. Of the service's own: what was stored last, or "".
-  // From memory, no disk is touched.
+  // The value of a setting of the model: the one stored last, or the default if none was stored or
+  // the present model refuses it. For the service's own values: the one stored last, or "". Reads
+  // memory only, not the disk.
   const std::string& Get(const std::string& key) const;
 
   // Stores all of a batch or nothing.
   Outcome Store(const Batch& batch);
 
-  // Forgets everything that was ever stored, the service's own and what other versions of the model
-  // left included: each setting has its default again. All or nothing, as Store.
+  // Forgets everything that was ever stored, including the service's own values and settings of
+  // other versions of the model, so that each setting has its default again. All or nothing, as
+  // Store.
   Outcome Reset();
 
   // How often the values have changed.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The age of files is kept in memory, by the clock that nobody sets: whatever an earlier service
-// has left is removed at the start.
+// The age of files is kept in memory, by the monotonic clock, so files of an earlier service are
+// removed at the start.
 #include "sysmgr/files/HandoverFolder.h"
 
 #include <dirent.h>
@@ -30,7 +30,7 @@ constexpr mode_t kForbiddenFolderMode = S_IRWXG | S_IRWXO;
   throw StartFailure("folder '" + path + "' for files to fetch " + what);
 }
 
-// The folder above belongs to the socket, which is made later.
+// Makes the folder above too; it belongs to the socket, which is made later.
 void MakeFolder(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos || slash == 0) Fail(path, "must be named with the one above it");
@@ -84,7 +84,7 @@ void HandoverFolder::RemoveAll() {
 }
 
 void HandoverFolder::RemoveOldest() {
-  // It may have been fetched and removed.
+  // The client may have fetched and removed the file.
   unlink(files_.front().path.c_str());
   files_.pop_front();
 }
@@ -94,10 +94,10 @@ void HandoverFolder::RemoveOld() {
   while (!files_.empty() && now - files_.front().made > kMaxAgeSeconds) RemoveOldest();
 }
 
-// False when the folder is full of files that are still waited for.
+// Returns false when all files of the full folder may still be fetched.
 bool HandoverFolder::MakeRoom() {
   if (files_.size() < kMaxFiles) return true;
-  // Most have been fetched and removed.
+  // Clients have fetched and removed most files.
   const auto isGone = [](const File& file) { return access(file.path.c_str(), F_OK) != 0; };
   files_.erase(std::remove_if(files_.begin(), files_.end(), isGone), files_.end());
   if (files_.size() < kMaxFiles) return true;
@@ -115,7 +115,7 @@ Outcome HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
   }
   path = path_ + "/";
   path.append(prefix).append("XXXXXX").append(suffix);
-  // Made with mode 0600.
+  // mkostemps makes the file with mode 0600.
   const Descriptor file(mkostemps(path.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
   if (file.IsOpen()) {
     if (WriteAll(file.Number(), content)) {

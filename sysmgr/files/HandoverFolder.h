@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Files for the programs that ask: the answer is a path, and who fetches the file deletes it. The
-// rule to know: nobody else can read them or put one in, and those that nobody fetches go away.
+// Files for clients: the answer to a query is a path, and the client that fetches the file deletes
+// it. The rule to know: no other user can read the files or add one, and files that are not fetched
+// are removed after a while.
 #pragma once
 
 #include <cstddef>
@@ -15,31 +16,31 @@
 
 class HandoverFolder {
  public:
-  // Files at a time; the oldest makes room. Some dozens of pages are made at a time, each with one
-  // file, which is fetched at once.
+  // The most files at a time; the oldest is removed for a new one. A device makes some dozens of
+  // pages at a time, each with one file, which is fetched at once.
   static constexpr std::size_t kMaxFiles = 64;
 
-  // A file is not taken away before whoever asked for it has had this time to fetch it. Rather, the
-  // next one is refused.
+  // A client has this time to fetch a file before it is removed for a new one; until then, a new
+  // file is refused instead.
   static constexpr std::int64_t kSafeSeconds = 10;
 
-  // A download follows its query at once; whatever is older was forgotten.
+  // The client fetches a file right after its query, so an older one has been forgotten.
   static constexpr std::int64_t kMaxAgeSeconds = 600;
 
-  using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
+  using Clock = std::function<std::int64_t()>;  // seconds of the monotonic clock
 
-  // Makes the folder with mode 0700, or takes one of that mode that belongs to our user, and
-  // removes everything in it. Throws StartFailure when the folder is another's, a link, or open to
-  // others.
+  // Makes the folder with mode 0700, or uses an existing one with that mode and our user as its
+  // owner, and removes everything in it. Throws StartFailure when the folder belongs to another
+  // user, is a link, or is open to others.
   HandoverFolder(std::string path, Clock clock);
 
-  // Removes what is left.
+  // Removes the remaining files.
   ~HandoverFolder();
   HandoverFolder(const HandoverFolder&) = delete;
   HandoverFolder& operator=(const HandoverFolder&) = delete;
 
-  // Makes a file of mode 0600, named like "<prefix>XXXXXX<suffix>" with six random characters, and
-  // tells its path. Fails when there is no room or it can't be made, with a record in the log.
+  // Makes a file with mode 0600, named "<prefix>XXXXXX<suffix>" with six random characters, and
+  // sets its path. Fails, and logs that, when there is no room or the file can't be made.
   Outcome Put(std::string_view prefix, std::string_view suffix, std::string_view content,
               std::string& path);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Temporary name, sync, rename, sync of the folder: the order is what makes it safe.
+// Writes under a temporary name, syncs, renames, and syncs the folder: this order makes it safe.
 #include "sysmgr/files/NewFile.h"
 
 #include <fcntl.h>
@@ -64,7 +64,7 @@ Outcome NewFile::Commit() {
   if (std::rename((path_ + kSuffix).c_str(), path_.c_str()) != 0) return OutcomeOf(errno);
   committed_ = true;
   const Descriptor folder(open(FolderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // The file is whole either way; only which of the two a power cut leaves is open now.
+  // Each of the two files is whole; it is only uncertain which one is there after a power cut.
   if (!folder.IsOpen() || fsync(folder.Number()) != 0) return OutcomeOf(errno);
   return {};
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A file that takes another one's place whole or not at all. The rule to know: until Commit has
-// returned "", the old file is what everybody sees, a power cut included.
+// A file that replaces another one whole or not at all. The rule to know: until Commit has
+// succeeded, the old file is in place, even after a power cut.
 #pragma once
 
 #include <string>
@@ -12,22 +12,22 @@
 
 class NewFile {
  public:
-  // What is written stands in `path` with this behind it until it is committed. A leftover of that
-  // name is replaced.
+  // Until it is committed, the new content is in a file named `path` and this suffix. A leftover
+  // with that name is replaced.
   static constexpr const char* kSuffix = ".new";
 
   explicit NewFile(std::string path);
-  // Removes what was not committed.
+  // Removes the new file unless it was committed.
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // The first Write also tells why the file couldn't be made.
+  // The first Write fails if the file couldn't be made.
   Outcome Write(std::string_view bytes);
   Outcome Sync();
   Outcome Commit();  // syncs too
 
-  // To read back what was written; below 0 when the file couldn't be made.
+  // The descriptor, for reading the content back; below 0 when the file couldn't be made.
   int Number() const { return descriptor_.Number(); }
 
  private:

@@ -56,7 +56,7 @@ Outcome UploadedFile::Read(const Opened& opened, std::size_t maxBytes, std::stri
   content.resize(opened.bytes);
   const ssize_t count = ReadUpTo(opened.file.Number(), content.data(), content.size());
   if (count == static_cast<ssize_t>(content.size())) return {};
-  // Cut while it was read: whoever writes it is not done.
+  // The file has become shorter: another process is still writing it.
   content.clear();
   return Sentence::kUploadNotReadable;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What stops the service at its start: one sentence for the person who reads the log.
+// An error that stops the service at its start: one sentence for the reader of the log.
 #pragma once
 
 #include <stdexcept>

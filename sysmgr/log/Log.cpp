@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Records are written with one write() each; nothing is buffered, so nothing is lost in a crash.
+// Each record takes one write(); nothing is buffered, so a crash loses nothing.
 #include "sysmgr/log/Log.h"
 
 #include <poll.h>
@@ -26,7 +26,7 @@ void WriteAt(std::time_t seconds, std::string_view text) {
   pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
   if (poll(&descriptor, 1, 0) != 1 || (descriptor.revents & POLLOUT) == 0) return;
   const std::string record = Record(Time(seconds), text);
-  // A record that can't be written has nowhere to be reported.
+  // There is no place to report a record that can't be written.
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, record.data(), record.size());
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// How something ended: in success, or in a failure of some kind, told in a whole sentence. The rule
-// to know: what the sentence is about, a key, another name or a line of a file, travels beside it
-// and is never part of it.
+// The outcome of an operation: success, or a failure with its kind and a whole sentence. The rule
+// to know: the subject of the sentence, such as a key, another name or a line of a file, is kept
+// beside the sentence and is never part of it.
 #pragma once
 
 #include <cstddef>
@@ -22,23 +22,24 @@ class [[nodiscard]] Outcome {
   Outcome(Sentence sentence, std::initializer_list<std::string_view> limits = {})
       : text_(Sentences::TextOf(sentence, limits)), kind_(Sentences::KindOf(sentence)) {}
 
-  // A failure told in words of the model file.
+  // A failure with a sentence of the model file.
   static Outcome InWordsOfTheModel(std::string text);
 
   bool IsSuccess() const { return kind_ == OutcomeKind::kSuccess; }
 
-  // What the sentence is about.
+  // Sets the subject of the sentence.
   Outcome AboutKey(std::string_view key) &&;
   Outcome AboutName(std::string_view name) &&;  // a column, a parameter, a line's own text
   Outcome AboutLine(std::size_t line) &&;       // of a file, from 1
 
   OutcomeKind Kind() const { return kind_; }
   const std::string& Text() const { return text_; }  // "" for success
-  const std::string& Key() const { return key_; }    // "" when it is about no key
-  const std::string& Name() const { return name_; }  // "" when it is about no name
-  std::size_t Line() const { return line_; }         // 0 when it is about no line
+  const std::string& Key() const { return key_; }    // "" if its subject is not a key
+  const std::string& Name() const { return name_; }  // "" if its subject is not a name
+  std::size_t Line() const { return line_; }         // 0 if its subject is not a line
 
-  // All of it for a log: "key 'a.b', 'column': There is no such column." No control characters.
+  // The whole outcome for a log: "key 'a.b', 'column': There is no such column." It holds no
+  // control characters.
   std::string Record() const;
 
  private:

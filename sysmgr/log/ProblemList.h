@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What is wrong with a thing that somebody has sent, for a page. The rule to know: the first few
-// are kept and the rest is only counted, so that no input makes a list that fills the memory.
+// A list of problems with an input, for a page. The rule to know: the first ones are kept and the
+// others only counted, so that no input can make the list fill the memory.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 class ProblemList {
  public:
-  static constexpr std::size_t kMaxTold = 50;  // more than anybody reads
+  static constexpr std::size_t kMaxTold = 50;  // more than a user reads
 
   void Add(Outcome problem) {
     if (told_.size() < kMaxTold) told_.push_back(std::move(problem));

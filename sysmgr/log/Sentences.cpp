@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A row for each sentence, in the order of the enumeration. "%" stands for a limit.
+// A row for each sentence, in the order of the enumeration. "%" is replaced by a limit.
 #include "sysmgr/log/Sentences.h"
 
 #include <array>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Every sentence with which something is refused or fails; the table is in Sentences.cpp. The rule
-// to know: a sentence does not change with what a request or a file holds, so the pages' catalogues
-// can translate it. Its limits come from the model; names and lines travel beside it (Outcome.h).
+// All sentences about refusals and failures; their table is in Sentences.cpp. The rule to know: a
+// sentence does not depend on the content of a request or a file, so the pages' catalogues can
+// translate it. Its limits come from the model; names and lines are kept beside it (Outcome.h).
 #pragma once
 
 #include <initializer_list>
@@ -12,21 +12,21 @@
 
 enum class OutcomeKind {
   kSuccess,
-  kInvalid,    // what was sent breaks a limit or has the wrong form
-  kUnknown,    // it names what is not there
-  kDenied,     // it must not be done, or not by this client
+  kInvalid,    // the input breaks a limit or is malformed
+  kUnknown,    // it names something that does not exist
+  kDenied,     // it is forbidden, or forbidden to this client
   kBusy,       // the same may succeed later
-  kDefective,  // the device can't: its storage or its memory
+  kDefective,  // the device's storage or memory fails
 };
 
-// What brings a sentence.
+// The part that a sentence belongs to.
 enum class Topic {
-  kLog,            // what only a log tells, such as a refused query
+  kLog,            // for the log only, such as a refused query
   kSetting,        // any setting, action or parameter
   kLimit,          // a key's limits, which the model fills in
   kUpload,         // any uploaded file
-  kConfiguration,  // one that is to be restored
-  kFirmware,       // an image that is to be installed
+  kConfiguration,  // a configuration to be restored
+  kFirmware,       // an image to be installed
   kRestart,        // restart, factory reset, firmware update
   kStation,        // naming and adding stations
 };
@@ -137,10 +137,10 @@ namespace Sentences {
 
 OutcomeKind KindOf(Sentence sentence);
 
-// The text, with its limits filled in in their order. It holds none of < > & " '.
+// The text, with the limits filled in, in their order. It holds none of < > & " '.
 std::string TextOf(Sentence sentence, std::initializer_list<std::string_view> limits = {});
 
-// The texts of a topic; not for one whose sentences take limits.
+// The texts of a topic whose sentences take no limits.
 std::vector<std::string> OfTopic(Topic topic);
 
 }  // namespace Sentences

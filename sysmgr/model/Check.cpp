@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kMacSize = 17;  // six pairs of digits, five colons
 
-// What CheckText has to know of a text.
+// The facts about a text that CheckText needs.
 struct TextFacts {
   bool isUtf8 = true;
   bool hasControls = false;
@@ -190,14 +190,14 @@ Outcome CheckRule(const ModelRule& rule, const ValueOf& valueOf) {
   std::uint32_t address = 0;
   std::uint32_t mask = 0;
   std::uint32_t gateway = 0;
-  // Empty settings are another rule's business.
+  // `required` rules report empty settings.
   if (!ParseIpv4(valueOf(rule.keys[0]), address) || !ParseIpv4(valueOf(rule.keys[1]), mask) ||
       !ParseIpv4(valueOf(rule.keys[2]), gateway)) {
     return {};
   }
   const auto isHost = [mask](std::uint32_t candidate) {
-    // The first address of a network is its name and the last its broadcast, where it has more
-    // than two.
+    // In a network of more than two addresses, the first is the network's own and the last its
+    // broadcast address.
     const std::uint32_t host = candidate & ~mask;
     return ~mask < 3 || (host != 0 && host != ~mask);
   };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether values fit the model. A sentence tells what is wrong: it names the limit and never
+// Checks values against the model. A sentence says what is wrong: it names the limit and never
 // repeats the value.
 #pragma once
 
@@ -15,15 +15,15 @@
 
 Outcome CheckValue(const ModelKey& key, std::string_view value);
 
-// All sentences that CheckValue has for the key.
+// All sentences that CheckValue can return for the key.
 std::vector<std::string> SentencesOf(const ModelKey& key);
 
 // The value of a setting, by its name.
 using ValueOf = std::function<std::string(const std::string& key)>;
 
-// Whether the rule holds for these values, which are each fine.
+// Checks the rule for these values, each of which has passed CheckValue.
 Outcome CheckRule(const ModelRule& rule, const ValueOf& valueOf);
 
-// Reads an IPv4 address in dotted decimal, four numbers without leading zeros. False, with
-// `address` untouched, when it is none.
+// Reads an IPv4 address in dotted decimal, four numbers without leading zeros. Returns false and
+// leaves `address` untouched when it is not one.
 bool ParseIpv4(std::string_view text, std::uint32_t& address);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The model: which keys a device has, what values they take and who may do what with them. It is
-// data, read from a file that device makers edit (docs/model.md); nothing here knows a device.
+// The model: the keys of a device, the values that they take and the clients that may use them. It
+// is data from a file that device makers edit (docs/model.md); the code knows no particular device.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +18,9 @@ enum class ValueType { kText, kInteger, kBoolean, kEnumeration, kMac, kIpv4, kPa
 enum class Access {
   kRead,       // from a source of live values, or a constant
   kReadWrite,  // a setting
-  kWriteOnly,  // a setting that is a secret: it can be set, never read
+  kWriteOnly,  // a secret setting: it can be set, never read
   kAction,     // setting it does something; nothing is stored
-  kParameter,  // a further value of the action whose name its own begins with
+  kParameter,  // a further value of an action, with whose name its own begins
 };
 
 struct ModelColumn {
@@ -44,8 +44,8 @@ struct ModelKey {
   bool optional = false;                  // the empty text is a value too
   bool netmask = false;                   // an IPv4 address that is a network mask
   std::vector<ModelColumn> columns;       // of a table
-  std::vector<std::string> clients;       // who may use the key; empty for everybody
-  bool shared = false;                    // other devices of the household can take it over
+  std::vector<std::string> clients;       // the clients that may use the key; empty for all
+  bool shared = false;                    // other devices of the household may take it over
   bool confined = false;                  // never part of an exported configuration
 
   bool IsSetting() const { return access == Access::kReadWrite || access == Access::kWriteOnly; }
@@ -53,7 +53,7 @@ struct ModelKey {
   bool IsOpenTo(std::string_view client) const;
 };
 
-// A demand on several settings together. It is looked at when a batch touches one of them.
+// A condition on several settings together. It is checked when a batch sets one of them.
 struct ModelRule {
   enum class Kind {
     kRequired,     // none of `keys` may be empty
@@ -64,14 +64,14 @@ struct ModelRule {
   std::string whenKey;  // only while this setting has the value whenValue; "" for always
   std::string whenValue;
   std::vector<std::string> keys;
-  std::string message;  // the sentence when it is broken
+  std::string message;  // the sentence for a broken rule
 
   bool Concerns(std::string_view key) const;
 };
 
 class Model {
  public:
-  // Whose model it is, and which: of two models of a device the newer has the larger version.
+  // The kind of device, and the version of its model: a newer model has a larger version.
   const std::string& DeviceName() const { return deviceName_; }
   std::int64_t Version() const { return version_; }
   void SetIdentity(std::string deviceName, std::int64_t version);
@@ -79,10 +79,10 @@ class Model {
   const std::vector<ModelKey>& Keys() const { return keys_; }
   const std::vector<ModelRule>& Rules() const { return rules_; }
 
-  // Null when there is no such key. Good for the model's life.
+  // Null when there is no such key. Valid as long as the model.
   const ModelKey* Find(std::string_view name) const;
 
-  // False, with the model unchanged, when there is a key of that name.
+  // Returns false and leaves the model unchanged when it has a key of that name.
   bool Add(ModelKey key);
   void Add(ModelRule rule) { rules_.push_back(std::move(rule)); }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads one member after the other; what belongs to a type of value is read in a function of its
-// own, which also says which members that type may have.
+// Reads one member after the other. Each type of value has a function that reads its members and
+// refuses others.
 #include "sysmgr/model/ModelParts.h"
 
 #include <regex.h>
@@ -57,7 +57,7 @@ bool IsKeyName(const std::string& name) {
   return key.IsValid() && key.Path() == name;
 }
 
-// What a page shows and no template has to escape.
+// Some templates escape these twice, so they may hold nothing that escaping changes.
 void CheckShown(const Object& object, const char* member, const std::string& text) {
   if (text.find_first_of("<>&\"'") != std::string::npos) {
     object.Fail("'" + std::string(member) + "' must not hold any of < > & \" '");
@@ -73,7 +73,7 @@ void CheckSentence(const Object& object, const char* member, const std::string& 
   if (text.back() != '.') object.Fail("'" + std::string(member) + "' must be a whole sentence");
 }
 
-// "" for a regular expression, else why it is none.
+// "" for a correct regular expression, else what is wrong with it.
 std::string FaultOfPattern(const std::string& pattern) {
   regex_t compiled;
   const int result = regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB);
@@ -94,9 +94,10 @@ void ReadPattern(const Object& object, ModelKey& key) {
   key.patternHelp = object.Text("pattern-help");
   CheckSentence(object, "pattern-help", key.patternHelp);
   const std::string pattern = object.Text("pattern");
-  // Alone: a)|(b would be one only between our own parentheses.
+  // Checks the pattern alone: a)|(b would be correct only inside our own parentheses.
   std::string fault = FaultOfPattern(pattern);
-  // Some libraries take a ")" too many for itself; it would close our parenthesis too.
+  // Some libraries accept an unmatched ")" as a character; inside our parentheses it would close
+  // them.
   if (fault.empty() && FaultOfPattern("(" + pattern).empty()) fault = "Unmatched )";
   const std::string whole = "^(" + pattern + ")$";
   if (fault.empty()) fault = FaultOfPattern(whole);
@@ -130,10 +131,10 @@ void ReadColumns(const Object& object, ModelKey& key) {
   if (key.columns.empty()) object.Fail("'columns' is empty");
 }
 
-// Members of a table.
+// The members that a table may have.
 const std::initializer_list<std::string_view> kTableMembers = {
     "key", "type", "access", "help", "clients", "source", "columns"};
-// Those of every key with a single value.
+// The members of every key with a single value.
 const std::initializer_list<std::string_view> kScalarMembers = {
     "key",     "type",     "access", "help",     "clients", "source",
     "default", "optional", "shared", "confined", "action"};
@@ -143,7 +144,7 @@ void ReadLimits(const Object& object, ModelKey& key) {
     case ValueType::kText:
     case ValueType::kPassword:
       object.AllowOnly(kScalarMembers, {"minimum", "maximum", "pattern", "pattern-help"});
-      // What a source gives needs no limits.
+      // Values from a source need no limits.
       if (!key.source.empty() && !object.Has("minimum") && !object.Has("maximum")) {
         key.maximum = kMaxTextCharacters;
       } else {
@@ -210,7 +211,7 @@ std::string Object::Text(const char* name, const std::string& otherwise) const {
 
 std::int64_t Object::Integer(const char* name) const {
   const json& value = Get(name);
-  // Unsigned numbers beyond the signed ones would come out negative.
+  // Unsigned numbers beyond the signed range would become negative.
   if (!value.is_number_integer() ||
       (value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX)) {
     Fail("'" + std::string(name) + "' must be a whole number");
@@ -260,7 +261,7 @@ void Object::AllowOnly(std::initializer_list<std::string_view> names,
 
 namespace {
 
-// What may be done with the key, and by whom else its value is used.
+// Reads how the key may be used, and who else may use its value.
 void ReadUse(const Object& object, ModelKey& key) {
   const bool isRead = key.access == Access::kRead;
   if (!isRead && (key.type == ValueType::kTable || !key.source.empty())) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The parts of a model file: what a key and a rule may say. Everything throws StartFailure that
-// begins with `where`, the place in the file, and goes on with what is wrong.
+// Reads the parts of a model file: keys and rules. All functions throw StartFailure with `where`,
+// the place in the file, followed by what is wrong there.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace ModelParts {
 
-// A JSON object whose members are asked for by name and type. The JSON must outlive it.
+// Reads members of a JSON object by name and type. The JSON must outlive it.
 class Object {
  public:
   Object(const nlohmann::json& json, std::string where);
@@ -24,12 +24,12 @@ class Object {
   std::string Text(const char* name) const;
   std::string Text(const char* name, const std::string& otherwise) const;
   std::int64_t Integer(const char* name) const;
-  bool Flag(const char* name) const;  // false when it isn't there
+  bool Flag(const char* name) const;  // false when it is missing
   const nlohmann::json& Array(const char* name) const;
   Object Member(const char* name) const;
-  std::vector<std::string> Texts(const char* name) const;  // at least one, none of them twice
+  std::vector<std::string> Texts(const char* name) const;  // at least one, none twice
 
-  // Any other member is a mistake, most likely a misspelt name.
+  // Refuses any other member, which is most likely a misspelt name.
   void AllowOnly(std::initializer_list<std::string_view> names,
                  std::initializer_list<std::string_view> more = {}) const;
 
@@ -42,7 +42,7 @@ class Object {
   std::string where_;
 };
 
-// `where` is used until the key's name is known, and then `file` with the name.
+// Messages name `where` until the key's name is known, and then `file` and the name.
 ModelKey ReadKey(const nlohmann::json& json, const std::string& where, const std::string& file);
 ModelRule ReadRule(const nlohmann::json& json, const std::string& where);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// First the JSON itself, with line numbers; then the file as a whole. What one key or rule may say
-// is in ModelParts.cpp.
+// Reads first the JSON, with line numbers, then the file as a whole. ModelParts.cpp reads each key
+// and rule.
 #include "sysmgr/model/ModelReader.h"
 
 #include <algorithm>
@@ -27,13 +27,14 @@ using nlohmann::json;
   throw StartFailure("model '" + path + "', line " + std::to_string(line) + ": " + what);
 }
 
-// The library's message without its own name and position in front.
+// The library's message without the library's name and the position at its start.
 std::string Reason(const std::string& message) {
   const std::size_t colon = message.find(": ");
   return colon == std::string::npos ? message : message.substr(colon + 2);
 }
 
-// JSON lets a member appear twice and the library keeps one of them. In a model that is a mistake.
+// Finds members that appear twice. JSON allows that and the library keeps one of them, but in a
+// model it is a mistake.
 class DuplicateFinder {
  public:
   bool operator()(int, json::parse_event_t event, json& parsed) {
@@ -56,7 +57,7 @@ json Parse(const std::string& path, const std::string& text) {
   DuplicateFinder finder;
   json document;
   try {
-    // By reference: the library copies its callback.
+    // Passed by reference, because the library copies its callback.
     document = json::parse(text, std::ref(finder));
   } catch (const json::parse_error& error) {
     FailAtByte(path, text, error.byte == 0 ? 0 : error.byte - 1, Reason(error.what()));
@@ -124,7 +125,7 @@ Model ReadModel(const std::string& path, const std::string& text) {
 
   Model model;
   model.SetIdentity(top.Text("device"), top.Integer("version"));
-  // Exported configurations name it.
+  // Exported configurations hold the device's name.
   if (model.DeviceName().empty() || !Utf8::IsSafe(model.DeviceName())) {
     top.Fail("'device' must be a text without control characters");
   }
