@@ -1,109 +1,155 @@
 // SPDX-License-Identifier: MIT
 #include "tests/FakeSystemManager.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <ctime>
 #include <new>
-#include <utility>
 
 #include "main/SvcMgrFunctions.h"
 #include "platform/Netstring.h"
+#include "platform/StringTable.h"
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace {
 
-constexpr int kPollMilliseconds = 5;
-constexpr unsigned kDeadlineMilliseconds = 5000;
+constexpr std::size_t kMaxBytesOfACall = 65536;
 
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::perror(what);
-  std::abort();
+FakeSystemManager* gPeer = nullptr;
+
+struct Connection {
+  std::string received;  // of the next request
+  std::string arriving;  // of answers
+  bool arrived;          // the next piece of it
+  bool closed;
+  unsigned sends, recvs, polls;
+} gConnection;
+
+int Fail(int error) {
+  errno = error;
+  return -1;
 }
 
-bool WaitFor(int file, const std::atomic<bool>& stop) {
-  pollfd entry = {file, POLLIN, 0};
-  while (!stop) {
-    if (poll(&entry, 1, kPollMilliseconds) > 0) return true;
-  }
-  return false;
+// Every other call fails: a signal has come, or there is nothing to do after all.
+bool FailsNow(unsigned& calls) {
+  errno = ++calls % 4 == 1 ? EINTR : EAGAIN;
+  return calls % 2 == 1;
+}
+
+FakeSystemManager::Reaction ReactionTo(const FakeSystemManager::Request& request) {
+  if (gPeer->react) return gPeer->react(request);
+  const auto reply = gPeer->replies.find(request[4]);
+  if (reply == gPeer->replies.end()) return {AnswerOf("1", "unknown key")};
+  return {AnswerOf("0", reply->second)};
+}
+
+void SetPeer(FakeSystemManager* peer) {
+  static SvcMgrFunctions service;
+  gPeer = peer;
+  gConnection = {"", "", false, true, 0, 0, 0};
+  gSysMgr.~SysMgrProxy();
+  new (&gSysMgr) SysMgrProxy("Vistel", service, "", FakeSystemManager::kSocket);
 }
 
 }  // namespace
 
-FakeSystemManager::FakeSystemManager(const std::string& path,
-                                     std::function<Reaction(const Request&)> react)
-    : path_(path), react_(std::move(react)), stop_(false), connections_(0) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  Require(path.copy(address.sun_path, sizeof address.sun_path - 1) == path.size(), "path");
-  unlink(path.c_str());
-  listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  Require(bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
-  Require(listen(listener_, 8) == 0, "listen");
-  thread_ = std::thread([this] { Serve(); });
+std::string AnswerOf(const std::string& result, const std::string& reply) {
+  std::string payload, answer;
+  Netstring::Append(payload, result);
+  Netstring::Append(payload, reply);
+  Netstring::Append(answer, payload);
+  return answer;
+}
+
+std::string TableText(unsigned columns, const std::vector<std::vector<std::string>>& rows) {
+  StringTable table(columns);
+  for (const auto& row : rows) table.AddCells({row.begin(), row.end()});
+  return table.Serialize();
+}
+
+FakeSystemManager::FakeSystemManager() {
+  SetPeer(this);
 }
 
 FakeSystemManager::~FakeSystemManager() {
-  stop_ = true;
-  thread_.join();
-  close(listener_);
-  unlink(path_.c_str());
+  SetPeer(nullptr);
 }
 
-std::vector<FakeSystemManager::Request> FakeSystemManager::Requests() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return requests_;
+// The linker puts these functions in the place of those without "__wrap_".
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+int __wrap_clock_gettime(clockid_t /*clock*/, timespec* now) {
+  const int milliseconds = gPeer != nullptr ? gPeer->milliseconds : 0;
+  *now = {milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
+  return 0;
 }
 
-void FakeSystemManager::Serve() {
-  while (WaitFor(listener_, stop_)) {
-    const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    Require(connection >= 0, "accept");
-    ++connections_;
-    Talk(connection);
-    close(connection);
+int __wrap_socket(int /*domain*/, int /*type*/, int /*protocol*/) {
+  return open("/dev/null", O_RDWR | O_CLOEXEC);
+}
+
+int __wrap_connect(int /*socket*/, const sockaddr* address, socklen_t /*size*/) {
+  const std::string path = reinterpret_cast<const sockaddr_un*>(address)->sun_path;
+  if (gPeer == nullptr || path != FakeSystemManager::kSocket) return Fail(ECONNREFUSED);
+  if (gPeer->milliseconds < gPeer->manners.busyMilliseconds) return Fail(EAGAIN);
+  ++gPeer->connections;
+  gConnection = {};
+  return 0;
+}
+
+ssize_t __wrap_send(int /*socket*/, const void* bytes, std::size_t size, int flags) {
+  Check((flags & MSG_NOSIGNAL) != 0, "a peer that is gone raises no signal");
+  if (gConnection.closed) return Fail(EPIPE);
+  if (FailsNow(gConnection.sends)) return -1;
+  std::string& received = gConnection.received;
+  size = std::min({size, kMaxBytesOfACall, gPeer->manners.requestBytes - received.size()});
+  if (size == 0) return Fail(EAGAIN);
+  received.append(static_cast<const char*>(bytes), size);
+  std::string_view left = received;
+  std::string_view payload;
+  if (!Netstring::Take(left, payload)) return static_cast<ssize_t>(size);
+
+  FakeSystemManager::Request request;
+  for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
+  received.erase(0, received.size() - left.size());
+  const FakeSystemManager::Reaction reaction = ReactionTo(request);
+  gPeer->requests.push_back(request);
+  gConnection.arriving += reaction.bytes;
+  gConnection.closed = reaction.close;
+  return static_cast<ssize_t>(size);
+}
+
+ssize_t __wrap_recv(int /*socket*/, void* bytes, std::size_t size, int flags) {
+  if ((flags & MSG_DONTWAIT) == 0 && FailsNow(gConnection.recvs)) return -1;
+  std::string& arriving = gConnection.arriving;
+  if (arriving.empty()) return gConnection.closed ? 0 : Fail(EAGAIN);
+  size = arriving.copy(static_cast<char*>(bytes), std::min(size, gPeer->manners.pieceBytes));
+  arriving.erase(0, size);
+  gConnection.arrived = false;
+  return static_cast<ssize_t>(size);
+}
+
+int __wrap_poll(pollfd* entry, nfds_t /*count*/, int timeout) {
+  if (entry != nullptr && FailsNow(gConnection.polls)) return Fail(EINTR);
+  int needed = INT_MAX;
+  if (entry != nullptr && entry->events == POLLOUT) {
+    if (gConnection.received.size() < gPeer->manners.requestBytes) needed = 0;
+  } else if (entry != nullptr && (!gConnection.arriving.empty() || gConnection.closed)) {
+    needed = gConnection.arrived ? 0 : gPeer->manners.pieceMilliseconds;
+    gConnection.arrived = needed <= timeout;
   }
+  gPeer->milliseconds += std::min(needed, timeout);
+  return needed <= timeout ? 1 : 0;
 }
 
-void FakeSystemManager::Talk(int connection) {
-  std::string received;
-  char buffer[65536];
-  while (WaitFor(connection, stop_)) {
-    const ssize_t count = recv(connection, buffer, sizeof buffer, 0);
-    if (count <= 0) return;
-    received.append(buffer, static_cast<std::size_t>(count));
-    std::string_view left = received;
-    std::string_view payload;
-    if (!Netstring::Take(left, payload)) continue;
-
-    Request request;
-    for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
-    received.erase(0, received.size() - left.size());
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      requests_.push_back(request);
-    }
-    const Reaction reaction = react_(request);
-    const std::size_t size = reaction.bytes.size();
-    const std::size_t step = reaction.pieceBytes != 0 ? reaction.pieceBytes : size + 1;
-    for (std::size_t i = 0; i < size; i += step) {
-      const std::string part = reaction.bytes.substr(i, step);
-      if (send(connection, part.data(), part.size(), MSG_NOSIGNAL) < 0) return;
-      if (reaction.pieceBytes != 0) std::this_thread::yield();
-    }
-    if (reaction.close) return;
-  }
-}
-
-void UseSystemManager(const std::string& socketPath) {
-  static SvcMgrFunctions service;
-  gSysMgr.~SysMgrProxy();
-  new (&gSysMgr) SysMgrProxy("Vistel", service, "", socketPath, kDeadlineMilliseconds);
-}
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

@@ -1,49 +1,51 @@
 // SPDX-License-Identifier: MIT
 //
-// A system manager for tests: does with each request what the test says, however rude.
+// A system manager for tests, in this process: programs that link this wrap the calls by which the
+// client library reaches one. Nothing opens a socket, and whoever waits for an answer waits by the
+// library's clock alone.
 #pragma once
 
-#include <atomic>
+#include <cstddef>
 #include <functional>
-#include <mutex>
+#include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "tests/Answer.h"
+// An answer, right or wrong, in the bytes of the wire.
+std::string AnswerOf(const std::string& result, const std::string& reply);
 
-class FakeSystemManager {
- public:
+// A table as it is written there.
+std::string TableText(unsigned columns, const std::vector<std::vector<std::string>>& rows);
+
+// While one lives (one at a time), connections to kSocket reach it. The program's own proxy is made
+// anew when it comes and when it goes.
+struct FakeSystemManager {
   using Request = std::vector<std::string>;  // the netstrings of the payload
 
   struct Reaction {
-    std::string bytes;           // sent as they are
-    std::size_t pieceBytes = 0;  // sent in pieces of this size, each in a packet; 0 for all at once
-    bool close = false;          // afterwards; otherwise the connection stays
+    std::string bytes;   // sent as they are
+    bool close = false;  // afterwards; otherwise the connection stays
   };
 
-  // Listens at `path` until the object goes. `react` runs in another thread.
-  FakeSystemManager(const std::string& path, std::function<Reaction(const Request&)> react);
+  struct Manners {
+    int busyMilliseconds = 0;                      // nobody can connect before
+    std::size_t requestBytes = std::string::npos;  // that it reads of a connection at most
+    std::size_t pieceBytes = std::string::npos;    // of an answer that arrive at once at most
+    int pieceMilliseconds = 0;                     // before each of the pieces
+  };
+
+  static constexpr char kSocket[] = "/system-manager";
+
+  FakeSystemManager();
   ~FakeSystemManager();
   FakeSystemManager(const FakeSystemManager&) = delete;
   FakeSystemManager& operator=(const FakeSystemManager&) = delete;
 
-  std::vector<Request> Requests() const;
-  unsigned Connections() const { return connections_; }
+  std::map<std::string, std::string> replies;     // by key; other keys are refused
+  std::function<Reaction(const Request&)> react;  // instead, when set
+  Manners manners;
 
- private:
-  void Serve();
-  void Talk(int connection);
-
-  std::string path_;
-  std::function<Reaction(const Request&)> react_;
-  int listener_;
-  std::atomic<bool> stop_;
-  std::atomic<unsigned> connections_;
-  mutable std::mutex mutex_;
-  std::vector<Request> requests_;
-  std::thread thread_;
+  int milliseconds = 0;  // on the library's clock
+  unsigned connections = 0;
+  std::vector<Request> requests;
 };
-
-// Puts a proxy to the system manager at that socket in the place of the program's; "" for none.
-void UseSystemManager(const std::string& socketPath);

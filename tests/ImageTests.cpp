@@ -80,18 +80,15 @@ class Images : public testing::Test {
  protected:
   Images()
       : folder_(testing::TempDir() + "vistel image"),
-        template_(folder_.Write("template.gif", Encode(Template()))),
-        peer_(Path("socket"), [this](const FakeSystemManager::Request& request) {
-          asked_ = request[4];
-          return FakeSystemManager::Reaction{AnswerOf(answer_ ? "0" : "1", answer_.value_or(""))};
-        }) {
-    UseSystemManager(Path("socket"));
+        template_(folder_.Write("template.gif", Encode(Template()))) {
+    peer_.react = [this](const auto& request) -> FakeSystemManager::Reaction {
+      asked_ = request[4];
+      return {AnswerOf(answer_ ? "0" : "1", answer_.value_or(""))};
+    };
     mkfifo(Path("pipe").c_str(), 0600);
   }
 
-  ~Images() override { UseSystemManager(""); }
-
-  std::string Path(const std::string& name) const { return folder_.Path() + "/" + name; }
+  std::string Path(const std::string& name) const { return folder_.Path(name); }
 
   static std::string Power(const std::string& path) {
     gSystemLog.clear();

@@ -1,34 +1,98 @@
 // SPDX-License-Identifier: MIT
 //
-// The platform's text helpers.
+// The client library of the system manager: its text helpers, the texts of its protocol, and the
+// proxy against peers that answer and against all kinds that don't. Most of what is malformed is in
+// the corpora of the fuzz targets `platform` and `frame`.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "base/Characters.h"
+#include "main/SvcMgrFunctions.h"
+#include "platform/ConfigKey.h"
+#include "platform/Netstring.h"
 #include "platform/RegExp.h"
 #include "platform/StringEscaper.h"
+#include "platform/StringTable.h"
+#include "platform/StringVector.h"
+#include "platform/SysMgrProxy.h"
+#include "tests/FakeSystemManager.h"
+#include "tests/TestFolder.h"
 
 using namespace std::string_literals;
 
+namespace {
+
+using Cells = std::vector<std::string>;
+using Reaction = FakeSystemManager::Reaction;
+using Request = FakeSystemManager::Request;
+
+constexpr int kDeadlineMilliseconds = 150;
+
+// As Proxy::Set writes them.
+constexpr char kNotReached[] =
+    "-1 The system manager could not be reached; the setting was not stored.|";
+constexpr char kNotAnswered[] =
+    "-1 The system manager did not answer; the setting may or may not be stored.|";
+constexpr char kRefused[] = " The system manager refused the request; the setting was not stored.|";
+
+std::vector<Cells> RowsOf(const StringTable& table) {
+  std::vector<Cells> rows(table.Rows());
+  for (unsigned row = 0; row < table.Rows(); ++row) {
+    for (unsigned i = 0; i < table.Columns(); ++i) rows[row].push_back(table.Get(row, i));
+  }
+  return rows;
+}
+
+class Proxy : public testing::Test {
+ protected:
+  SysMgrProxy Make(const std::string& authFile = "",
+                   const std::string& path = FakeSystemManager::kSocket) {
+    return SysMgrProxy("Vistel", service_, authFile, path, kDeadlineMilliseconds);
+  }
+
+  // "result reply"
+  static std::string Query(SysMgrProxy& proxy, const std::string& query = "k") {
+    std::string reply = "untouched";
+    const int result = proxy.sQueryKey("client", query, "0", reply);
+    return std::to_string(result) + " " + reply;
+  }
+
+  // The same of setting two keys: the rows of the reply, one alone where both are the same.
+  static std::string Set(SysMgrProxy& proxy) {
+    std::string reply;
+    const int result =
+        proxy.sSetKey("client", TableText(1, {{"k"}, {"l"}}), TableText(1, {{"1"}, {"2"}}), reply);
+    std::vector<Cells> rows = RowsOf(StringTable(reply, StringTable::kSerialized));
+    if (rows.size() == 2 && rows[0] == rows[1]) rows.pop_back();
+    std::string text = std::to_string(result) + " ";
+    for (const Cells& row : rows) text += row[0] + "|";
+    return text;
+  }
+
+  const TestFolder folder_{testing::TempDir() + "vistel-platform"};
+  SvcMgrFunctions service_;
+};
+
+}  // namespace
+
 TEST(RegExp, MatchesAndCaptures) {
-  using Groups = std::vector<std::string>;
-  const Groups untouched = {"untouched"};
+  const Cells untouched = {"untouched"};
   const struct {
     std::string pattern;
     int flags;
     std::string text;
-    Groups groups;  // `untouched` for no match
+    Cells groups;  // `untouched` for no match
   } rows[] = {
-      {"^multipart/form-data.*boundary=(.*)$",
-       1,
-       "multipart/form-data; boundary=a boundary=\"b\"",
-       {"multipart/form-data; boundary=a boundary=\"b\"", "\"b\""}},
-      {"^urlencoded*", 1, "urlencodeddd; a", {"urlencodeddd"}},
-      {"^urlencoded*", 1, "Urlencoded", untouched},
+      {"^f.*y=(.*)$", 1, "f; y=a y=\"b\"", {"f; y=a y=\"b\"", "\"b\""}},
+      {"^Ab*", 1, "abbb", untouched},
       {"^A(b)?", 1 | 2, "ac", {"a", ""}},
       {"(a)|(b)", 1, "xb", {"b", "", "b"}},
-      {"b+", 1, "abbc", {"bb"}},
       {"^a.b$", 1, "a\nb", {"a\nb"}},
       {"b.c$", 1, "a\0bxc"s, {"bxc"}},
       {"a.c", 1, "a\0c"s, untouched},
@@ -37,7 +101,7 @@ TEST(RegExp, MatchesAndCaptures) {
       {"(", 1, "(", untouched},
   };
   for (const auto& row : rows) {
-    Groups groups = untouched;
+    Cells groups = untouched;
     const RegExp expression(row.pattern, row.flags);
     EXPECT_EQ(expression.Match(row.text, &groups), row.groups != untouched) << row.pattern;
     EXPECT_EQ(groups, row.groups) << row.pattern << " on " << row.text;
@@ -46,16 +110,241 @@ TEST(RegExp, MatchesAndCaptures) {
 }
 
 TEST(StringEscaper, EscapesExactlyTheGivenBytes) {
+  EXPECT_EQ(StringEscaper("\\\"", '\\').Escape("a\\b\"c'\n\xE4\0"s), "a\\\\b\\\"c'\n\xE4\0"s);
+  EXPECT_EQ(StringEscaper("x\0"s, '!').Escape("x\0y!"s), "!x!\0y!"s);
+}
+
+TEST(StringVector, SplitsAndJoins) {
+  const std::pair<std::string, Cells> rows[] = {
+      {"", {}},        {"a", {"a"}},      {"1,2,,3,", {"1", "2", "", "3", ""}},
+      {",", {"", ""}}, {",a", {"", "a"}}, {"a\0,b"s, {"a\0"s, "b"}}};
+  for (const auto& [text, pieces] : rows) {
+    const StringVector vector(',', text);
+    EXPECT_EQ(Cells(vector.begin(), vector.end()), pieces) << text;
+    EXPECT_EQ(vector.Join(","), text);
+  }
+}
+
+TEST(StringTable, SerializedForm) {
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
   const struct {
-    std::string specials;
-    char escape;
-    std::string text, expected;
+    unsigned columns;
+    std::vector<Cells> rows;
+    std::string text;
+  } tables[] = {
+      {0, {}, "\0010:0:"},
+      {2, {}, "\0012:0:"},
+      {65536, {}, "\00165536:0:"},
+      {0, {{}, {}}, "\0010:2:"},
+      {1, {{""}}, ""},
+      {1, {{all}}, all},
+      {1, {{"\1"}}, "\0011:1:1:\1,"},
+      {2, {{"a", "b"}, {"c", ""}}, "\0012:2:1:a,1:b,1:c,0:,"},
+      {2, {{"", ""}}, "\0012:1:0:,0:,"},
+      {1, {{""}, {all}}, "\0011:2:0:,256:" + all + ","},
+  };
+  for (const auto& [columns, rows, text] : tables) {
+    EXPECT_EQ(TableText(columns, rows), text);
+    const StringTable table(text, StringTable::kSerialized);
+    EXPECT_EQ(table.Columns(), columns) << text;
+    EXPECT_EQ(RowsOf(table), rows) << text;
+  }
+}
+
+TEST(StringTable, CellsThatAreNotThereAreEmpty) {
+  StringTable table(2);
+  table.AddRow("a", "b");
+  table.AddRow(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr));
+  table.AddCells({"c"});
+  table.AddCells({"d", "e", "beyond"});
+  EXPECT_EQ(RowsOf(table), (std::vector<Cells>{{"a", "b"}, {"", ""}, {"c", ""}, {"d", "e"}}));
+  EXPECT_EQ(table.Get(0, 2) + table.Get(4, 0) + table.Get(~0U, 0), "");
+  EXPECT_EQ(table.Get(0, ~0U) + table.Get(~0U, ~0U), "");
+  StringTable moved = std::move(table);
+  EXPECT_EQ(table.Get(0, 0), "");  // NOLINT: that it is safe is the point
+  EXPECT_EQ(moved.Get(0, 1), "b");
+}
+
+TEST(Key, ValuesAndAddresses) {
+  const Config::Key::Key key("t{n=%2C%7d%00%25.{;: =\xFF}:a=1:b=2:a=3");
+  EXPECT_EQ(key.Selectors().at(0).value, ",}\0%.{;: =\xFF"s);
+  EXPECT_EQ(*key.Option("a") + *key.Option("b"), "12");
+  EXPECT_EQ(key.Option("c"), nullptr);
+  EXPECT_TRUE(EqualIgnoringCase("00:0b:3B:7f:aA:Ff", "00:0B:3b:7F:Aa:fF"));
+  EXPECT_FALSE(EqualIgnoringCase("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:03"));
+  EXPECT_FALSE(EqualIgnoringCase("00:0B:3B:7F:01:02", "00:0B:3B:7F:01:0"));
+  EXPECT_FALSE(EqualIgnoringCase("[", "{")) << "letters only";
+}
+
+TEST_F(Proxy, RequestsAndAnswers) {
+  FakeSystemManager peer;
+  peer.react = [](const Request& request) -> Reaction {
+    if (request[0] == "set") return {AnswerOf("0", TableText(1, {{""}, {"wrong"}}))};
+    return {AnswerOf("0", request[4] + "!")};
+  };
+  SysMgrProxy proxy = Make(folder_.Write("rpcauth", "se\ncret\n\n"));
+  EXPECT_EQ(peer.connections, 0U) << "nothing is connected before the first request";
+  const std::string large(200000, 'x');
+  EXPECT_EQ(Query(proxy, "a\0b"s), "0 a\0b!"s);
+  EXPECT_EQ(Query(proxy, large), "0 " + large + "!");
+  EXPECT_EQ(Set(proxy), "0 |wrong|");
+  EXPECT_EQ(peer.connections, 1U);
+  const std::vector<Request> expected = {
+      {"query", "Vistel", "se\ncret\n", "client", "a\0b"s, "0"},
+      {"query", "Vistel", "se\ncret\n", "client", large, "0"},
+      {"set", "Vistel", "se\ncret\n", "client", TableText(1, {{"k"}, {"l"}}),
+       TableText(1, {{"1"}, {"2"}})},
+  };
+  EXPECT_EQ(peer.requests, expected);
+}
+
+TEST_F(Proxy, AuthorisationFile) {
+  ASSERT_EQ(mkfifo(folder_.Path("fifo").c_str(), 0600), 0);
+  const std::string longest(4096, 's');
+  const std::pair<std::string, std::string> rows[] = {
+      {folder_.Path("missing"), ""},
+      {folder_.Path(), ""},
+      {folder_.Path("fifo"), ""},
+      {folder_.Write("newline", "\n"), ""},
+      {folder_.Write("bytes", "a\0b\r\n"s), "a\0b\r"s},
+      {folder_.Write("longest", longest), longest},
+      {folder_.Write("longest-line", longest + "\n"), longest},
+      {folder_.Write("longer", longest + "s"), ""},
+      {folder_.Write("longer-line", longest + "s\n"), ""},
+  };
+  FakeSystemManager peer;
+  peer.react = [](const Request& request) -> Reaction { return {AnswerOf("0", request[2])}; };
+  for (const auto& [file, authorisation] : rows) {
+    SysMgrProxy proxy = Make(file);
+    EXPECT_EQ(Query(proxy), "0 " + authorisation) << file;
+  }
+}
+
+TEST_F(Proxy, Results) {
+  const struct {
+    std::string result, answer, set;
   } rows[] = {
-      {"\\\"", '\\', "a\\b\"c'\n\xE4\0"s, "a\\\\b\\\"c'\n\xE4\0"s},
-      {"x\0"s, '!', "x\0y!"s, "!x!\0y!"s},
-      {"a", 'a', "", ""},
+      {"0", TableText(1, {{""}, {""}}), "0 |"},
+      {"0", TableText(1, {{""}, {""}, {"together"}}), "0 ||together|"},
+      {"1", TableText(1, {{"bad"}, {""}}), "1"s + kRefused},
+      {"2", "no", "2"s + kRefused},
+      {"0", "", kNotAnswered},
+      {"0", "one row", kNotAnswered},
+      {"0", "\1 broken", kNotAnswered},
+      {"0", "\0012:2:0:,0:,0:,0:,", kNotAnswered},
+  };
+  FakeSystemManager peer;
+  for (const auto& row : rows) {
+    peer.react = [&](const Request&) -> Reaction { return {AnswerOf(row.result, row.answer)}; };
+    SysMgrProxy proxy = Make();
+    EXPECT_EQ(Set(proxy), row.set) << row.answer;
+    EXPECT_EQ(Query(proxy), row.result + " " + (row.result == "0" ? row.answer : ""));
+    EXPECT_EQ(proxy.LastMessage(), row.result == "0" ? "" : row.answer);
+  }
+}
+
+TEST_F(Proxy, StalledAnswersEndWithTheDeadline) {
+  constexpr std::size_t kAll = std::string::npos;
+  const std::string good = AnswerOf("0", "abc");
+  const struct {
+    const char* what;
+    std::string bytes;
+    FakeSystemManager::Manners manners;
+    int waited = kDeadlineMilliseconds;  // less: the answer comes in time
+    const char* set = kNotAnswered;
+  } rows[] = {
+      {"silence", "", {}},
+      {"half an answer", good.substr(0, 6), {}},
+      {"all but the last byte", good.substr(0, good.size() - 1), {}},
+      {"an announcement", "16777216:", {}},
+      {"each byte a bit late", good, {0, kAll, 1, 30}},
+      {"two pieces", good, {0, kAll, 7, 30}, 60},
+      {"a full queue", good, {999}, kDeadlineMilliseconds, kNotReached},
+      {"a queue that was full", good, {135}, 140},
+      {"half a request", good, {0, 20}, kDeadlineMilliseconds, kNotReached},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(StringEscaper(row.specials, row.escape).Escape(row.text), row.expected);
+    SCOPED_TRACE(row.what);
+    FakeSystemManager peer;
+    peer.manners = row.manners;
+    peer.react = [&](const Request&) -> Reaction { return {row.bytes}; };
+    SysMgrProxy proxy = Make();
+    const bool inTime = row.waited < kDeadlineMilliseconds;
+    EXPECT_EQ(Query(proxy), inTime ? "0 abc" : "-1 ");
+    EXPECT_EQ(peer.milliseconds, row.waited);
+    if (inTime) continue;
+    // Nobody waits a second time.
+    const std::size_t asked = peer.requests.size();
+    EXPECT_EQ(Query(proxy) + Set(proxy), "-1 "s + kNotReached);
+    EXPECT_EQ(peer.requests.size(), asked);
+    EXPECT_EQ(peer.milliseconds, row.waited);
+    SysMgrProxy another = Make();
+    EXPECT_EQ(Set(another), row.set);
   }
+}
+
+// What comes late, or without being asked for, is the answer to nothing.
+TEST_F(Proxy, AnAnswerIsNeverTakenForAnother) {
+  const std::string good = AnswerOf("0", "good");
+  const std::string stale = AnswerOf("0", "stale");
+  const struct {
+    std::string bytes;
+    bool close;
+    const char* first;
+  } rows[] = {
+      {good + stale, false, "0 good"},
+      {good + "9", false, "0 good"},
+      {good, true, "0 good"},
+      {"", true, "-1 "},
+      {good.substr(0, 9), true, "-1 "},
+      {"5:hello," + stale, false, "-1 "},
+      {AnswerOf("00", "good") + stale, false, "-1 "},
+  };
+  for (const auto& row : rows) {
+    for (const std::size_t pieceBytes : {std::string::npos, good.size(), std::size_t{1}}) {
+      SCOPED_TRACE(row.bytes + " " + std::to_string(pieceBytes));
+      FakeSystemManager peer;
+      peer.manners.pieceBytes = pieceBytes;
+      peer.react = [&](const Request& request) -> Reaction {
+        if (request[4] == "own") return {AnswerOf("0", "own")};
+        return {row.bytes, row.close};
+      };
+      SysMgrProxy proxy = Make();
+      EXPECT_EQ(Query(proxy), row.first);
+      EXPECT_EQ(Query(proxy, "own"), "0 own");
+      EXPECT_EQ(peer.connections, 2U);
+      EXPECT_EQ(Set(proxy), kNotAnswered);
+      EXPECT_EQ(Query(proxy, "own"), "0 own");
+      EXPECT_EQ(peer.requests.size(), 4U) << "no request is sent twice";
+    }
+  }
+}
+
+TEST_F(Proxy, WithoutAPeer) {
+  std::optional<FakeSystemManager> peer;
+  peer.emplace();
+  for (const std::string& path : {"/none"s, FakeSystemManager::kSocket + std::string(200, 'p')}) {
+    SysMgrProxy proxy = Make("", path);
+    EXPECT_EQ(Query(proxy) + Set(proxy), "-1 "s + kNotReached) << path;
+  }
+  peer.reset();
+  SysMgrProxy proxy = Make();
+  EXPECT_EQ(Query(proxy) + Set(proxy), "-1 "s + kNotReached);
+  peer.emplace().replies["k"] = "up";
+  EXPECT_EQ(Query(proxy), "0 up") << "it comes up later";
+}
+
+TEST_F(Proxy, SizeLimits) {
+  FakeSystemManager peer;
+  peer.react = [](const Request& request) -> Reaction {
+    return {AnswerOf("0", std::string(request[4] == "most" ? (16U << 20) - 14 : 0, 'x'))};
+  };
+  SysMgrProxy proxy = Make();
+  EXPECT_EQ(Query(proxy, "most").size(), 2 + (16U << 20) - 14);
+  // 5:query,6:Vistel,0:,6:client,<7 digits>:...,1:0,
+  constexpr std::size_t kFrame = 8 + 9 + 3 + 9 + 9 + 4;
+  EXPECT_EQ(Query(proxy, std::string((1U << 20) - kFrame, 'q')), "0 ");
+  EXPECT_EQ(Query(proxy, std::string((1U << 20) - kFrame + 1, 'q')), "-1 ");
+  EXPECT_EQ(peer.requests.size(), 2U) << "the request beyond the limit was not sent";
 }

@@ -7,14 +7,6 @@
 
 #include <cstdio>
 
-std::string TakeContent(int descriptor) {
-  std::string content(static_cast<std::size_t>(lseek(descriptor, 0, SEEK_END)), '\0');
-  const ssize_t size = pread(descriptor, content.data(), content.size(), 0);
-  content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-  close(descriptor);
-  return content;
-}
-
 bool RunOnto(int output, const std::function<void()>& run) {
   std::fflush(stdout);
   const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
@@ -31,5 +23,8 @@ bool RunOnto(int output, const std::function<void()>& run) {
 std::string OutputOf(const std::function<void()>& run) {
   const int file = memfd_create("output", MFD_CLOEXEC);
   RunOnto(file, run);
-  return TakeContent(file);
+  std::string content(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
+  const ssize_t size = pread(file, content.data(), content.size(), 0);
+  close(file);
+  return content.substr(0, size > 0 ? static_cast<std::size_t>(size) : 0);
 }

@@ -6,9 +6,6 @@
 #include <functional>
 #include <string>
 
-// All that a file holds, wherever it is read or written next; closes it.
-std::string TakeContent(int descriptor);
-
 // Runs with `output` as descriptor 1; none when it is negative. What stdout holds goes to where it
 // belongs. True when the descriptor is still open afterwards.
 bool RunOnto(int output, const std::function<void()>& run);

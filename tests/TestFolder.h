@@ -4,15 +4,25 @@
 // whole.
 #pragma once
 
+#include <stdlib.h>
+
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 
 class TestFolder {
  public:
   // Makes a new folder below `parent`, which is made too when it isn't there.
-  explicit TestFolder(const std::string& parent);
-  ~TestFolder();
+  explicit TestFolder(const std::string& parent) : path_(parent + "/XXXXXX") {
+    std::filesystem::create_directories(parent);
+    if (mkdtemp(path_.data()) == nullptr) abort();
+  }
+  ~TestFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
   TestFolder(const TestFolder&) = delete;
   TestFolder& operator=(const TestFolder&) = delete;
 
@@ -20,7 +30,12 @@ class TestFolder {
   std::string Path(const std::string& name) const { return path_ + "/" + name; }
 
   // Writes a file, given relative to the folder; folders in its name are made. Returns its path.
-  std::string Write(const std::string& name, const std::string& content) const;
+  std::string Write(const std::string& name, const std::string& content) const {
+    const std::string file = Path(name);
+    std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+  }
 
  private:
   std::string path_;
