@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What can fail comes first.
+// Steps that can fail come first.
 #include "simulator/Restarts.h"
 
 Outcome Restarts::Restart() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Restart and factory reset of the simulated device. The service itself runs on: each part forgets
-// what it would forget.
+// Restart and factory reset of the simulated device. The service itself keeps running, while each
+// part forgets what a restarted device would forget.
 //
 // Actions: "restart", "factory-reset".
 #pragma once
@@ -22,13 +22,13 @@ class Restarts {
   Restarts(Settings& settings, FirmwareUpdate& firmware, Powerline& powerline, EventLog& log)
       : settings_(settings), firmware_(firmware), powerline_(powerline), log_(log) {}
 
-  // Called on each restart: what is kept in memory only is forgotten.
+  // Called on each restart, to forget everything that is kept only in memory.
   void AddListener(std::function<void()> listener) { listeners_.push_back(std::move(listener)); }
 
   // Both are refused while firmware is being installed.
   Outcome Restart();
-  // The settings have their defaults, what was told about stations is forgotten, and then as
-  // Restart; or nothing of it. The installed firmware stays.
+  // Resets the settings to their defaults, forgets the names and additions of stations, and then
+  // does the same as Restart; or does nothing. The installed firmware stays.
   Outcome FactoryReset();
 
   void OfferTo(Sources& sources);

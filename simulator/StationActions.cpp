@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Events name a station by its address: names are anybody's words.
+// Events name a station by its address, because strangers choose the names.
 #include "simulator/StationActions.h"
 
 #include <optional>

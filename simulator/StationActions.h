@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Naming stations and adding them to the network.
+// Names stations and adds them to the network.
 //
 // Actions: "name-station" (the new name; parameter MacAddress) and "add-station" (a device
 // password).

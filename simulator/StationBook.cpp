@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A value for each station and question.
+// One stored value per station and property.
 #include "simulator/StationBook.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the owner has told this device about stations: the names they go by here, and those that
-// were added. It is kept with the settings, under names of the service's own, and goes with them.
+// What the owner has stored about stations: their names on this device, and which were added. It is
+// stored with the settings, under names of the service's own, and is removed with them.
 #pragma once
 
 #include <string>
@@ -13,12 +13,12 @@ class StationBook {
   // The settings must outlive the book.
   explicit StationBook(Settings& settings) : settings_(settings) {}
 
-  // What the local station calls itself.
+  // The local station's name.
   const std::string& LocalName() const;
 
-  // MAC addresses are those that Powerline gives, with letters in upper case.
+  // MAC addresses are in the form that Powerline returns, with letters in upper case.
 
-  // The owner's name for a station; "" where it goes by its own.
+  // The owner's name for a station; "" if it has none.
   const std::string& NameOf(const std::string& macAddress) const;
   bool IsAdded(const std::string& macAddress) const;
 
@@ -26,7 +26,7 @@ class StationBook {
   Outcome SetName(const std::string& macAddress, const std::string& name);
   Outcome Add(const std::string& macAddress);
 
-  // Another number whenever an answer may be another one.
+  // Changes whenever one of the answers may have changed.
   unsigned Changes() const { return settings_.Changes(); }
 
  private:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// sysmgrctl: the system manager for people at a terminal, over the client library. What comes from
-// the network is shown without control characters and what is no UTF-8, so that no station's name
-// can drive a terminal.
+// sysmgrctl: uses the system manager from a terminal, with the client library. It shows texts from
+// the network without control characters and malformed UTF-8, so that no station's name can control
+// the terminal.
 #include <poll.h>
 
 #include <csignal>
@@ -47,7 +47,7 @@ void OnInterrupt(int) {
   gInterrupted = 1;
 }
 
-// Whether all of it came through is asked once, at the end.
+// Doesn't check for errors, which are checked once, at the end.
 void Write(const std::string& text, std::FILE* stream) {
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
 }
@@ -136,7 +136,7 @@ int Watch(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
     }
     first = false;
     last = std::move(text);
-    // Blocked between the look and the pause, a signal can't fall in between and be slept over.
+    // Signals are blocked between the check and the pause, so that the pause can't miss one.
     sigset_t open;
     sigprocmask(SIG_BLOCK, &blocked, &open);
     if (gInterrupted == 0) ppoll(nullptr, 0, &kWatchPause, &open);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Puts the device's parts together, the ones that others rely on first.
+// Creates the device's parts, first those that others need.
 #include "sysmgr/Features.h"
 
 #include <utility>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// Whether a value would do, told while the page is still being filled in.
+// Lets a page check a value while the user is still typing.
 void OfferCheck(Sources& sources, const Settings& settings) {
   ValueSource check;
   check.selectors = {"Key", "Value"};
@@ -21,7 +21,7 @@ void OfferCheck(Sources& sources, const Settings& settings) {
   sources.OfferValue("setting-check", std::move(check));
 }
 
-// The file holds a double for each carrier, as this machine keeps them.
+// The file holds a double for each carrier, in native byte order.
 void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& files) {
   ValueSource snr;
   snr.makesFile = true;
@@ -74,7 +74,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   AddEvents(settings);
 }
 
-// What the owner will find in the device's log, beside what the parts write there themselves.
+// Adds the events of the device's log that the parts don't add themselves.
 void Features::AddEvents(Settings& settings) {
   settings.AddObserver(
       [this](const std::vector<std::string>& keys) { log_.AddNames("Settings changed", keys); });

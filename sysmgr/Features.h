@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The parts of the simulated device, put together: everything that the project's model names as a
-// source or an action.
+// Creates the parts of the simulated device, which offer every source and action that the project's
+// model names.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@
 struct FeatureSetup {
   std::uint64_t seed = 1;                   // of the powerline
   std::function<std::int64_t()> timeOfDay;  // seconds; may jump in either direction
-  std::function<std::int64_t()> steady;     // seconds; never runs backwards
+  std::function<std::int64_t()> steady;     // seconds of the monotonic clock
   std::string filesFolder;                  // for files to fetch
   std::string uploadFile;
   std::string stateFolder;  // for firmware images
@@ -41,12 +41,12 @@ class Features {
   const Sources& All() const { return sources_; }
   Powerline& GetPowerline() { return powerline_; }
 
-  // How a firmware image is installed bit by bit.
+  // Sets how the steps of an installation of firmware are called.
   void RunStepsWith(FirmwareUpdate::StepRunner runner) {
     firmware_.RunStepsWith(std::move(runner));
   }
 
-  // What is due even when nobody asks.
+  // Does the work that is due without a request.
   void OnTimer();
 
  private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// sysmgrd: the command line, and the status with which it ends.
+// sysmgrd: its command line and its exit status.
 #include <malloc.h>
 
 #include <cstdio>
@@ -17,8 +17,8 @@ namespace {
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
-// Buffers from this size on go back to the system when they are freed. Large answers are rare; the
-// C library would learn from the first one to keep such memory for itself.
+// Buffers of at least this size go back to the system when they are freed. Large answers are rare,
+// but after the first one the C library would keep such memory.
 constexpr int kLargeBufferBytes = 256 * 1024;
 constexpr int kKeptHeapBytes = 1 << 20;
 
@@ -47,8 +47,8 @@ int Run(const Options& options) {
 
 int main(int count, char** arguments) {
   mallopt(M_MMAP_THRESHOLD, kLargeBufferBytes);
-  // Naming one threshold stops the library from adapting the other: the heap would shrink and grow
-  // with every answer.
+  // Setting one threshold stops the library from adapting the other one; without this, the heap
+  // would shrink and grow with every answer.
   mallopt(M_TRIM_THRESHOLD, kKeptHeapBytes);
   Options options;
   try {

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Which sentences an action can answer with.
+// The topics of the sentences that an action can return.
 struct ActionTopic {
   std::string_view action;
   Topic topic;

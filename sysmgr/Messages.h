@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What translators need: every sentence that a service with this model can put on a page.
+// Lists, for translators, every sentence that a service with this model can put on a page.
 #pragma once
 
 #include <set>
@@ -8,6 +8,6 @@
 
 #include "sysmgr/model/Model.h"
 
-// With the model's limits filled in; the sentences of the parts come with the actions that the
-// model names.
+// Fills in the model's limits. Includes the sentences of a part if the model names one of its
+// actions.
 std::set<std::string> MessagesOf(const Model& model);

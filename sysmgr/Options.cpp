@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Names the build's paths, and nobody else does.
+// The only file that knows the build's paths.
 #include "sysmgr/Options.h"
 
 #include <getopt.h>

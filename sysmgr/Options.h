@@ -19,7 +19,7 @@ struct Options {
   std::uint64_t seed = 1;
 };
 
-// Throws StartFailure with what is wrong. The defaults are those of the build.
+// Throws StartFailure with what is wrong. The build sets the defaults.
 Options ParseOptions(int count, char** arguments);
 
 // The text of --help.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Puts the parts together, the ones that others rely on first.
+// Creates the parts, first those that others need.
 #include "sysmgr/Serve.h"
 
 #include <chrono>

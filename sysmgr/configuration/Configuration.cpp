@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Out: the settings as text, perhaps enciphered. In: the upload file, judged key by key, then as a
-// whole, then kept until it is wanted or stored at once.
+// Exports the settings as text, plain or enciphered. For a restore, checks the uploaded file key by
+// key and then as a whole, and then keeps it until it is confirmed, or stores it at once.
 #include "sysmgr/configuration/Configuration.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ Configuration::Pending::~Pending() {
 Configuration::Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload,
                              Clock clock)
     : settings_(settings), files_(files), upload_(upload), clock_(std::move(clock)) {
-  // A password that is no longer set is nowhere.
+  // Forget the derived key when the password changes.
   settings_.AddObserver([this](const std::vector<std::string>& keys) {
     if (std::find(keys.begin(), keys.end(), kPassword) != keys.end()) cipher_.Forget();
   });
@@ -164,7 +164,7 @@ Outcome Configuration::ReadUpload(std::string_view password, Secret& text) {
   const UploadedFile::Opened upload = upload_.Open();
   Outcome outcome = UploadedFile::Read(upload, kMaxFileBytes, text.Text());
   const bool isSealed = ConfigurationCipher::IsSealed(text.Text());
-  // The file is kept: it need not be uploaded again.
+  // Keeps the file, so that it need not be uploaded again.
   if (isSealed && clock_() < retry_) return Sentence::kTryAgain;
   upload_.Delete(upload);
   if (!isSealed) return outcome;
@@ -186,7 +186,7 @@ Outcome Configuration::Load(const ActionRequest& request, PendingPointer& loaded
   loaded->settings = std::move(parsed.settings);
   if (!parsed.outcome.IsSuccess()) return std::move(parsed.outcome);
   ProblemList& mistakes = parsed.mistakes;
-  // What the file's form has lost, its values can't tell.
+  // If the file is so malformed that it names no device, doesn't check its values.
   if (parsed.identity.device.empty() && mistakes.Count() > 0) return Refuse(std::move(mistakes));
   const Model& model = settings_.Definitions();
   if (parsed.identity.device != model.DeviceName()) return Sentence::kOtherDevice;
@@ -204,13 +204,13 @@ Outcome Configuration::ExamineOne(const std::string& key, const std::string& val
   return settings_.Check(key, value, client);
 }
 
-// Judges the values and, when each is fine, all of them together. `mistakes`: those of the file.
+// Checks each value and, if all are correct, the values together. `mistakes`: those of the file.
 Outcome Configuration::Examine(const Storage::Batch& batch, std::string_view client,
                                ProblemList mistakes) {
   const std::size_t before = mistakes.Count();
   std::set<std::string_view> seen;
   for (const auto& [key, value] : batch) {
-    if (key.empty()) continue;  // has been told: the file names none there
+    if (key.empty()) continue;  // the reader has reported the missing key
     Outcome outcome = ExamineOne(key, value, client);
     if (outcome.IsSuccess() && !seen.insert(key).second) outcome = Sentence::kTwice;
     if (!outcome.IsSuccess()) mistakes.Add(std::move(outcome).AboutKey(key));
@@ -229,7 +229,7 @@ Outcome Configuration::Refuse(ProblemList mistakes) {
 }
 
 Outcome Configuration::Apply(const Pending& pending, std::string_view client) {
-  // It was fine when it was loaded; another client may ask now.
+  // Checks again, because the client that applies it may not be the one that loaded it.
   Outcome outcome = Examine(pending.settings, client, {});
   if (outcome.IsSuccess()) outcome = settings_.Store(pending.settings);
   if (outcome.IsSuccess() && onRestored_) onRestored_();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Exports the settings and takes exported ones back. The rule to know: a configuration comes back
-// whole or not at all, and never past the checks that a page's settings go through.
+// Exports the settings and restores exported ones. The rule to know: a configuration is restored
+// whole or not at all, and only after the same checks as settings from a page.
 //
 // It offers the values "config-show", "config-show-crypt", "auto-config-show",
 // "config-password-set" and "config-pending", the tables "config-changes" and "config-mistakes" and
@@ -24,39 +24,40 @@
 
 class Configuration {
  public:
-  // A configuration that was checked waits this long for its owner to say yes; what was wrong with
-  // one is told for as long.
+  // How long a checked configuration waits for the owner's confirmation, and how long the problems
+  // of a refused one are kept.
   static constexpr std::int64_t kPendingSeconds = 600;
 
-  using Clock = std::function<std::int64_t()>;  // seconds, never runs backwards
+  using Clock = std::function<std::int64_t()>;  // seconds of the monotonic clock
 
-  // A wrong password takes a hash, in which nobody else is answered; the next one has to wait.
+  // The pause after a wrong password: each attempt computes a hash, during which no client is
+  // answered.
   static constexpr std::int64_t kRetrySeconds = 2;
 
-  // All must outlive the configuration; it must be there while settings are stored.
+  // All must outlive the configuration, which must outlive every storing of settings.
   Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload, Clock clock);
 
   // The configuration must outlive the sources.
   void OfferTo(Sources& sources);
 
-  // Told of every configuration that was restored, after its settings were stored.
+  // Called for every restored configuration, after its settings have been stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
 
-  // Forgets what is kept in memory only: a pending configuration, mistakes, and the key of the
-  // password.
+  // Forgets everything that is kept only in memory: a pending configuration, mistakes, and the key
+  // of the password.
   void Restart() {
     pending_.reset();
     mistakes_ = {};
     cipher_.Forget();
   }
 
-  // Forgets a pending configuration and mistakes whose time is over.
+  // Forgets a pending configuration and mistakes whose time has passed.
   void DropOld();
 
  private:
   enum class Part { kReadable, kAll, kShared };
 
-  // Wiped when it goes: there may be secrets in it.
+  // Wiped when it is destroyed, because it may hold secrets.
   struct Pending {
     Storage::Batch settings;
     std::int64_t since = 0;
@@ -90,8 +91,8 @@ class Configuration {
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;
-  ProblemList mistakes_;  // of the configuration that was refused last
+  ProblemList mistakes_;  // of the last refused configuration
   std::int64_t mistakesSince_ = 0;
-  std::int64_t retry_ = 0;  // when an enciphered file is read again
+  std::int64_t retry_ = 0;  // the time from which enciphered files are read again
   std::function<void()> onRestored_;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A file is a header (a line of text, salt, nonce) and the sealed text behind it. The header is
-// authenticated with it.
+// A file is a header (a line of text, salt, nonce) and the sealed text, which also authenticates
+// the header.
 #include "sysmgr/configuration/ConfigurationCipher.h"
 
 #include <sodium.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The line without its version and newline: what tells these files from others, of any version.
+// The line without its version and newline, which all versions of these files begin with.
 constexpr std::string_view kMagic = "vistel-configuration ";
 constexpr std::string_view kLine = "vistel-configuration 1\n";
 constexpr std::size_t kSaltBytes = crypto_pwhash_SALTBYTES;
@@ -28,7 +28,7 @@ const unsigned char* Bytes(std::string_view text) {
 }
 
 void Initialise() {
-  // Again and again costs nothing.
+  // Further calls cost nothing.
   if (sodium_init() < 0) throw std::bad_alloc();
 }
 
@@ -38,7 +38,7 @@ std::string Random(std::size_t size) {
   return bytes;
 }
 
-// False when there is not enough memory.
+// Returns false when there is not enough memory.
 bool Derive(const std::string& password, std::string_view salt, std::string& key) {
   key.resize(kKeyBytes);
   return crypto_pwhash(Bytes(key), key.size(), password.data(), password.size(), Bytes(salt),
@@ -67,7 +67,8 @@ Outcome ConfigurationCipher::Seal(std::string_view plain, const std::string& pas
     if (!Derive(password, salt_, key_)) return Sentence::kNoMemory;
     password_ = password;
   }
-  // Random nonces of this length may be drawn for one key as often as one likes.
+  // Nonces of this length are long enough to be chosen at random for any number of files with one
+  // key.
   sealed = std::string(kLine) + salt_ + Random(kNonceBytes);
   sealed.resize(kHeaderBytes + plain.size() + kTagBytes);
   crypto_aead_xchacha20poly1305_ietf_encrypt(

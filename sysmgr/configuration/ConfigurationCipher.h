@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Enciphered configurations (docs/configuration.md). The rule to know: nothing that a file says
-// decides how much work it makes; the limits belong to the format's version.
+// Enciphered configurations (docs/configuration.md). The rule to know: the content of a file never
+// decides the cost of opening it; the costs belong to the format's version.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,8 @@
 
 #include "sysmgr/log/Outcome.h"
 
-// A text that is wiped when it goes. It is made whole: growing would leave pieces behind.
+// A text that is wiped when it is destroyed. It must be made whole, because growing it would leave
+// copies of its parts in memory.
 class Secret {
  public:
   Secret() = default;
@@ -31,8 +32,8 @@ class Secret {
 
 class ConfigurationCipher {
  public:
-  // Work that a guess of the password costs: Argon2id, version 1.3, one lane. 12 MiB is what a
-  // small device can spare for a moment, and with it three passes are the least that is advised.
+  // The cost of a guess of the password: Argon2id, version 1.3, one lane. A small device can spare
+  // 12 MiB for a moment; with that memory, three passes are the recommended minimum.
   static constexpr std::size_t kHashMemoryBytes = std::size_t{12} << 20;
   static constexpr unsigned kHashPasses = 3;
 
@@ -41,23 +42,22 @@ class ConfigurationCipher {
   ConfigurationCipher(const ConfigurationCipher&) = delete;
   ConfigurationCipher& operator=(const ConfigurationCipher&) = delete;
 
-  // Gives the enciphered form of a text. Fails when there is not enough memory for it. The key of
-  // the last password is kept, so that only the first file under a password takes the time of its
-  // hash.
+  // Enciphers a text. Fails when there is not enough memory. Keeps the key of the last password, so
+  // that only the first file with a password takes the time of its hash.
   Outcome Seal(std::string_view plain, const std::string& password, std::string& sealed);
 
   // Wipes the kept password and its key.
   void Forget();
 
-  // Whether the bytes are to be deciphered, rather than read as they are.
+  // Whether the bytes are an enciphered file.
   static bool IsSealed(std::string_view file);
 
-  // Gives the text; after a failure `plain` is empty. A wrong password looks like a file that was
-  // changed.
+  // Deciphers a file; after a failure, `plain` is empty. A wrong password can't be told from a
+  // changed file.
   static Outcome Open(std::string_view file, const std::string& password, Secret& plain);
 
  private:
-  std::string password_;  // of the key below; "" when there is none
+  std::string password_;  // the password of the key below; "" when there is none
   std::string salt_;
   std::string key_;
 };

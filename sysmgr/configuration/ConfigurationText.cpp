@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Written by hand, read by a library. A document type is refused before any of it is read: that is
-// where entities come from, and with them all that XML can do to its reader.
+// Our own code writes the text; a library reads it. A document type is refused before any of it is
+// read, because it could define entities, with which XML can attack its reader.
 #include "sysmgr/configuration/ConfigurationText.h"
 
 #include <expat.h>
@@ -21,7 +21,7 @@ constexpr std::string_view kRoot = "configuration";
 constexpr std::string_view kRootBegin = "<configuration";
 constexpr std::string_view kSetting = "setting";
 
-// Longest name of a key that is not ours and still repeated in a message.
+// The longest unknown key that a message repeats.
 constexpr std::size_t kMaxShownKeyBytes = 64;
 
 std::string Escape(std::string_view text) {
@@ -48,7 +48,7 @@ std::string Escape(std::string_view text) {
   return escaped;
 }
 
-// Reads one document. The library's callbacks are C: nothing is thrown through them.
+// Reads one document. The callbacks of the C library must not throw.
 class Reader {
  public:
   Reader() : parser_(XML_ParserCreate(nullptr)) {
@@ -64,12 +64,13 @@ class Reader {
         XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
     if (outOfMemory_) throw std::bad_alloc();
     if (stopped_.IsSuccess() && status != XML_STATUS_OK) {
-      // Lines help whoever has edited a configuration; other files have none.
+      // Line numbers help a user who has edited a configuration; for other files, they mean
+      // nothing.
       const bool isOurs = text.find(kRootBegin) != std::string_view::npos;
       stopped_ = isOurs ? Here(Sentence::kNotWellFormed) : Sentence::kNoConfiguration;
     }
     if (stopped_.IsSuccess()) return std::move(parsed_);
-    // Half a file says nothing about the rest.
+    // A file that was read only in part is not used.
     Parsed parsed;
     if (stopped_.Line() == 0) {
       parsed.outcome = stopped_;
@@ -110,12 +111,12 @@ class Reader {
     Guard(reader, [&](Reader& self) { self.Text({text, static_cast<std::size_t>(size)}); });
   }
 
-  // A failure at the line that is being read.
+  // A failure at the current line.
   Outcome Here(Sentence sentence) const {
     return Outcome(sentence).AboutLine(XML_GetCurrentLineNumber(parser_.get()));
   }
 
-  // The first reason counts.
+  // Keeps the first reason.
   void Stop(Outcome why) {
     if (!stopped_.IsSuccess()) return;
     stopped_ = std::move(why);
@@ -135,10 +136,10 @@ class Reader {
 
   std::unique_ptr<XML_ParserStruct, Free> parser_;
   Parsed parsed_;
-  Outcome stopped_;  // why reading ended early
+  Outcome stopped_;  // why reading stopped early
   bool outOfMemory_ = false;
   unsigned depth_ = 0;
-  XML_Size textLine_ = 0;  // where text outside of settings was found last
+  XML_Size textLine_ = 0;  // the line of the last text outside of settings
   bool inSetting_ = false;
 };
 
@@ -201,7 +202,7 @@ void Reader::Text(std::string_view text) {
   if (inSetting_ && depth_ == 2) {
     parsed_.settings.back().second += text;
   } else if (!std::all_of(text.begin(), text.end(), IsBlank)) {
-    // Told once a line: the library cuts texts as it likes.
+    // Reports it once per line, because the library splits texts anywhere.
     const XML_Size line = XML_GetCurrentLineNumber(parser_.get());
     if (line != textLine_) Complain(Sentence::kTextOutside);
     textLine_ = line;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A configuration as XML (docs/configuration.md). The rule to know: reading keeps going where it
-// can, so that everything that is wrong with a file is told at once; values are judged elsewhere.
+// A configuration as XML (docs/configuration.md). The rule to know: reading continues after a
+// mistake if possible, so that all mistakes of a file are reported at once; values are checked
+// elsewhere.
 #pragma once
 
 #include <cstddef>
@@ -14,21 +15,21 @@
 
 namespace ConfigurationText {
 
-// The format that is written, and the newest one that is read.
+// The format that Write writes, and the newest one that Read reads.
 inline constexpr std::int64_t kFormat = 1;
 
-// Largest text, written or read. That of a device like this one has 1 KiB, and with every setting
-// at its longest some; the rest is for models with more. Reading holds everybody up, and so it must
-// be over in an instant whatever is in the file.
+// The largest text, written or read. The text of a device like this one has 1 KiB, a few with the
+// longest values; the rest is for larger models. All clients wait during reading, so it must take
+// only an instant for any content.
 inline constexpr std::size_t kMaxBytes = std::size_t{256} << 10;
 
-// More settings than any model has; as many as one request may set.
+// More settings than any model has, and as many as one request may set.
 inline constexpr std::size_t kMaxSettings = 4096;
 
-// Things wrong with the form of one file. Whoever has made so many has not made a configuration.
+// The most mistakes in one file. A file with more is not a configuration.
 inline constexpr std::size_t kMaxProblems = 1000;
 
-// Elements inside each other; a configuration has two.
+// The deepest nesting of elements; a configuration has two levels.
 inline constexpr unsigned kMaxDepth = 32;
 
 struct Identity {
@@ -36,17 +37,17 @@ struct Identity {
   std::int64_t version = 0;  // of the model
 };
 
-// The text may be longer than kMaxBytes. Values are UTF-8, as the model lets them through.
+// The text may be longer than kMaxBytes. Values are UTF-8, because the model accepts nothing else.
 std::string Write(const Identity& identity, const Storage::Batch& settings);
 
 struct Parsed {
-  Outcome outcome;  // a failure of the file as a whole; nothing else is told then
+  Outcome outcome;  // a failure of the file as a whole; then nothing else is set
   Identity identity;
   Storage::Batch settings;  // in the file's order
-  ProblemList mistakes;     // each about a line; with any of them, not to be used
+  ProblemList mistakes;     // each about a line; if there are any, don't use the settings
 };
 
-// Never throws for what is in the text.
+// Never throws because of the text's content.
 Parsed Read(std::string_view text);
 
 }  // namespace ConfigurationText

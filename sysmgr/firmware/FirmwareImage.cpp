@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The header is collected until its empty line, read whole and forgotten; from there on bytes are
+// The header is collected up to its empty line, read whole and forgotten; the bytes after it are
 // only counted and hashed.
 #include "sysmgr/firmware/FirmwareImage.h"
 
@@ -27,19 +27,19 @@ constexpr std::string_view kVersion = "Version";
 constexpr std::string_view kLength = "Length";
 constexpr std::string_view kSha256 = "SHA-256";
 
-// Large enough that a system call is nothing beside the hashing of it.
+// Large enough that a system call costs nothing compared with hashing the block.
 constexpr std::size_t kBlockBytes = 65536;
 
 constexpr std::size_t kHashDigits = std::size_t{2} * crypto_hash_sha256_BYTES;
 
-// A failure about a line of the header, which anybody may have written.
+// A failure about a line of the header, which may hold any text.
 Outcome AtLine(Sentence sentence, std::string_view line) {
   std::string shown;
   Utf8::AppendSafe(shown, line.substr(0, FirmwareImage::kMaxNameBytes));
   return Outcome(sentence).AboutName(shown);
 }
 
-// Pages show names, and nothing in them may mean something to a page.
+// Pages show names, so names hold no character with a meaning in HTML.
 bool IsName(std::string_view text, std::string_view more) {
   const auto isFine = [more](char byte) {
     return IsAsciiAlphanumeric(byte) || more.find(byte) != std::string_view::npos;
@@ -53,7 +53,7 @@ bool IsHash(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-// What is wrong with a first line that should be that of an image.
+// What is wrong with the first line of a file that should be an image.
 Outcome FaultOfFirstLine(std::string_view line) {
   if (line.substr(0, kMagic.size()) != kMagic) return Sentence::kNoImage;
   const std::string_view version = line.substr(kMagic.size());
@@ -91,7 +91,7 @@ void FirmwareVerifier::TakeHeader(std::string_view bytes) {
     outcome_ = Sentence::kNoImage;
     return;
   }
-  // Lines that end otherwise would never come to the header's end.
+  // With other line ends, the end of the header would never be found.
   if (header_.find('\r') < end) {
     outcome_ = Sentence::kUnknownHeaderLine;
     return;
@@ -116,7 +116,7 @@ void FirmwareVerifier::TakePayload(std::string_view bytes) {
                             bytes.size());
 }
 
-// The lines of a header, each with its newline, without the empty one.
+// `header`: the lines of a header, each with its newline, without the empty one.
 Outcome FirmwareVerifier::ReadHeader(std::string_view header) {
   const auto hash = [this](std::string_view line) {
     crypto_hash_sha256_update(&hash_, reinterpret_cast<const unsigned char*>(line.data()),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A firmware image as docs/firmware.md describes it: a header of text lines, then the payload. The
-// rule to know: nothing in an image is believed before FirmwareVerifier has seen its last byte.
+// rule to know: nothing of an image is trusted before FirmwareVerifier has read its last byte.
 #pragma once
 
 #include <sodium.h>
@@ -14,32 +14,32 @@
 #include "sysmgr/log/Outcome.h"
 
 struct FirmwareImage {
-  // A header of the longest values is not half of it.
+  // The longest header takes less than half.
   static constexpr std::size_t kMaxHeaderBytes = 1024;
 
-  // Header and payload: what an upload can bring.
+  // Header and payload: the largest upload.
   static constexpr std::size_t kMaxBytes = (std::size_t{6} << 20) - 1;
 
-  // Of a model and of a version: what fits beside its label on a narrow page.
+  // The longest model and the longest version: they fit next to their labels on a narrow page.
   static constexpr std::size_t kMaxNameBytes = 63;
 
   std::string model;
   std::string version;
   std::size_t bytes = 0;  // header and payload
-  std::string sha256;     // of all bytes but those of its own line; 64 hexadecimal digits
+  std::string sha256;     // of all bytes but its own line; 64 hexadecimal digits
 };
 
-// Looks at an image while it comes by, in pieces of any size, in the memory of its header.
+// Verifies an image that comes in pieces of any size, with no more memory than its header takes.
 class FirmwareVerifier {
  public:
   // The model that the image must be for.
   explicit FirmwareVerifier(std::string model);
 
-  // The next bytes. False when the image is wrong whatever follows.
+  // Takes the next bytes. Returns false when the image is faulty, whatever follows.
   bool Take(std::string_view bytes);
 
-  // After the last byte: success when the image is whole and right, and `image` says what it is. A
-  // failure leaves `image` untouched, and is about a line of the header where it has one.
+  // Call it after the last byte. Succeeds and sets `image` when the image is whole and correct. A
+  // failure leaves `image` untouched and names the line of the header that it is about, if any.
   Outcome Finish(FirmwareImage& image);
 
  private:
@@ -49,15 +49,15 @@ class FirmwareVerifier {
   Outcome ReadLine(std::string_view line);
 
   std::string model_;
-  std::string header_;  // as far as it has come; whole once payloadBytes_ counts
+  std::string header_;  // as far as it has come
   bool inPayload_ = false;
-  std::size_t length_ = 0;  // of the payload, as the header says
+  std::size_t length_ = 0;  // of the payload, from the header
   std::size_t payloadBytes_ = 0;
   FirmwareImage image_;
   crypto_hash_sha256_state hash_;
   Outcome outcome_;
 };
 
-// Reads an image from where the descriptor stands to its end, in blocks. Results as of Finish; a
-// file that can't be read is a wrong one.
+// Reads an image from the descriptor's position to its end, in blocks. Returns the same as Finish;
+// a file that can't be read counts as faulty.
 Outcome VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Files change their names only by rename(), and only when what they hold has been verified.
+// Files are put in place by rename() only, after their content has been verified.
 #include "sysmgr/firmware/FirmwareUpdate.h"
 
 #include <fcntl.h>
@@ -24,10 +24,11 @@ constexpr const char* kInstalled = "firmware-installed.img";
 
 constexpr std::size_t kBlockBytes = 65536;
 
-// What writing is of the whole progress, in percent; reading back is the rest.
+// The share of writing in the whole progress, in percent; the rest is reading back.
 constexpr unsigned kWritingShare = 80;
 
-// Reads from `offset` on until `bytes` are full. False at the end of the file and on an error.
+// Reads from `offset` on until `bytes` is full. Returns false at the end of the file and on an
+// error.
 bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count = pread(descriptor, bytes.data() + done, bytes.size() - done,
@@ -48,7 +49,7 @@ struct FirmwareUpdate::Installation {
   NewFile file;
   std::size_t written = 0;
   std::size_t verified = 0;
-  FirmwareVerifier verifier;  // of what came back from the disk
+  FirmwareVerifier verifier;  // of the bytes read back from the disk
 };
 
 FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadedFile& upload, std::string model,
@@ -84,7 +85,7 @@ void FirmwareUpdate::Forget() {
   waiting_ = FirmwareImage();
 }
 
-// Verified on the way; nothing more is copied of an image once it is known to be wrong.
+// Verifies the image while copying, and stops copying when it proves to be faulty.
 Outcome FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   NewFile file(Path(kWaiting));
   FirmwareVerifier verifier(model_);
@@ -176,7 +177,7 @@ Outcome FirmwareUpdate::TryStep() {
   }
 }
 
-// Writes or reads back the next part, and makes the image the installed one after the last.
+// Writes or reads back the next part; after the last part, makes the image the installed one.
 Outcome FirmwareUpdate::StepOn() {
   Installation& now = *installation_;
   const std::size_t whole = waiting_.bytes;

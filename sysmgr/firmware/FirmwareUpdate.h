@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The way of a firmware image into the device: uploaded, waiting, installed, running after the next
-// restart. The rule to know: a power cut at any moment leaves the old installed image or the new
-// one, whole.
+// Brings a firmware image into the device: it is uploaded, waits, is installed, and runs after the
+// next restart. The rule to know: after a power cut at any moment, the old installed image or the
+// new one is there, and whole.
 //
 // Sources: "firmware" (the version that runs), "firmware-state", "firmware-progress",
 // "firmware-fault" and the table "firmware-image" (Model, Version, Bytes, Sha256). Action:
@@ -22,42 +22,41 @@
 
 class FirmwareUpdate {
  public:
-  // What runs where no image has been installed.
+  // The version that runs when no image has been installed.
   static constexpr const char* kBuiltInVersion = "2.3.1-02";
 
-  // The installation takes five seconds in this many steps, so that nobody waits for more than one:
-  // some write the image, the others read back what is on the disk.
+  // The installation takes five seconds in so many steps, so that no client waits for more than one
+  // step. The first steps write the image, the others read it back from the disk.
   static constexpr int kStepMilliseconds = 100;
   static constexpr unsigned kWritingSteps = 40;
   static constexpr unsigned kReadingSteps = 10;
 
-  // Begins to call a step every kStepMilliseconds, until it returns false. The first call comes
-  // after the runner has returned.
+  // Calls a step every kStepMilliseconds, until it returns false. Returns before the first call.
   using StepRunner = std::function<void(std::function<bool()> step)>;
 
-  // Images are kept in `folder`. What is in there already is verified: an installed image runs, a
-  // waiting one goes on waiting, and what is neither is removed. `upload` and `log` must outlive
-  // the object.
+  // Keeps images in `folder`. Verifies those in it: a correct installed image runs, and a correct
+  // waiting one keeps waiting. Removes a faulty waiting image and unfinished files. `upload` and
+  // `log` must outlive the object.
   FirmwareUpdate(std::string folder, const UploadedFile& upload, std::string model, EventLog& log);
   ~FirmwareUpdate();
   FirmwareUpdate(const FirmwareUpdate&) = delete;
   FirmwareUpdate& operator=(const FirmwareUpdate&) = delete;
 
-  // Without a runner nothing is ever installed.
+  // Without a runner, nothing is ever installed.
   void RunStepsWith(StepRunner runner) { runner_ = std::move(runner); }
 
-  // Makes the upload file the waiting image. It is gone afterwards, whatever it was, and so is an
-  // image that waited before; where there is none, nothing changes.
+  // Makes the uploaded file the waiting image. Removes the uploaded file, even a faulty one, and,
+  // if the uploaded file could be opened, an image that waited before.
   Outcome Check();
-  // Begins to install the waiting image, or checks the upload file first where none waits.
+  // Begins to install the waiting image; if none waits, first checks the uploaded file.
   Outcome Install();
-  // Removes the waiting image. Without one it has nothing to do.
+  // Removes the waiting image, if there is one.
   Outcome Drop();
 
   bool IsInstalling() const { return installation_ != nullptr; }
 
-  // What the device does when it starts: the installed image runs, none waits. Not to be called
-  // while one is being installed.
+  // Does what the device does when it starts: runs the installed image and forgets a waiting one.
+  // Must not be called while one is being installed.
   void Restart();
 
   const std::string& RunningVersion() const { return runningVersion_; }
@@ -86,10 +85,10 @@ class FirmwareUpdate {
   EventLog& log_;
   StepRunner runner_;
   State state_ = State::kIdle;
-  FirmwareImage waiting_;  // its bytes are 0 where none waits
-  std::string fault_;      // the line of the header for which the last one was refused
+  FirmwareImage waiting_;  // its `bytes` are 0 when none waits
+  std::string fault_;      // the line of the header for which the last image was refused
   std::string runningVersion_;
   std::string installedVersion_;
-  bool needsRestart_ = false;  // installed and not running yet
+  bool needsRestart_ = false;  // an image is installed but not running yet
   std::unique_ptr<Installation> installation_;
 };
