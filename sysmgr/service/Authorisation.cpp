@@ -10,7 +10,7 @@
 
 namespace {
 
-// The group reads at most, others do nothing.
+// The group may at most read, others may do nothing.
 constexpr mode_t kForbiddenMode = S_IWGRP | S_IXGRP | S_IRWXO;
 
 }  // namespace
@@ -24,7 +24,7 @@ Authorisation Authorisation::FromFile(const std::string& path) {
   if ((file.status.st_mode & kForbiddenMode) != 0) {
     throw StartFailure(what + " is too open; its mode must be 0640 or less");
   }
-  std::string secret(kMaxBytes + 2, '\0');  // one for the newline, one more tells a longer file
+  std::string secret(kMaxBytes + 2, '\0');  // one for the newline, one to detect a longer file
   const ssize_t count = ReadUpTo(file.descriptor.Number(), secret.data(), secret.size());
   if (count < 0) throw StartFailure(what + " can't be read: " + std::strerror(errno));
   secret.resize(static_cast<std::size_t>(count));
@@ -39,7 +39,7 @@ Authorisation Authorisation::FromFile(const std::string& path) {
 }
 
 bool Authorisation::Matches(std::string_view shown) const {
-  // Volatile, so that no compiler finds out that the answer can be known earlier.
+  // Volatile, so that the compiler doesn't end the loop at the first difference.
   volatile std::size_t difference = shown.size() ^ secret_.size();
   if (!secret_.empty()) {
     for (std::size_t i = 0; i < shown.size(); ++i) {

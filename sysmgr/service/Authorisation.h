@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The secret that clients show with every request. It is read once, at start, and never logged.
+// The secret that clients send with every request. It is read once, at the start, and never logged.
 #pragma once
 
 #include <cstddef>
@@ -9,18 +9,18 @@
 
 class Authorisation {
  public:
-  // A secret is a line, not a document.
+  // A secret is a short line.
   static constexpr std::size_t kMaxBytes = 4096;
 
-  // Expects no secret: clients show the empty text.
+  // Expects no secret: clients send the empty text.
   Authorisation() = default;
 
-  // The content of the file without a final newline. Without the file no secret is expected.
-  // Throws StartFailure when there is one that can't be used: it is open beyond mode 0640, is no
-  // regular file, is empty or too long, or can't be read.
+  // Reads the content of the file without a final newline. Without the file, no secret is expected.
+  // Throws StartFailure when the file can't be used: its mode allows more than 0640, it is not a
+  // regular file, it is empty or too long, or it can't be read.
   static Authorisation FromFile(const std::string& path);
 
-  // In a time that depends on the size of `shown` alone.
+  // Takes a time that depends only on the size of `shown`.
   bool Matches(std::string_view shown) const;
 
   bool IsExpected() const { return !secret_.empty(); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A turn: read, answer what is whole, send. What then is left decides what is waited for.
+// In each turn a connection reads, answers whole requests, and sends. The rest decides which event
+// it waits for.
 #include "sysmgr/service/Connection.h"
 
 #include <sys/socket.h>
@@ -18,7 +19,7 @@
 
 namespace {
 
-// Buffers that once held something larger give their memory back when they are empty.
+// An empty buffer with more capacity than this is freed.
 constexpr std::size_t kKeptCapacity = 4096;
 
 void Release(std::string& buffer) {
@@ -106,7 +107,7 @@ Connection::Verdict Connection::Read() {
 Connection::Verdict Connection::Turn(Allowance allowance) {
   if (!Send()) return Verdict::kClose;
   Work work = Work::kNone;
-  // What is behind an answer that isn't taken waits with it.
+  // Further requests wait while an answer has not been taken.
   if (UnsentBytes() == 0) {
     work = AnswerRequests(allowance);
     if (!Send() || work == Work::kBroken) return Verdict::kClose;
@@ -145,14 +146,14 @@ Connection::Work Connection::AnswerRequests(Allowance allowance) {
     }
     rest.remove_prefix(piece.size);
     if (!isQuick) {
-      // That was the turn: whoever is ready goes before the next request.
+      // Ends the turn: other ready connections come before the next request.
       ++answered;
       break;
     }
   }
   CountPending();
   if (answered == 0) return work;
-  // The next request gets its own time.
+  // The next request gets the full time.
   evtimer_del(deadlineEvent_.get());
   DropAnswered(rest.size());
   return input_.empty() ? Work::kNone : work;
@@ -162,7 +163,7 @@ void Connection::DropAnswered(std::size_t rest) {
   if (rest == 0) {
     Release(input_);
   } else if (input_.capacity() > kKeptCapacity && rest < input_.capacity() / 4) {
-    // Erasing would keep the memory of what has been answered.
+    // Copies the rest, because erasing would keep the memory of answered requests.
     std::string(input_, input_.size() - rest).swap(input_);
   } else {
     input_.erase(0, input_.size() - rest);

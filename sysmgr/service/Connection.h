@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// One client: bytes in, requests answered in order, bytes out. While an answer has not been taken
-// whole, nothing more is read from the client, so it can't make more work than it takes away.
+// The connection of one client: reads requests, answers them in order, and sends the answers. Until
+// the client has taken an answer whole, nothing more is read from it, so that it can't cause more
+// work than it takes answers.
 #pragma once
 
 #include <sys/time.h>
@@ -16,72 +17,73 @@
 
 class Connection {
  public:
-  // What a connection may use of the server it belongs to.
+  // What a connection may use of its server.
   class Owner {
    public:
-    // The loop in which it waits for its client.
+    // The loop in which the connection waits for its client.
     virtual event_base* Loop() const = 0;
 
-    // Counts something that a client did; larger than all counts before.
+    // Counts an activity of a client. Returns a larger number than all calls before.
     virtual std::uint64_t CountActivity() = 0;
 
     // See Dispatcher::Answer.
     virtual bool Answer(std::string_view payload, std::string& out) = 0;
 
-    // Promises a call of TakeQueuedTurn to a connection that has more to do than fits between the
-    // others: one of the queue gets its turn whenever everybody else that is ready has had one.
+    // Queues a connection that has more to do than fits between the others: it gets a call of
+    // TakeQueuedTurn. One connection of the queue gets its turn after every other ready connection
+    // has had one.
     virtual void Queue(Connection& connection) = 0;
 
-    // Called when PendingBytes or InputBytes has changed. Other connections may have to go then,
-    // this one may not.
+    // Call it when PendingBytes or InputBytes has changed. It may disconnect other clients, but not
+    // this one.
     virtual void ChangePending(std::size_t before, const Connection& by) = 0;
     virtual void ChangeInput(std::size_t before, const Connection& by) = 0;
 
-    // Disconnects the client. The connection is gone afterwards.
+    // Disconnects the client and destroys the connection.
     virtual void Remove(Connection& connection) = 0;
 
    protected:
     ~Owner() = default;
   };
 
-  // Largest payload of a request.
+  // The largest payload of a request.
   static constexpr std::size_t kMaxRequestBytes = std::size_t{1} << 20;
 
-  // Requests answered in one turn; then the others get theirs.
+  // Requests answered in one turn, before the other clients get theirs.
   static constexpr int kRequestsPerTurn = 32;
 
-  // A larger request asks for much and waits in the server's queue for a turn of its own, as every
-  // set does, which waits for the disk. Pages' queries are a tenth of this.
+  // A larger request asks for much, so it waits in the server's queue for a turn of its own. So
+  // does every set, because it waits for the disk. The queries of pages are a tenth of this size.
   static constexpr std::size_t kQuickRequestBytes = 4096;
 
   // Bytes read in one turn.
   static constexpr std::size_t kReadBytes = 65536;
 
-  // Answers are put together up to this size before they are sent.
+  // Answers are collected up to this size before they are sent.
   static constexpr std::size_t kSendBytes = 65536;
 
-  // `deadline`: for the rest of a request after its first byte, and for the client to take anything
-  // of an answer. The owner must outlive the connection.
+  // `deadline`: the time for the rest of a request after its first byte, and for the client to take
+  // any byte of an answer. The owner must outlive the connection.
   Connection(Owner& owner, Descriptor descriptor, const timeval& deadline);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // Throws when the client can't be waited for.
+  // Throws when the event loop can't wait for the client.
   void Start();
 
-  // The turn that it has queued for.
+  // Takes the turn for which the connection was queued.
   void TakeQueuedTurn();
 
   bool IsIdle() const { return input_.empty() && pendingBytes_ == 0; }
   std::uint64_t LastActivity() const { return activity_; }
 
-  // Of answers that the client has not taken yet.
+  // The bytes of answers that the client has not taken yet.
   std::size_t PendingBytes() const { return pendingBytes_; }
-  // What the beginning of a request takes in memory; 0 without one.
+  // The memory of an unfinished request; 0 without one.
   std::size_t InputBytes() const { return inputBytes_; }
-  // When that beginning came, in counts of the owner's activity.
+  // When that request began, as a count of the owner's activity.
   std::uint64_t RequestBegin() const { return requestBegin_; }
-  // Whether it is the client's turn to go on with it.
+  // Whether the client has begun a request and must send its rest, with no answer left to take.
   bool IsUnfinished() const;
 
  private:
@@ -112,12 +114,12 @@ class Connection {
   EventPointer writeEvent_;
   EventPointer deadlineEvent_;
   timeval deadline_;
-  std::string input_;   // what has come and is not answered
-  std::string output_;  // answers; those before sent_ are gone
+  std::string input_;   // received bytes that are not answered
+  std::string output_;  // answers; the bytes before sent_ have been sent
   std::size_t sent_ = 0;
   std::uint64_t activity_ = 0;
   std::uint64_t requestBegin_ = 0;
-  std::size_t pendingBytes_ = 0;  // as the owner knows them, and so are inputBytes_
+  std::size_t pendingBytes_ = 0;  // as the owner knows them, like inputBytes_
   std::size_t inputBytes_ = 0;
   bool ended_ = false;  // the client will send nothing more
 };

@@ -18,7 +18,7 @@ std::string_view Shorten(std::string_view text) {
   return text.substr(0, Log::kMaxNameBytes);
 }
 
-// How a log tells what became of a request.
+// The word for the outcome of a request in the log.
 const char* Verb(const Outcome& outcome) {
   switch (outcome.Kind()) {
     case OutcomeKind::kSuccess:
@@ -30,7 +30,7 @@ const char* Verb(const Outcome& outcome) {
   }
 }
 
-// The payload's part in front of the reply's bytes; a comma follows them.
+// The part of the payload before the reply's bytes; a comma follows them.
 std::string Head(int result, std::size_t replyBytes) {
   std::string head;
   Netstring::Append(head, std::to_string(result));
@@ -69,7 +69,7 @@ bool Dispatcher::Answer(std::string_view payload, std::string& out) {
     result = Set(fields[kClient], fields[kFirst], fields[kSecond], reply);
   }
 
-  // Put together around the reply, which may be large and is copied once.
+  // Builds the message around the reply, which may be large and is copied only once.
   const std::string head = Head(result, reply.size());
   const std::string size = std::to_string(head.size() + reply.size() + 1);
   out.reserve(out.size() + size.size() + head.size() + reply.size() + 3);

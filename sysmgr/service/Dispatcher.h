@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One request in, one answer out, both as the bytes that docs/protocol.md describes. The rule to
-// know: who doesn't show the authorisation learns nothing but that.
+// Answers a request; both are the bytes that docs/protocol.md describes. The rule to know: an
+// unauthorised client learns only that.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,15 @@
 
 class Dispatcher {
  public:
-  // Largest payload of an answer: result, reply and their frames.
+  // The largest payload of an answer: result, reply and their frames.
   static constexpr std::size_t kMaxAnswerBytes = std::size_t{16} << 20;
 
-  // The first half of an answer.
+  // The first field of an answer.
   enum Result : int {
     kOk = 0,
-    kRefused = 1,        // malformed, unknown or refused key; reply: why, for a log
+    kRefused = 1,        // malformed, unknown or refused key; the reply says why, for a log
     kNotAuthorised = 2,  // wrong authorisation
-    kNotUnderstood = 3,  // no request of this protocol
+    kNotUnderstood = 3,  // not a request of this protocol
   };
 
   // Both must outlive the dispatcher.
@@ -32,7 +32,7 @@ class Dispatcher {
   // untouched, when the payload is not a sequence of netstrings.
   bool Answer(std::string_view payload, std::string& out);
 
-  // Whether the payload asks to store something, which takes as long as the disk does.
+  // Whether the payload is a set, which takes as long as the disk does.
   static bool IsSet(std::string_view payload);
 
  private:

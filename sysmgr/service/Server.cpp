@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Callbacks come from a C library: no exception leaves them.
+// Callbacks come from a C library, so they must not throw.
 #include "sysmgr/service/Server.h"
 
 #include <fcntl.h>
@@ -86,7 +86,7 @@ void PrepareFolder(const std::string& socketPath) {
   }
 }
 
-// Makes the limit on open files fit the connections; returns how many there can be.
+// Raises the limit on open files to fit the connections; returns how many connections it allows.
 std::size_t ReserveDescriptors(std::size_t connections) {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return connections;
@@ -307,7 +307,7 @@ void Server::ChangePending(std::size_t before, const Connection& by) {
   pendingBytes_ -= before;
   pendingBytes_ += by.PendingBytes();
   while (pendingBytes_ > kMaxPendingBytes) {
-    // The one whose answer is growing is in the middle of its turn and has its limit of its own.
+    // The connection whose answer is growing is being served, and has a limit of its own.
     Connection* victim = nullptr;
     for (const auto& entry : connections_) {
       if (entry.get() == &by || entry->PendingBytes() == 0) continue;
@@ -323,8 +323,8 @@ void Server::ChangeInput(std::size_t before, const Connection& by) {
   inputBytes_ -= before;
   inputBytes_ += by.InputBytes();
   while (inputBytes_ > kMaxInputBytes) {
-    // The one that is in the middle of its turn can't go, and alone it can't be too much. Whoever
-    // waits for us goes behind all that we wait for.
+    // Never drop the connection now being served; one alone can't exceed the limit. Clients that
+    // wait for the service are dropped after those that keep it waiting.
     const auto order = [](const Connection& connection) {
       return std::make_pair(!connection.IsUnfinished(), connection.RequestBegin());
     };

@@ -22,24 +22,25 @@
 
 class Server final : private Connection::Owner {
  public:
-  // For the rest of a request after its first byte; for a client to take anything of an answer.
+  // The time for the rest of a request after its first byte, and for a client to take any byte of
+  // an answer.
   static constexpr int kDeadlineMilliseconds = 10000;
 
-  // A page uses one connection; a device's web server makes some dozens of pages at a time. Beyond
-  // the limit the connection whose request has been unfinished for longest makes room, and only
-  // where all requests are whole the one that has been idle for longest.
+  // A page uses one connection, and a device's web server makes some dozens of pages at a time.
+  // Beyond the limit, the connection whose request has been unfinished for longest is closed or, if
+  // all requests are whole, the one that has been idle for longest.
   static constexpr std::size_t kMaxConnections = 1000;
 
-  // Descriptors that are not connections: standard streams, database, journal, event queue.
+  // Descriptors other than connections: standard streams, database, journal, event queue.
   static constexpr std::size_t kOtherDescriptors = 32;
 
-  // All answers together that clients have not taken yet: four of the largest. Beyond it the client
-  // that has been keeping us waiting for longest is disconnected.
+  // The bytes of all answers that clients have not taken yet: four of the largest. Beyond that, the
+  // client that has been slowest is disconnected.
   static constexpr std::size_t kMaxPendingBytes = std::size_t{64} << 20;
 
-  // The memory of all requests together that are not answered yet: eight of the largest, whose
-  // buffers take twice their size while they grow. Anybody who reaches the socket can fill it, so
-  // beyond it the client whose request began first is disconnected.
+  // The memory of all requests that are not answered yet: eight of the largest, whose buffers take
+  // twice their size while they grow. Any client that reaches the socket can fill it, so beyond
+  // that, the client whose unfinished request began first is disconnected.
   static constexpr std::size_t kMaxInputBytes = std::size_t{16} << 20;
 
   // How often `onTimer` is called.
@@ -106,8 +107,8 @@ class Server final : private Connection::Owner {
   std::function<bool()> step_;
   std::list<EventPointer> signals_;
   std::list<std::unique_ptr<Connection>> connections_;
-  std::list<Connection*> queue_;  // first come, first served; each once
+  std::list<Connection*> queue_;  // in the order of their arrival; each once
   std::size_t pendingBytes_ = 0;
   std::size_t inputBytes_ = 0;
-  std::uint64_t activity_ = 0;  // counts; larger is later
+  std::uint64_t activity_ = 0;  // grows with each activity of a client
 };
