@@ -15,8 +15,8 @@
 // template gives the same page on a 64-bit workstation and on the 32-bit device.
 int WGLToInt(const char* text);
 
-// Takes a number off the front of `text`: digits without leading zeros, up to the first other byte.
-// Returns false, with both unchanged, when there is no number or it does not fit.
+// Removes a number from the front of `text`: digits without leading zeros, up to the first other
+// byte. Returns false and leaves both unchanged when there is no number or it does not fit.
 template <typename Number>
 bool TakeDecimal(std::string_view& text, Number& number) {
   static_assert(std::is_unsigned_v<Number>, "no sign is accepted");

@@ -13,4 +13,4 @@ extern const std::string gFalseWord;          // how settings spell false
 extern const std::string gTrueWord;           // how settings spell true
 extern const std::string gTextDomain;         // of the message catalogues
 extern const std::string gLocaleDir;          // catalogues: <here>/de/LC_MESSAGES/<text domain>.mo
-extern const std::string gAuthorisationFile;  // the secret shown to the system manager
+extern const std::string gAuthorisationFile;  // holds the secret for the system manager

@@ -51,6 +51,7 @@ to `${{{10 ** WGLQueryExecutor.kColumnDigits - 1}}}`
 docs/model.md
 up to {ModelReader.kMaxTextCharacters}. `pattern`
 the last {EventLog.kMaxEvents} events
+a table of the first {ProblemList.kMaxTold} mistakes
 | `output-power` | {Powerline.kCarriers} numbers
 a file of {Powerline.kCarriers} doubles
 docs/architecture.md

@@ -51,7 +51,7 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   } else {
     candidate = rootPrefix + path;
   }
-  // No file name holds a NUL byte; realpath would silently take what stands before it.
+  // A file name can't hold a NUL byte; realpath would silently use only the bytes before it.
   if (candidate.find('\0') != std::string::npos) return std::string();
   char* resolved = realpath(candidate.c_str(), nullptr);
   if (resolved == nullptr) return std::string();
