@@ -7,54 +7,47 @@ import base64
 import itertools
 import random
 import re
-import socket
+import subprocess
 import unittest
 import urllib.parse
 
-from web_servers import HOST, ROOT, Server, build, parse, program, spellings
+from web_servers import HOST, ROOT, UPLOAD, Server, parse, program, spellings
 
 KNOWN_FILES = {"", "/wgl/main.wgl", "fs", "ie6", "sysinfo", "getjson", "validate", "image", "syscfg"}
 FORM = "application/x-www-form-urlencoded"
 REFUSED = (403, 404)
-UPLOAD = ROOT.parent.parent / "tmp/upload.bin"
 LARGEST_FILE_BYTES = 6291455
 PASSWORD = "correct horse: battery"
 
 
 def setUpModule():
-    build()
+    subprocess.run(["cmake", "--install", ROOT.parent], check=True, stdout=subprocess.DEVNULL)
 
 
 class Requests:
     """The table; one class for each server gives it a name."""
+    headers_on_errors, serves_dotfiles, own_403 = True, False, True
 
     @classmethod
     def setUpClass(cls):
         cls.server = Server(cls.name)
-
-    @classmethod
-    def tearDownClass(cls):
-        left = cls.server.stop()
-        assert not left, left
+        cls.addClassCleanup(cls.server.stop)
 
     def assert_policy(self, response, strict, what):
         policy = response.getheader("Content-Security-Policy", "")
-        self.assertEqual(policy.startswith("default-src 'none'; "), True, what)
-        self.assertIn("frame-ancestors 'self'", policy, what)
-        self.assertNotIn("unsafe", policy, what)
-        self.assertEqual("sandbox" in policy, strict, what)
-        self.assertEqual("script-src 'self'" in policy, not strict, what)
-        self.assertNotRegex(policy, r"sandbox\s*\w", what)
+        self.assertRegex(policy, "^default-src 'none'; .*frame-ancestors 'self'", what)
+        self.assertNotRegex(policy, r"unsafe|sandbox\s*\w", what)
+        self.assertEqual(("sandbox" in policy, "script-src 'self'" in policy), (strict, not strict), what)
         self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
         self.assertEqual(response.getheader("Referrer-Policy"), "same-origin", what)
 
-    def assert_programs(self, answer, expected, what):
+    def assert_programs(self, answer, expected, what, strict=None):
         status, response, body = answer
-        headers, page = expected
-        self.assertEqual(status, 200, what)
-        self.assertEqual(body, page, what)
-        for name, value in headers.items():
+        self.assertEqual((status, body), (200, expected[1]), what)
+        for name, value in expected[0].items():
             self.assertEqual(response.getheader(name), value, what)
+        if strict is not None:
+            self.assert_policy(response, strict, what)
 
     def assert_refused(self, answer, what, statuses=REFUSED):
         status, response, body = answer
@@ -74,13 +67,9 @@ class Requests:
                 ({}, {"Accept-Language": "fr,de"})):
             expected = program("GET", urllib.parse.urlsplit(path).query,
                                HTTP_ACCEPT_LANGUAGE=headers.get("Accept-Language", ""))
-            answer = self.server.request(path, **headers)
-            self.assert_programs(answer, expected, path)
-            self.assert_policy(answer[1], False, path)
+            self.assert_programs(self.server.request(path, **headers), expected, path, strict=False)
             head = self.server.raw(f"HEAD {path} HTTP/1.0\r\nHost: {HOST}\r\n\r\n")
-            head, _, body = head.partition(b"\r\n\r\n")
-            self.assertRegex(head, rb"\AHTTP/1\.\d 200 ", path)
-            self.assertEqual(body, b"", path)
+            self.assertRegex(head, rb"\AHTTP/1\.\d 200 [^\0]*\r\n\r\n\Z", path)
 
     def test_forms(self):
         origin = f"http://{HOST}:{self.server.port}"
@@ -88,15 +77,12 @@ class Requests:
                 (b"_file=/wgl/main.wgl&_page=settings&:sys:System.Name=", FORM),
                 (b"_file=fs", FORM + "; charset=utf-8"), (b"x" * 8192, FORM), (b"x" * 8193, FORM),
                 (b"x", "text/plain")):
-            what = (body[:20], content_type)
             expected = program("POST", "", body, content_type)
             for path in ("/", "/?_file=ignored", "/cgi-bin/vistel.cgi"):
-                answer = self.server.request(path, "POST", body, Content_Type=content_type,
-                                             Origin=origin)
-                self.assert_programs(answer, expected, what)
-                self.assert_policy(answer[1], False, what)
-        answer = self.server.request("/", "PUT", b"x", Origin=origin)
-        self.assert_programs(answer, program("PUT"), "PUT")
+                self.assert_programs(
+                    self.server.request(path, "POST", body, Content_Type=content_type, Origin=origin),
+                    expected, (path, body[:20], content_type), strict=False)
+        self.assert_programs(self.server.request("/", "PUT", b"x", Origin=origin), program("PUT"), "PUT")
 
     def test_what_is_not_served(self):
         for path in ("/wgl/main.wgl", "/wgl/", "/wgl", "/WGL/main.wgl", "/wgl%2fmain.wgl",
@@ -113,8 +99,7 @@ class Requests:
                      *(() if self.serves_dotfiles else
                        ("/styles/probe.wgl", "/styles/.probe", "/styles/probe.wgl~"))):
             status, _, body = answer = self.server.request(path)
-            for sign in (b"<~", b"\xde\x12\x04\x95", b"root:", b"\x7fELF", b"Index of", b"#!/"):
-                self.assertNotIn(sign, body, path)
+            self.assertNotRegex(body, rb"<~|\xde\x12\x04\x95|root:|\x7fELF|Index of|#!/", path)
             if status != 400:
                 self.assert_refused(answer, path)
 
@@ -139,45 +124,40 @@ class Requests:
         for spelled in table:
             self.assertEqual(parse(spelled + "x=1"), [(":sys:x", "1")], spelled)
             self.assert_refused(self.server.request(f"/?{spelled}System.Name=x"), spelled, (403,))
-        for query in ("_file=fs&:sys:X=1", "a=1&%3asys:X=1&b=2", "a&:sys:X=1", "%%3asys:X"):
-            for method, path in itertools.product(("GET", "HEAD", "POST"),
-                                                  ("/", "/cgi-bin/vistel.cgi")):
-                answer = self.server.request(f"{path}?{query}", method,
-                                             b"a=b" if method == "POST" else None)
-                self.assertEqual(answer[0], 403, (method, query))
+        for query, method, path in itertools.product(
+                ("_file=fs&:sys:X=1", "a=1&%3asys:X=1&b=2", "a&:sys:X=1", "%%3asys:X"),
+                ("GET", "HEAD", "POST"), ("/", "/cgi-bin/vistel.cgi")):
+            answer = self.server.request(f"{path}?{query}", method, b"a=b" if method == "POST" else None)
+            self.assertEqual(answer[0], 403, (method, query))
         for harmless in ("sys:", ":sy:", ":sys", "%3Bsys:", ":%72ys:", "%%3%41sys:", ":s%79s%3", ":SYS:"):
             self.assertFalse(any(n.startswith(":sys:") for n, _ in parse(harmless + "x=1")))
-            answer = self.server.request(f"/?{harmless}x=1")
-            self.assert_programs(answer, program("GET", harmless + "x=1"), harmless)
+            self.assert_programs(self.server.request(f"/?{harmless}x=1"),
+                                 program("GET", harmless + "x=1"), harmless)
 
     def test_origins(self):
-        body = b"_file=fs"
-        here = f"{HOST}:{self.server.port}"
+        body, here = b"_file=fs", f"{HOST}:{self.server.port}"
         expected = program("POST", "", body, FORM)
-        for host, origin, allowed in (
-                (here, None, True), (here, "http://" + here, True), (here, "https://" + here, True),
-                (here, "null", False), (here, "http://evil.example", False), (here, here, False),
-                (here, f"http://{here}0", False), (here, f"http://{HOST}", False),
-                (here, f"http://{here}.evil.example", False), (here, f"http://evil{here}", False),
-                (here, f"http://evil@{here}", False), (here, f"http://{here}@evil", False),
-                (here, f"http://{here}/", False), (here, "http://", False), (here, "x", False),
-                (here, f"http://evil/{here}", False), (here, f"file://{here}", False),
-                (here, f"http://evil&host=evil&", False), (here, f"http://{here} {here}", False),
-                ("vistel", "http://vistel", True), ("vistel.local", "https://vistel.local", True),
-                ("vistel", "http://vistel:80", False), ("vistel", "http://vistel.local", False),
-                ("192.0.2.7", "http://192.0.2.7", True), ("192.0.2.7", "http://192.0.2.77", False),
-                ("[2001:db8::7]", "http://[2001:db8::7]", True),
-                ("[2001:db8::7]:8080", "https://[2001:db8::7]:8080", True),
-                ("[2001:db8::7]:8080", "http://[2001:db8::7]", False),
-                ("[2001:db8::7]", "http://[2001:db8::8]", False)):
-            for path in ("/", "/cgi-bin/vistel.cgi?a=%41+b", "/?origin=evil.example&host=evil.example&"):
+        for host, allowed, origins in (
+                (here, True, (None, "http://" + here, "https://" + here)),
+                (here, False, ("null", "http://evil.example", here, f"http://{here}0", f"http://{HOST}",
+                               f"http://{here}.evil.example", f"http://evil{here}", f"http://evil@{here}",
+                               f"http://{here}@evil", f"http://{here}/", "http://", "x", f"http://evil/{here}",
+                               f"file://{here}", "http://evil&host=evil&", f"http://{here} {here}")),
+                ("vistel", True, ("http://vistel",)),
+                ("vistel", False, ("http://vistel:80", "http://vistel.local")),
+                ("vistel.local", True, ("https://vistel.local",)),
+                ("192.0.2.7", True, ("http://192.0.2.7",)), ("192.0.2.7", False, ("http://192.0.2.77",)),
+                ("[2001:db8::7]", True, ("http://[2001:db8::7]",)),
+                ("[2001:db8::7]", False, ("http://[2001:db8::8]",)),
+                ("[2001:db8::7]:8080", True, ("https://[2001:db8::7]:8080",)),
+                ("[2001:db8::7]:8080", False, ("http://[2001:db8::7]",))):
+            for origin, path in itertools.product(
+                    origins, ("/", "/cgi-bin/vistel.cgi?a=%41+b", "/?origin=evil.example&host=evil.example&")):
                 what = (host, origin, path)
-                answer = self.server.request(path, "POST", body, Content_Type=FORM, Host=host,
-                                             Origin=origin)
+                answer = self.server.request(path, "POST", body, Content_Type=FORM, Host=host, Origin=origin)
                 if allowed:
-                    self.assert_programs(answer, expected, what)
                     # Tools need no scripts; a browser that names no origin might be led here.
-                    self.assert_policy(answer[1], origin is None, what)
+                    self.assert_programs(answer, expected, what, strict=origin is None)
                 else:
                     self.assert_refused(answer, what, (403,))
         # The program's path has many spellings, and each may bring a query that forges the comparison.
@@ -206,14 +186,13 @@ class Requests:
         strict = 0
         for query in table:
             path = "/?" + urllib.parse.quote(query, safe="%&=+/<>;.*_", encoding="latin-1")
-            answer = self.server.request(path)
-            self.assertEqual(answer[0], 200, query)
-            policy = answer[1].getheader("Content-Security-Policy")
+            status, response, _ = self.server.request(path)
+            self.assertEqual(status, 200, query)
             hostile = any(name == "_file" and value not in KNOWN_FILES or
                           name == "_page" and not re.fullmatch(r"[\w-]*", value, re.ASCII)
                           for name, value in parse(query))
             strict += hostile
-            self.assert_policy(answer[1], hostile or "sandbox" in policy, query)
+            self.assert_policy(response, hostile or "sandbox" in response.getheader("Content-Security-Policy"), query)
         self.assertGreater(strict, 25)
 
     def test_program_without_a_word(self):
@@ -242,55 +221,50 @@ class Requests:
                                                   Content_Type="multipart/form-data; boundary=x")
             self.assertEqual((status, page), (413, b"<p>Our own 413.</p>"))
 
-
-class Authenticated:
-    """The same servers with authentication switched on, and without error pages of the site."""
-
     def test_passwords(self):
+        """With authentication switched on, and without error pages of the site."""
         server = Server(self.name, PASSWORD)
-        left = []
-        try:
-            def basic(name, password):
-                return "Basic " + base64.b64encode(f"{name}:{password}".encode()).decode()
-            # Wrong ones once: servers take their time over them.
-            wrong = [("/", authorisation) for authorisation in (
-                basic("admin", "wrong"), basic("root", PASSWORD), basic("admin", ""), "Bearer x")]
-            paths = ("/", "/?_file=fs", "/cgi-bin/vistel.cgi", "/styles/std/style.css")
-            for path, authorisation in [(path, None) for path in paths] + wrong:
-                status, response, body = server.request(path, Authorization=authorisation)
-                self.assertEqual(status, 401, (path, authorisation))
-                self.assertNotIn(b"<html lang", body, path)
-                if authorisation is None:
-                    self.assertRegex(response.getheader("WWW-Authenticate"), '^Basic realm="Vistel"')
-            for path in paths:
-                self.assertEqual(server.request(path, Authorization=basic("admin", PASSWORD))[0], 200)
-            allowed = {"Authorization": basic("admin", PASSWORD)}
-            self.assertEqual(server.request("/?_file=fs", **allowed)[2], program("GET", "_file=fs")[1])
-            self.assertEqual(server.request("/?:sys:x=1", **allowed)[0], 403)
-            self.assertIn(server.request("/wgl/main.wgl", **allowed)[0], REFUSED)
-            # Without a page of the site's own, the status stays what it is.
-            self.assertEqual(server.request("/", "POST", announced=7 * 1024 * 1024, **allowed)[0], 413)
-            self.assertEqual(server.request("/", "POST", b"_file=fs", Content_Type=FORM,
-                                            Origin="null", **allowed)[0], 403)
-        finally:
-            left = server.stop()
-        self.assertEqual(left, [])
-        with socket.socket() as probe:
-            self.assertNotEqual(probe.connect_ex((HOST, server.port)), 0)
+        self.addCleanup(server.stop)
+
+        def basic(name, password):
+            return "Basic " + base64.b64encode(f"{name}:{password}".encode()).decode()
+        # Wrong ones once: servers take their time over them.
+        wrong = [("/", authorisation) for authorisation in (
+            basic("admin", "wrong"), basic("root", PASSWORD), basic("admin", ""), "Bearer x")]
+        paths = ("/", "/?_file=fs", "/cgi-bin/vistel.cgi", "/styles/std/style.css")
+        for path, authorisation in [(path, None) for path in paths] + wrong:
+            status, response, body = server.request(path, Authorization=authorisation)
+            self.assertEqual(status, 401, (path, authorisation))
+            self.assertNotIn(b"<html lang", body, path)
+            if authorisation is None:
+                self.assertRegex(response.getheader("WWW-Authenticate"), '^Basic realm="Vistel"')
+        allowed = {"Authorization": basic("admin", PASSWORD)}
+        for path in paths:
+            self.assertEqual(server.request(path, **allowed)[0], 200)
+        self.assertEqual(server.request("/?_file=fs", **allowed)[2], program("GET", "_file=fs")[1])
+        # Without a page of the site's own, the status stays what it is.
+        form = {"method": "POST", "Content_Type": FORM, **allowed}
+        for path, request, statuses in (("/?:sys:x=1", allowed, (403,)), ("/wgl/main.wgl", allowed, REFUSED),
+                                        ("/", {"announced": 7 * 1024 * 1024, **form}, (413,)),
+                                        ("/", {"body": b"_file=fs", "Origin": "null", **form}, (403,))):
+            self.assertIn(server.request(path, **request)[0], statuses, path)
 
 
-def for_each_server():
-    for name, traits in (("lighttpd", {}), ("nginx", {}), ("apache", {}),
-                         ("busybox", {"headers_on_errors": False, "serves_dotfiles": True,
-                                      "own_403": False})):
-        traits = {"name": name, "headers_on_errors": True, "serves_dotfiles": False, "own_403": True,
-                  **traits}
-        for base in (Requests, Authenticated):
-            title = base.__name__ + name.capitalize()
-            globals()[title] = type(title, (base, unittest.TestCase), traits)
+class Lighttpd(Requests, unittest.TestCase):
+    name = "lighttpd"
 
 
-for_each_server()
+class Nginx(Requests, unittest.TestCase):
+    name = "nginx"
+
+
+class Apache(Requests, unittest.TestCase):
+    name = "apache"
+
+
+class Busybox(Requests, unittest.TestCase):
+    name, headers_on_errors, serves_dotfiles, own_403 = "busybox", False, True, False
+
 
 if __name__ == "__main__":
     unittest.main()

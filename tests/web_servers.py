@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-What the tests of the web servers stand on: a server of deploy/ as a process with a scratch folder, the
-program run by hand, and the program's way to read a query, written a second time. The rule: each
-server has a port of its own, and ends by its process id.
+A web server of deploy/ as a process with a scratch folder, and the program's way to read a query,
+written a second time. The rule: each server has a port of its own, and ends by its process id.
 """
 import http.client
 import itertools
@@ -16,41 +15,16 @@ import tempfile
 import time
 from pathlib import Path
 
-SOURCE = Path(__file__).resolve().parent.parent
-CGI, ROOT = SOURCE / "build/run/root/usr/lib/cgi-bin", SOURCE / "build/run/root/usr/www"
-HOST = "127.0.0.1"
-BUILD_SECONDS, START_SECONDS, END_SECONDS, ANSWER_SECONDS = 240, 20, 10, 30
+from program import decode, encode, run
+from served import HOST, SOURCE, free_port, members
+
+ROOT = SOURCE / "build/web/root"
+WWW, CGI, UPLOAD = ROOT / "usr/www", ROOT / "usr/lib/cgi-bin", ROOT / "tmp/upload.bin"
+START_SECONDS, END_SECONDS, ANSWER_SECONDS = 20, 10, 30
 # As root, the servers run as another user that may still read what root built: one of them
 # refuses to be root, and none should.
 UNPRIVILEGED = ["--reuid=65534", "--regid=65534", "--clear-groups", "--inh-caps=+dac_override",
                 "--ambient-caps=+dac_override"] if os.geteuid() == 0 else []
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind((HOST, 0))
-        return probe.getsockname()[1]
-
-
-def build():
-    """
-    The installation that `./run` makes. Its system manager is ended with it, so that pages don't
-    change from one request to the next.
-    """
-    run = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", text=True,
-                           env={**os.environ, "PORT": str(free_port())}, stdout=subprocess.PIPE)
-    signal.alarm(BUILD_SECONDS)
-    output = ""
-    for line in run.stdout:
-        output += line
-        if "http://" in line:
-            break
-    else:
-        raise RuntimeError("./run ended: " + output)
-    run.terminate()
-    run.wait(END_SECONDS)
-    run.stdout.close()
-    signal.alarm(0)
 
 
 def digit(byte):
@@ -84,28 +58,11 @@ def parse(query):
 
 def program(method, query="", body=b"", content_type="", **headers):
     """What the program writes, as (headers, body)."""
-    environment = {"REQUEST_METHOD": method, "QUERY_STRING": query, "CONTENT_TYPE": content_type,
-                   "CONTENT_LENGTH": str(len(body)) if body else "", **headers}
-    with tempfile.TemporaryFile() as file:
-        file.write(body)
-        file.seek(0)
-        output = subprocess.run([CGI / "vistel.cgi"], env=environment, stdin=file, check=False,
-                                stdout=subprocess.PIPE, timeout=ANSWER_SECONDS).stdout
-    head, _, page = output.partition(b"\r\n\r\n")
-    return dict(line.split(": ", 1) for line in head.decode().split("\r\n")), page
-
-
-def members(session):
-    """The processes of a session, those aside that only wait to be collected."""
-    found = []
-    for stat in Path("/proc").glob("[0-9]*/stat"):
-        try:
-            fields = stat.read_text().rpartition(")")[2].split()
-        except OSError:
-            continue
-        if int(fields[3]) == session and fields[0] != "Z":
-            found.append(int(stat.parent.name))
-    return found
+    answer = run([CGI / "vistel.cgi"], {
+        "REQUEST_METHOD": method, "QUERY_STRING": query, "CONTENT_TYPE": content_type,
+        "CONTENT_LENGTH": str(len(body)) if body else "", **headers}, [decode(body)])
+    head, _, page = answer.output.partition("\r\n\r\n")
+    return dict(line.split(": ", 1) for line in head.split("\r\n")), encode(page)
 
 
 class Server:
@@ -117,22 +74,22 @@ class Server:
         self.folder.chmod(0o755)
         self.www, self.state = self.folder / "www", self.folder / "state"
         shutil.copytree(SOURCE / "deploy", self.folder / "deploy")
-        shutil.copytree(ROOT, self.www)
-        self.state.mkdir(mode=0o777)
+        shutil.copytree(WWW, self.www)
+        self.state.mkdir()
         self.state.chmod(0o777)
         for path in ("styles/probe.js", "styles/probe.gif", "styles/probe.png", "styles/probe.wgl",
                      "styles/.probe", "styles/probe.wgl~", "probe.html"):
             (self.www / path).write_text("<~ probe ~>")
+        shutil.rmtree(self.www / "errors")
         if password is not None:
             self.switch_authentication_on(password)
         else:
-            (self.www / "errors").mkdir(exist_ok=True)
+            (self.www / "errors").mkdir()
             for status in (403, 404, 413, 500, 502):
                 (self.www / f"errors/{status}.html").write_text(f"<p>Our own {status}.</p>")
         try:
-            if name == "nginx":
-                self.start("fcgiwrap")
-            self.start(name)
+            for process in ("fcgiwrap", name) if name == "nginx" else (name,):
+                self.start(process)
             self.await_answer()
         except BaseException:
             self.stop()
@@ -140,9 +97,7 @@ class Server:
 
     def switch_authentication_on(self, password):
         """Does what the configurations' comments tell a maker to do."""
-        shutil.rmtree(self.www / "errors", ignore_errors=True)
-        salted = subprocess.run(["openssl", "passwd", "-6", password], check=True, text=True,
-                                stdout=subprocess.PIPE).stdout.strip()
+        salted = subprocess.check_output(["openssl", "passwd", "-6", password], text=True).strip()
         (self.state / "passwords").write_text(f"admin:{salted}\n")
         for file in self.folder.glob("deploy/**/*.conf"):
             text = file.read_text()
@@ -151,8 +106,7 @@ class Server:
 
     def start(self, name):
         environment = {**os.environ, "VISTEL_WWW": str(self.www), "VISTEL_CGI": str(CGI),
-                       "VISTEL_BIND": HOST, "VISTEL_PORT": str(self.port),
-                       "VISTEL_STATE": str(self.state)}
+                       "VISTEL_BIND": HOST, "VISTEL_PORT": str(self.port), "VISTEL_STATE": str(self.state)}
         with open(self.folder / "output.log", "ab") as log:
             self.processes.append(subprocess.Popen(
                 ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", self.folder / "deploy/start", name],
@@ -168,41 +122,34 @@ class Server:
             except OSError:
                 pass
             if time.monotonic() > deadline or any(p.poll() is not None for p in self.processes):
-                raise RuntimeError(self.name + " did not start: " + self.log())
-            time.sleep(0.05)
-
-    def log(self):
-        files = (self.folder / "output.log", self.state / "error.log")
-        return "".join(file.read_text() for file in files if file.exists())
+                files = (self.folder / "output.log", self.state / "error.log")
+                raise RuntimeError(self.name + ": " + "".join(file.read_text() for file in files if file.exists()))
+            time.sleep(0.02)
 
     def stop(self):
-        """Ends the servers; returns the processes that they left behind."""
+        """Ends the servers; fails when processes of theirs are left, or something still listens."""
         left = []
         for process in self.processes:
             process.terminate()
-            try:
-                process.wait(END_SECONDS)
-            except subprocess.TimeoutExpired:
-                left.append(process.pid)
-                process.kill()
-                process.wait()
             deadline = time.monotonic() + END_SECONDS
             while (rest := members(process.pid)) and time.monotonic() < deadline:
-                time.sleep(0.05)
+                process.poll()
+                time.sleep(0.02)
             left += rest
             for pid in rest:
                 os.kill(pid, signal.SIGKILL)
+            process.wait()
         shutil.rmtree(self.folder)
-        return left
+        with socket.socket() as probe:
+            assert not left and probe.connect_ex((HOST, self.port)) != 0, left
 
     def request(self, path, method="GET", body=None, announced=None, **headers):
         """(status, headers, body). With `announced`, a body of that length which never comes."""
         connection = http.client.HTTPConnection(HOST, self.port, timeout=ANSWER_SECONDS)
         try:
-            host = headers.pop("Host", f"{HOST}:{self.port}")
             connection.putrequest(method, path, skip_host=True, skip_accept_encoding=True)
             length = announced or (None if body is None else len(body))
-            for name, value in {"Host": host, "Content-Length": length, **headers}.items():
+            for name, value in {"Host": f"{HOST}:{self.port}", "Content-Length": length, **headers}.items():
                 if value is not None:
                     connection.putheader(name.replace("_", "-"), value)
             connection.endheaders()

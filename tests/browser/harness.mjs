@@ -1,106 +1,56 @@
 // SPDX-License-Identifier: MIT
 //
-// What every test in the browser needs: the site under `./run`, with a device of its own, Chromium,
-// and an eye on whatever goes wrong in it. The rule to know: a page that logs an error, fails to
-// load something or throws makes the test fail that opened it, whatever else it looked at.
+// What every test in the browser needs: the site, its device, Chromium, and what goes wrong in it. The
+// rule to know: a page that logs an error, throws or fails to load something makes the test fail that
+// opened it, whatever else it looked at.
 import assert from 'node:assert/strict';
-import { execFileSync, spawn } from 'node:child_process';
+import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
-import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 export const source = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const build = path.join(source, 'build');
-export const root = path.join(build, 'browser/root');
+export const root = path.join(build, 'served/root');
 export const languages = ['en', 'de', 'fr'];
 export const widths = { desktop: 1280, phone: 390 };
 
-const host = '127.0.0.1';
-const startSeconds = 300;
 const libraries = createRequire(path.join(build, 'browser-libraries/package.json'));
 const { chromium } = libraries('playwright-core');
 const axeSource = fs.readFileSync(libraries.resolve('axe-core/axe.min.js'), 'utf8');
 
-async function freePort() {
-  const server = net.createServer().listen(0, host);
-  await new Promise((resolve) => server.once('listening', resolve));
-  const { port } = server.address();
-  await new Promise((resolve) => server.close(resolve));
-  return port;
-}
-
-export class Site {
-  // A device as it comes from the factory, behind the real web server.
-  static async start() {
-    const site = new Site();
-    for (const state of ['lib/sysmgr', 'run/sysmgr']) {
-      fs.rmSync(path.join(root, 'var', state), { recursive: true, force: true });
-    }
-    const port = await freePort();
-    site.address = `http://${host}:${port}/`;
-    site.process = spawn(path.join(source, 'run'), [], {
-      cwd: '/',
-      env: { ...process.env, VISTEL_RUN_PRESET: 'browser', PORT: String(port) },
-      stdio: ['ignore', 'pipe', 'pipe'],
-    });
-    let output = '';
-    await new Promise((resolve, reject) => {
-      const deadline = setTimeout(() => reject(new Error(`no site: ${output}`)), startSeconds * 1000);
-      const read = (text) => {
-        output += text;
-        if (!output.includes(site.address)) return;
-        clearTimeout(deadline);
-        resolve();
-      };
-      site.process.stdout.on('data', read);
-      site.process.stderr.on('data', read);
-      site.process.once('exit', () => reject(new Error(`./run ended: ${output}`)));
-    });
-    return site;
-  }
-
-  // The process ids of the programs of this site, by name.
-  childNamed(name) {
-    for (const entry of fs.readdirSync('/proc')) {
-      if (!/^\d+$/.test(entry)) continue;
-      try {
-        const stat = fs.readFileSync(`/proc/${entry}/stat`, 'utf8');
-        const end = stat.lastIndexOf(')');
-        const parent = Number(stat.slice(end + 2).split(' ')[1]);
-        if (parent === this.process.pid && stat.slice(stat.indexOf('(') + 1, end) === name) {
-          return Number(entry);
-        }
-      } catch {
-        // It has just ended.
-      }
-    }
-    throw new Error(`no ${name}`);
-  }
-
-  async stop() {
-    if (this.process.exitCode === null) {
-      const ended = new Promise((resolve) => this.process.once('exit', resolve));
-      this.process.kill('SIGTERM');
-      await ended;
-    }
-  }
+// The site whose address served.py tells.
+export const site = {
+  address: process.env.VISTEL_ADDRESS,
 
   url(page, language, more = '') {
     return `${this.address}?_file=/wgl/main.wgl&_style=std&_dir=std&_page=${page}&_lang=${language}${more}`;
-  }
+  },
+
+  // A page as text, without a browser.
+  async read(address) {
+    const response = await fetch(new URL(address, this.address));
+    assert.equal(response.status, 200, address);
+    return response.text();
+  },
+
+  // The process id of the system manager.
+  manager() {
+    const children = fs.readFileSync(`/proc/${process.env.VISTEL_RUN}/task/${process.env.VISTEL_RUN}/children`, 'utf8');
+    return Number(children.trim().split(' ').find((pid) => fs.readFileSync(`/proc/${pid}/comm`, 'utf8') === 'sysmgrd\n'));
+  },
 
   // Asks the system manager as a person at a terminal would.
   control(...words) {
     return execFileSync(path.join(root, 'usr/sbin/sysmgrctl'), words, { encoding: 'utf8' });
-  }
+  },
 
   value(key) {
     return this.control('cat', key);
-  }
-}
+  },
+};
 
 export class Browser {
   static async start() {

@@ -1,0 +1,80 @@
+# SPDX-License-Identifier: MIT
+"""
+Starts `./run` on a free port, with a device as it comes from the factory and in a foreign locale. The
+rule to know: how it ends is tested each time; it must leave no process, port or folder behind.
+
+usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_RUN)
+"""
+import contextlib
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parent.parent
+BUILD = SOURCE / "build/served"
+HOST = "127.0.0.1"
+START_SECONDS, END_SECONDS = 240, 10
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind((HOST, 0))
+        return probe.getsockname()[1]
+
+
+def processes(field, value):
+    """Those with that value in a field of /proc/*/stat behind the name, zombies aside."""
+    found = []
+    for stat in Path("/proc").glob("[0-9]*/stat"):
+        with contextlib.suppress(OSError):
+            fields = stat.read_text().rpartition(")")[2].split()
+            if int(fields[field]) == value and fields[0] != "Z":
+                found.append(int(stat.parent.name))
+    return found
+
+
+def children(pid):
+    return processes(1, pid)
+
+
+def members(session):
+    return processes(3, session)
+
+
+@contextlib.contextmanager
+def served():
+    """Address and process of a `./run`."""
+    for state in ("lib/sysmgr", "run/sysmgr"):
+        shutil.rmtree(BUILD / "root/var" / state, ignore_errors=True)
+    port = free_port()
+    address, output = f"http://{HOST}:{port}/", ""
+    run = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", text=True,
+                           stdout=subprocess.PIPE, env={**os.environ, "VISTEL_RUN_PRESET": BUILD.name,
+                                                        "PORT": str(port), "LANGUAGE": "fr", "LC_ALL": "C"})
+    signal.alarm(START_SECONDS)
+    while address not in output:
+        line = run.stdout.readline()
+        assert line, "./run ended: " + output
+        output += line
+    signal.alarm(0)
+    try:
+        yield address, run
+    finally:
+        programs = children(run.pid)
+        run.terminate()
+        assert run.wait(END_SECONDS) == 128 + signal.SIGTERM
+        run.stdout.close()
+    assert programs and not [pid for pid in programs if Path(f"/proc/{pid}").exists()], "processes are left"
+    assert not list(BUILD.glob("state.*")), "a folder is left"
+    with socket.socket() as probe:
+        assert probe.connect_ex((HOST, port)) != 0, "something still listens"
+
+
+if __name__ == "__main__":
+    with served() as (address, run):
+        sys.exit(subprocess.call(sys.argv[1:], env={
+            **os.environ, "VISTEL_ADDRESS": address, "VISTEL_RUN": str(run.pid)}))

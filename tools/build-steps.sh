@@ -1,0 +1,81 @@
+# shellcheck shell=bash
+# SPDX-License-Identifier: MIT
+#
+# The steps that ./run and ./test share: packages and build folders. Both source this file with the
+# project's root as the current folder; everything is written below build/.
+
+readonly buildPackages=(
+  g++ cmake ninja-build flex bison gettext             # the program
+  libgif-dev                                           # its status images
+  nlohmann-json3-dev libsqlite3-dev libevent-dev       # the system manager
+  libexpat1-dev libsodium-dev
+  lighttpd                                             # the web server
+)
+readonly units=(lighttpd.service nginx.service fcgiwrap.service fcgiwrap.socket)
+readonly policy=/usr/sbin/policy-rc.d # while it is there, packages start no services
+
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+asRoot() {
+  if [[ $EUID -eq 0 ]]; then "$@"; else sudo "$@"; fi
+}
+
+# installMissing PACKAGE[:COMMAND] ...
+# With a command, the package is installed only if nothing else provides it. A subshell, whose end
+# removes the policy file.
+installMissing() (
+  local package unit there missing=() log=build/packages.log
+  # With the package of another architecture installed, this one's may still be missing.
+  there=" $(dpkg-query -W -f='${db:Status-Status} ${Architecture} ${Package}\n' 2>/dev/null |
+    sed -nE "s/^installed (all|$(dpkg --print-architecture)) //p" | tr '\n' ' ')" || true
+  for package in "$@"; do
+    if [[ $package == *:* ]]; then
+      command -v "${package#*:}" >/dev/null || missing+=("${package%:*}")
+    elif [[ $there != *" $package "* ]]; then
+      missing+=("$package")
+    fi
+  done
+  if [[ ${#missing[@]} -eq 0 ]]; then return; fi
+  command -v apt-get >/dev/null || fail "missing: ${missing[*]} (and there is no apt-get to install them)"
+  if [[ $EUID -ne 0 ]] && ! command -v sudo >/dev/null; then
+    fail "missing: ${missing[*]} (run this as root once, or install sudo)"
+  fi
+  printf 'Installing %s ...\n' "${missing[*]}"
+  # A web server that Debian starts is open to the network. Only the programs are wanted.
+  trap 'exit 130' INT
+  trap 'exit 143' TERM
+  if [[ ! -e $policy ]]; then
+    trap 'asRoot rm -f -- "$policy"' EXIT
+    printf '#!/bin/sh\nexit 101\n' | asRoot tee "$policy" >/dev/null
+    asRoot chmod 755 "$policy"
+  fi
+  {
+    asRoot apt-get -q update &&
+    asRoot env DEBIAN_FRONTEND=noninteractive \
+      apt-get -q -y --no-install-recommends install "${missing[@]}"
+  } >"$log" 2>&1 </dev/null || { cat -- "$log" >&2; fail 'apt-get failed'; }
+  # Not at the next start of the machine either, whatever starts its services.
+  for unit in "${units[@]}"; do
+    if [[ " ${missing[*]} " == *" ${unit%.*} "* ]]; then
+      { asRoot deb-systemd-helper disable "$unit" && asRoot update-rc.d "${unit%.*}" disable; } \
+        >>"$log" 2>&1 || fail "$unit stays enabled, see $log"
+    fi
+  done
+)
+
+# A tree that was moved or copied has a cache that points to its old place: CMake has to begin anew.
+dropMovedCache() {
+  local home
+  home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null || true)
+  if [[ -n $home && $home != "$PWD" ]]; then rm -rf -- "$1/CMakeCache.txt" "$1/CMakeFiles"; fi
+}
+
+# The build folders hold many objects that are the same; with ccache each is compiled once.
+shareObjects() {
+  if ! command -v ccache >/dev/null; then return; fi
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+  export CCACHE_DIR=${CCACHE_DIR:-$PWD/build/ccache} CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
+}
