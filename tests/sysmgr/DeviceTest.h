@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -21,19 +22,33 @@ class DeviceTest : public testing::Test, protected Asker {
  protected:
   std::string Query(const StringTable& keys) override {
     StringTable answer;
-    const Outcome outcome = device_.Query(keys, client_, answer);
+    const Outcome outcome = process_->device.Query(keys, client_, answer);
     return outcome.IsSuccess() ? TableText(answer) : "[" + outcome.Record() + "]";
   }
   std::string Store(const StringTable& keys, const StringTable& values) override {
     // Whatever is refused is refused with a sentence that translators are told.
     static const std::set<std::string> kMessages = MessagesOf(ReadModelFile(VISTEL_TEST_MODEL));
     StringTable answer(1);
-    for (const Outcome& outcome : device_.Set(keys, values, client_)) {
+    for (const Outcome& outcome : process_->device.Set(keys, values, client_)) {
       EXPECT_EQ(outcome.IsSuccess(), kMessages.count(outcome.Text()) == 0) << outcome.Text();
       answer.AddCells({outcome.Text()});
     }
     return TableText(answer);
   }
+
+  // All that ends with the process.
+  struct Process {
+    explicit Process(DeviceTest& test)
+        : settings(test.model_, test.storage_),
+          features(settings, {7, [&test] { return test.now_; }, [&test] { return test.steady_; },
+                              test.folder_.Path("files"), test.folder_.Path("upload.bin"),
+                              test.folder_.Path()}),
+          device(settings, features.All()) {}
+
+    Settings settings;
+    Features features;
+    Device device;
+  };
 
   std::string client_ = "tester";
   std::int64_t now_ = 1700000000;
@@ -41,10 +56,5 @@ class DeviceTest : public testing::Test, protected Asker {
   TestFolder folder_{"/tmp/vistel-sysmgr"};
   Model model_ = ReadModelFile(VISTEL_TEST_MODEL);
   Storage storage_{folder_.Path("settings.db"), model_};
-  Settings settings_{model_, storage_};
-  Features features_{settings_,
-                     {7, [this] { return now_; }, [this] { return steady_; }, folder_.Path("files"),
-                      folder_.Path("upload.bin"), folder_.Path()}};
-  Powerline& powerline_ = features_.GetPowerline();
-  Device device_{settings_, features_.All()};
+  std::optional<Process> process_{*this};
 };

@@ -107,6 +107,7 @@ TEST_F(DeviceTest, Batches) {
 // batch, its answer, and the names of the cellar's and the garage's station afterwards; as they
 // were where none are given.
 TEST_F(DeviceTest, Actions) {
+  Powerline& powerline = process_->features.GetPowerline();
   std::string names = "Keller, hinter der Waschmaschine|";
   const auto expect = [&](const std::string& batch, const std::string& answer,
                           const std::string& namesAfter = "") {
@@ -161,12 +162,13 @@ TEST_F(DeviceTest, Actions) {
       HomePlug.AddStation => [key 'HomePlug.AddStation': The key cannot be read.]
       HomePlug.NameStation.MacAddress => [key 'HomePlug.NameStation.MacAddress': The key cannot be read.]
       )");
-  EXPECT_EQ(powerline_.Stations()->size(), Powerline::kStations + 1);
-  EXPECT_EQ(powerline_.ToneMaps()->size(), Powerline::kStations);
+  EXPECT_EQ(powerline.Stations()->size(), Powerline::kStations + 1);
+  EXPECT_EQ(powerline.ToneMaps()->size(), Powerline::kStations);
 }
 
 // What was told and set is forgotten; and nothing of it is ever told to the log.
 TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
+  Powerline& powerline = process_->features.GetPowerline();
   const auto look = [this] {
     return Get(
         "System.DeviceName;System.Uptime;HomePlug.Stations{Role=local}.Uptime;"
@@ -182,7 +184,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
       )");
   steady_ += 60;
   EXPECT_EQ(look(), "canary|60|60|feather|Garten <&> \"H\xC3\xBCtte\"");
-  const std::string uptime = (*powerline_.Stations())[1][6];
+  const std::string uptime = (*powerline.Stations())[1][6];
   // A configuration goes to other devices, and what was told about stations does not.
   const std::string exported = Get("System.ConfigShow:secrets=include");
   EXPECT_NE(exported.find("canary word"), std::string::npos);
@@ -199,7 +201,7 @@ TEST_F(DeviceTest, RestartsResetsAndTheirLog) {
   Expect("set System.Restart=1 => \n System.ConfigPending => 0");
   EXPECT_NE(access(file.c_str(), F_OK), 0);
   EXPECT_EQ(look(), "canary|0|0|feather|Garten <&> \"H\xC3\xBCtte\"");
-  EXPECT_EQ((*powerline_.Stations())[1][6], uptime);
+  EXPECT_EQ((*powerline.Stations())[1][6], uptime);
   now_ += 1;
   EXPECT_EQ(Set("System.FactoryReset=1"), "");
   EXPECT_EQ(look(), "Vistel|0|0|Keller, hinter der Waschmaschine|");
@@ -261,28 +263,29 @@ TEST_F(DeviceTest, SourcesOfTheModelMustExist) {
       )")) {
     const Model model = ReadModel("m", ModelOf(KeyOf("a", row[0])));
     Settings settings(model, storage_);
-    EXPECT_EQ(FaultOf([&] { const Device device(settings, features_.All()); }),
+    EXPECT_EQ(FaultOf([&] { const Device device(settings, process_->features.All()); }),
               "model, key 'a': " + row.at(1));
   }
 }
 
 // The same second of the same seed looks the same, and such as a network does.
 TEST_F(DeviceTest, Powerline) {
-  const StationBook book(settings_);
+  Powerline& powerline = process_->features.GetPowerline();
+  const StationBook book(process_->settings);
   const auto make = [&](std::uint64_t seed) {
     return Powerline(
         seed, [this] { return now_; }, [this] { return steady_; }, book, [] { return "1"; });
   };
   Powerline same = make(7);
   Powerline other = make(8);
-  std::vector<LiveRow> before = *powerline_.Stations();
+  std::vector<LiveRow> before = *powerline.Stations();
   std::set<std::string> addresses;
   for (int minute = 1; minute < 12; ++minute) {
     // Somebody sets the clock back again and again; no count knows.
     now_ -= 300;
     steady_ += 60;
-    const std::vector<LiveRow> rows = *powerline_.Stations();
-    EXPECT_EQ(powerline_.UptimeSeconds(), 60 * minute);
+    const std::vector<LiveRow> rows = *powerline.Stations();
+    EXPECT_EQ(powerline.UptimeSeconds(), 60 * minute);
     EXPECT_EQ(rows[0][6], std::to_string(60 * minute));
     unsigned bad = 0;
     for (std::size_t i = 1; i < rows.size(); ++i) {
@@ -302,17 +305,17 @@ TEST_F(DeviceTest, Powerline) {
     before = rows;
   }
   EXPECT_EQ(addresses.size(), Powerline::kStations - 1);
-  EXPECT_EQ(*powerline_.ToneMaps(), *same.ToneMaps());
-  for (const LiveRow& row : *powerline_.ToneMaps()) {
+  EXPECT_EQ(*powerline.ToneMaps(), *same.ToneMaps());
+  for (const LiveRow& row : *powerline.ToneMaps()) {
     for (const std::string& map : {row[1], row[2]}) {
       EXPECT_EQ(map.size(), Powerline::kCarriers);
       EXPECT_EQ(map.find_first_not_of("0123456789a"), std::string::npos);
     }
   }
-  const StringVector powers(',', powerline_.OutputPower());
+  const StringVector powers(',', powerline.OutputPower());
   ASSERT_EQ(powers.size(), Powerline::kCarriers);
   for (const std::string& power : powers) EXPECT_LE(std::stoul(power), 512U);
-  for (const double decibels : powerline_.Snr(1, false, now_)) {
+  for (const double decibels : powerline.Snr(1, false, now_)) {
     EXPECT_TRUE(decibels >= 0 && decibels <= 60) << decibels;
   }
 }

@@ -124,7 +124,7 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
   const std::string path = folder_.Write("upload.bin", "secret");
   const auto wait = [&](std::int64_t seconds) {
     steady_ += seconds;
-    features_.OnTimer();
+    process_->features.OnTimer();
     return IsThere(path);
   };
   EXPECT_TRUE(wait(10000));
@@ -139,10 +139,11 @@ TEST_F(DeviceTest, UploadsThatNobodyActsOnGo) {
 }
 
 TEST_F(DeviceTest, SnrFiles) {
+  Powerline& powerline = process_->features.GetPowerline();
   const std::string kKey = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar";
   const std::string path = Get(kKey);
   EXPECT_EQ(path.find(folder_.Path("files/snr-")), 0U) << path;
-  const Powerline::Decibels decibels = powerline_.Snr(2, false, now_);
+  const Powerline::Decibels decibels = powerline.Snr(2, false, now_);
   EXPECT_EQ(ReadFile(path),
             std::string(reinterpret_cast<const char*>(decibels.data()), sizeof decibels));
   // A query that fails leaves none behind.

@@ -1,118 +1,85 @@
 // SPDX-License-Identifier: MIT
 //
 // The way of a firmware image into the device, ended at every step.
-#include "sysmgr/firmware/FirmwareUpdate.h"
-
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <memory>
 #include <string>
-#include <thread>
 
-#include "tests/TestFolder.h"
+#include "tests/sysmgr/DeviceTest.h"
 #include "tests/sysmgr/FirmwareImages.h"
 #include "tests/sysmgr/Service.h"
 
 namespace {
 
-constexpr const char* kModel = "Vistel";
-constexpr const char* kNoImage = "This file is no firmware image.";
-
 // A device that can be started again and again over the same folder, and does one step when told.
-class FirmwareUpdateTest : public testing::Test {
+class FirmwareUpdateTest : public DeviceTest {
  protected:
-  FirmwareUpdateTest()
-      : folder_("/tmp/vistel-sysmgr"), upload_(folder_.Path() + "/upload"), log_([] { return 0; }) {
-    Start();
-  }
+  FirmwareUpdateTest() { Start(); }
 
   void Start() {
-    update_ = std::make_unique<FirmwareUpdate>(folder_.Path(), upload_, kModel, log_);
-    update_->RunStepsWith([this](std::function<bool()> step) { step_ = std::move(step); });
-    sources_ = std::make_unique<Sources>();
-    update_->OfferTo(*sources_);
+    process_.emplace(*this);
+    process_->features.RunStepsWith(
+        [this](std::function<bool()> step) { step_ = std::move(step); });
   }
 
-  void Upload(const std::string& bytes) const { folder_.Write("upload", bytes); }
-
-  bool Exists(const char* name) const {
-    return access((folder_.Path() + "/" + name).c_str(), F_OK) == 0;
-  }
-
-  std::string Bytes(const char* name) const { return ReadFile(folder_.Path(name)); }
-
-  std::string Value(const char* source) const {
-    const Config::Key::Key key(source);
-    return sources_->FindValue(source)->value({key, "tester"}).text;
-  }
+  void Upload(const std::string& bytes) const { folder_.Write("upload.bin", bytes); }
+  std::string Do(const std::string& what) { return Set("System.FirmwareUpdate=" + what); }
+  bool Exists(const char* name) const { return access(folder_.Path(name).c_str(), F_OK) == 0; }
 
   // State, progress, running version and the waiting image's version.
-  std::string Look() const {
-    const Config::Key::Key key("a");
-    const LiveRows rows = sources_->FindTable("firmware-image")->rows({key, "tester"});
-    return Value("firmware-state") + " " + Value("firmware-progress") + " " + Value("firmware") +
-           " " + (rows->empty() ? "-" : rows->front()[1]);
+  std::string Look() {
+    return Get(
+        "System.FirmwareState;System.FirmwareProgress;System.Firmware;"
+        "System.FirmwareImage{Model=Vistel}.Version");
   }
 
-  TestFolder folder_;
-  UploadedFile upload_;
-  EventLog log_;
-  std::unique_ptr<FirmwareUpdate> update_;
-  std::unique_ptr<Sources> sources_;
   std::function<bool()> step_;
 };
 
 TEST_F(FirmwareUpdateTest, FromUploadToRunning) {
   const std::string image = RightImage("2.4.0", std::string(100000, 'x'));
-  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
-  EXPECT_EQ(update_->Check().Text(), "No file has been uploaded.");
-  EXPECT_EQ(update_->Install().Text(), "No file has been uploaded.");
+  const std::string kNoImage = "This file is no firmware image.";
+  Expect(R"(
+      System.FirmwareState;System.FirmwareProgress;System.Firmware => idle|0|2.3.1-02
+      set System.FirmwareUpdate=check => No file has been uploaded.
+      set System.FirmwareUpdate=install => No file has been uploaded.
+      )");
   Upload("nonsense");
-  EXPECT_EQ(update_->Install().Text(), kNoImage);
-  EXPECT_FALSE(Exists("upload"));
+  EXPECT_EQ(Do("install"), kNoImage);
+  EXPECT_FALSE(Exists("upload.bin"));
   Upload(image);
-  EXPECT_EQ(update_->Check().Text(), "");
-  EXPECT_FALSE(Exists("upload"));
-  EXPECT_EQ(Look(), "checked 0 2.3.1-02 2.4.0");
+  EXPECT_EQ(Do("check"), "");
+  EXPECT_FALSE(Exists("upload.bin"));
+  EXPECT_EQ(Look(), "checked|0|2.3.1-02|2.4.0");
   Start();
-  EXPECT_EQ(Look(), "checked 0 2.3.1-02 2.4.0");
-  EXPECT_EQ(update_->Install().Text(), "");
-  EXPECT_EQ(Look(), "installing 0 2.3.1-02 2.4.0");
-  const std::string kBusy = "A firmware image is being installed.";
-  EXPECT_EQ(update_->Check().Text(), kBusy);
-  EXPECT_EQ(update_->Install().Text(), kBusy);
-  EXPECT_EQ(update_->Drop().Text(), kBusy);
+  EXPECT_EQ(Look(), "checked|0|2.3.1-02|2.4.0");
+  EXPECT_EQ(Do("install"), "");
+  EXPECT_EQ(Look(), "installing|0|2.3.1-02|2.4.0");
+  for (const char* what : {"check", "install", "drop"}) {
+    EXPECT_EQ(Do(what), "A firmware image is being installed.");
+  }
   unsigned steps = 1;
-  int before = 0;
-  for (; step_(); ++steps) {
-    const int progress = std::atoi(Value("firmware-progress").c_str());
-    EXPECT_GT(progress, before);
-    EXPECT_LT(progress, 100);
+  for (int before = 0; step_(); ++steps) {
+    const int progress = std::stoi(Get("System.FirmwareProgress"));
+    EXPECT_TRUE(before < progress && progress < 100) << progress;
     before = progress;
   }
   EXPECT_EQ(steps, FirmwareUpdate::kWritingSteps + FirmwareUpdate::kReadingSteps);
-  EXPECT_EQ(Look(), "installed 100 2.3.1-02 -");
+  EXPECT_EQ(Look(), "installed|100|2.3.1-02|");
   Upload("nonsense");
-  EXPECT_EQ(update_->Check().Text(), kNoImage);
-  EXPECT_EQ(Look(), "installed 100 2.3.1-02 -");
-  update_->Restart();
-  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  EXPECT_EQ(Do("check"), kNoImage);
+  EXPECT_EQ(Look(), "installed|100|2.3.1-02|");
+  EXPECT_EQ(Set("System.Restart=1"), "");
+  EXPECT_EQ(Look(), "idle|0|2.4.0|");
   Start();
-  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  EXPECT_EQ(Look(), "idle|0|2.4.0|");
   Upload(image);
-  EXPECT_EQ(update_->Check().Text(), "");
-  EXPECT_EQ(update_->Drop().Text(), "");
-  EXPECT_EQ(Look(), "idle 0 2.4.0 -");
+  EXPECT_EQ(Do("check"), "");
+  EXPECT_EQ(Do("drop"), "");
+  EXPECT_EQ(Look(), "idle|0|2.4.0|");
   EXPECT_FALSE(Exists("firmware-waiting.img"));
 }
 
@@ -124,19 +91,18 @@ TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
   for (unsigned ended = 0; !finished; ++ended) {
     folder_.Write("firmware-installed.img", old);
     Start();
-    ASSERT_EQ(Value("firmware"), "1.0");
     Upload(image);
-    ASSERT_TRUE(update_->Install().IsSuccess());
+    ASSERT_EQ(Do("install"), "");
     for (unsigned step = 0; step < ended && !finished; ++step) finished = !step_();
     // A crash runs no destructor: the leftover is what stays.
     const bool left = Exists("firmware-installed.img.new");
-    const std::string half = Bytes("firmware-installed.img.new");
+    const std::string half = ReadFile(folder_.Path("firmware-installed.img.new"));
     EXPECT_EQ(left, !finished);
-    EXPECT_EQ(Bytes("firmware-installed.img"), finished ? image : old) << ended;
-    update_.reset();
+    EXPECT_EQ(ReadFile(folder_.Path("firmware-installed.img")), finished ? image : old) << ended;
+    process_.reset();
     if (left) folder_.Write("firmware-installed.img.new", half);
     Start();
-    EXPECT_EQ(Value("firmware"), finished ? "2.0" : "1.0") << ended;
+    EXPECT_EQ(Get("System.Firmware"), finished ? "2.0" : "1.0") << ended;
     EXPECT_FALSE(Exists("firmware-installed.img.new"));
   }
 }
@@ -144,125 +110,96 @@ TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
 TEST_F(FirmwareUpdateTest, Failures) {
   const std::string image = RightImage("2.0", std::string(100000, 'x'));
   Upload(image);
-  ASSERT_TRUE(update_->Install().IsSuccess());
+  ASSERT_EQ(Do("install"), "");
   // What waits is changed behind our back: what comes back from the disk is wrong.
   std::string damaged = image;
   damaged.back() = 'y';
   folder_.Write("firmware-waiting.img", damaged);
   while (step_()) {
   }
-  EXPECT_EQ(Look(), "failed 0 2.3.1-02 2.0");
+  EXPECT_EQ(Look(), "failed|0|2.3.1-02|2.0");
   EXPECT_FALSE(Exists("firmware-installed.img"));
   EXPECT_FALSE(Exists("firmware-installed.img.new"));
   // Damaged images are not used by the next start.
   folder_.Write("firmware-installed.img", damaged);
   Start();
-  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+  EXPECT_EQ(Look(), "idle|0|2.3.1-02|");
   EXPECT_FALSE(Exists("firmware-waiting.img"));
-  const std::string pipe = folder_.Path() + "/firmware-waiting.img";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(folder_.Path("firmware-waiting.img").c_str(), 0600), 0);
   Start();
-  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
-
-  rlimit limit{};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-  const rlimit small{50000, limit.rlim_max};
+  EXPECT_EQ(Look(), "idle|0|2.3.1-02|");
   Upload(image);
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  const Outcome outcome = update_->Check();
-  setrlimit(RLIMIT_FSIZE, &limit);
-  static_cast<void>(std::signal(SIGXFSZ, handler));
-  EXPECT_EQ(outcome.Text(), "This could not be stored: the storage is full.");
-  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+  EXPECT_EQ(WithFileLimit(50000, [this] { return Do("check"); }),
+            "This could not be stored: the storage is full.");
+  EXPECT_EQ(Look(), "idle|0|2.3.1-02|");
   EXPECT_FALSE(Exists("firmware-waiting.img.new"));
 }
 
-TEST_F(FirmwareUpdateTest, UploadsThatAreNoneOfOurs) {
-  const std::string upload = folder_.Path() + "/upload";
-  const std::string kForeign = "The uploaded file cannot be read.";
-  const std::string elsewhere = folder_.Write("elsewhere", RightImage("2.0", "x"));
-  ASSERT_EQ(symlink(elsewhere.c_str(), upload.c_str()), 0);
-  EXPECT_EQ(update_->Check().Text(), kForeign);
-  ASSERT_NE(unlink(upload.c_str()), 0);
-
-  ASSERT_EQ(mkfifo(upload.c_str(), 0600), 0);
-  EXPECT_EQ(update_->Check().Text(), kForeign);
-  ASSERT_NE(unlink(upload.c_str()), 0);
-  ASSERT_EQ(mkdir(upload.c_str(), 0700), 0);
-  EXPECT_EQ(update_->Check().Text(), kForeign);
-  ASSERT_EQ(rmdir(upload.c_str()), 0);
-  Upload(RightImage("2.0", "x"));
-  if (chown(upload.c_str(), 65534, 65534) == 0) {
-    EXPECT_EQ(update_->Check().Text(), kForeign);
-  }
-  EXPECT_TRUE(Exists("elsewhere"));
-  EXPECT_EQ(Look(), "idle 0 2.3.1-02 -");
+Pace StepsOf(int milliseconds) {
+  return {Server::kDeadlineMilliseconds, milliseconds};
 }
 
-std::string Set(Client& client, const char* key, const char* value) {
-  return Ask(client, SetRequest({{key, value}}));
-}
-
-// The finished service: nobody waits while an image is installed, and a kill in the middle of it
-// leaves the old one.
+// Nothing else happens to the device while an image is installed, and others are answered.
 TEST(FirmwareService, KilledAndDone) {
-  using Clock = std::chrono::steady_clock;
-  const std::string kLook = QueryRequest("System.FirmwareState;System.Firmware");
-  const std::string kUpdate = "System.FirmwareUpdate";
-  Service service;
-  ASSERT_TRUE(service.IsRunning()) << service.Log();
-  {
-    Client client(service.Socket());
-    std::ofstream(service.Folder() + "/upload.bin") << RightImage("9", std::string(6000000, 'x'));
-    EXPECT_EQ(Set(client, kUpdate.c_str(), "check"), "");
-    EXPECT_EQ(Ask(client, QueryRequest("System.FirmwareImage")),
-              "Vistel|9|6000134|" + Hash("VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: 9\n"
-                                         "Length: 6000000\n\n" +
-                                         std::string(6000000, 'x')));
-    EXPECT_EQ(Set(client, kUpdate.c_str(), "install"), "");
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-    const std::string progress = Ask(client, QueryRequest("System.FirmwareProgress"));
-    EXPECT_GT(std::atoi(progress.c_str()), 0);
-    EXPECT_LT(std::atoi(progress.c_str()), 80);
-    EXPECT_EQ(Set(client, "System.Restart", "1"), "A firmware image is being installed.");
-    EXPECT_EQ(Set(client, "System.FactoryReset", "1"), "A firmware image is being installed.");
-  }
+  const std::string payload(6000000, 'x');
+  ServiceSetup setup;
+  setup.pace = StepsOf(200);
+  Service service(setup);
+  service.Write("upload.bin", RightImage("9", payload));
+  service.Expect(
+      "set System.DeviceName=kept => \n set System.FirmwareUpdate=check => \n"
+      "System.FirmwareImage => Vistel|9|6000134|" +
+      Hash("VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: 9\nLength: 6000000\n\n" + payload) + R"(
+      set System.FirmwareUpdate=install =>
+      set System.Restart=1 => A firmware image is being installed.
+      set System.FactoryReset=1 => A firmware image is being installed.
+      System.FirmwareState;System.Firmware;System.DeviceName => installing|2.3.1-02|kept
+      )");
+  EXPECT_TRUE(Eventually([&service] { return service.Get("System.FirmwareProgress") > "0"; }));
   EXPECT_EQ(service.End(SIGKILL), "signal 9");
-  service.Start();
-  ASSERT_TRUE(service.IsRunning()) << service.Log();
-  Client client(service.Socket());
-  EXPECT_EQ(Ask(client, kLook), "checked|2.3.1-02");
-  EXPECT_EQ(Set(client, "HomePlug.AddStation", "ABCD-EFGH-IJKL-MNOP"), "");
-  EXPECT_EQ(Set(client, kUpdate.c_str(), "install"), "");
-  const Clock::time_point begin = Clock::now();
-  Clock::duration longest{};
-  std::string state = "installing|2.3.1-02";
-  while (state == "installing|2.3.1-02" && Clock::now() < begin + std::chrono::seconds(60)) {
-    const Clock::time_point asked = Clock::now();
-    state = Ask(client, kLook);
-    longest = std::max(longest, Clock::now() - asked);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  EXPECT_EQ(state, "installed|2.3.1-02");
-  const auto milliseconds = [](Clock::duration time) {
-    return static_cast<long long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
-  };
-  std::printf("installed in %lld ms, slowest answer meanwhile %lld ms\n",
-              milliseconds(Clock::now() - begin), milliseconds(longest));
-  EXPECT_GE(milliseconds(Clock::now() - begin), 4900);
-  EXPECT_EQ(Set(client, "System.Restart", "1"), "");
-  EXPECT_EQ(Ask(client, kLook), "idle|9");
+  service.Start(StepsOf(1));
+  service.Expect(R"(
+      System.FirmwareState;System.Firmware => checked|2.3.1-02
+      set HomePlug.AddStation=ABCD-EFGH-IJKL-MNOP =>
+      set System.FirmwareUpdate=install =>
+      )");
+  EXPECT_TRUE(
+      Eventually([&service] { return service.Get("System.FirmwareState") == "installed"; }));
+  service.Expect(R"(
+      System.Firmware => 2.3.1-02
+      set System.Restart=1 =>
+      System.FirmwareState;System.Firmware => idle|9
+      )");
   EXPECT_EQ(service.End(SIGTERM), "exit 0");
   service.Start();
-  Client again(service.Socket());
-  EXPECT_EQ(Ask(again, kLook), "idle|9");
-  const std::string kGarage = QueryRequest("HomePlug.Stations{Name=Garage}.Role");
-  EXPECT_EQ(Ask(again, kGarage), "remote");
-  EXPECT_EQ(Set(again, "System.FactoryReset", "1"), "");
-  EXPECT_EQ(Ask(again, kLook), "idle|9");
-  EXPECT_EQ(Ask(again, kGarage), "");
+  service.Expect(R"(
+      System.Firmware;System.DeviceName;HomePlug.Stations{Name=Garage}.Role => 9|kept|remote
+      set System.FactoryReset=1 =>
+      System.Firmware;System.DeviceName;HomePlug.Stations{Name=Garage}.Role => 9|Vistel|
+      )");
+}
+
+// The image that runs is the last one whose installation ended or the one of before, never another.
+TEST(FirmwareService, KilledAtAnyMoment) {
+  ServiceSetup setup;
+  setup.pace = Pace{Server::kDeadlineMilliseconds, 1};
+  Service service(setup);
+  std::string before = "2.3.1-02";
+  int version = 100;
+  KillAtAnyMoment(
+      service,
+      [&] {
+        service.Write("upload.bin",
+                      RightImage(std::to_string(++version), std::string(500000, 'x')));
+        service.Set("System.FirmwareUpdate=install");
+        while (service.Get("System.Firmware")[0] != '[') {
+        }
+      },
+      [&] {
+        const std::string now = service.Get("System.Firmware");
+        EXPECT_TRUE(now == before || now == std::to_string(version)) << now;
+        before = now;
+      });
 }
 
 }  // namespace

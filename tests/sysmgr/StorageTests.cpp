@@ -1,258 +1,182 @@
 // SPDX-License-Identifier: MIT
 //
 // Settings on the disk: new models over old databases, disks that refuse, and a service that is
-// killed at any moment. How often it is killed comes from VISTEL_TEST_KILLS.
+// killed at any moment.
+#include "sysmgr/device/Storage.h"
+
 #include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <random>
+#include <algorithm>
 #include <string>
-#include <thread>
 
-#include "sysmgr/device/Storage.h"
-#include "sysmgr/log/Failure.h"
 #include "sysmgr/model/ModelReader.h"
 #include "tests/TestFolder.h"
 #include "tests/sysmgr/Service.h"
 
 namespace {
 
-constexpr int kBatchKeys = 8;
+const std::string kA = TextKey("a", "1");
+const std::string kAAndB = kA + "," + TextKey("b", "2");
 
-std::string Key(const std::string& name, const std::string& value, int maximum = 20000) {
-  return R"({"key": ")" + name + R"(", "type": "text", "access": "read-write", "minimum": 0, )" +
-         R"("maximum": )" + std::to_string(maximum) + R"(, "default": ")" + value + R"("})";
-}
+class StorageTest : public testing::Test {
+ protected:
+  TestFolder folder_{"/tmp/vistel-sysmgr"};
+  std::string path_ = folder_.Path("settings.db");
+  Model small_ = ReadModel("m", ModelOf(kA));
+  Model model_ = ReadModel("m", ModelOf(kAAndB));
+};
 
-std::string FaultOf(const std::string& path, const Model& model) {
-  try {
-    const Storage storage(path, model);
-    return "none";
-  } catch (const StartFailure& failure) {
-    return failure.what();
-  }
-}
-
-TEST(Storage, NewModelsOverOldDatabases) {
-  const TestFolder folder("/tmp/vistel-sysmgr");
-  const std::string path = folder.Path() + "/settings.db";
-  const Model first = ReadModel("m", ModelOf(Key("a", "1") + "," + Key("b", "2")));
+TEST_F(StorageTest, NewModelsOverOldDatabases) {
   {
-    Storage storage(path, first);
+    Storage storage(path_, model_);
     EXPECT_EQ(storage.Get("a"), "1");
-    EXPECT_TRUE(storage.Store({{"a", std::string("x\0y", 3)}}).IsSuccess());
+    EXPECT_EQ(storage.Store({{"a", std::string("x\0y", 3)}}).Text(), "");
     EXPECT_EQ(storage.Get("a"), std::string("x\0y", 3));
-    EXPECT_TRUE(storage.Store({{"a", "long value"}, {"b", "22"}}).IsSuccess());
+    EXPECT_EQ(storage.Store({{"a", "long value"}, {"b", "22"}}).Text(), "");
   }
   // One key is gone, one is new, one takes less than what is stored.
-  const Model second = ReadModel("m", ModelOf(Key("a", "new", 3) + "," + Key("c", "3")));
+  const Model other = ReadModel(
+      "m", ModelOf(KeyOf("a", "text read-write, 'minimum': 0, 'maximum': 3, 'default': 'new'") +
+                   "," + TextKey("c", "3")));
   {
-    Storage storage(path, second);
-    EXPECT_EQ(storage.Get("a"), "new");
-    EXPECT_EQ(storage.Get("b"), "");
-    EXPECT_EQ(storage.Get("c"), "3");
+    const Storage storage(path_, other);
+    EXPECT_EQ(storage.Get("a") + storage.Get("b") + storage.Get("c"), "new3");
   }
   // The way back finds what was there.
-  Storage storage(path, first);
-  EXPECT_EQ(storage.Get("a"), "long value");
-  EXPECT_EQ(storage.Get("b"), "22");
+  const Storage storage(path_, model_);
+  EXPECT_EQ(storage.Get("a") + storage.Get("b"), "long value22");
   struct stat status {};
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST(Storage, UnusableFiles) {
-  const TestFolder folder("/tmp/vistel-sysmgr");
-  const Model model = ReadModel("m", ModelOf(Key("a", "1")));
-  const std::string text = folder.Write("text", std::string(5000, 'x'));
-  EXPECT_EQ(FaultOf(text, model), "database '" + text + "' can't be used: file is not a database");
-  const std::string missing = folder.Path() + "/no/settings.db";
-  EXPECT_EQ(FaultOf(missing, model),
+TEST_F(StorageTest, UnusableFiles) {
+  const auto fault = [this](const std::string& path) {
+    return FaultOf([&] { const Storage storage(path, model_, 1); });
+  };
+  const std::string text = folder_.Write("text", std::string(5000, 'x'));
+  EXPECT_EQ(fault(text), "database '" + text + "' can't be used: file is not a database");
+  const std::string missing = folder_.Path("no/settings.db");
+  EXPECT_EQ(fault(missing),
             "database '" + missing + "' can't be opened: unable to open database file");
-  const std::string path = folder.Path() + "/settings.db";
-  const Service service(ServiceSetup{"", "", 0640, path, 0});
-  ASSERT_TRUE(service.IsRunning());
-  EXPECT_EQ(FaultOf(path, model), "database '" + path + "' can't be used: database is locked");
+  const Service service({"", "", 0640, path_});
+  EXPECT_EQ(fault(path_), "database '" + path_ + "' can't be used: database is locked");
 }
 
 // Fails when the disk takes nothing, and then leaves everything as it was; else it forgets what
 // other models and the service itself have left, too.
-TEST(Storage, ResetsAllOrNothing) {
-  const TestFolder folder("/tmp/vistel-sysmgr");
-  const std::string path = folder.Path() + "/settings.db";
+TEST_F(StorageTest, ResetsAllOrNothing) {
   const std::string own = std::string(1, Storage::kOwnPrefix) + "name";
-  const Model first = ReadModel("m", ModelOf(Key("a", "1") + "," + Key("b", "2")));
-  const Model second = ReadModel("m", ModelOf(Key("a", "1")));
   const std::string secret(9000, 's');
-  EXPECT_TRUE(Storage(path, first).Store({{"a", secret}, {"b", "y"}, {own, "z"}}).IsSuccess());
+  EXPECT_EQ(Storage(path_, model_).Store({{"a", secret}, {"b", "y"}, {own, "z"}}).Text(), "");
   {
-    Storage storage(path, second);
+    Storage storage(path_, small_);
     EXPECT_EQ(storage.Get(own), "z");
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit none{1, limit.rlim_max};
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
-    const Outcome outcome = storage.Reset();
-    setrlimit(RLIMIT_FSIZE, &limit);
-    static_cast<void>(std::signal(SIGXFSZ, handler));
-    EXPECT_EQ(outcome.Text(), "This could not be stored: the storage reports an error.");
+    EXPECT_EQ(WithFileLimit(1, [&storage] { return storage.Reset().Text(); }),
+              "This could not be stored: the storage reports an error.");
     EXPECT_EQ(storage.Get("a") + storage.Get(own), secret + "z");
   }
-  EXPECT_EQ(Storage(path, first).Get("b"), "y");
+  EXPECT_EQ(Storage(path_, model_).Get("b"), "y");
   {
-    Storage storage(path, second);
-    EXPECT_TRUE(storage.Reset().IsSuccess());
+    Storage storage(path_, small_);
+    EXPECT_EQ(storage.Reset().Text(), "");
     EXPECT_EQ(storage.Get("a") + storage.Get(own), "1");
   }
-  const Storage storage(path, first);
+  const Storage storage(path_, model_);
   EXPECT_EQ(storage.Get("a") + storage.Get("b") + storage.Get(own), "12");
-  EXPECT_EQ(ReadFile(path).find("ssss"), std::string::npos);
+  EXPECT_EQ(ReadFile(path_).find("ssss"), std::string::npos);
 }
 
-// A limit on the size of files cuts writing short in the middle of a batch, as a full disk does.
-TEST(Storage, WritingCutShort) {
-  ServiceSetup setup;
-  setup.model = ModelOf(Key("a", "1") + "," + Key("b", "2"));
-  setup.maxFileBytes = 40000;
-  Service service(setup);
-  ASSERT_TRUE(service.IsRunning()) << service.Log();
-  Client client(service.Socket());
-  EXPECT_EQ(Ask(client, SetRequest({{"a", "x"}})), "");
-  const std::string kError = "//This could not be stored: the storage reports an error.";
-  EXPECT_EQ(
-      Ask(client, SetRequest({{"a", std::string(20000, 'x')}, {"b", std::string(20000, 'y')}})),
-      kError);
-  EXPECT_EQ(Ask(client, QueryRequest("a;b")), "x|2");
-  EXPECT_EQ(Ask(client, SetRequest({{"b", "y"}})), "");
+// A limit on the size of files cuts writing short in the middle of a batch.
+TEST_F(StorageTest, WritingCutShort) {
+  Service service({ModelOf(kAAndB), "", 0640, "", "ulimit -f 80; exec"});
+  const std::string long_(20000, 'x');
+  EXPECT_EQ(service.Set("a=x"), "");
+  EXPECT_EQ(service.Set("a=" + long_ + "|b=" + long_),
+            "//This could not be stored: the storage reports an error.");
+  service.Expect("a;b => x|2 \n set b=y =>");
   EXPECT_EQ(service.End(SIGTERM), "exit 0");
   service.Start();
-  Client again(service.Socket());
-  EXPECT_EQ(Ask(again, QueryRequest("a;b")), "x|y");
+  EXPECT_EQ(service.Get("a;b"), "x|y");
 }
 
-class Mount {
- public:
-  explicit Mount(const std::string& folder) : folder_(folder) {
-    mkdir(folder.c_str(), 0700);
-    done_ = mount("none", folder.c_str(), "tmpfs", 0, "size=64k,mode=0700") == 0;
+TEST_F(StorageTest, FullAndReadOnlyDisk) {
+  const std::string disk = folder_.Path("disk");
+  mkdir(disk.c_str(), 0700);
+  if (mount("none", disk.c_str(), "tmpfs", 0, "size=64k,mode=0700") != 0) {
+    GTEST_SKIP() << "no right to mount a file system";
   }
-  ~Mount() {
-    if (done_) umount2(folder_.c_str(), MNT_DETACH);
-  }
-  Mount(const Mount&) = delete;
-  Mount& operator=(const Mount&) = delete;
-  bool IsDone() const { return done_; }
-  bool MakeReadOnly() const {
-    return mount("none", folder_.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-  }
-
- private:
-  std::string folder_;
-  bool done_ = false;
-};
-
-TEST(Storage, FullAndReadOnlyDisk) {
-  const TestFolder folder("/tmp/vistel-sysmgr");
-  const std::string disk = folder.Path() + "/disk";
-  const Mount mounted(disk);
-  if (!mounted.IsDone()) GTEST_SKIP() << "no right to mount a file system";
-  ServiceSetup setup;
-  setup.model = ModelOf(Key("a", "1") + "," + Key("b", "2"));
-  setup.database = disk + "/settings.db";
-  Service service(setup);
-  ASSERT_TRUE(service.IsRunning()) << service.Log();
-  Client client(service.Socket());
-  EXPECT_EQ(Ask(client, SetRequest({{"a", "before"}})), "");
-  std::ofstream(disk + "/filler") << std::string(64 * 1024, 'x') << std::flush;
-  EXPECT_EQ(Ask(client, SetRequest({{"a", std::string(9000, 'x')}, {"b", "after"}})),
-            "//This could not be stored: the storage is full.");
-  EXPECT_EQ(Ask(client, QueryRequest("a;b")), "before|2");
-  EXPECT_EQ(service.End(SIGTERM), "exit 0");
-  unlink((disk + "/filler").c_str());
-  service.Start();
+  const std::string path = disk + "/settings.db";
   {
-    Client again(service.Socket());
-    EXPECT_EQ(Ask(again, QueryRequest("a;b")), "before|2");
-    EXPECT_EQ(Ask(again, SetRequest({{"b", "room"}})), "");
+    Storage storage(path, model_);
+    EXPECT_EQ(storage.Store({{"a", "before"}}).Text(), "");
+    folder_.Write("disk/filler", std::string(64 * 1024, 'x'));
+    EXPECT_EQ(storage.Store({{"a", std::string(9000, 'x')}, {"b", "after"}}).Text(),
+              "This could not be stored: the storage is full.");
+    EXPECT_EQ(storage.Get("a") + storage.Get("b"), "before2");
+    unlink((disk + "/filler").c_str());
+    EXPECT_EQ(storage.Store({{"b", "room"}}).Text(), "");
   }
-  service.End(SIGTERM);
-
-  ASSERT_TRUE(mounted.MakeReadOnly());
-  service.Start();
-  ASSERT_TRUE(service.IsRunning()) << service.Log();
-  Client reader(service.Socket());
-  EXPECT_EQ(Ask(reader, SetRequest({{"a", "lost"}})),
-            "/This could not be stored: the storage is read-only.");
-  EXPECT_EQ(Ask(reader, QueryRequest("a;b")), "before|room");
+  EXPECT_EQ(mount("none", disk.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+  {
+    Storage storage(path, model_);
+    EXPECT_EQ(storage.Store({{"a", "lost"}}).Text(),
+              "This could not be stored: the storage is read-only.");
+    EXPECT_EQ(storage.Get("a") + storage.Get("b"), "beforeroom");
+  }
+  umount2(disk.c_str(), MNT_DETACH);
 }
 
-// Batches of equal values, one after the other, and a kill at a random moment: afterwards all
-// values are still equal, and no older than the last batch that was answered.
-TEST(Storage, KilledAtAnyMoment) {
-  const char* const wanted = std::getenv("VISTEL_TEST_KILLS");
-  const int kills = wanted != nullptr ? std::atoi(wanted) : 25;
-  std::string keys;
-  for (int i = 0; i < kBatchKeys; ++i) {
-    keys += (i > 0 ? "," : "") + Key("k" + std::to_string(i), "0");
-  }
-  ServiceSetup setup;
-  setup.model = ModelOf(keys);
+// A kill takes nothing from the page cache, so that only the calls show whether a batch is safe
+// from a power cut when it is answered.
+TEST_F(StorageTest, AnswersAfterSyncing) {
+  constexpr std::ptrdiff_t kLeastSyncs = 3;
+  const std::string calls = folder_.Path("calls");
+  ServiceSetup setup{ModelOf(kAAndB)};
+  setup.runner = "ASAN_OPTIONS=detect_leaks=0 exec strace -D -f -e fsync,fdatasync -o " + calls;
   Service service(setup);
-  std::mt19937 random(20261122);
-  long long value = 0;
-  long long answered = 0;
-  int unanswered = 0;
-  for (int kill = 0; kill < kills; ++kill) {
-    ASSERT_TRUE(service.IsRunning()) << service.Log();
-    Client client(service.Socket());
-    const auto delay =
-        std::chrono::microseconds(std::uniform_int_distribution<int>(0, 30000)(random));
-    std::thread killer([&] {
-      std::this_thread::sleep_for(delay);
-      ::kill(service.Process(), SIGKILL);
-    });
-    for (;;) {
-      ++value;
-      // Values of several pages, so that a batch is more than one write.
-      const std::string text = std::to_string(value) + std::string(1500, '.');
-      std::vector<std::pair<std::string, std::string>> batch;
-      for (int i = 0; i < kBatchKeys; ++i) batch.emplace_back("k" + std::to_string(i), text);
-      const std::string answer = Ask(client, SetRequest(batch));
-      if (answer != std::string(kBatchKeys - 1, '/')) {
-        ++unanswered;
-        break;
-      }
-      answered = value;
-    }
-    killer.join();
-    EXPECT_EQ(service.End(SIGKILL), "signal 9");
-    service.Start();
-    ASSERT_TRUE(service.IsRunning()) << service.Log();
-    Client reader(service.Socket());
-    long long least = -1;
-    long long most = -1;
-    for (int i = 0; i < kBatchKeys; ++i) {
-      const std::string cell = Ask(reader, QueryRequest("k" + std::to_string(i)));
-      const long long stored = std::strtoll(cell.c_str(), nullptr, 10);
-      least = i == 0 ? stored : std::min(least, stored);
-      most = std::max(most, stored);
-    }
-    ASSERT_EQ(least, most) << "half a batch after kill " << kill;
-    ASSERT_GE(least, answered) << "a batch that was answered is lost after kill " << kill;
-    ASSERT_LE(least, value);
+  const auto syncs = [&calls] {
+    const std::string text = ReadFile(calls);
+    return std::count(text.begin(), text.end(), '(');
+  };
+  EXPECT_EQ(service.Get("a"), "1");
+  const std::ptrdiff_t before = syncs();
+  EXPECT_EQ(service.Set("a=x|b=y"), "/");
+  EXPECT_GE(syncs(), before + kLeastSyncs);
+}
+
+// Batches of equal values: afterwards all values are still equal, and no older than the last batch
+// that was answered.
+TEST_F(StorageTest, KilledAtAnyMoment) {
+  std::string keys;
+  std::string query;
+  for (const char* name : {"a", "b", "c", "d", "e", "f"}) {
+    keys += (keys.empty() ? "" : ",") + TextKey(name, "0");
+    query += std::string(name) + ";";
   }
-  std::printf("%d kills, %lld batches answered, %d cut short, none lost and none halved\n", kills,
-              value - unanswered, unanswered);
-  EXPECT_GT(value, unanswered);
+  Service service({ModelOf(keys)});
+  long value = 0;
+  long answered = 0;
+  KillAtAnyMoment(
+      service,
+      [&] {
+        for (bool isStored = true; isStored; answered = isStored ? value : answered) {
+          // Values of several pages, so that a batch is more than one write.
+          const std::string text = "=" + std::to_string(++value) + std::string(1500, '.');
+          isStored = service.Set("a" + text + "|b" + text + "|c" + text + "|d" + text + "|e" +
+                                 text + "|f" + text) == "/////";
+        }
+      },
+      [&] {
+        const StringVector stored('|', service.Get(query));
+        ASSERT_EQ(std::count(stored.begin(), stored.end(), stored.at(0)), 6) << "half a batch";
+        EXPECT_GE(std::stol(stored[0]), answered) << "a batch that was answered is lost";
+        EXPECT_LE(std::stol(stored[0]), value);
+      });
+  EXPECT_GT(answered, 0);
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 // Tables of tests as a text, and the models that some of them are about, with ' or " as in JSON.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -60,4 +63,18 @@ std::string FaultOf(Work work) {
   } catch (const StartFailure& failure) {
     return failure.what();
   }
+}
+
+// What comes of the work while no file may grow beyond so many bytes.
+template <typename Work>
+std::string WithFileLimit(rlim_t bytes, Work work) {
+  rlimit usual{};
+  getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit limit{bytes, usual.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::string result = work();
+  setrlimit(RLIMIT_FSIZE, &usual);
+  static_cast<void>(std::signal(SIGXFSZ, handler));
+  return result;
 }
