@@ -3,32 +3,32 @@
 What the tests of finished programs share: running one as a web server would, cases, and a stand-in
 for the system manager. Texts hold any bytes; see decode().
 
-A file of cases is one that anyone who writes templates can write:
+A file of cases, which any author of templates can write, looks like this:
 
   === name of the case
   comments, up to the first section
-  --- template [FILE]          the content of a file of the case's own folder: main.wgl, which is
-                               what the default request asks for, unless named
+  --- template [FILE]          the content of a file in the case's own folder; without a name, of
+                               main.wgl, which the default request asks for
   --- symlink FILE TARGET      and further kinds of files: fifo FILE, directory FILE
   --- fields                   what follows "&" in the default request
-  --- request                  instead of that, the whole environment, a NAME=value on each line
-  --- body                     standard input. A second one comes when the program has read the first
-                               and waits, and a SIGIO with it
-  --- closed N                 a descriptor that is missing
+  --- request                  the whole environment instead, with a NAME=value on each line
+  --- body                     standard input. A second one is sent, together with a SIGIO, when the
+                               program has read the first one and waits
+  --- closed N                 the number of a closed descriptor
   --- limit NAME N             a limit of the process: NOFILE for open files, FSIZE for a file's bytes
-  --- response [CONTENT-TYPE]  all that is written; with a content type, what follows the header
+  --- response [CONTENT-TYPE]  the whole output; with a content type, the output after the header
                                block of that type
   --- wgl-error [FILE:]LINE MESSAGE    the response is this template error, then this text
-  --- uploaded                 what the upload file holds afterwards; without this section there is
-                               none
-  --- exit N                   the exit status, when it isn't 0
-  --- errors                   standard error, when it isn't empty
-  --- rows                     the case runs once for each line. @1@, @2@ and so on stand for its
-                               columns everywhere in the case: "=>" separates them, spaces around
-                               them don't count, and one that is missing is empty
+  --- uploaded                 the content of the upload file afterwards; without this section, there
+                               must be no upload file
+  --- exit N                   the exit status, if it isn't 0
+  --- errors                   standard error, if it isn't empty
+  --- rows                     the case runs once for each line, whose columns replace @1@, @2@ and so
+                               on everywhere in the case. "=>" separates them, spaces around them
+                               don't count, and a missing one is empty
 
-The newline in front of the next section or case belongs to that one. \\n, \\r, \\t, \\\\ and \\xHH stand for
-a byte, @ROOT@ for the document root, @DIR@ for the case's folder as a path that starts there.
+The newline before the next section or case belongs to that one. \\n, \\r, \\t, \\\\ and \\xHH mean a
+byte, @ROOT@ the document root, @DIR@ the case's folder as a path from there.
 """
 import fcntl
 import os
@@ -64,7 +64,7 @@ def headers(content_type):
 
 
 def wait_until_read(pipe):
-    """Gives up after a while: a program need not read."""
+    """Stops after a while, because a program need not read everything."""
     for _ in range(2000):
         if fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)) == bytes(4):
             return
@@ -72,7 +72,7 @@ def wait_until_read(pipe):
 
 
 def run(words, environment, body=("",), closed=None, limit=None):
-    """Runs a program with just this environment, pieces of standard input, a closed descriptor, a limit."""
+    """Runs a program with only this environment, pieces of standard input, a closed descriptor, a limit."""
     def prepare():
         if limit is not None:
             resource.setrlimit(limit[0], limit[1:] * 2)
@@ -108,7 +108,7 @@ def read_cases(text):
 
 
 class Program:
-    """A finished program in its build folder, whose settings tell for which paths it was built."""
+    """A finished program in its build folder, whose settings hold the paths that it was built for."""
 
     def __init__(self, path):
         self.path = Path(path).resolve()
@@ -125,7 +125,7 @@ class Program:
         return tempfile.TemporaryDirectory(dir=self.root)
 
     def outcome(self, sections):
-        """What the program does in a case, and what it is to do."""
+        """The result of the program in a case, and the expected one."""
         with ExitStack() as stack:
             folder = Path(stack.enter_context(self.folder()))
             environment = {"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{folder.name}/main.wgl"}
@@ -185,7 +185,7 @@ def netstring(data):
 
 
 def parts(payload):
-    """What the netstrings of a payload hold."""
+    """The contents of a payload's netstrings."""
     found = []
     while payload:
         length, payload = payload.split(b":", 1)

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-Installs the product into a scratch folder and looks at what came out: the files, how the program
-was hardened, and that it works with nothing else on the machine.
+Installs the product into a scratch folder and checks the result: the files, the hardening of the
+program, and that it works with nothing else on the machine.
 
 usage: test_installation.py BUILD-FOLDER   (a build at the product's real paths)
 """
@@ -78,18 +78,18 @@ class Installation(unittest.TestCase):
         header, segments, dynamic = (
             command("readelf", "--wide", option, self.program)
             for option in ("--file-header", "--program-headers", "--dynamic"))
-        self.assertRegex(header, r"Type:\s+DYN")  # loaded at another address each time
+        self.assertRegex(header, r"Type:\s+DYN")  # loaded at a different address each time
         self.assertIn("GNU_RELRO", segments)
         self.assertRegex(dynamic, r"BIND_NOW|FLAGS_1.*\bNOW\b")
         self.assertRegex(segments, r"GNU_STACK(\s+0x\w+)+\s+RW\s")
         self.assertNotRegex(segments, r"LOAD.*\bRWE\b")
-        # All static: nothing loads it and it loads nothing.
+        # All static: no loader loads it, and it loads no libraries.
         self.assertNotRegex(segments + dynamic, r"RPATH|RUNPATH|TEXTREL|INTERP|NEEDED")
 
     def test_stack_protector(self):
-        # Our own objects, not the C library's that are linked with them, refer to it. With
-        # link-time optimisation the finished program alone can tell: main has an output buffer and
-        # a path on its stack.
+        # Our own objects must refer to it, not only those of the C library. After link-time
+        # optimisation, only the finished program shows that: main has an output buffer and a path on
+        # its stack.
         checks = command("objdump", "--disassemble", "--no-show-raw-insn", self.program)
         self.assertGreater(checks.count("%fs:0x28"), 10)
 
@@ -99,7 +99,7 @@ class Installation(unittest.TestCase):
         probe = subprocess.run([*enter, "/", "/bin/true"], capture_output=True)
         if probe.returncode != 0:
             self.skipTest("chroot is not permitted here: " + probe.stderr.decode().strip())
-        # Found by its path: the environment, which nobody else may set, holds no PATH.
+        # Started by its path, because the environment of the test holds no PATH.
         enter[0] = shutil.which(enter[0], path="/usr/sbin:/usr/bin:/sbin:/bin")
         return run([*enter, self.root, "/" + PROGRAM], environment)
 

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-A device maker's own client library in the place of ours: builds the program against a stand-in, as
-a maker would, and looks at pages. Also that our own library builds from its folder alone.
+A device maker's own client library instead of ours: builds the program with a stand-in, as a maker
+would, and checks pages. Also checks that our own library builds from its folder alone.
 """
 import os
 import shutil
@@ -47,7 +47,7 @@ class OwnPlatform(unittest.TestCase):
         return result.stdout.rpartition("\n\n")[2]
 
     def test_queries_and_settings_are_the_makers(self):
-        # The name, the client and the option that it was given; its own start, the program's stop.
+        # The library got the name, the client and the option; its own start ran, and the program's stop.
         self.assertEqual(self.page("<~ query `a;<b>` do `${01},` ~>", ""),
                          "a,&lt;b&gt;,Vistel,Vistel,0,10,")
         self.assertEqual(self.page("<~ query `a` json ~>", ""), "escaped:a")

@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
 """
-The finished program, as a web server runs it: the files of cases, what is too large to write down,
-the examples of docs/language.md, and pages with values of a system manager.
+The finished program, as a web server runs it: the files of cases, inputs too large for a file, the
+examples of docs/language.md, and pages with values of a system manager.
 
 usage: test_program.py PROGRAM...   (the first in a build of the whole project; the others, built for
-the same paths and linked in another way, get the cases and what is large only)
+the same paths but linked differently, get only the cases and the large inputs)
 """
 import re
 import shutil
@@ -45,7 +45,7 @@ def error(template, line, message):
 
 
 def brief(part):
-    """What can be shown of a large text, and still tells it from others."""
+    """A short form of a large text that still differs from that of other texts."""
     return f"{part[:500]} ... {len(part)}, {hash(part)}" if len(str(part)) > LARGEST_SHOWN else part
 
 
@@ -67,31 +67,31 @@ class Cases(TestCase):
 
 class Large(TestCase):
     def test_syntax_errors(self):
-        # Others are called what they are written, in capitals.
+        # The names of other tokens are their texts, in capitals.
         names = {"": "$end", "<~": "T_BEGIN", "~>": "T_END", "`": "T_QUOTE", "+": "T_PLUS", "-": "T_MINUS",
                  "${a}": "T_VARNAME", "${a htmltext}": "T_VARNAME_HTMLTEXT", "${a htmlesc}": "T_VARNAME_HTMLESC"}
         end = ", expecting T_END"
-        # Behind each of the starts, each of the tokens is wrong; "|" stands between them.
+        # After each of the starts, each of the tokens is an error; "|" separates the starts.
         for starts, tokens, expecting, line in (
-                # Behind "<~" eight commands may follow, too many to be listed.
+                # Eight commands may follow "<~", too many for the message to list them.
                 ("<~ ", "|~>|${a}|${a htmltext}|${a htmlesc}|<~|`", "", 1),
                 ("<~ ", "do|rowcount|raw|json|then|else|eq|ne|gt|ge|lt|le", "", 1),
-                # Each command wants an argument, of one of five tokens.
+                # Each command requires an argument, which is one of five tokens.
                 ("<~ + ", "|~>|+|-|include|trans|get|set|query|if", "", 1),
                 ("<~ set `a` |<~ query |<~ if `a` eq |<~ if `a` eq `b` then |<~ if `a` eq `b` then `c` else ", "~>", "", 1),
-                # What ends a command is one token.
+                # A single token ends a command.
                 ("<~ + `a` |<~ - ${a} |<~ include `a` |<~ get `a` |<~ set `a` `b` ", "|`|+|<~|${a htmlesc}", end, 1),
                 ("<~ trans `a` |<~ query `a` rowcount ", "|do|raw", end, 1),
                 # A condition is one comparison: six operators, then "then".
                 ("<~ if `a` ", "~>|then|", "", 1),
                 ("<~ if `a` eq `b` ", "~>|ne|`|", ", expecting T_THEN", 1),
-                # An "else" may be left out, and is taken as left out before the error shows.
+                # The parser takes a missing "else" as left out before it reports the error.
                 ("<~ if `a` eq `b` then `c` ", "then|`|", end, 1),
                 ("<~ if `a` eq `b` then `c` else `d` ", "else|", end, 1),
                 # Within a string: text, references, commands and its end, six tokens.
                 ("<~ + `|<~ + `a|<~ + `<~ + `x` ~>", "", "", 1),
                 ("<~ + `|<~ + `a", "~>", "", 1),
-                # The line is that of the token that is wrong; "$" takes a newline out of the count.
+                # The line is that of the wrong token; a newline after "$" is not counted.
                 ("a\nb\n<~ +\n\n", "~>", "", 5),
                 ("a$\nb\n<~ ", "~>", "", 2),
                 ("<~ + `a\nb`\n", "", end, 3)):
@@ -100,14 +100,14 @@ class Large(TestCase):
                 self.check(template, error(template, line, f"syntax error, unexpected {name}{expecting}"), PROGRAM)
 
     def test_nesting(self):
-        # The parser's stacks hold 10,000 entries. A command in a command takes three of them, and two
-        # more at the innermost.
+        # The parser's stacks hold 10,000 entries. Each nested command takes three of them, and the
+        # innermost one two more.
         for depth in (65, 70, 3000, 3332):
             self.check(depth, page("<~+`" * depth + "x" + "`~>" * depth, "x"))
         for depth in (3333, 100_000):
             self.check(depth, error("<~+`" * depth + "x\n" + "`~>" * depth, 1, "memory exhausted"))
         self.check("else", page("<~ if `1` eq `1` then " * 1500 + "`y`" + " else `n` ~>" * 1500, "y"))
-        # Nested commands as arguments end where strings do.
+        # Commands nested as arguments exceed the stacks in the same way.
         self.check("fit", page("<~+ " * 4000 + "`x`" + "~>" * 4000, "x"))
         self.check("too many", error("<~+ " * 5000 + "`x`" + "~>" * 5000, 1, "memory exhausted"))
 
@@ -117,7 +117,7 @@ class Large(TestCase):
                 (megabytes, megabytes), ("<" * 1_000_000, "<" * 1_000_000), ("$" * 1_000_001, "$" * 1_000_001),
                 ("~" * 300_000, "~" * 300_000), ("\0" * 10_000 + "x", "x"),
                 ("<~+" + " \n" * 300_000 + "${x}~>", "y"), ("${x}" * 200_000, "y" * 200_000),
-                # A variable that doubles.
+                # A variable that doubles its length.
                 ("<~ set `x` `${x}${x}` ~>" * 20 + "${x}", "y" * (1 << 20))):
             self.check(template[:50], page(template, output, "x=y"))
         self.check("a line far down", error(megabytes + "<~ +", 100_001, "syntax error, unexpected $end"))
@@ -131,7 +131,7 @@ class Large(TestCase):
                 form(f"<~ get `{name}` ~>", "x", f"{ME}&{name}=x"),
                 form("[${x}|${y}]", f"[{block}|]", ME, "&x=" + block),
                 form("[${x}|${y}]", f"[{blocks}|z]", f" {ME}&x=", blocks, "&y=z"),
-                # A single string of the environment holds 128 KB.
+                # A string of the environment holds at most 128 KB.
                 page("${x htmlesc}", "%3C" * 102_400, "x=" + "<" * 102_400),
                 page("${x htmltext}", "1", "x=1&" * 25_000),
                 [*page("${_actlang}", "de"),
@@ -147,7 +147,7 @@ class Large(TestCase):
             self.check(sections[0][2][:100], sections)
 
     def test_uploads(self):
-        # Whatever becomes of the file, the fields behind it are read.
+        # The fields after the file are read, even if the file is refused or dropped.
         part, content = '--B\r\nContent-Disposition: form-data; name="', "x" * 3 * 65536
         for extra in ([("uploaded", "", content)],
                       [("limit", "FSIZE 100000", ""), ("uploaded", "", content[:100_000])],
@@ -161,11 +161,11 @@ class Large(TestCase):
 
 def examples(text):
     """
-    Line and sections of every example of a document: the rule to know is that none is exempt. A `wgl`
-    block is a template, the `output` block behind it the whole page, a `log` block behind that what goes
-    to the server's log. A line of its own above a template, in code, is its file's name, or the query
-    string of the request (`?name=Tom`), or both. A file whose name begins with "/" is one of the tests'
-    document root, and shown as it is there.
+    Line and sections of every example of a document. The rule to know: no example is exempt. A `wgl`
+    block is a template, the `output` block after it the whole page, and a `log` block after that the
+    server's log. A line of code by itself above a template is its file's name, or the query string of
+    the request (`?name=Tom`), or both. A file whose name begins with "/" belongs to the document root of
+    the tests, and the document shows it unchanged.
     """
     blocks = list(re.finditer(r"(?:^`([^`\n]+)`\n+)?^```(\w*)\n(.*?)^```$", text, re.M | re.S))
     kinds = "".join("f" if block[2] == "wgl" and re.fullmatch(r"[\w.]+", block[1] or "") else
@@ -193,7 +193,7 @@ def examples(text):
 
 @contextmanager
 def real_system_manager():
-    """With the project's model and settings that nobody has touched."""
+    """With the project's model and its default settings."""
     PROGRAM.socket.parent.mkdir(parents=True, exist_ok=True)
     PROGRAM.socket.parent.chmod(0o750)
     with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
@@ -251,13 +251,13 @@ def failure(message):
 
 
 def wait_for_the_deadline():
-    """What comes of a page whose system manager is silent, and how many seconds it takes."""
+    """The result of a page whose system manager doesn't answer, and how many seconds it takes."""
     start = time.monotonic()
     return PROGRAM.outcome(failure(NO_ANSWER)), time.monotonic() - start
 
 
 def setUpModule():
-    """What only waits does so while the other tests run."""
+    """Tests that only wait run beside the other ones."""
     global waiting
     asked = threading.Event()
     with SystemManager(PROGRAM, lambda _: asked.set()):
@@ -285,10 +285,10 @@ class Values(TestCase):
                 (page("<~ if `1` eq `2` then query `outer` do `<~ set `v` `evaluated` ~>` ~>${v}", "evaluated"),),
                 (page("<~ if <~ query `inner` rowcount ~> gt `1` then `many` ~>", "many"), "inner"),
                 (page("<~ query `one` ~>" * 50, (HOSTILE_HTML + " 2") * 50), *["one"] * 50),
-                # What a request says never becomes another key.
+                # A value of the request never becomes another key.
                 (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "", "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),
                  "S{Name=x%7D%2CA%3D1%7D%3Bb%3Araw%2C%257D%254%25%0A%2B%C3%A4%7B}.Mac"),
-                # An error shows no values.
+                # A template error shows no values.
                 (error("<~ query `outer` do `${01}", 1, "syntax error, unexpected $end"), "outer"),
                 (error("<~ query `outer` do `${01}` raw ~>", 1, "syntax error, unexpected T_RAW, expecting T_END"), "outer"),
                 (error("<~ if `1` eq `2` then query `outer` raw do ~>", 1, "syntax error, unexpected T_END"),),
@@ -310,7 +310,7 @@ class Values(TestCase):
                   for lie in (b"nonsense", b"16777217:", answer(0, b"\x011:4294967296:0:,"))),
                 *((lie, page("[<~ query `a` ~><~ query `a` rowcount ~>]", "[0]"), 2 * [("query", ["a"], ["0"])])
                   for lie in (b"nonsense", b"16777217:", answer(0, b"\x011:4294967296:0:,"))),
-                # A closed output is not the connection.
+                # With a closed output, the connection does not become the output.
                 (answer(0, b""), [("template", "", "x"), ("closed", "1", ""), ("fields", "", ":sys:a=1")], [("set", ["a"], ["1"])])):
             with SystemManager(PROGRAM, lambda _: reply) as manager:
                 self.check(case, case, PROGRAM)

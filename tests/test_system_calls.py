@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-What must not happen: a page opens nothing but its templates and catalogue and the few files of the
-C library, and talks to nobody.
+What must not happen: a page opens only its templates, its catalogue and a few files of the C library,
+and connects to nothing.
 
 usage: test_system_calls.py PROGRAM...   (without sanitizers; they trace too)
 """
@@ -15,7 +15,7 @@ from pathlib import Path
 from program import Program, run
 
 CALLS = "trace=%file,%network,%process,%ipc"
-# Resolving a name looks at every folder on its way, and opens none.
+# Resolving a name checks every folder on its path, and opens none.
 HARMLESS = ("readlink", "readlinkat", "stat", "lstat", "newfstatat", "access", "faccessat",
             "faccessat2", "exit_group", "exit", "arch_prctl")
 # Allowed outside the document root: the locale's files, and a dynamic program's libraries.
@@ -46,7 +46,7 @@ class SystemCalls(unittest.TestCase):
                     name = re.match(r"\d+\s+(\w+)\(", call)
                     if not name or name[1] in HARMLESS:
                         continue
-                    # Neither a socket nor another process, nor a change to any file.
+                    # No socket, no other process, and no change to any file.
                     self.assertIn(name[1], ("open", "openat"), call)
                     self.assertNotRegex(call, r"O_WRONLY|O_RDWR|O_CREAT")
                     path = re.search(r'"([^"]*)"', call)[1]
