@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The status images: the heights of their bars, the templates that come with the site, and whole
-// images, pixel by pixel: values of a system manager of the test's own, templates good and bad, and
+// images, byte by byte: values of a system manager of the test's own, templates good and bad, and
 // outputs that don't take what is written.
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -22,7 +23,7 @@
 #include "image/Chart.h"
 #include "image/ImageGenerator.h"
 #include "tests/FakeSystemManager.h"
-#include "tests/GifFile.h"
+#include "tests/Gif.h"
 #include "tests/StandardOutput.h"
 #include "tests/SystemLog.h"
 #include "tests/TestFolder.h"
@@ -35,7 +36,7 @@ using Log = std::vector<std::string>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr GifFile::Color kGreen = {64, 128, 64};
+constexpr GifColorType kGreen = {64, 128, 64};
 constexpr char kMac[] = "00:B0:52:00:00:01";
 constexpr char kNoColor[] = "Could not find color index for SNR graph";
 
@@ -45,24 +46,38 @@ struct Run {
 };
 using Runs = std::vector<Run>;
 
-// With the bars' colour at the index 7; by default of the size that a chart needs.
-GifFile Template(int width = 609, int height = 385) {
-  GifFile gif = PatternedGif(width, height);
-  gif.palette[7] = kGreen;
-  gif.background = 3;
-  return gif;
+// What a test does to the template of the site before it is used.
+using Edit = std::function<void(GifFileType&)>;
+
+// Of that size, in one colour.
+Edit Size(int width, int height) {
+  return [width, height](GifFileType& gif) {
+    SavedImage& image = gif.SavedImages[0];
+    std::free(image.RasterBits);
+    const auto size = static_cast<std::size_t>(width * height);
+    image.RasterBits = static_cast<GifByteType*>(std::calloc(size, 1));
+    image.ImageDesc.Width = width;
+    image.ImageDesc.Height = height;
+  };
 }
 
-GifFile WithBars(GifFile gif, const Runs& runs, int color = 7) {
-  for (const Run& run : runs) {
-    for (int x = 31 + run.first; x <= 31 + run.last; ++x) {
-      for (int y = 385 - run.height; y < 385; ++y) {
-        if (x >= gif.width || y >= gif.height) continue;
-        gif.pixels[static_cast<std::size_t>(y * gif.width + x)] = static_cast<char>(color);
+void Twice(GifFileType& gif) {
+  GifMakeSavedImage(&gif, &gif.SavedImages[0]);
+}
+
+std::string Template(const Edit& edit = nullptr, const Runs& bars = {}, GifByteType color = 5) {
+  const Gif gif = ReadGif(VISTEL_TEST_CHARTS "/power_template.gif");
+  if (edit) edit(*gif);
+  const SavedImage& image = gif->SavedImages[0];
+  const int width = image.ImageDesc.Width;
+  for (const Run& run : bars) {
+    for (int x = 31 + run.first; x <= std::min(31 + run.last, width - 1); ++x) {
+      for (int y = 385 - run.height; y < std::min(385, image.ImageDesc.Height); ++y) {
+        image.RasterBits[y * width + x] = color;
       }
     }
   }
-  return gif;
+  return BytesOf(*gif);
 }
 
 std::string Repeat(const std::string& text, int times) {
@@ -80,7 +95,7 @@ class Images : public testing::Test {
  protected:
   Images()
       : folder_(testing::TempDir() + "vistel image"),
-        template_(folder_.Write("template.gif", Encode(Template()))) {
+        template_(folder_.Write("template.gif", Template())) {
     peer_.react = [this](const auto& request) -> FakeSystemManager::Reaction {
       asked_ = request[4];
       return {AnswerOf(answer_ ? "0" : "1", answer_.value_or(""))};
@@ -97,17 +112,6 @@ class Images : public testing::Test {
   static std::string Snr(const std::string& path, const std::string& mac = kMac) {
     gSystemLog.clear();
     return OutputOf([&] { ImageGenerator().MakeImageSNR(path, mac); });
-  }
-
-  // The template stays what it is but for the bars, whose colour has the index `color`; -1 for
-  // none.
-  void CheckTemplate(const std::string& what, GifFile gif, int color, const Log& log = {}) {
-    answer_ = Repeat("256,", 1153) + "512,512";
-    folder_.Write("template.gif", Encode(gif));
-    const std::string chart = Power(template_);
-    if (color >= 0) gif = WithBars(gif, {{0, 575, 300}, {576, 576, 317}, {577, 577, 330}}, color);
-    EXPECT_TRUE(Decode(chart) == gif) << what;
-    EXPECT_EQ(gSystemLog, log) << what;
   }
 
   TestFolder folder_;
@@ -147,31 +151,27 @@ TEST(Chart, Heights) {
 // here with places of their own.
 TEST(Chart, TemplatesOfTheSite) {
   for (const char* name : {"power", "snr"}) {
-    const GifFile gif = Decode(ReadFile(VISTEL_TEST_CHARTS "/"s + name + "_template.gif"));
-    ASSERT_EQ(gif.pictures, 1) << name;
-    EXPECT_GE(gif.width, 640);
-    EXPECT_GE(gif.height, 420);
-    const auto& palette = gif.palette;
-    ASSERT_EQ(std::count(palette.begin(), palette.end(), kGreen), 1);
-    const auto green = std::find(palette.begin(), palette.end(), kGreen) - palette.begin();
-    EXPECT_EQ(gif.pixels.find(static_cast<char>(green)), std::string::npos) << name;
-
-    const auto at = [&](int x, int y) {
-      return gif.pixels[static_cast<std::size_t>(y * gif.width + x)];
+    const Gif gif = ReadGif(VISTEL_TEST_CHARTS "/"s + name + "_template.gif");
+    ASSERT_NE(gif, nullptr) << name;
+    const int width = gif->SWidth;
+    const GifByteType* const pixels = gif->SavedImages[0].RasterBits;
+    const auto isAxis = [&](int x, int y) {
+      return pixels[y * width + x] == pixels[385 * width + 30];
     };
+    EXPECT_TRUE(std::none_of(pixels, pixels + width * gif->SHeight, [&](GifByteType index) {
+      return gif->SColorMap->Colors[index].Green == kGreen.Green;
+    })) << name;
     // The axes stand right beside and below the bars; a tick for each 5 dB and 5 MHz.
-    const char axis = at(30, 385);
-    std::vector<int> rows;
-    for (int y = 0; y < gif.height; ++y) {
-      if (at(25, y) == axis) rows.push_back(y);
-      EXPECT_EQ(at(30, y) == axis, y >= (name == "power"s ? 55 : 60) && y <= 385) << y;
+    std::vector<int> rows, columns;
+    for (int y = 0; y < gif->SHeight; ++y) {
+      if (isAxis(25, y)) rows.push_back(y);
+      EXPECT_EQ(isAxis(30, y), y >= (name == "power"s ? 55 : 60) && y <= 385) << y;
+    }
+    for (int x = 0; x < width; ++x) {
+      if (isAxis(x, 390)) columns.push_back(x);
+      EXPECT_EQ(isAxis(x, 385), x >= 25 && x <= 609) << x;
     }
     EXPECT_EQ(rows, (std::vector<int>{85, 135, 185, 235, 285, 335, 385})) << name;
-    std::vector<int> columns;
-    for (int x = 0; x < gif.width; ++x) {
-      if (at(x, 390) == axis) columns.push_back(x);
-      EXPECT_EQ(at(x, 385) == axis, x >= 25 && x <= 609) << x;
-    }
     EXPECT_EQ(columns, (std::vector<int>{96, 198, 301, 403, 506, 608})) << name;
   }
 }
@@ -204,8 +204,8 @@ TEST_F(Images, Values) {
   };
   for (const auto& row : rows) {
     answer_ = row.snr ? folder_.Write("values", row.values) : row.values;
-    const GifFile chart = Decode(row.snr ? Snr(template_) : Power(template_));
-    EXPECT_TRUE(chart == WithBars(Template(), row.runs)) << &row - rows;
+    const std::string chart = row.snr ? Snr(template_) : Power(template_);
+    EXPECT_TRUE(chart == Template(nullptr, row.runs)) << &row - rows;
     EXPECT_EQ(gSystemLog, Log()) << &row - rows;
     EXPECT_FALSE(std::filesystem::exists(Path("values"))) << &row - rows;
     EXPECT_EQ(asked_, row.snr ? "HomePlug.SNR{MacAddress=00:B0:52:00:00:01}:format=scalar"
@@ -233,68 +233,85 @@ TEST_F(Images, NoValues) {
   };
   for (const auto& row : rows) {
     answer_ = row.answer;
-    EXPECT_TRUE(Decode(Snr(template_, row.mac)) == Template()) << row.log;
+    EXPECT_TRUE(Snr(template_, row.mac) == Template()) << row.log;
     EXPECT_EQ(gSystemLog, Log{row.log});
-    EXPECT_TRUE(row.answer || (Decode(Power(template_)) == Template() && gSystemLog.empty()));
+    EXPECT_TRUE(row.answer || (Power(template_) == Template() && gSystemLog.empty()));
   }
   EXPECT_TRUE(std::filesystem::exists(values));
 }
 
+// The template stays what it is but for the bars.
 TEST_F(Images, Templates) {
-  GifFile gif = Template();
-  gif.palette[5] = gif.palette[9] = kGreen;
-  CheckTemplate("the last of three", gif, 9);
-  gif.palette[0] = gif.palette[15] = kGreen;
-  CheckTemplate("the very last", gif, 15);
-  gif = Template();
-  gif.palette[7] = {64, 128, 65};
-  CheckTemplate("no green", gif, -1, {kNoColor});
-  gif = Template();
-  gif.ownPalette = gif.palette;
-  gif.ownPalette[7] = {1, 2, 3};
-  CheckTemplate("a palette of the picture's own besides", gif, 7);
-  gif.palette.clear();
-  CheckTemplate("one of the picture's own only", gif, -1, {kNoColor});
-
-  gif = Template();
-  gif.interlaced = true;
-  CheckTemplate("interlaced", gif, 7);
-  gif.transparent = 4;
-  gif.screenWidth = 800;
-  gif.left = 20;
-  gif.top = 5;
-  gif.colorBits = 3;
-  CheckTemplate("transparent, on a larger screen", gif, 7);
+  const auto tooSmall = [this](const std::string& size) {
+    return "GIF image '" + template_ + "' is too small for its chart: " + size +
+           " instead of 609 x 385";
+  };
+  const auto threeGreens = [](GifFileType& gif) {
+    gif.SColorMap->Colors[3] = gif.SColorMap->Colors[7] = kGreen;
+  };
+  const auto noGreen = [](GifFileType& gif) { gif.SColorMap->Colors[5].Blue = 65; };
+  const auto twoPalettes = [](GifFileType& gif) {
+    ColorMapObject*& own = gif.SavedImages[0].ImageDesc.ColorMap;
+    own = GifMakeMapObject(8, gif.SColorMap->Colors);
+    own->Colors[5] = {1, 2, 3};
+  };
+  const auto ownPalette = [](GifFileType& gif) {
+    gif.SavedImages[0].ImageDesc.ColorMap = std::exchange(gif.SColorMap, nullptr);
+  };
+  const auto moved = [](GifFileType& gif) {
+    const GraphicsControlBlock control = {0, false, 0, 4};  // of the transparent colour
+    EGifGCBToSavedExtension(&control, &gif, 0);
+    gif.SWidth = 800;
+    gif.SColorResolution = 3;
+    gif.SBackGroundColor = 2;
+    gif.SavedImages[0].ImageDesc.Left = 20;
+    gif.SavedImages[0].ImageDesc.Top = 5;
+    gif.SavedImages[0].ImageDesc.Interlace = true;
+  };
   const struct {
-    int width, height;
-    bool tooSmall;
-  } rows[] = {{609, 385, false}, {700, 500, false}, {608, 385, true},
-              {609, 384, true},  {700, 50, true},   {1, 1, true}};
+    Edit edit;
+    GifByteType color = 5;  // 0: there are no bars
+    Log log = {};
+  } rows[] = {
+      {threeGreens, 7},
+      {noGreen, 0, {kNoColor}},
+      {twoPalettes},
+      {ownPalette, 0, {kNoColor}},
+      {moved},
+      {Size(609, 385)},
+      {Size(700, 500)},
+      {Size(608, 385), 5, {tooSmall("608 x 385")}},
+      {Size(609, 384), 5, {tooSmall("609 x 384")}},
+      {Size(700, 50), 5, {tooSmall("700 x 50")}},
+      {Size(1, 1), 5, {tooSmall("1 x 1")}},
+  };
+  answer_ = Repeat("256,", 1153) + "512,512";
+  const Runs bars = {{0, 575, 300}, {576, 576, 317}, {577, 577, 330}};
   for (const auto& row : rows) {
-    const std::string size = std::to_string(row.width) + " x " + std::to_string(row.height);
-    const std::string line = "GIF image '" + template_ + "' is too small for its chart: " + size +
-                             " instead of 609 x 385";
-    CheckTemplate(size, Template(row.width, row.height), 7, row.tooSmall ? Log{line} : Log());
+    folder_.Write("template.gif", Template(row.edit));
+    const Runs drawn = row.color != 0 ? bars : Runs();
+    EXPECT_TRUE(Power(template_) == Template(row.edit, drawn, row.color)) << &row - rows;
+    EXPECT_EQ(gSystemLog, row.log) << &row - rows;
   }
 }
 
 TEST_F(Images, RefusedTemplates) {
-  const std::string whole = Encode(PatternedGif(20, 10));
-  const std::string head = whole.substr(0, 13 + 48);
-  GifFile twice = PatternedGif(20, 10);
-  twice.pictures = 2;
-  GifFile large = PatternedGif(4096, 1025);
-  large.pixels.assign(large.pixels.size(), 0);  // a few thousand bytes
+  const std::string whole = Template(Size(20, 10));
+  const std::string head = whole.substr(0, 13 + 24);
+  const auto twoLarge = [](GifFileType& gif) {
+    Size(2048, 1536)(gif);
+    Twice(gif);
+  };
   const std::pair<const char*, std::string> files[] = {
-      {"twice", Encode(twice)},
-      {"empty", ""},
+      {"twice", Template(Twice)},
       {"text", "GIF89b is what this is not" + whole},
       {"behind", "\n" + whole},
       {"none", head + ";"},
       // giflib would take two gigabytes for the first one.
       {"huge", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\0\xb0\0\xb0\0\x02\0;"s},
       {"vast", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\xff\xff\xff\xff\0\x02\0;"s},
-      {"large", Encode(large)},
+      {"large", Template(Size(4096, 1025))},
+      {"large in all", Template(twoLarge)},
       {"extension", head + "!\xfe\0"s + whole.substr(head.size())},
       {"long", whole + std::string(5'000'000, ';')},
   };
@@ -304,15 +321,14 @@ TEST_F(Images, RefusedTemplates) {
   for (std::size_t size = 0; size < whole.size(); ++size) {
     paths.push_back(folder_.Write("cut" + std::to_string(size), whole.substr(0, size)));
   }
+  answer_ = folder_.Write("values", "");
   for (const std::string& path : paths) {
     Log expected = {"Error modifying GIF image '"s + path.c_str() + "'"};
     if (path == Path("twice")) {
       expected.insert(expected.begin(),
                       "Wrong image count in GIF file '" + path + "': 2 instead of 1");
     }
-    EXPECT_EQ(Power(path), "") << path;
-    EXPECT_EQ(gSystemLog, expected);
-    answer_ = folder_.Write("values", "");
+    folder_.Write("values", "");
     EXPECT_EQ(Snr(path), "") << path;
     EXPECT_EQ(gSystemLog, expected);
   }
@@ -325,10 +341,13 @@ TEST_F(Images, OutputsThatFail) {
   int closedPipe[2];
   ASSERT_EQ(pipe2(closedPipe, O_CLOEXEC), 0);
   close(closedPipe[0]);
-  folder_.Write("small", Encode(PatternedGif(1, 1)));
-  GifFile large = Template();  // more than fits into the stream's buffer
-  for (char& pixel : large.pixels) pixel = static_cast<char>(std::rand() % 16);
-  folder_.Write("large", Encode(large));
+  folder_.Write("small", Template(Size(1, 1)));
+  const auto noise = [](GifFileType& gif) {  // more than fits into the stream's buffer
+    GifByteType* const pixels = gif.SavedImages[0].RasterBits;
+    std::generate(pixels, pixels + 640 * 400,
+                  [] { return static_cast<GifByteType>(std::rand() % 8); });
+  };
+  folder_.Write("large", Template(noise));
   const struct {
     int descriptor;
     bool closed;  // afterwards; it isn't where not a byte of the picture can be written

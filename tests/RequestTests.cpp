@@ -1,17 +1,28 @@
 // SPDX-License-Identifier: MIT
 //
-// The request handler's parts: decoding, fields, what it writes. The choice of a language is
-// compared with the rule in other words by tests/fuzz/FuzzLanguage.cpp.
-#include <fcntl.h>
+// The request handler's parts: decoding, fields, the choice of a language, what it writes; and the
+// fate of the upload file. Bodies with files are read by the fuzz target `multipart`.
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <stdio_ext.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 
 #include "request/RequestHandler.h"
+#include "request/UploadFile.h"
+#include "tests/StandardOutput.h"
+#include "tests/TestFolder.h"
 #include "values/WGLVariables.h"
 
+namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 TEST(RequestHandler, Unescape) {
@@ -27,28 +38,6 @@ TEST(RequestHandler, Unescape) {
   };
   for (const auto& [text, expected] : rows) {
     EXPECT_EQ(RequestHandler::Unescape(text), expected) << text;
-  }
-}
-
-TEST(RequestHandler, ParseQueryStringPart) {
-  const RequestHandler handler(nullptr);
-  const struct {
-    std::string text;
-    std::size_t position, length;
-    std::string delimiter, expected;
-    std::size_t after;
-  } rows[] = {
-      {"a=b", 0, 3, "=", "a", 2},   {"a=b", 2, 3, "&", "b", 4},   {"a=b", 3, 3, "=", "", 3},
-      {"a=b", 9, 3, "=", "", 9},    {"", 0, 0, "=", "", 0},       {"=x", 0, 2, "=", "", 1},
-      {"ab=c", 0, 2, "=", "ab", 3}, {"a--b", 0, 4, "--", "a", 2}, {"a=b=c", 2, 5, "=", "b", 4},
-      {"ab=c", 0, 1, "=", "a", 2},
-  };
-  for (const auto& row : rows) {
-    std::size_t position = row.position;
-    EXPECT_EQ(handler.ParseQueryStringPart(row.text, position, row.length, row.delimiter),
-              row.expected)
-        << row.text;
-    EXPECT_EQ(position, row.after) << row.text;
   }
 }
 
@@ -72,36 +61,143 @@ TEST(RequestHandler, ParseQueryString) {
     std::string stored;
     for (const auto& [name, value] : variables) stored += "[" + name + "|" + value + "]";
     EXPECT_EQ(stored, expected) << text;
-    RequestHandler(nullptr).ParseQueryString(text);
+  }
+  // One field, of a part of the text.
+  std::size_t position = 0;
+  for (const char* expected : {"ab", "-c", ""}) {
+    EXPECT_EQ(RequestHandler(nullptr).ParseQueryStringPart("ab--c--", position, 5, "--"), expected);
+  }
+  EXPECT_EQ(position, 6U);
+}
+
+// The first two bytes of each entry count, "_lang" as a whole.
+TEST(RequestHandler, Language) {
+  // Beside two catalogues what must not be taken for one: what "." and ".." would reach, names of
+  // other lengths or with other bytes than letters, another text domain, a folder, and a FIFO,
+  // whose writer gettext would wait for.
+  const TestFolder folder(testing::TempDir() + "vistel-language");
+  for (const std::string name : {"de", "Pt", ".", "..", "d", "deu", "d1", "1d", "_d"}) {
+    folder.Write("locale/" + name + "/LC_MESSAGES/texts.mo", "");
+  }
+  folder.Write("locale/es/LC_MESSAGES/other.mo", "");
+  folder.Write("locale/it/LC_MESSAGES/texts.mo/file", "");
+  folder.Write("locale/fr/LC_MESSAGES/other.mo", "");
+  mkfifo(folder.Path("locale/fr/LC_MESSAGES/texts.mo").c_str(), 0600);
+  const struct {
+    std::string requested, header, expected;
+  } rows[] = {
+      {"de", "Pt", "de"},     {"", "", "en"},
+      {"", "xx,Pt,de", "Pt"}, {"xx", "en,,de-DE;q=0.1", "de"},
+      {"", "deu", "de"},      {"", "d,1d,_d,d1,.,..,./,fr,es,it,DE,pt, de", "en"},
+  };
+  WGLVariables variables;
+  const RequestHandler handler(&variables);
+  for (const auto& row : rows) {
+    variables.Set("_lang", row.requested);
+    setenv("HTTP_ACCEPT_LANGUAGE", row.header.c_str(), 1);
+    EXPECT_EQ(handler.DetermineLanguage(folder.Path("locale"), "texts"), row.expected)
+        << row.header;
+  }
+  for (const char* name :
+       {"", ".", "..", "deu", "d1", "1d", "_d", "../de", "fr", "es", "it", "DE"}) {
+    EXPECT_FALSE(handler.IsValidLanguage(name, folder.Path("locale"), "texts")) << name;
+  }
+  EXPECT_EQ(RequestHandler(nullptr).DetermineLanguage(folder.Path("locale"), "texts"), "en");
+  unsetenv("HTTP_ACCEPT_LANGUAGE");
+}
+
+// What comes out is the percent signs of an argument as they are, and headers in spite of what
+// happens to the stream later.
+TEST(RequestHandler, WritesAndFlushes) {
+  EXPECT_EQ(OutputOf([] {
+              RequestHandler::WriteHeaders("a/b; c=%s", "attachment; filename=\"%n\"");
+              __fpurge(stdout);
+            }),
+            "Content-Type: a/b; c=%s\r\nContent-Disposition: attachment; filename=\"%n\"\r\n"
+            "Pragma: no-cache\r\nCache-Control: no-cache\r\nExpires: -1\r\n\r\n");
+}
+
+// An upload of ten bytes in two writes.
+static std::int64_t UploadTo(const std::string& path) {
+  UploadFile file(path);
+  file.Write("01234");
+  file.Write("56789");
+  return file.Size();
+}
+
+TEST(UploadFile, ReplacesWhateverStandsThere) {
+  // What stands at `path`; nothing may become of `other`, nor come to be at path + "x".
+  using Maker = std::function<void(const std::string& path, const std::string& other)>;
+  const struct {
+    Maker make;
+    bool replaced = true;
+  } rows[] = {
+      {[](auto&, auto&) {}},
+      {[](auto& path, auto&) { std::ofstream(path) << "longer than an upload"; }},
+      {[](auto& path, auto&) { mkfifo(path.c_str(), 0666); }},
+      {[](auto& path, auto& other) { fs::create_symlink(other, path); }},
+      {[](auto& path, auto&) { fs::create_symlink(path + "x", path); }},
+      {[](auto& path, auto& other) { fs::create_hard_link(other, path); }},
+      {[](auto& path, auto&) { fs::create_directory(path); }, false},
+      {[](auto& path, auto&) { fs::remove_all(fs::path(path).parent_path()); }, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    const TestFolder folder(testing::TempDir() + "vistel-upload");
+    const std::string path = folder.Path("upload.bin");
+    const std::string other = folder.Write("other", "untouched");
+    row.make(path, other);
+    const mode_t umaskBefore = umask(0277);
+    EXPECT_EQ(UploadTo(path), row.replaced ? 10 : UploadFile::kFailed);
+    umask(umaskBefore);
+    EXPECT_EQ(ReadFile(other), fs::exists(other) ? "untouched" : "");
+    EXPECT_FALSE(fs::exists(path + "x"));
+    struct stat status = {};
+    EXPECT_EQ(lstat(path.c_str(), &status) == 0 && status.st_mode == (S_IFREG | 0600U),
+              row.replaced);
+    if (row.replaced) {
+      EXPECT_EQ(ReadFile(path), "0123456789");
+    }
   }
 }
 
-// What the call has made reach the descriptor; text that stays in the stream's buffer is missing.
-template <typename Call>
-static std::string Arrived(Call call) {
-  std::fflush(stdout);
-  int ends[2];
-  if (pipe2(ends, O_NONBLOCK) != 0) return "no pipe";
-  const int saved = dup(STDOUT_FILENO);
-  dup2(ends[1], STDOUT_FILENO);
-  call();
-  char text[4096];
-  const ssize_t size = read(ends[0], text, sizeof text);
-  dup2(saved, STDOUT_FILENO);
-  for (int end : {saved, ends[0], ends[1]}) close(end);
-  return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+TEST(UploadFile, TwoAtOnceShareNothing) {
+  const TestFolder folder(testing::TempDir() + "vistel-upload");
+  const std::string path = folder.Path("upload.bin");
+  UploadFile first(path);
+  first.Write("first");
+  UploadFile second(path);
+  second.Write("second");
+  first.Write("first");
+  first.Remove();
+  EXPECT_EQ(ReadFile(path), "second");
+  second.Remove();
+  EXPECT_FALSE(fs::exists(path));
 }
 
-TEST(RequestHandler, WritesAndFlushes) {
-  const std::string rest = "Pragma: no-cache\r\nCache-Control: no-cache\r\nExpires: -1\r\n\r\n";
-  EXPECT_EQ(Arrived([] { RequestHandler::WriteHeaders("text/html"); }),
-            "Content-Type: text/html\r\n" + rest);
-  EXPECT_EQ(
-      Arrived([] { RequestHandler::WriteHeaders("a/b; c=%s", "attachment; filename=\"%n\""); }),
-      "Content-Type: a/b; c=%s\r\nContent-Disposition: attachment; filename=\"%n\"\r\n" + rest);
-  EXPECT_EQ(Arrived([] {
-              RequestHandler::WriteErrorPage("Missing: %u '%s'", 4294967295U, "%s");
-              std::fflush(stdout);
-            }),
-            "Content-Type: text/plain\r\n" + rest + "Missing: 4294967295 '%s'\r\n");
+TEST(UploadFile, KeepsWhatFitted) {
+  const TestFolder folder(testing::TempDir() + "vistel-upload");
+  const std::string path = folder.Path("upload.bin");
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small = {7, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::int64_t size = UploadTo(path);
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(size, UploadFile::kFailed);
+  EXPECT_EQ(ReadFile(path), "0123456");
+
+  // Mounts of this process alone, which end with it.
+  if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", folder.Path().c_str(), "tmpfs", 0, "size=4096") != 0) {
+    GTEST_SKIP() << "a full file system can't be tried: mounting isn't permitted here";
+  }
+  {
+    UploadFile file(path);
+    file.Write(std::string(5000, 'x'));
+    file.Write("dropped");
+    EXPECT_EQ(file.Size(), UploadFile::kFailed);
+  }
+  EXPECT_EQ(ReadFile(path), std::string(4096, 'x'));
+  umount(folder.Path().c_str());
 }

@@ -1,48 +1,158 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: multipart bodies, against a reader of single bytes. The input's first byte is the
-// size of the pieces in which the body arrives, 0 for all at once; the boundary follows up to a
-// newline, then the body. In both, 0xFE, a byte and a count stand for that byte 32 times the count,
-// so that an input of a few bytes reaches the limits.
+// Fuzz target: multipart bodies, against a reader that takes one byte at a time. The input's first
+// byte is the size of the pieces in which the body arrives, 0 for all at once; the boundary follows
+// up to a newline, then the body. Both are expanded.
 #include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <optional>
 #include <string>
+#include <string_view>
 
+#include "base/Settings.h"
+#include "request/RequestHandler.h"
+#include "tests/TestFolder.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "tests/fuzz/MultipartRun.h"
+#include "values/WGLVariables.h"
+
+// Of this process alone, however many run at once.
+const std::string gUploadFile =
+    std::filesystem::temp_directory_path() / ("fuzz_multipart." + std::to_string(getpid()));
 
 namespace {
 
-constexpr char kRepeat = '\xFE';
-constexpr std::size_t kRepeatUnit = 32;
-constexpr std::size_t kMaxBytes = 131072;  // two windows
+constexpr std::size_t kMaxBytes = std::size_t{8} << 20;  // more than the largest file takes
 
-std::string Expand(const std::string& text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size() && result.size() < kMaxBytes; ++i) {
-    if (text[i] == kRepeat && i + 2 < text.size()) {
-      const std::size_t count = static_cast<unsigned char>(text[i + 2]);
-      result.append(count * kRepeatUnit, text[i + 1]);
-      i += 2;
-    } else {
-      result += text[i];
-    }
+struct Outcome {
+  bool whole = false;
+  WGLVariables fields;
+  std::optional<std::string> file;
+};
+
+// How a body is to be read, in the plainest words: nothing of it is the program's but the store of
+// variables. What it says is right.
+class Reference {
+ public:
+  Reference(const std::string& body, const std::string& boundary)
+      : body_(body), boundary_(boundary) {}
+
+  Outcome Read() {
+    outcome_.whole = Parse();
+    return outcome_;
   }
-  return result;
-}
+
+ private:
+  bool Get(char& byte) {
+    if (position_ == body_.size()) return false;
+    byte = body_[position_++];
+    return true;
+  }
+
+  bool Part(std::string& content, unsigned limit, bool lineBreak) {
+    const std::string delimiter = (lineBreak ? "\r\n--" : "--") + boundary_;
+    std::string held;
+    unsigned read = 0;
+    for (char byte; Get(byte);) {
+      ++read;
+      if (byte != delimiter[held.size()]) {
+        if (read < limit) content += held;
+        held.clear();
+      }
+      if (byte == delimiter[held.size()]) {
+        held += byte;
+        if (held.size() == delimiter.size()) return true;
+        if (held.size() >= 127) return false;
+      } else if (read < limit) {
+        content += byte;
+      }
+    }
+    return false;
+  }
+
+  static void Attribute(const std::string& line, const std::string& start, std::string& value) {
+    const std::size_t found = line.find(start);
+    if (found == std::string::npos) return;
+    const std::size_t begin = found + start.size();
+    const std::size_t end = line.find('"', begin);
+    if (end != std::string::npos) value = line.substr(begin, end - begin);
+  }
+
+  bool Header(std::string& name, std::string& fileName) {
+    std::string line;
+    char byte;
+    for (int count = 0; count < 8192 && Get(byte); ++count) {
+      if (byte == '\r') continue;
+      if (byte != '\n') {
+        line += byte;
+        continue;
+      }
+      if (line.empty()) return true;
+      Attribute(line, " name=\"", name);
+      Attribute(line, " filename=\"", fileName);
+      line.clear();
+    }
+    return false;
+  }
+
+  bool Parse() {
+    std::string content;
+    if (!Part(content, 8192, false)) return false;
+    for (char first, second; Get(first) && Get(second);) {
+      if (first == '-' && second == '-') return true;
+      std::string name, fileName;
+      if (first != '\r' || second != '\n' || !Header(name, fileName)) return false;
+      content.clear();
+      const bool whole = Part(content, fileName.empty() ? 8192 : 6291456, true);
+      if (!fileName.empty()) outcome_.file.reset();
+      if (!whole) return false;
+      if (fileName.empty()) {
+        outcome_.fields.Set(name, content);
+      } else if (!content.empty()) {
+        outcome_.file = content;
+      }
+    }
+    return false;
+  }
+
+  const std::string& body_;
+  const std::string& boundary_;
+  std::size_t position_ = 0;
+  Outcome outcome_;
+};
+
+std::string_view gInput;  // what is left of standard input
+std::size_t gPieceBytes;
 
 }  // namespace
 
+// The linker puts this function in the place of read().
+extern "C" ssize_t __wrap_read(int /*file*/, void* bytes, std::size_t size) {
+  const std::size_t count = gInput.copy(static_cast<char*>(bytes), std::min(size, gPieceBytes));
+  gInput.remove_prefix(count);
+  return static_cast<ssize_t>(count);
+}
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const std::string input(data + 1, data + size);
-  const std::size_t end = std::min(input.find('\n'), input.size());
-  // The content type, which the boundary is a part of, holds no NUL byte.
-  std::string boundary = Expand(input.substr(0, end));
-  boundary.erase(std::min(boundary.find('\0'), boundary.size()));
-  const std::string body = end < input.size() ? Expand(input.substr(end + 1)) : "";
-  const std::size_t pieceBytes = data[0] != 0 ? data[0] : kMaxBytes;
+  std::string input(data + 1, data + size);
+  // Up to a NUL byte, since it comes from an environment variable.
+  const std::string boundary = Expand(Next(input, '\n'), kMaxBytes).c_str();
+  const std::string body = Expand(input, kMaxBytes);
 
-  const MultipartOutcome expected = ReferenceMultipart(body, boundary);
-  Check(RunMultipart(body, boundary, pieceBytes) == expected, "a body is read as byte by byte");
+  gInput = body;
+  gPieceBytes = data[0] != 0 ? data[0] : kMaxBytes;
+  WGLVariables fields;
+  const int result = RequestHandler(&fields).ParseUploadData(boundary);
+  const bool hasFile = std::filesystem::exists(gUploadFile);
+  const std::string file = ReadFile(gUploadFile);
+  std::filesystem::remove(gUploadFile);
+
+  const Outcome expected = Reference(body, boundary).Read();
+  Check(result == (expected.whole ? 1 : 0), "a body is whole or not");
+  Check(std::equal(fields.begin(), fields.end(), expected.fields.begin(), expected.fields.end()),
+        "fields are read as byte by byte");
+  Check(hasFile == expected.file.has_value() && file == expected.file.value_or(""),
+        "the last file is what stays");
   return 0;
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/fuzz/ReferenceScanner.h"
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "WGLParser.hpp"
+#include "base/Characters.h"
 
 namespace {
 
@@ -29,12 +29,6 @@ constexpr Word kModifiers[] = {
 bool IsDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
-bool IsCapital(char byte) {
-  return byte >= 'A' && byte <= 'Z';
-}
-bool IsNameStart(char byte) {
-  return IsCapital(byte) || (byte >= 'a' && byte <= 'z') || byte == '_';
-}
 
 class Scanner {
  public:
@@ -42,9 +36,7 @@ class Scanner {
       : input_(input), fileName_(fileName) {}
 
   ReferenceTokens Scan() {
-    while (exitStatus_ == 0 && position_ < input_.size()) {
-      if (!ScanInEitherMode()) mode_ == Mode::kText ? ScanText() : ScanCode();
-    }
+    while (exitStatus_ == 0 && position_ < input_.size()) ScanNext();
     if (exitStatus_ == 0) list_ += LineEntry(line_);
     return {list_, exitStatus_};
   }
@@ -60,46 +52,40 @@ class Scanner {
     position_ += size;
   }
   void Text(std::size_t size) {
-    const std::string text = input_.substr(position_, size);
-    std::copy_if(text.begin(), text.end(), std::back_inserter(list_),
-                 [](char byte) { return byte != '\0'; });
-    position_ += size;
+    for (; size > 0; --size, ++position_) {
+      if (input_[position_] != '\0') list_ += input_[position_];
+    }
   }
   void Push(Mode mode, int token, std::size_t size) {
-    modes_.push_back(mode_);
-    mode_ = mode;
+    modes_.push_back(mode);
     Token(token, size);
   }
   void Pop(int token, std::size_t size) {
-    if (modes_.empty()) {
-      exitStatus_ = 2;
-      return;
-    }
-    mode_ = modes_.back();
+    if (modes_.size() == 1) return End(2, "start-condition stack underflow\n");
     modes_.pop_back();
     Token(token, size);
   }
+  void End(int exitStatus, const std::string& message) {
+    list_ += message;
+    exitStatus_ = exitStatus;
+  }
 
-  bool ScanInEitherMode() {
-    if (Follows("<~")) {
-      Push(Mode::kCode, T_BEGIN, 2);
-    } else if (Follows("~>")) {
-      Pop(T_END, 2);
-    } else {
-      return ScanVariable();
-    }
-    return true;
+  void ScanNext() {
+    if (Follows("<~")) return Push(Mode::kCode, T_BEGIN, 2);
+    if (Follows("~>")) return Pop(T_END, 2);
+    if (ScanVariable()) return;
+    modes_.back() == Mode::kText ? ScanText() : ScanCode();
   }
 
   bool ScanVariable() {
-    if (!Follows("${") || !IsNameStart(At(position_ + 2))) return false;
-    if (mode_ == Mode::kText && Follows("${ROW}")) return false;
     const std::size_t start = position_ + 2;
+    if (!Follows("${") || IsDigit(At(start))) return false;
+    if (modes_.back() == Mode::kText && Follows("${ROW}")) return false;
     std::size_t end = start;
-    while (IsNameStart(At(end)) || IsDigit(At(end))) ++end;
+    while (IsAsciiAlphanumeric(At(end)) || At(end) == '_') ++end;
     for (const Word& modifier : kModifiers) {
       const std::size_t size = std::strlen(modifier.text);
-      if (input_.compare(end, size, modifier.text) != 0) continue;
+      if (end == start || input_.compare(end, size, modifier.text) != 0) continue;
       Token(modifier.token, end + size - position_, input_.substr(start, end - start));
       return true;
     }
@@ -107,47 +93,42 @@ class Scanner {
   }
 
   void ScanText() {
-    if (Follows("`")) {
-      Pop(T_QUOTE, 1);
-    } else if (Follows("${")) {
-      Text(PlaceholderSize());
-    } else if (Follows("$") && position_ + 1 < input_.size()) {
-      Text(2);  // a newline among them goes uncounted
-    } else {
-      if (Follows("\n")) ++line_;
-      Text(1);
+    if (Follows("`")) return Pop(T_QUOTE, 1);
+    if (Follows("${")) return Text(PlaceholderSize());
+    if (Follows("$") && position_ + 1 < input_.size()) {
+      return Text(2);  // a newline among them goes uncounted
     }
+    if (Follows("\n")) ++line_;
+    Text(1);
   }
 
   // The size of "${ROW}" or "${12}" or "${12X}" here, 1 if there is only a "$".
   std::size_t PlaceholderSize() const {
     if (Follows("${ROW}")) return std::strlen("${ROW}");
     if (!IsDigit(At(position_ + 2)) || !IsDigit(At(position_ + 3))) return 1;
-    const std::size_t end = position_ + 4 + (IsCapital(At(position_ + 4)) ? 1 : 0);
+    const char set = At(position_ + 4);
+    const std::size_t end = position_ + (set >= 'A' && set <= 'Z' ? 5 : 4);
     return At(end) == '}' ? end + 1 - position_ : 1;
   }
 
   void ScanCode() {
-    const char byte = input_[position_];
-    if (byte == '`') return Push(Mode::kText, T_QUOTE, 1);
-    if (byte == '\n') ++line_;
-    if (byte == '\n' || byte == ' ' || byte == '\t' || byte == '\r') {
+    if (Follows("`")) return Push(Mode::kText, T_QUOTE, 1);
+    if (Follows("\n")) ++line_;
+    if (std::memchr(" \t\r\n", input_[position_], 4) != nullptr) {
       ++position_;
       return;
     }
     for (const Word& keyword : kKeywords) {
       if (Follows(keyword.text)) return Token(keyword.token, std::strlen(keyword.text));
     }
-    list_ += "WGL error (line " + std::to_string(line_) + " in file '" + fileName_ +
-             "'): unmatched character\n\n";
-    exitStatus_ = 1;
+    End(1, "WGL error (line " + std::to_string(line_) + " in file '" + fileName_ +
+               "'): unmatched character\n\n");
   }
 
   const std::string& input_;
   const std::string& fileName_;
   std::size_t position_ = 0;
-  Mode mode_ = Mode::kText;
-  std::vector<Mode> modes_;
+  std::vector<Mode> modes_ = {Mode::kText};
   unsigned line_ = 1;
   std::string list_;
   int exitStatus_ = 0;

@@ -8,8 +8,8 @@
 
 // A list of tokens in writing: text as it stands, without NUL bytes; any other token as the byte 1,
 // its code and, for a variable, its name, and a ";"; at the end the byte 1 and the line number.
-// An unmatched character ends the list with the message that templates show, a pop of the empty
-// stack of modes ends it without one.
+// Instead of that end, an unmatched character and a pop of the empty stack of modes end the list
+// with what the program writes before it exits.
 struct ReferenceTokens {
   std::string text;
   int exitStatus;  // 0 when the scanner reached the end

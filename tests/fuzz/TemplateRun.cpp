@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/fuzz/TemplateRun.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csetjmp>
@@ -10,20 +8,29 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
+#include "base/Settings.h"
+#include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
 #include "request/RequestHandler.h"
-#include "tests/fuzz/FuzzSysMgr.h"
+#include "tests/StandardOutput.h"
 #include "tests/fuzz/FuzzTarget.h"
-#include "tests/fuzz/RunMemory.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
 
+const std::string gDocumentRoot = FUZZ_ROOT;
+const std::string gUploadFile;
+WGLVariables gVariables;
+WGLQueryExecutor gQueryExecutor(yywglerror);
+WGLIncludeStack gIncludeStack;
+
 int yywgllex_destroy();
 
-// The linker puts the functions with __wrap_ in the place of those without it.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 [[noreturn]] void __real_exit(int status);
@@ -31,6 +38,16 @@ FILE* __real_fdopen(int file, const char* mode);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
 char* __real_strdup(const char* text);
+
+using MallocHook = void (*)(const volatile void* block, std::size_t size);
+using FreeHook = void (*)(const volatile void* block);
+int __sanitizer_install_malloc_and_free_hooks(MallocHook, FreeHook) __attribute__((weak));
+
+// What is left of a run that was not finished is freed by one function, whichever made it.
+const char* __asan_default_options();
+const char* __asan_default_options() {
+  return "alloc_dealloc_mismatch=0";
+}
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -46,81 +63,59 @@ constexpr std::size_t kMaxCopiedBytes = std::size_t{2} << 20;
 // With each read the scanner starts the token anew that it has begun, which takes its time when a
 // token of many bytes comes in many pieces. After so many reads the plan no longer counts.
 constexpr std::size_t kMaxPlannedReads = 256;
-
 constexpr unsigned char kInterruptedRead = 0;
 constexpr unsigned char kFailingRead = 255;
 
-struct OpenFile {
-  int file;
-  FILE* stream;
-  const std::string* content;  // null: a folder, or what else the file system has
-  std::size_t position;
-};
+// A few nested tables would make a page that no machine can hold.
+constexpr unsigned kMaxRepeatingQueries = 4;
 
 // The state of the run. It is static, as a long jump leaves the values of local variables open.
 struct Run {
   bool active;
   jmp_buf leave;
-  RunOutcome outcome;
-  OpenFile files[kMaxOpenFiles];
-  std::size_t fileCount;
-  std::size_t copiedBytes;
-  std::size_t readCount;
+  RunEnd end;
+  int status;
+  FILE* files[kMaxOpenFiles];
+  std::size_t fileCount, copiedBytes, readCount;
+  unsigned queries;
 };
 Run gRun;
 TemplateFiles gFiles;
 std::string gReadPlan;
 
+// The blocks that the run has taken and not given back; never destroyed, since blocks are freed
+// until the very end of the process. Nothing counts while the account itself takes memory.
+auto& gBlocks = *new std::unordered_set<const volatile void*>;
+bool gCounting = false;
+
+void Count(const volatile void* block, std::size_t /*size*/) {
+  if (!std::exchange(gCounting, false)) return;
+  gBlocks.insert(block);
+  gCounting = true;
+}
+
+void Forget(const volatile void* block) {
+  if (!std::exchange(gCounting, false)) return;
+  gBlocks.erase(block);
+  gCounting = true;
+}
+
 [[noreturn]] void Leave(RunEnd end, int status) {
-  gRun.outcome.end = end;
-  gRun.outcome.status = status;
   gRun.active = false;
+  gRun.end = end;
+  gRun.status = status;
   std::longjmp(gRun.leave, 1);
 }
 
-// Stands for one of the standard streams while it lives, and catches what is written to it.
-class Caught {
- public:
-  explicit Caught(FILE*& stream) : stream_(stream), original_(stream) {
-    stream_ = open_memstream(&text_, &size_);
-    Check(stream_ != nullptr, "a stream can be made");
-  }
-
-  void End(std::string& text) {
-    Check(std::fclose(stream_) == 0, "what was written is caught");
-    stream_ = original_;
-    text.assign(text_, size_);
-    std::free(text_);
-  }
-
- private:
-  FILE*& stream_;
-  FILE* const original_;
-  char* text_ = nullptr;
-  std::size_t size_ = 0;
-};
-
-const std::string* ContentOf(const std::string& path) {
-  if (path == gDocumentRoot + "/main.wgl") return &gFiles.main;
-  if (path == gDocumentRoot + "/a.wgl") return &gFiles.a;
-  if (path == gDocumentRoot + "/sub/b.wgl") return &gFiles.b;
-  return nullptr;
-}
-
-// The number of bytes that the read plan grants; -1 with errno set when the read is to fail.
-ssize_t PlannedSize(std::size_t asked) {
-  if (gReadPlan.empty() || gRun.readCount == kMaxPlannedReads) return static_cast<ssize_t>(asked);
-  const auto planned = static_cast<unsigned char>(gReadPlan[gRun.readCount % gReadPlan.size()]);
-  ++gRun.readCount;
-  if (planned == kInterruptedRead) {
-    errno = EINTR;
-    return -1;
-  }
-  if (planned == kFailingRead) {
-    errno = EIO;
-    return -1;
-  }
-  return static_cast<ssize_t>(std::min<std::size_t>(asked, planned));
+void CallBody(int (*body)()) {
+  if (setjmp(gRun.leave) != 0) return;
+  gRun.active = true;
+  RequestHandler(&gVariables).ParseQueryString(gFiles.query);
+  gIncludeStack.Init("/main.wgl");
+  const int status = body();
+  gRun.active = false;
+  gRun.end = RunEnd::kReturned;
+  gRun.status = status;
 }
 
 // Everything that the program makes once per process.
@@ -136,28 +131,41 @@ void DestroyGlobals() {
 }
 
 void MakeGlobals() {
-  new (&gIncludeStack) WGLIncludeStack;
   new (&gVariables) WGLVariables;
   new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
-  RestartSysMgr();
+  new (&gIncludeStack) WGLIncludeStack;
 }
 
-void CallBody(int (*body)()) {
-  if (setjmp(gRun.leave) != 0) return;
-  RunMemory::Start();
-  RequestHandler(&gVariables).ParseQueryString(gFiles.query);
-  gIncludeStack.Init("/main.wgl");
-  const int status = body();
-  gRun.outcome.end = RunEnd::kReturned;
-  gRun.outcome.status = status;
-}
-
-void CloseFiles() {
-  for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i].stream);
+// No memory of a run's.
+bool BufferStandardOutput() {
+  static char buffer[BUFSIZ];
+  return setvbuf(stdout, buffer, _IOFBF, sizeof buffer) == 0;
 }
 
 }  // namespace
 
+// In the place of the system manager: tables that follow from the keys, hostile cells among them,
+// so that a template always gives the same page.
+StringTable SysMgr_Query(const StringTable& query) {
+  constexpr const char* kCells[] = {"<b>\"'&", "\\${01}${ROW}", "plain text of some length", "0",
+                                    ""};
+  if (query.Rows() == 0) return StringTable();
+  const std::string key = query.Get(0, 0);
+  const std::size_t rows = key.size() % (++gRun.queries <= kMaxRepeatingQueries ? 4 : 2);
+  StringTable table(std::min(query.Rows(), 3U));
+  for (std::size_t row = 0; row < rows; ++row) {
+    std::vector<std::string_view> cells;
+    for (unsigned column = 0; column < table.Columns(); ++column) {
+      const std::size_t kind = (key.size() + row + column) % (std::size(kCells) + 1);
+      cells.push_back(kind == std::size(kCells) ? query.View(column, 0) : kCells[kind]);
+    }
+    table.AddCells(cells);
+  }
+  // By way of the form in which a real answer comes.
+  return StringTable(table.Serialize(), StringTable::kSerialized);
+}
+
+// The linker puts these functions in the place of those without "__wrap_".
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
@@ -176,30 +184,29 @@ int __wrap_open(const char* path, int flags, ...) {
     errno = EMFILE;
     return -1;
   }
-  const int file = __real_open(path, flags);
-  if (file >= 0) gRun.files[gRun.fileCount++] = {file, nullptr, ContentOf(name), 0};
-  return file;
+  const std::string inside = name.substr(gDocumentRoot.size());
+  if (inside == "/main.wgl") return OpenInMemory(gFiles.main);
+  if (inside == "/a.wgl") return OpenInMemory(gFiles.a);
+  if (inside == "/sub/b.wgl") return OpenInMemory(gFiles.b);
+  return __real_open(path, flags);
 }
 
 FILE* __wrap_fdopen(int file, const char* mode) {
   FILE* stream = __real_fdopen(file, mode);
-  if (gRun.active) gRun.files[gRun.fileCount - 1].stream = stream;
+  if (gRun.active) gRun.files[gRun.fileCount++] = stream;
   return stream;
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
-  if (!gRun.active) return __real_read(file, buffer, size);
-  OpenFile* const end = gRun.files + gRun.fileCount;
-  OpenFile* const open = std::find_if(
-      gRun.files, end, [file](const OpenFile& candidate) { return candidate.file == file; });
-  if (open == end || open->content == nullptr) return __real_read(file, buffer, size);
-  const ssize_t planned = PlannedSize(size);
-  if (planned < 0) return planned;
-  const std::size_t count =
-      std::min(static_cast<std::size_t>(planned), open->content->size() - open->position);
-  std::memcpy(buffer, open->content->data() + open->position, count);
-  open->position += count;
-  return static_cast<ssize_t>(count);
+  if (!gRun.active || gReadPlan.empty() || gRun.readCount == kMaxPlannedReads) {
+    return __real_read(file, buffer, size);
+  }
+  const auto planned = static_cast<unsigned char>(gReadPlan[gRun.readCount++ % gReadPlan.size()]);
+  if (planned != kInterruptedRead && planned != kFailingRead) {
+    return __real_read(file, buffer, std::min<std::size_t>(size, planned));
+  }
+  errno = planned == kInterruptedRead ? EINTR : EIO;
+  return -1;
 }
 
 char* __wrap_strdup(const char* text) {
@@ -214,23 +221,25 @@ char* __wrap_strdup(const char* text) {
 // NOLINTEND(bugprone-reserved-identifier)
 
 RunOutcome RunTemplate(const TemplateFiles& files, const std::string& readPlan, int (*body)()) {
+  static const bool buffered = BufferStandardOutput();
+  static const bool watched = __sanitizer_install_malloc_and_free_hooks != nullptr &&
+                              __sanitizer_install_malloc_and_free_hooks(Count, Forget) != 0;
+  Check(buffered, "standard output has its buffer");
   gFiles = files;
   gReadPlan = readPlan;
   gRun = {};
-  Caught output(stdout);
-  Caught diagnostics(stderr);
-  gRun.active = true;
-  CallBody(body);
-  gRun.active = false;
-  DestroyGlobals();
-  CloseFiles();
-  RunMemory::Stop();
-  output.End(gRun.outcome.output);
-  diagnostics.End(gRun.outcome.diagnostics);
-
-  const bool returned = gRun.outcome.end == RunEnd::kReturned;
-  Check(!returned || RunMemory::Rest() == 0, "a page frees all memory that it took");
-  RunMemory::FreeTheRest();
+  FILE* const diagnostics = std::exchange(stderr, stdout);
+  const std::string output = OutputOf([body] {
+    gCounting = watched;
+    CallBody(body);
+    DestroyGlobals();
+    for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i]);
+    gCounting = false;
+  });
+  stderr = diagnostics;
+  Check(gRun.end != RunEnd::kReturned || gBlocks.empty(), "a page frees all memory that it took");
+  for (const volatile void* block : gBlocks) std::free(const_cast<void*>(block));
+  gBlocks.clear();
   MakeGlobals();
-  return gRun.outcome;
+  return {gRun.end, gRun.status, output};
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Evaluates templates in this process, as often as wanted, though the program does it once and may
-// end the process on the way: exit() comes back here, standard output and standard error are
-// caught, the files' bytes come from memory, and all global state is made anew.
+// end the process on the way: exit() comes back here, both standard streams are caught as one, the
+// files' bytes come from memory, and all global state is made anew.
 #pragma once
 
 #include <string>
@@ -23,16 +23,12 @@ enum class RunEnd {
 struct RunOutcome {
   RunEnd end;
   int status;
-  std::string output;       // of standard output
-  std::string diagnostics;  // of standard error
+  std::string output;
 };
-
-// The document root, with the three files in it.
-extern const std::string gDocumentRoot;
 
 // Opens /main.wgl and calls `body`, which is WGLParse or pulls the tokens itself. `readPlan` says
 // how the bytes of the files arrive: each byte is the size of a read, 0 an interrupted one, 255 a
 // failing one; it starts over at its end, but not for ever. Without a plan all reads are as large
-// as asked for. Aborts when a run that was not ended by exit() leaves memory behind, and when a
-// file outside the document root is opened.
+// as asked for. Aborts when a run that was not ended by exit() leaves memory behind (as far as a
+// sanitizer's allocator tells), and when a file outside the document root is opened.
 RunOutcome RunTemplate(const TemplateFiles& files, const std::string& readPlan, int (*body)());
