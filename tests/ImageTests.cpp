@@ -298,8 +298,9 @@ TEST_F(Images, Templates) {
 TEST_F(Images, RefusedTemplates) {
   const std::string whole = Template(Size(20, 10));
   const std::string head = whole.substr(0, 13 + 24);
-  const auto twoLarge = [](GifFileType& gif) {
-    Size(2048, 1536)(gif);
+  const auto threeLarge = [](GifFileType& gif) {
+    Size(2048, 1024)(gif);
+    Twice(gif);
     Twice(gif);
   };
   const std::pair<const char*, std::string> files[] = {
@@ -311,7 +312,7 @@ TEST_F(Images, RefusedTemplates) {
       {"huge", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\0\xb0\0\xb0\0\x02\0;"s},
       {"vast", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\xff\xff\xff\xff\0\x02\0;"s},
       {"large", Template(Size(4096, 1025))},
-      {"large in all", Template(twoLarge)},
+      {"large in all", Template(threeLarge)},
       {"extension", head + "!\xfe\0"s + whole.substr(head.size())},
       {"long", whole + std::string(5'000'000, ';')},
   };

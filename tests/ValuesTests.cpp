@@ -65,6 +65,15 @@ TEST(WGLVariables, Many) {
   }
 }
 
+// By both ways there are.
+static std::string Escaped(const char* mode, const std::string& value) {
+  const WGLEscaper escaper(mode);
+  std::string text(value.size() * escaper.Growth(), '\0');
+  text.resize(static_cast<std::size_t>(escaper.EscapeTo(text.data(), value) - text.data()));
+  EXPECT_EQ(escaper.Escape(value), text) << mode;
+  return text;
+}
+
 TEST(WGLEscaper, Modes) {
   const std::string hostile = "a<b>\"c\"'&amp;\\\n\x7F\xC3\xA4\0-._ /Z9"s;
   const std::pair<const char*, std::string> rows[] = {
@@ -77,31 +86,30 @@ TEST(WGLEscaper, Modes) {
       {"htmltext ", hostile},
   };
   for (const auto& [mode, expected] : rows) {
-    EXPECT_EQ(WGLEscaper(mode).Escape(hostile), expected) << mode;
-    EXPECT_EQ(WGLEscaper(mode).Escape(""), "") << mode;
+    EXPECT_EQ(Escaped(mode, hostile), expected) << mode;
+    EXPECT_EQ(Escaped(mode, ""), "") << mode;
   }
 }
 
-// All 256 bytes, each in all places of a word that is copied as one when it needs no escaping. The
-// 62 letters and digits stay in URLs, and with "_" in a safe name.
+// All 256 bytes, wherever they are in what is copied as a word or a block when nothing in it needs
+// escaping. The 62 letters and digits stay in URLs, and with "_" in a safe name.
 TEST(WGLEscaper, EachByte) {
   const std::string letters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   const std::map<char, std::string> references = {
       {'<', "&lt;"}, {'>', "&gt;"}, {'&', "&amp;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
   for (int code = 0; code < 256; ++code) {
     const char byte = static_cast<char>(code);
+    const std::string same(1, byte);
     char encoded[4];
     std::snprintf(encoded, sizeof encoded, "%%%02X", code);
     const bool stays = letters.find(byte) != std::string::npos;
-    const std::string text(1, byte);
-    const std::string html = references.count(byte) != 0 ? references.at(byte) : text;
-    EXPECT_EQ(WGLVariables::ReplaceSpecialChars("_" + text), "_" + (stays ? text : "_"));
-    for (std::size_t before = 0; before < 8; ++before) {
+    const std::string html = references.count(byte) != 0 ? references.at(byte) : same;
+    EXPECT_EQ(WGLVariables::ReplaceSpecialChars("_" + same), "_" + (stays ? same : "_"));
+    for (std::size_t before = 0; before < 40; ++before) {
       const std::string start(before, 'x');
-      const std::string end(7 - before, 'x');
-      EXPECT_EQ(WGLEscaper("htmlesc").Escape(start + text + end),
-                start + (stays ? text : encoded) + end);
-      EXPECT_EQ(WGLEscaper("htmltext").Escape(start + text + end), start + html + end);
+      const std::string end(40 - before, 'x');
+      EXPECT_EQ(Escaped("htmlesc", start + same + end), start + (stays ? same : encoded) + end);
+      EXPECT_EQ(Escaped("htmltext", start + same + end), start + html + end);
     }
   }
 }
