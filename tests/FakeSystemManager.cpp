@@ -44,13 +44,6 @@ bool FailsNow(unsigned& calls) {
   return calls % 2 == 1;
 }
 
-FakeSystemManager::Reaction ReactionTo(const FakeSystemManager::Request& request) {
-  if (gPeer->react) return gPeer->react(request);
-  const auto reply = gPeer->replies.find(request[4]);
-  if (reply == gPeer->replies.end()) return {AnswerOf("1", "unknown key")};
-  return {AnswerOf("0", reply->second)};
-}
-
 void SetPeer(FakeSystemManager* peer) {
   static SvcMgrFunctions service;
   gPeer = peer;
@@ -121,10 +114,11 @@ ssize_t __wrap_send(int /*socket*/, const void* bytes, std::size_t size, int fla
   FakeSystemManager::Request request;
   for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
   received.erase(0, received.size() - left.size());
-  const FakeSystemManager::Reaction reaction = ReactionTo(request);
   gPeer->requests.push_back(request);
-  gConnection.arriving += reaction.bytes;
-  gConnection.closed = reaction.close;
+  const auto reply = gPeer->replies.find(request[4]);
+  const bool known = reply != gPeer->replies.end();
+  gConnection.arriving += known ? AnswerOf("0", reply->second) : gPeer->otherwise;
+  gConnection.closed = !known && gPeer->manners.close;
   return static_cast<ssize_t>(size);
 }
 

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,12 +21,8 @@ std::string TableText(unsigned columns, const std::vector<std::vector<std::strin
 struct FakeSystemManager {
   using Request = std::vector<std::string>;  // the netstrings of the payload
 
-  struct Reaction {
-    std::string bytes;   // sent as they are
-    bool close = false;  // afterwards; otherwise the connection stays
-  };
-
   struct Manners {
+    bool close = false;                            // behind `otherwise`
     int busyMilliseconds = 0;                      // nobody can connect before
     std::size_t requestBytes = std::string::npos;  // that it reads of a connection at most
     std::size_t pieceBytes = std::string::npos;    // of an answer that arrive at once at most
@@ -41,8 +36,8 @@ struct FakeSystemManager {
   FakeSystemManager(const FakeSystemManager&) = delete;
   FakeSystemManager& operator=(const FakeSystemManager&) = delete;
 
-  std::map<std::string, std::string> replies;     // by key; other keys are refused
-  std::function<Reaction(const Request&)> react;  // instead, when set
+  std::map<std::string, std::string> replies;            // to queries and sets, by their keys
+  std::string otherwise = AnswerOf("1", "unknown key");  // sent as it is, to all other keys
   Manners manners;
 
   int milliseconds = 0;  // on the library's clock

@@ -24,8 +24,7 @@
 #include "image/ImageGenerator.h"
 #include "tests/FakeSystemManager.h"
 #include "tests/Gif.h"
-#include "tests/StandardOutput.h"
-#include "tests/SystemLog.h"
+#include "tests/Output.h"
 #include "tests/TestFolder.h"
 
 using namespace std::string_literals;
@@ -96,10 +95,7 @@ class Images : public testing::Test {
   Images()
       : folder_(testing::TempDir() + "vistel image"),
         template_(folder_.Write("template.gif", Template())) {
-    peer_.react = [this](const auto& request) -> FakeSystemManager::Reaction {
-      asked_ = request[4];
-      return {AnswerOf(answer_ ? "0" : "1", answer_.value_or(""))};
-    };
+    peer_.otherwise = AnswerOf("0", "");
     mkfifo(Path("pipe").c_str(), 0600);
   }
 
@@ -116,8 +112,6 @@ class Images : public testing::Test {
 
   TestFolder folder_;
   std::string template_;
-  std::optional<std::string> answer_ = "";  // none: the query fails
-  std::string asked_;
   FakeSystemManager peer_;
 };
 
@@ -203,13 +197,14 @@ TEST_F(Images, Values) {
       {true, Bytes({kInfinity, 1, 1e308, 1e308}), {{0, 1, 325}}},
   };
   for (const auto& row : rows) {
-    answer_ = row.snr ? folder_.Write("values", row.values) : row.values;
+    peer_.otherwise = AnswerOf("0", row.snr ? folder_.Write("values", row.values) : row.values);
     const std::string chart = row.snr ? Snr(template_) : Power(template_);
     EXPECT_TRUE(chart == Template(nullptr, row.runs)) << &row - rows;
     EXPECT_EQ(gSystemLog, Log()) << &row - rows;
     EXPECT_FALSE(std::filesystem::exists(Path("values"))) << &row - rows;
-    EXPECT_EQ(asked_, row.snr ? "HomePlug.SNR{MacAddress=00:B0:52:00:00:01}:format=scalar"
-                              : "HomePlug.OutputPower");
+    EXPECT_EQ(peer_.requests.back()[4],
+              row.snr ? "HomePlug.SNR{MacAddress=00:B0:52:00:00:01}:format=scalar"
+                      : "HomePlug.OutputPower");
   }
 }
 
@@ -232,7 +227,7 @@ TEST_F(Images, NoValues) {
       {values + "\0"s, kMac, "Could not open SNR file '" + values + "'"},
   };
   for (const auto& row : rows) {
-    answer_ = row.answer;
+    peer_.otherwise = AnswerOf(row.answer ? "0" : "1", row.answer.value_or(""));
     EXPECT_TRUE(Snr(template_, row.mac) == Template()) << row.log;
     EXPECT_EQ(gSystemLog, Log{row.log});
     EXPECT_TRUE(row.answer || (Power(template_) == Template() && gSystemLog.empty()));
@@ -285,7 +280,7 @@ TEST_F(Images, Templates) {
       {Size(700, 50), 5, {tooSmall("700 x 50")}},
       {Size(1, 1), 5, {tooSmall("1 x 1")}},
   };
-  answer_ = Repeat("256,", 1153) + "512,512";
+  peer_.otherwise = AnswerOf("0", Repeat("256,", 1153) + "512,512");
   const Runs bars = {{0, 575, 300}, {576, 576, 317}, {577, 577, 330}};
   for (const auto& row : rows) {
     folder_.Write("template.gif", Template(row.edit));
@@ -322,7 +317,7 @@ TEST_F(Images, RefusedTemplates) {
   for (std::size_t size = 0; size < whole.size(); ++size) {
     paths.push_back(folder_.Write("cut" + std::to_string(size), whole.substr(0, size)));
   }
-  answer_ = folder_.Write("values", "");
+  peer_.otherwise = AnswerOf("0", folder_.Write("values", ""));
   for (const std::string& path : paths) {
     Log expected = {"Error modifying GIF image '"s + path.c_str() + "'"};
     if (path == Path("twice")) {

@@ -21,8 +21,7 @@
 #include "platform/StringVector.h"
 #include "request/RequestHandler.h"
 #include "tests/FakeSystemManager.h"
-#include "tests/StandardOutput.h"
-#include "tests/SystemLog.h"
+#include "tests/Output.h"
 #include "tests/TestFolder.h"
 #include "values/WGLVariables.h"
 
@@ -71,9 +70,7 @@ TEST(Submission, Variables) {
     const StringVector cells('|', row.answer);
     for (std::size_t i = 0; i + 1 < cells.size(); ++i) answer.AddRow(cells[i].c_str());
     FakeSystemManager peer;
-    peer.react = [&](const auto&) -> FakeSystemManager::Reaction {
-      return {AnswerOf("0", answer.Serialize())};
-    };
+    peer.otherwise = AnswerOf("0", answer.Serialize());
     WGLVariables variables;
     RequestHandler(&variables).ParseQueryString(row.request);
     RequestHandler(&variables).ParseQueryString("_okdir=od&_okpage=op&_okplain=&_oktype=ot");

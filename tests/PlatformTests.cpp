@@ -29,7 +29,6 @@ using namespace std::string_literals;
 namespace {
 
 using Cells = std::vector<std::string>;
-using Reaction = FakeSystemManager::Reaction;
 using Request = FakeSystemManager::Request;
 
 constexpr int kDeadlineMilliseconds = 150;
@@ -179,22 +178,18 @@ TEST(Key, ValuesAndAddresses) {
 
 TEST_F(Proxy, RequestsAndAnswers) {
   FakeSystemManager peer;
-  peer.react = [](const Request& request) -> Reaction {
-    if (request[0] == "set") return {AnswerOf("0", TableText(1, {{""}, {"wrong"}}))};
-    return {AnswerOf("0", request[4] + "!")};
-  };
+  const std::string keys = TableText(1, {{"k"}, {"l"}}), large(200000, 'x');
+  peer.replies = {{"a\0b"s, "\0!"s}, {large, large}, {keys, TableText(1, {{""}, {"wrong"}})}};
   SysMgrProxy proxy = Make(folder_.Write("rpcauth", "se\ncret\n\n"));
   EXPECT_EQ(peer.connections, 0U) << "nothing is connected before the first request";
-  const std::string large(200000, 'x');
-  EXPECT_EQ(Query(proxy, "a\0b"s), "0 a\0b!"s);
-  EXPECT_EQ(Query(proxy, large), "0 " + large + "!");
+  EXPECT_EQ(Query(proxy, "a\0b"s), "0 \0!"s);
+  EXPECT_EQ(Query(proxy, large), "0 " + large);
   EXPECT_EQ(Set(proxy), "0 |wrong|");
   EXPECT_EQ(peer.connections, 1U);
   const std::vector<Request> expected = {
       {"query", "Vistel", "se\ncret\n", "client", "a\0b"s, "0"},
       {"query", "Vistel", "se\ncret\n", "client", large, "0"},
-      {"set", "Vistel", "se\ncret\n", "client", TableText(1, {{"k"}, {"l"}}),
-       TableText(1, {{"1"}, {"2"}})},
+      {"set", "Vistel", "se\ncret\n", "client", keys, TableText(1, {{"1"}, {"2"}})},
   };
   EXPECT_EQ(peer.requests, expected);
 }
@@ -214,10 +209,10 @@ TEST_F(Proxy, AuthorisationFile) {
       {folder_.Write("longer-line", longest + "s\n"), ""},
   };
   FakeSystemManager peer;
-  peer.react = [](const Request& request) -> Reaction { return {AnswerOf("0", request[2])}; };
   for (const auto& [file, authorisation] : rows) {
     SysMgrProxy proxy = Make(file);
-    EXPECT_EQ(Query(proxy), "0 " + authorisation) << file;
+    Query(proxy);
+    EXPECT_EQ(peer.requests.back()[2], authorisation) << file;
   }
 }
 
@@ -236,7 +231,7 @@ TEST_F(Proxy, Results) {
   };
   FakeSystemManager peer;
   for (const auto& row : rows) {
-    peer.react = [&](const Request&) -> Reaction { return {AnswerOf(row.result, row.answer)}; };
+    peer.otherwise = AnswerOf(row.result, row.answer);
     SysMgrProxy proxy = Make();
     EXPECT_EQ(Set(proxy), row.set) << row.answer;
     EXPECT_EQ(Query(proxy), row.result + " " + (row.result == "0" ? row.answer : ""));
@@ -258,17 +253,17 @@ TEST_F(Proxy, StalledAnswersEndWithTheDeadline) {
       {"half an answer", good.substr(0, 6), {}},
       {"all but the last byte", good.substr(0, good.size() - 1), {}},
       {"an announcement", "16777216:", {}},
-      {"each byte a bit late", good, {0, kAll, 1, 30}},
-      {"two pieces", good, {0, kAll, 7, 30}, 60},
-      {"a full queue", good, {999}, kDeadlineMilliseconds, kNotReached},
-      {"a queue that was full", good, {135}, 140},
-      {"half a request", good, {0, 20}, kDeadlineMilliseconds, kNotReached},
+      {"each byte a bit late", good, {false, 0, kAll, 1, 30}},
+      {"two pieces", good, {false, 0, kAll, 7, 30}, 60},
+      {"a full queue", good, {false, 999}, kDeadlineMilliseconds, kNotReached},
+      {"a queue that was full", good, {false, 135}, 140},
+      {"half a request", good, {false, 0, 20}, kDeadlineMilliseconds, kNotReached},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     FakeSystemManager peer;
     peer.manners = row.manners;
-    peer.react = [&](const Request&) -> Reaction { return {row.bytes}; };
+    peer.otherwise = row.bytes;
     SysMgrProxy proxy = Make();
     const bool inTime = row.waited < kDeadlineMilliseconds;
     EXPECT_EQ(Query(proxy), inTime ? "0 abc" : "-1 ");
@@ -305,11 +300,10 @@ TEST_F(Proxy, AnAnswerIsNeverTakenForAnother) {
     for (const std::size_t pieceBytes : {std::string::npos, good.size(), std::size_t{1}}) {
       SCOPED_TRACE(row.bytes + " " + std::to_string(pieceBytes));
       FakeSystemManager peer;
+      peer.replies["own"] = "own";
+      peer.otherwise = row.bytes;
+      peer.manners.close = row.close;
       peer.manners.pieceBytes = pieceBytes;
-      peer.react = [&](const Request& request) -> Reaction {
-        if (request[4] == "own") return {AnswerOf("0", "own")};
-        return {row.bytes, row.close};
-      };
       SysMgrProxy proxy = Make();
       EXPECT_EQ(Query(proxy), row.first);
       EXPECT_EQ(Query(proxy, "own"), "0 own");
@@ -337,9 +331,8 @@ TEST_F(Proxy, WithoutAPeer) {
 
 TEST_F(Proxy, SizeLimits) {
   FakeSystemManager peer;
-  peer.react = [](const Request& request) -> Reaction {
-    return {AnswerOf("0", std::string(request[4] == "most" ? (16U << 20) - 14 : 0, 'x'))};
-  };
+  peer.replies["most"] = std::string((16U << 20) - 14, 'x');
+  peer.otherwise = AnswerOf("0", "");
   SysMgrProxy proxy = Make();
   EXPECT_EQ(Query(proxy, "most").size(), 2 + (16U << 20) - 14);
   // 5:query,6:Vistel,0:,6:client,<7 digits>:...,1:0,

@@ -18,7 +18,7 @@
 
 #include "request/RequestHandler.h"
 #include "request/UploadFile.h"
-#include "tests/StandardOutput.h"
+#include "tests/Output.h"
 #include "tests/TestFolder.h"
 #include "values/WGLVariables.h"
 

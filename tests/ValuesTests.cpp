@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "base/Number.h"
-#include "tests/StandardOutput.h"
+#include "tests/Output.h"
 #include "values/WGLEscaper.h"
 #include "values/WGLString.h"
 #include "values/WGLVariables.h"

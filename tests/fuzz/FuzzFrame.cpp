@@ -15,8 +15,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string bytes(data + 1, data + size);
   FakeSystemManager peer;
+  peer.otherwise = bytes;
+  peer.manners.close = true;
   peer.manners.pieceBytes = std::max<std::size_t>(data[0], 1);
-  peer.react = [&](const auto&) -> FakeSystemManager::Reaction { return {bytes, true}; };
   const auto hasSent = [&](int result, const std::string& reply) {
     const std::string answer = AnswerOf(std::to_string(result), reply);
     return bytes.compare(0, answer.size(), answer) == 0;

@@ -16,7 +16,7 @@
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
 #include "request/RequestHandler.h"
-#include "tests/StandardOutput.h"
+#include "tests/Output.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
