@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-Starts `./run` on a free port, with a device as it comes from the factory and in a foreign locale. The
-rule to know: how it ends is tested each time; it must leave no process, port or folder behind.
+Starts `./run` on a free port, with a device in its factory state and in a foreign locale. The rule to
+know: its end is tested each time; it must leave no process, port or folder.
 
 usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_RUN)
 """
@@ -27,7 +27,7 @@ def free_port():
 
 
 def processes(field, value):
-    """Those with that value in a field of /proc/*/stat behind the name, zombies aside."""
+    """Processes with that value in a field of /proc/*/stat after the name, without zombies."""
     found = []
     for stat in Path("/proc").glob("[0-9]*/stat"):
         with contextlib.suppress(OSError):

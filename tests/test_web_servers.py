@@ -54,7 +54,7 @@ class Requests:
         self.assertIn(status, statuses, what)
         if status == 403 and self.own_403:
             self.assertEqual(body, b"<p>Our own 403.</p>", what)
-            # Without a type, or with none that browsers show, they would show the page's source.
+            # Without a type that browsers show, they would show the page's source.
             self.assertRegex(response.getheader("Content-Type", ""), "^text/html(;|$)", what)
         if self.headers_on_errors:
             self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
@@ -156,18 +156,18 @@ class Requests:
                 what = (host, origin, path)
                 answer = self.server.request(path, "POST", body, Content_Type=FORM, Host=host, Origin=origin)
                 if allowed:
-                    # Tools need no scripts; a browser that names no origin might be led here.
+                    # Tools need no scripts, but a browser that sends no origin may have been led here.
                     self.assert_programs(answer, expected, what, strict=origin is None)
                 else:
                     self.assert_refused(answer, what, (403,))
-        # The program's path has many spellings, and each may bring a query that forges the comparison.
+        # The program's path has many spellings, each of which may have a query that forges the comparison.
         forged = "?origin=evil.example&host=evil.example&"
         for path in ("//", "/./", "/x/..", "/x/../", "/%2f", "/%2F/", "/cgi-bin//vistel.cgi",
                      "/cgi-bin/./vistel.cgi", "/%63gi-bin/vistel.cgi", "///?/", "/.//cgi-bin/vistel.cgi"):
             answer = self.server.request(path + forged, "POST", body, Content_Type=FORM,
                                          Origin="http://evil.example")
             self.assertIn(answer[0], (400, 403, 404), path)
-        # Reading is no concern of ours: an answer can't be read across origins.
+        # Requests that only read are allowed: another origin can't read the answer.
         self.assert_programs(self.server.request("/?_file=fs", Origin="http://evil.example"),
                              program("GET", "_file=fs"), "GET")
 
@@ -228,7 +228,7 @@ class Requests:
 
         def basic(name, password):
             return "Basic " + base64.b64encode(f"{name}:{password}".encode()).decode()
-        # Wrong ones once: servers take their time over them.
+        # Tries wrong passwords only once, because servers delay their answers to them.
         wrong = [("/", authorisation) for authorisation in (
             basic("admin", "wrong"), basic("root", PASSWORD), basic("admin", ""), "Bearer x")]
         paths = ("/", "/?_file=fs", "/cgi-bin/vistel.cgi", "/styles/std/style.css")
@@ -242,7 +242,7 @@ class Requests:
         for path in paths:
             self.assertEqual(server.request(path, **allowed)[0], 200)
         self.assertEqual(server.request("/?_file=fs", **allowed)[2], program("GET", "_file=fs")[1])
-        # Without a page of the site's own, the status stays what it is.
+        # Without an error page of the site, the status stays the same.
         form = {"method": "POST", "Content_Type": FORM, **allowed}
         for path, request, statuses in (("/?:sys:x=1", allowed, (403,)), ("/wgl/main.wgl", allowed, REFUSED),
                                         ("/", {"announced": 7 * 1024 * 1024, **form}, (413,)),

@@ -21,14 +21,14 @@ from served import HOST, SOURCE, free_port, members
 ROOT = SOURCE / "build/web/root"
 WWW, CGI, UPLOAD = ROOT / "usr/www", ROOT / "usr/lib/cgi-bin", ROOT / "tmp/upload.bin"
 START_SECONDS, END_SECONDS, ANSWER_SECONDS = 20, 10, 30
-# As root, the servers run as another user that may still read what root built: one of them
+# If root runs the tests, the servers run as another user, who may read what root built: one of them
 # refuses to be root, and none should.
 UNPRIVILEGED = ["--reuid=65534", "--regid=65534", "--clear-groups", "--inh-caps=+dac_override",
                 "--ambient-caps=+dac_override"] if os.geteuid() == 0 else []
 
 
 def digit(byte):
-    """The value of a byte behind a "%", as the program reads it."""
+    """The value of a byte after a "%", as the program reads it."""
     for first, last, offset in (("0", "9", 0), ("A", "Z", 10), ("a", "z", 10)):
         if first <= byte <= last:
             return ord(byte) - ord(first) + offset
@@ -43,11 +43,11 @@ def spellings(character):
 
 def unescape(text):
     decoded = re.sub("%(.)(.)", lambda m: chr((digit(m[1]) * 16 + digit(m[2])) % 256), text)
-    return decoded.replace("+", " ")  # not to the byte: an escaped "+" is kept by the program
+    return decoded.replace("+", " ")  # not exact: the program keeps an escaped "+"
 
 
 def parse(query):
-    """The pairs of a query, cut as the program cuts them."""
+    """The pairs of a query, as the program splits it."""
     pairs = []
     while query:
         name, _, query = query.partition("=")
@@ -57,7 +57,7 @@ def parse(query):
 
 
 def program(method, query="", body=b"", content_type="", **headers):
-    """What the program writes, as (headers, body)."""
+    """The output of the program, as (headers, body)."""
     answer = run([CGI / "vistel.cgi"], {
         "REQUEST_METHOD": method, "QUERY_STRING": query, "CONTENT_TYPE": content_type,
         "CONTENT_LENGTH": str(len(body)) if body else "", **headers}, [decode(body)])
@@ -96,7 +96,7 @@ class Server:
             raise
 
     def switch_authentication_on(self, password):
-        """Does what the configurations' comments tell a maker to do."""
+        """Switches authentication on, as the configurations' comments say."""
         salted = subprocess.check_output(["openssl", "passwd", "-6", password], text=True).strip()
         (self.state / "passwords").write_text(f"admin:{salted}\n")
         for file in self.folder.glob("deploy/**/*.conf"):
@@ -127,7 +127,7 @@ class Server:
             time.sleep(0.02)
 
     def stop(self):
-        """Ends the servers; fails when processes of theirs are left, or something still listens."""
+        """Ends the servers; fails if any of their processes or listening ports is left."""
         left = []
         for process in self.processes:
             process.terminate()
@@ -144,7 +144,7 @@ class Server:
             assert not left and probe.connect_ex((HOST, self.port)) != 0, left
 
     def request(self, path, method="GET", body=None, announced=None, **headers):
-        """(status, headers, body). With `announced`, a body of that length which never comes."""
+        """(status, headers, body). With `announced`, announces a body of that length and never sends it."""
         connection = http.client.HTTPConnection(HOST, self.port, timeout=ANSWER_SECONDS)
         try:
             connection.putrequest(method, path, skip_host=True, skip_accept_encoding=True)

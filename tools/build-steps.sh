@@ -12,7 +12,7 @@ readonly buildPackages=(
   lighttpd                                             # the web server
 )
 readonly units=(lighttpd.service nginx.service fcgiwrap.service fcgiwrap.socket)
-readonly policy=/usr/sbin/policy-rc.d # while it is there, packages start no services
+readonly policy=/usr/sbin/policy-rc.d # while this file exists, packages start no services
 
 fail() {
   printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -24,11 +24,11 @@ asRoot() {
 }
 
 # installMissing PACKAGE[:COMMAND] ...
-# With a command, the package is installed only if nothing else provides it. A subshell, whose end
-# removes the policy file.
+# With a command, installs the package only if nothing else provides the command. Runs in a
+# subshell, whose end removes the policy file.
 installMissing() (
   local package unit there missing=() log=build/packages.log
-  # With the package of another architecture installed, this one's may still be missing.
+  # The package may be installed for another architecture only.
   there=" $(dpkg-query -W -f='${db:Status-Status} ${Architecture} ${Package}\n' 2>/dev/null |
     sed -nE "s/^installed (all|$(dpkg --print-architecture)) //p" | tr '\n' ' ')" || true
   for package in "$@"; do
@@ -44,7 +44,7 @@ installMissing() (
     fail "missing: ${missing[*]} (run this as root once, or install sudo)"
   fi
   printf 'Installing %s ...\n' "${missing[*]}"
-  # A web server that Debian starts is open to the network. Only the programs are wanted.
+  # Debian would start a web server that is open to the network; only the programs are needed.
   trap 'exit 130' INT
   trap 'exit 143' TERM
   if [[ ! -e $policy ]]; then
@@ -57,7 +57,7 @@ installMissing() (
     asRoot env DEBIAN_FRONTEND=noninteractive \
       apt-get -q -y --no-install-recommends install "${missing[@]}"
   } >"$log" 2>&1 </dev/null || { cat -- "$log" >&2; fail 'apt-get failed'; }
-  # Not at the next start of the machine either, whatever starts its services.
+  # The services must not start at the next start of the machine either.
   for unit in "${units[@]}"; do
     if [[ " ${missing[*]} " == *" ${unit%.*} "* ]]; then
       { asRoot deb-systemd-helper disable "$unit" && asRoot update-rc.d "${unit%.*}" disable; } \
@@ -66,14 +66,14 @@ installMissing() (
   done
 )
 
-# A tree that was moved or copied has a cache that points to its old place: CMake has to begin anew.
+# The cache of a moved or copied tree points to its old place, so CMake has to begin anew.
 dropMovedCache() {
   local home
   home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null || true)
   if [[ -n $home && $home != "$PWD" ]]; then rm -rf -- "$1/CMakeCache.txt" "$1/CMakeFiles"; fi
 }
 
-# The build folders hold many objects that are the same; with ccache each is compiled once.
+# The build folders have many objects in common; with ccache, each is compiled only once.
 shareObjects() {
   if ! command -v ccache >/dev/null; then return; fi
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The web interface as people meet it: a real browser, the real web server, program and system
-// manager. Tests run in their order, on one device; each leaves it as it found it.
+// The web interface as its users see it: a real browser, the real web server, program and system
+// manager. Tests run in their order, on one device; each restores the device's state.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
@@ -13,7 +13,7 @@ import {
 
 const screenshots = path.join(build, 'served/screenshots');
 const mac = '00:0B:3B:7F:01:02';
-// What a page needs beside its name, and its heading.
+// The fields that a page needs beside its name, and its heading.
 const pages = {
   home: ['', /Vistel/], powerline: ['', 'Powerline'], station: [`&mac=${mac}`, /./],
   power: ['', 'Output power'], settings: ['', 'Settings'], stored: ['', 'Settings'],
@@ -23,12 +23,12 @@ const pages = {
   help: ['', 'Where to plug in the adapter'], nowhere: ['', 'There is no such page'],
 };
 const words = ['fs', 'ie6'];
-// Pictures and accessibility are looked at in one language, the one with the longest words.
+// Pictures and accessibility are checked in one language only, the one with the longest words.
 const pictured = 'de';
 const narrowest = 320;
-// Tables that fit even then; other boxes scroll.
+// Tables that fit even on a narrow screen; other boxes scroll.
 const unscrolled = ['home', 'powerline'];
-// The page's own answer, not what of it depends on the time of day.
+// The page without the parts that depend on the time of day.
 const patient = { timeout: 15000 };
 
 let browser;
@@ -108,7 +108,7 @@ test('every page, width and scheme: accessible, and on record', async () => {
   await visit({}, async (page) => {
     for (const word of words) {
       await page.goto(`${site.address}?_file=${word}&_lang=${pictured}`);
-      // Without a style sheet, how large a link is is the browser's choice.
+      // Without a style sheet, the browser chooses the size of a link.
       assert.deepEqual(await accessibilityFaults(page, word === 'ie6' ? ['target-size'] : []), [], word);
       await picture(page, word);
     }
@@ -240,7 +240,7 @@ test('live values: refreshed without a reload, not while hidden, and said when t
     await page.waitForSelector('#live:not([hidden])', patient);
     assert.ok(asked > 0);
 
-    // The page's own patience, a tenth of it.
+    // A tenth of the page's own timeout.
     await page.evaluate(() => {
       const { timeout } = AbortSignal;
       AbortSignal.timeout = (milliseconds) => timeout.call(AbortSignal, milliseconds / 10);
@@ -333,7 +333,7 @@ test('both charts have their size and their bars', async () => {
       assert.ok(chart.natural[0] >= 640 && chart.natural[1] >= 420, name);
       const bars = chart.heights.filter((height) => height > 100).length;
       assert.ok(bars > 400 && bars < 578, `${name}: ${bars} bars`);
-      // The bands of radio amateurs are left out: carriers 498 to 522, bars 249 to 261.
+      // One band of radio amateurs, which is left out: carriers 498 to 522, bars 249 to 261.
       assert.ok(chart.heights.slice(250, 260).every((height) => height <= 15), name);
     }
   });
@@ -418,8 +418,8 @@ test('restart and factory reset ask first', async () => {
   });
 });
 
-// Each template by itself, and each page, with every variable that any of them reads planted by a
-// request: it is shown as text or not at all, and never is a key that the device is asked for.
+// Requests each template by its path, and each page, with values planted in every variable that any
+// of them reads: a value is shown as text or not at all, and never becomes a key of a query.
 test('nothing from a request or a device becomes markup or a query', async () => {
   const canary = '"\'><b canary><script>alert()</script>';
   const unseen = 'System.ConfigShow';
@@ -434,7 +434,7 @@ test('nothing from a request or a device becomes markup or a query', async () =>
     { _file: `/wgl/${name}` }, { _file: '/wgl/main.wgl', _page: path.basename(name, '.wgl') }])];
   const forms = targets.flatMap((target) => values.map((value) => (
     { ...Object.fromEntries([...names].map((name) => [name, value])), key: unseen, ...target })));
-  // What the device holds: texts that its own checks let through.
+  // Settings of the device, whose checks accept these texts.
   site.control('set', `System.DeviceName=${canary}`, `HomePlug.NetworkName=${canary}`);
   await visit({}, async (page) => {
     await page.goto(site.address);
@@ -452,7 +452,7 @@ test('nothing from a request or a device becomes markup or a query', async () =>
     for (const part of ['text-field', 'choice-field']) {
       assert.match(await site.read(`/?_file=/wgl/std/${part}.wgl&key=a`), /WGL error/);
     }
-    // The program repeats the name of a template that it refuses, as it came.
+    // The program repeats the name of a refused template unchanged.
     const script = '<script>document.title="x"</script>';
     const response = await page.goto(`${site.address}?_file=${encodeURIComponent(`/x${script}`)}`);
     assert.ok((await response.text()).includes(script));
@@ -467,7 +467,7 @@ test('the device does not answer: every page says so and what to do', async () =
     for (const [name, [more]] of Object.entries(pages)) {
       await open(page, name, 'de', more);
       assert.ok(await page.isVisible('#unreached'), name);
-      // Nothing is concluded from an empty answer, and nothing is offered that it can't give.
+      // The page concludes nothing from an empty answer, and offers nothing that can't work.
       assert.equal(await page.locator('#unknown, #live, #stations, a[href*=syscfg]').count(), 0, name);
       assert.doesNotMatch(await text(page, 'main'), /keine andere Station|Stationen\s+0/, name);
       assert.deepEqual(htmlFaults(await page.content()), [], name);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What every test in the browser needs: the site, its device, Chromium, and what goes wrong in it. The
-// rule to know: a page that logs an error, throws or fails to load something makes the test fail that
-// opened it, whatever else it looked at.
+// Everything that the tests in the browser share: the site, its device, Chromium, and its errors.
+// The rule to know: if a page logs an error, throws or fails to load something, the test that
+// opened it fails.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
@@ -21,7 +21,7 @@ const libraries = createRequire(path.join(build, 'browser-libraries/package.json
 const { chromium } = libraries('playwright-core');
 const axeSource = fs.readFileSync(libraries.resolve('axe-core/axe.min.js'), 'utf8');
 
-// The site whose address served.py tells.
+// The site at the address that served.py prints.
 export const site = {
   address: process.env.VISTEL_ADDRESS,
 
@@ -42,7 +42,7 @@ export const site = {
     return Number(children.trim().split(' ').find((pid) => fs.readFileSync(`/proc/${pid}/comm`, 'utf8') === 'sysmgrd\n'));
   },
 
-  // Asks the system manager as a person at a terminal would.
+  // Runs sysmgrctl, as a user at a terminal would.
   control(...words) {
     return execFileSync(path.join(root, 'usr/sbin/sysmgrctl'), words, { encoding: 'utf8' });
   },
@@ -58,7 +58,7 @@ export class Browser {
     browser.profile = fs.mkdtempSync(path.join(os.tmpdir(), 'vistel-browser-'));
     browser.handle = await chromium.launch({
       executablePath: '/usr/bin/chromium',
-      // Without them the browser looks for updates and the like, which nothing here answers.
+      // Without these, the browser looks for updates and the like, and gets no answer here.
       args: [
         '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
         '--disable-background-networking', '--disable-component-update', '--disable-sync',
@@ -73,8 +73,8 @@ export class Browser {
     fs.rmSync(this.profile, { recursive: true, force: true });
   }
 
-  // Runs `look` on a page of a context of its own and fails on everything that went wrong meanwhile;
-  // `expected` are patterns of complaints that the test is about.
+  // Runs `look` on a page with a context of its own and fails on every error meanwhile; `expected`
+  // are patterns of errors that the test expects.
   async visit(options, look, expected = []) {
     const context = await this.handle.newContext({
       viewport: { width: widths.desktop, height: 900 },
@@ -88,7 +88,8 @@ export class Browser {
     });
     page.on('pageerror', (error) => complaints.push(`script: ${error}`));
     page.on('requestfailed', (request) => {
-      // A navigation to a download and a poll that a navigation cut off are no failures.
+      // A navigation that becomes a download is not a failure, nor is a poll that a navigation
+      // aborts.
       if (request.failure().errorText === 'net::ERR_ABORTED') return;
       complaints.push(`request: ${request.url()} ${request.failure().errorText}`);
     });
@@ -105,8 +106,8 @@ export class Browser {
   }
 }
 
-// What axe-core finds against WCAG 2.2 AA and its own best practices, a line each. `but` are rules
-// that a page is excepted from.
+// The findings of axe-core about WCAG 2.2 AA and its own best practices, a line each. `but` are
+// rules that don't apply to the page.
 export async function accessibilityFaults(page, but = []) {
   await page.evaluate(axeSource);
   const { violations } = await page.evaluate((rules) => globalThis.axe.run(document, {
@@ -116,8 +117,8 @@ export async function accessibilityFaults(page, but = []) {
   return violations.flatMap((rule) => rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`));
 }
 
-// What tidy has to say about a page's text, a line each. It takes aria-current and inputmode, which
-// are in the standards that it checks against, for some maker's own.
+// The complaints of tidy about a page's text, a line each. Warnings about proprietary attributes are
+// off, because tidy takes aria-current and inputmode for such, although they are standard.
 export function htmlFaults(text) {
   try {
     execFileSync('tidy', ['-q', '-e', '-utf8', '--show-info', 'no', '--warn-proprietary-attributes', 'no'], { input: text, encoding: 'utf8', stdio: ['pipe', 'pipe', 'pipe'] });
