@@ -33,6 +33,14 @@ std::string FolderOf(const std::string& path) {
 
 }  // namespace
 
+std::int64_t TimeOfDay() {
+  return Seconds<std::chrono::system_clock>();
+}
+
+std::int64_t SteadyTime() {
+  return Seconds<std::chrono::steady_clock>();
+}
+
 void Serve(const Options& options, const Pace& pace) {
   const Model model = ReadModelFile(options.model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
@@ -40,8 +48,8 @@ void Serve(const Options& options, const Pace& pace) {
   Settings settings(model, storage);
   FeatureSetup setup;
   setup.seed = options.seed;
-  setup.timeOfDay = Seconds<std::chrono::system_clock>;
-  setup.steady = Seconds<std::chrono::steady_clock>;
+  setup.timeOfDay = pace.timeOfDay;
+  setup.steady = pace.steady;
   setup.filesFolder = options.files;
   setup.uploadFile = options.upload;
   setup.stateFolder = FolderOf(options.database);

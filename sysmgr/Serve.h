@@ -3,14 +3,23 @@
 // The running service without its command line.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+
 #include "sysmgr/Options.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "sysmgr/service/Server.h"
 
-// The durations that someone waits for: those of the product, or shorter ones for a test.
+// Seconds of the time of day, which may jump in either direction, and of the monotonic clock.
+std::int64_t TimeOfDay();
+std::int64_t SteadyTime();
+
+// The durations that someone waits for, and the clocks: those of the product, or others for a test.
 struct Pace {
   int deadlineMilliseconds = Server::kDeadlineMilliseconds;
   int stepMilliseconds = FirmwareUpdate::kStepMilliseconds;
+  std::function<std::int64_t()> timeOfDay = TimeOfDay;
+  std::function<std::int64_t()> steady = SteadyTime;
 };
 
 // Serves until a signal ends it. Throws when it can't start or continue.

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+//
+// What nobody outside can cause at will: an exchange between two steps, an end at each of them.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "sysmgr/device/EventLog.h"
+#include "sysmgr/files/UploadedFile.h"
+#include "sysmgr/firmware/FirmwareUpdate.h"
+#include "tests/TestFolder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(EventLog, KeepsTheLast) {
+  std::int64_t now = 1795428000;
+  EventLog log([&now] { return now++; });
+  for (std::size_t i = 0; i < EventLog::kMaxEvents + 5; ++i) log.Add(std::to_string(i));
+  const LiveRows rows = log.Events();
+  ASSERT_EQ(rows->size(), EventLog::kMaxEvents);
+  EXPECT_EQ(rows->front(), LiveRow({"2026-11-23 10:01:44", "104"}));
+  EXPECT_EQ(rows->back()[1], "5");
+  log.Add("a\nb\x9B" + std::string(1000, 'c'));
+  EXPECT_EQ(log.Events()->front()[1], "a?b?" + std::string(396, 'c'));
+  EXPECT_EQ(rows->front()[1], "104");
+  log.AddNames("Changed", {std::string(350, 'a'), std::string(360, 'b'), "c"});
+  EXPECT_EQ(log.Events()->front()[1], "Changed: " + std::string(350, 'a') + " and 2 more.");
+}
+
+TEST(UploadedFile, TheOneThatWasOpenedGoes) {
+  const TestFolder folder("/tmp/vistel-sysmgr");
+  const std::string path = folder.Write("upload", "older");
+  UploadedFile upload(path);
+  const UploadedFile::Opened older = upload.Open();
+  fs::rename(folder.Write("newer", "newer"), path);
+  upload.Delete(older);
+  EXPECT_EQ(ReadFile(path), "newer");
+  // One that nobody acts on goes as well, and one that takes its place has its own time.
+  std::int64_t now = 5;
+  const auto wait = [&](std::int64_t seconds) {
+    upload.DeleteOld(now += seconds);
+    return fs::exists(path);
+  };
+  EXPECT_TRUE(wait(10000));
+  EXPECT_TRUE(wait(UploadedFile::kMaxAgeSeconds - 1));
+  fs::last_write_time(path, fs::file_time_type());
+  EXPECT_TRUE(wait(1));
+  EXPECT_FALSE(wait(UploadedFile::kMaxAgeSeconds));
+}
+
+// A device that can be started again and again over the same folder, and does one step when told.
+class FirmwareUpdateTest : public testing::Test {
+ protected:
+  void Start() {
+    update_.emplace(folder_.Path(), upload_, "Vistel", log_);
+    update_->RunStepsWith([this](std::function<bool()> step) { step_ = std::move(step); });
+  }
+
+  // Of 400 bytes, so that each step has as many.
+  static std::string Image(const char* version, const char* digits) {
+    return "VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: " + std::string(version) +
+           "\nLength: 268\nSHA-256: " + digits + "\n\n" + std::string(268, 'x');
+  }
+
+  TestFolder folder_{"/tmp/vistel-sysmgr"};
+  const std::string installed_ = folder_.Path("firmware-installed.img");
+  const std::string old_ =
+      Image("1.0", "5741dcb82ff9626eea7489d4e926aa5a9919ef8e522cff0521a408dcb8f632e2");
+  const std::string new_ =
+      Image("2.0", "5d53722149642c1c6a971a175264131ab359393e4f6b0cdb6f95f58a605aac97");
+  UploadedFile upload_{folder_.Path("upload")};
+  EventLog log_{[] { return 0; }};
+  std::optional<FirmwareUpdate> update_;
+  std::function<bool()> step_;
+};
+
+// The process ends between two steps, or within one: what a step has written so far is in the file.
+TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
+  bool finished = false;
+  unsigned steps = 0;
+  for (; !finished; ++steps) {
+    folder_.Write("firmware-installed.img", old_);
+    Start();
+    folder_.Write("upload", new_);
+    ASSERT_TRUE(update_->Install().IsSuccess());
+    for (unsigned step = 0; step < steps && !finished; ++step) finished = !step_();
+    // A crash runs no destructor: the leftover is what stays.
+    const std::string half = ReadFile(installed_ + ".new");
+    EXPECT_EQ(fs::exists(installed_ + ".new"), !finished);
+    EXPECT_EQ(ReadFile(installed_), finished ? new_ : old_) << steps;
+    update_.reset();
+    if (!finished) folder_.Write("firmware-installed.img.new", half);
+    Start();
+    EXPECT_EQ(update_->RunningVersion(), finished ? "2.0" : "1.0") << steps;
+    EXPECT_FALSE(fs::exists(installed_ + ".new"));
+  }
+  EXPECT_EQ(steps, FirmwareUpdate::kWritingSteps + FirmwareUpdate::kReadingSteps + 1);
+}
+
+// What comes back from the disk is not what was checked.
+TEST_F(FirmwareUpdateTest, DamagedMeanwhile) {
+  Start();
+  folder_.Write("upload", new_);
+  ASSERT_TRUE(update_->Install().IsSuccess());
+  folder_.Write("firmware-waiting.img", new_.substr(0, new_.size() - 1) + "y");
+  while (step_()) {
+  }
+  EXPECT_FALSE(fs::exists(installed_) || fs::exists(installed_ + ".new"));
+  Sources sources;
+  update_->OfferTo(sources);
+  const Config::Key::Key key("a");
+  EXPECT_EQ(sources.FindValue("firmware-state")->value({key, ""}).text, "failed");
+}
+
+}  // namespace

@@ -1,0 +1,225 @@
+# SPDX-License-Identifier: MIT
+"""
+What the tests of the system manager share: services of a test's own, and clients. A question or a
+batch is a line ("a;b", "set a=1|b=2"), and so is its answer: rows with "/" between them, cells with
+"|"; in brackets, why there is none.
+"""
+import functools
+import os
+import random
+import re
+import resource
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parents[2]
+sys.path.append(str(SOURCE / "tests"))
+from program import decode, encode, netstring, parts, table  # noqa: E402
+
+BUILD = Path(sys.argv[1]).resolve()  # of the whole project
+SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
+PRODUCT = SOURCE / "sysmgr/model.json"
+WAIT_SECONDS = 60  # a hang is what this ends, on a busy machine as well
+KILLS = int(os.environ.get("VISTEL_TEST_KILLS", 8))
+RANDOM = random.Random(20261122)
+
+
+def rows(text):
+    """A row a line, its cells with "=>" between them; a line that begins with it goes on."""
+    return [[cell.strip() for cell in row.split("=>")]
+            for row in re.sub(r"\n *=>", " =>", text).split("\n") if row.strip()]
+
+
+def key(name, text):
+    """A model's key of type and access, and what more there is: "boolean read, 'source': 's'"."""
+    kind, access, more = re.fullmatch(r"(\S+) ([a-z-]+)(.*)", text, re.S).groups()
+    return f"{{'key': '{name}', 'type': '{kind}', 'access': '{access}'{more}}}"
+
+
+def text_key(name, value=""):
+    return key(name, f"text read-write, 'minimum': 0, 'maximum': 65536, 'default': '{value}'")
+
+
+def model(*keys, rules=""):
+    text = f"{{'device': 'd', 'version': 1, 'keys': [{', '.join(keys)}], 'rules': [{rules}]}}"
+    return text.replace("'", '"')
+
+
+def frame(text):
+    """ "query|name|secret|client|key|0" as a message; "#" stands for the byte that begins a table."""
+    return netstring(b"".join(netstring(encode(field).replace(b"#", b"\1")) for field in text.split("|")))
+
+
+def grid(reply):
+    """The rows of a table."""
+    if not reply.startswith(b"\1"):
+        return [[decode(reply)]]
+    columns, _, cells = reply[1:].split(b":", 2)
+    cells = [decode(cell) for cell in parts(cells)]
+    return [cells[at:at + int(columns)] for at in range(0, len(cells), int(columns))]
+
+
+@functools.cache
+def messages(model_file):
+    """Whatever a page can get of a model, one sentence a line."""
+    return subprocess.run([SYSMGRD, "--messages", "--model", model_file], check=True, capture_output=True,
+                          text=True).stdout.split("\n")
+
+
+def eventually(is_true):
+    """Waits until it is."""
+    end = time.monotonic() + WAIT_SECONDS
+    while not is_true():
+        if time.monotonic() > end:
+            raise TimeoutError
+        time.sleep(0.002)
+
+
+class Client:
+    def __init__(self, service):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.connect(str(service.folder / "run/socket"))
+        self.socket.settimeout(WAIT_SECONDS)
+        self.stream = self.socket.makefile("rb")
+
+    def send(self, data, more=True):
+        try:
+            self.socket.sendall(data)
+            if not more:
+                self.socket.shutdown(socket.SHUT_WR)
+        except OSError:  # hung up meanwhile, which is seen when receiving
+            pass
+        return self
+
+    def receive(self):
+        """The payload of the next message; None when there is no more."""
+        try:
+            length = b"".join(iter(lambda: self.stream.read(1).strip(b":"), b""))
+            payload = self.stream.read(int(length or 0) + 1)
+        except ConnectionError:
+            return None
+        if length and payload.endswith(b",") and len(payload) == int(length) + 1:
+            return payload[:-1]
+        assert not self.stream.read(1), "half an answer and more"
+        return None
+
+    def ask(self, data=b""):
+        payload = self.send(data).receive()
+        if payload is None:
+            return "[closed]"
+        result, reply = parts(payload)
+        if result != b"0":
+            return f"[{decode(result)}: {decode(reply)}]"
+        return "/".join("|".join(row) for row in grid(reply))
+
+    def is_open(self):
+        self.socket.setblocking(False)
+        try:
+            return self.socket.recv(1, socket.MSG_PEEK) != b""
+        except BlockingIOError:
+            return True
+        except ConnectionError:
+            return False
+        finally:
+            self.socket.settimeout(WAIT_SECONDS)
+
+
+class Service:
+    """The finished program, or the impatient one, in a folder of its own."""
+
+    def __init__(self, program=SYSMGRD, model=None, secret=None, mode=0o640, database="settings.db", before=()):
+        self.temporary = tempfile.TemporaryDirectory(prefix="vistel-sysmgr-")
+        self.folder = Path(self.temporary.name)
+        self.program, self.before, self.client = program, before, None
+        self.arguments = ["--model", PRODUCT, "--database", database, "--socket", "run/socket",
+                          "--authorisation", "auth", "--files", self.folder / "files",
+                          "--upload", self.folder / "upload.bin", "--seed", "7"]
+        self.clock()
+        if model is not None:
+            self.arguments[1] = self.write("model.json", model)
+        if secret is not None:
+            self.write("auth", secret).chmod(mode)
+        self.start()
+
+    def start(self):
+        """Waits until it listens or has ended."""
+        with open(self.folder / "log", "ab") as log:
+            self.process = subprocess.Popen([*self.before, self.program, *self.arguments], cwd=self.folder,
+                                            stderr=log)
+        eventually(lambda: self.process.poll() is not None or self.is_listening())
+
+    def is_listening(self):
+        try:
+            self.client = Client(self)
+            return True
+        except OSError:
+            return False
+
+    def end(self, number=signal.SIGTERM):
+        """The status, below 0 for a signal."""
+        self.process.send_signal(number)
+        return self.process.wait(WAIT_SECONDS)
+
+    def kill_at_any_moment(self, work):
+        """Kills it while the work, which says whether to go on, is done; starts it again for a look."""
+        for _ in range(KILLS):
+            threading.Timer(RANDOM.uniform(0, 0.03), self.process.kill).start()
+            while work():
+                pass
+            self.process.wait(WAIT_SECONDS)
+            self.start()
+            yield
+
+    def limit_files(self, size):
+        resource.prlimit(self.process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
+
+    def write(self, name, content):
+        path = self.folder / name
+        path.parent.mkdir(exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else encode(content))
+        return path
+
+    def read(self, name):
+        path = self.folder / name
+        return decode(path.read_bytes()) if path.exists() else None
+
+    def clock(self, time_of_day=1700000000, steady=1000):
+        """Of the impatient program."""
+        self.write("clock.new", f"{time_of_day} {steady}").rename(self.folder / "clock")
+
+    def ask(self, line, client="tester"):
+        kind, *tables = "query", line.split(";"), None
+        if line.startswith("set "):
+            # The value begins after the first "=" that is in no braces.
+            pairs = [re.fullmatch(r"((?:\{.*?\}|[^={])*)=(.*)", pair, re.S).groups() for pair in line[4:].split("|")]
+            kind, *tables = "set", *zip(*pairs)
+        keys, values = (b"0" if cells is None else table(*([cell] for cell in cells)) for cells in tables)
+        fields = [kind.encode(), b"Test", encode((self.read("auth") or "").removesuffix("\n")), client.encode()]
+        answer = self.client.ask(netstring(b"".join(map(netstring, [*fields, keys, values]))))
+        if kind == "set" and answer.strip("/") and answer[0] != "[":
+            # Whatever is refused is refused with sentences that translators know.
+            told = re.sub("|".join(map(re.escape, messages(self.arguments[1]))), "", answer)
+            assert not told.strip("/"), answer
+        return answer
+
+
+class ServiceTest(unittest.TestCase):
+    maxDiff = None
+
+    def service(self, *arguments, **options):
+        service = Service(*arguments, **options)
+        self.addCleanup(service.temporary.cleanup)
+        self.addCleanup(lambda: service.process.poll() is None and self.assertEqual(service.end(), 0))
+        return service
+
+    def expect(self, service, text, **options):
+        """Rows of a line and its answer."""
+        for line, answer in rows(text):
+            self.assertEqual(service.ask(line, **options), answer, line[:500])

@@ -1,0 +1,226 @@
+# SPDX-License-Identifier: MIT
+"""
+What is a firmware image and what is none, and the way of one into the device.
+
+usage: test_firmware.py BUILD
+"""
+import hashlib
+import os
+import re
+import signal
+import subprocess
+import sys
+import unittest
+
+from service import IMPATIENT, SOURCE, ServiceTest, encode, eventually, rows
+
+NO_IMAGE = "This file is no firmware image."
+CUT = "The firmware image is cut off."
+LOOK = "System.FirmwareState;System.FirmwareProgress;System.Firmware;System.FirmwareImage{Model=Vistel}.Version"
+
+
+def image(payload=b"hello!", version="2.4.0", lines=None):
+    """With these lines and the right checksum in "*", made without the code that reads it."""
+    lines = lines or f"VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: {version}\nLength: {len(payload)}\nSHA-256: *\n"
+    hashed = "".join(line for line in lines.splitlines(keepends=True) if "*" not in line)
+    digits = hashlib.sha256(encode(hashed + "\n") + payload).hexdigest()
+    return encode(lines.replace("*", digits) + "\n") + payload
+
+
+class Images(ServiceTest):
+    def setUp(self):
+        self.device = self.service(IMPATIENT)
+
+    def check(self, content):
+        """The answer; the version that waits then, in brackets."""
+        self.device.write("upload.bin", content)
+        answer = self.device.ask("set System.FirmwareUpdate=check")
+        return answer or f"<{self.device.ask('System.FirmwareImage{Model=Vistel}.Version')}>"
+
+    def test_headers(self):
+        """Lines with ";" after each, "~" for a carriage return; F, M, V, L and S for right ones, 0 for a wrong sum."""
+        right = {"F": "VISTEL-FIRMWARE 1", "M": "Model: Vistel", "V": "Version: 2.4.0", "L": "Length: 6",
+                 "S": "SHA-256: *", "0": "SHA-256: " + "0" * 64}
+        for text, answer, *line in rows(f"""
+                F;M;V;L;S; => <2.4.0>
+                F;S;L;V;M; => <2.4.0>
+                ; => {NO_IMAGE}
+                GIF89a;M;V;L;S; => {NO_IMAGE}
+                VISTEL-FIRMWARE x; => {NO_IMAGE}
+                VISTEL-FIRMWARE 1234567890; => {NO_IMAGE}
+                VISTEL-FIRMWARE 2;Something: new;
+                  => The header of the firmware image is of a version that this device does not know. => VISTEL-FIRMWARE 2
+                VISTEL-FIRMWARE 1~;M;V;L;S; => The header of the firmware image holds an unknown line.
+                F;M~;V~;L~;0~;~; => The header of the firmware image holds an unknown line.
+                F;Model:Vistel; => The header of the firmware image holds an unknown line. => Model:Vistel
+                F;Colour: red; => The header of the firmware image holds an unknown line. => Colour: red
+                F;V;L;S; => The header of the firmware image lacks a line. => Model
+                F;M;L;S; => The header of the firmware image lacks a line. => Version
+                F;M;V;S; => The header of the firmware image lacks a line. => Length
+                F;M;V;L; => The header of the firmware image lacks a line. => SHA-256
+                F;M;M;V;L;S; => The header of the firmware image holds a line twice. => Model
+                F;M;V;V;L;S; => The header of the firmware image holds a line twice. => Version
+                F;M;V;L;L;S; => The header of the firmware image holds a line twice. => Length
+                F;M;V;L;0;S; => The header of the firmware image holds a line twice. => SHA-256
+                F;Model: ; => The header of the firmware image holds a faulty line. => Model:
+                F;Model: <b>; => The header of the firmware image holds a faulty line. => Model: <b>
+                F;Model: {'a' * 64}; => The header of the firmware image holds a faulty line. => Model: {'a' * 56}
+                F;Version: 1 2; => The header of the firmware image holds a faulty line. => Version: 1 2
+                F;Length: 0; => The header of the firmware image holds a faulty line. => Length: 0
+                F;Length: 06; => The header of the firmware image holds a faulty line. => Length: 06
+                F;Length: -6; => The header of the firmware image holds a faulty line. => Length: -6
+                F;Length: 99999999999999999999; => The header of the firmware image holds a faulty line.
+                  => Length: 99999999999999999999
+                F;SHA-256: {'A' * 64}; => The header of the firmware image holds a faulty line. => SHA-256: {'A' * 54}
+                F;SHA-256: 00; => The header of the firmware image holds a faulty line. => SHA-256: 00
+                F;{'x' * 2000}; => The header of the firmware image is too long.
+                F;Model: Other 2;V;L;S; => The firmware image is for another device. => Model: Other 2
+                F;M;V;Length: 6291455;S; => The firmware image is too large.
+                F;M;V;Length: 7;S; => {CUT}
+                F;M;V;Length: 5;S; => The firmware image is longer than its header says.
+                F;M;V;L;0; => The firmware image is damaged: its SHA-256 checksum is another one.
+                """):
+            lines = re.sub("[^;~]+", lambda word: right.get(word[0], word[0]), text)
+            self.assertEqual(self.check(image(lines=lines.replace(";", "\n").replace("~", "\r"))), answer, text)
+            self.assertEqual(self.device.ask("System.FirmwareFault").strip(), "".join(line))
+
+    def test_cut_flipped_and_trailed(self):
+        whole = image(b"\n\n\0\xffpayload")
+        self.assertEqual(self.check(whole), "<2.4.0>")
+        for at in range(len(whole)):
+            self.assertEqual(self.check(whole[:at]), NO_IMAGE if at < 16 else CUT)
+            self.assertNotEqual(self.check(whole[:at] + bytes([whole[at] ^ 1 << at % 8]) + whole[at + 1:])[0], "<", at)
+        self.assertEqual(self.check(whole + b"\0"), "The firmware image is longer than its header says.")
+
+    def test_made_by_the_tool(self):
+        """Our own tool is the other end of what docs/firmware.md says."""
+        payload = b"\n\nSHA-256: 1\n\0\xff"
+        make = lambda version: subprocess.run(
+            [SOURCE / "tools/make-firmware", "--model", "Vistel", "--version", version, "payload", "image"],
+            cwd=self.device.folder, capture_output=True, text=True)
+        self.device.write("payload", payload)
+        made = make("2.4.0-01")
+        self.assertEqual((self.device.folder / "image").read_bytes(), image(payload, "2.4.0-01"), made)
+        self.assertIn(f"SHA-256: {made.stdout}", self.device.read("image"))
+        self.assertNotEqual(make("2 4").returncode, 0)
+
+
+class Installation(ServiceTest):
+    def test_from_upload_to_running(self):
+        device = self.service(IMPATIENT)
+        device.write("upload.bin", "nonsense")
+        self.expect(device, f"""
+            set System.FirmwareUpdate=install => {NO_IMAGE}
+            set System.FirmwareUpdate=install => No file has been uploaded.
+            set System.FirmwareUpdate=check => No file has been uploaded.
+            System.FirmwareState;System.FirmwareProgress;System.Firmware => idle|0|2.3.1-02
+            """)
+        device.write("upload.bin", image(b"x" * 100000))
+        self.expect(device, f"set System.FirmwareUpdate=check =>\n {LOOK} => checked|0|2.3.1-02|2.4.0")
+        self.assertIsNone(device.read("upload.bin"))
+        self.assertEqual(device.end(), 0)
+        device.start()
+        self.expect(device, f"{LOOK} => checked|0|2.3.1-02|2.4.0\n set System.FirmwareUpdate=install =>")
+        progress = [0]
+        while device.ask("System.FirmwareState") == "installing":
+            progress.append(int(device.ask("System.FirmwareProgress")))
+        self.assertEqual(progress, sorted(progress))
+        self.assertEqual(device.ask(LOOK), "installed|100|2.3.1-02|")
+        device.write("upload.bin", "nonsense")
+        self.expect(device, f"""
+            set System.FirmwareUpdate=check => {NO_IMAGE}
+            {LOOK} => installed|100|2.3.1-02|
+            set System.Restart=1 =>
+            {LOOK} => idle|0|2.4.0|
+            """)
+        self.assertEqual(device.end(), 0)
+        device.start()
+        device.write("upload.bin", image())
+        self.expect(device, f"""
+            {LOOK} => idle|0|2.4.0|
+            set System.FirmwareUpdate=check =>
+            set System.FirmwareUpdate=drop =>
+            {LOOK} => idle|0|2.4.0|
+            """)
+        self.assertIsNone(device.read("firmware-waiting.img"))
+
+    def test_nothing_else_happens_meanwhile(self):
+        """By the finished program, whose installation takes five seconds; and a kill leaves the old image."""
+        device = self.service()
+        device.write("upload.bin", content := image(b"x" * 6000000, "9"))
+        digits = content[:200].split(b"SHA-256: ")[1][:64].decode()
+        self.expect(device, f"""
+            set System.DeviceName=kept =>
+            set System.FirmwareUpdate=check =>
+            System.FirmwareImage => Vistel|9|6000134|{digits}
+            set System.FirmwareUpdate=install =>
+            set System.FirmwareUpdate=check => A firmware image is being installed.
+            set System.FirmwareUpdate=install => A firmware image is being installed.
+            set System.FirmwareUpdate=drop => A firmware image is being installed.
+            set System.Restart=1 => A firmware image is being installed.
+            set System.FactoryReset=1 => A firmware image is being installed.
+            System.DeviceName => kept
+            """)
+        eventually(lambda: device.ask("System.FirmwareProgress") != "0")
+        self.assertEqual(device.ask("System.FirmwareState"), "installing")
+        device.end(signal.SIGKILL)
+        device.program = IMPATIENT
+        device.start()
+        self.expect(device, f"""
+            {LOOK} => checked|0|2.3.1-02|9
+            set HomePlug.AddStation=ABCD-EFGH-IJKL-MNOP =>
+            set System.FirmwareUpdate=install =>
+            """)
+        eventually(lambda: device.ask("System.FirmwareState") == "installed")
+        self.expect(device, """
+            System.Firmware => 2.3.1-02
+            set System.Restart=1 =>
+            System.Firmware;System.DeviceName;HomePlug.Stations{Name=Garage}.Role => 9|kept|remote
+            set System.FactoryReset=1 =>
+            System.Firmware;System.DeviceName;HomePlug.Stations{Name=Garage}.Role => 9|Vistel|
+            """)
+
+    def test_what_is_wrong_at_the_start_is_not_used(self):
+        device = self.service()
+        device.end()
+        damaged = image()[:-1] + b"?"
+        device.write("firmware-installed.img", damaged)
+        device.write("firmware-installed.img.new", image())
+        device.write("firmware-waiting.img", damaged)
+        device.start()
+        self.assertEqual(device.ask(LOOK), "idle|0|2.3.1-02|")
+        self.assertIsNone(device.read("firmware-waiting.img"))
+        self.assertIsNone(device.read("firmware-installed.img.new"))
+        device.end()
+        os.mkfifo(device.folder / "firmware-waiting.img")
+        device.start()
+        self.assertEqual(device.ask(LOOK), "idle|0|2.3.1-02|")
+        device.write("upload.bin", image(b"x" * 100000))
+        device.limit_files(50000)
+        self.expect(device, f"""
+            set System.FirmwareUpdate=check => This could not be stored: the storage is full.
+            {LOOK} => idle|0|2.3.1-02|
+            """)
+        self.assertIsNone(device.read("firmware-waiting.img.new"))
+
+    def test_killed_at_any_moment(self):
+        """The image that runs is the last one that was installed or the one of before, never another."""
+        device = self.service(IMPATIENT)
+        before, version = "2.3.1-02", 0
+
+        def work():
+            nonlocal version
+            version += 1
+            device.write("upload.bin", image(b"x" * 500000, str(version)))
+            device.ask("set System.FirmwareUpdate=install")
+            while device.ask("System.Firmware") != "[closed]":
+                pass
+
+        for _ in device.kill_at_any_moment(work):
+            now = device.ask("System.Firmware")
+            self.assertIn(now, (before, str(version)))
+            before = now
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], warnings="ignore")

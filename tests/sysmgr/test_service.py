@@ -1,0 +1,359 @@
+# SPDX-License-Identifier: MIT
+"""
+The service from outside: who may speak to it, what it makes of bytes that are no request, what one
+client can cost another, and what a disk or a kill can cost its settings.
+
+usage: test_service.py BUILD
+"""
+import ctypes
+import json
+import os
+import resource
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, Client, ServiceTest, frame, key, model, rows, text_key
+
+NAME = "Vistel Powerline Adapter"
+ASK_NAME = frame("query|||tester|System.ProductName|0")
+LARGE = model(text_key("a", "x" * 65536), text_key("b"), text_key("System.ProductName", NAME))
+LARGE_QUERY = frame("query|||tester|#1:200:" + "1:a," * 200 + "|0")  # its answer has some 13 MB
+
+LEAST_SYNCS = 3  # of one batch: of the journal, of the database, and of the journal's end
+MS_RDONLY, MS_REMOUNT, MNT_DETACH = 1, 32, 2
+
+
+class Requests(ServiceTest):
+    def test_start_and_end(self):
+        service = self.service()
+        run = service.folder / "run"
+        mode = lambda path: path.stat().st_mode & 0o777
+        self.assertEqual((mode(run), mode(run / "socket")), (0o750, 0o660))
+        self.assertEqual(service.ask("System.ProductName"), NAME)
+        self.assertEqual(service.end(), 0)
+        self.assertFalse((run / "socket").exists())
+        # One that was killed leaves its socket behind; the next one takes it over.
+        service.start()
+        self.assertEqual(service.end(signal.SIGKILL), -signal.SIGKILL)
+        self.assertTrue((run / "socket").exists())
+        service.start()
+        self.assertEqual(service.ask("System.ProductName"), NAME)
+        self.assertEqual(service.end(), 0)
+        for wide in (0o755, 0o770):
+            run.chmod(wide)
+            service.start()
+            self.assertEqual(service.process.poll(), 1)
+
+    def test_what_keeps_it_from_starting(self):
+        for options, record in (
+                ({"model": "{"}, "line 1: syntax error"),
+                ({"secret": "secret\n", "mode": 0o644}, "is too open; its mode must be 0640 or less"),
+                ({"secret": "secret\n", "mode": 0o660}, "is too open"),
+                ({"secret": "\n"}, "is empty"),
+                ({"database": "/nowhere/s.db"}, "can't be opened")):
+            service = self.service(**options)
+            self.assertEqual(service.process.poll(), 1, record)
+            self.assertRegex(service.read("log"), rf"\A[^\n]*{record}[^\n]*\n\Z")
+            self.assertNotIn("'secret", service.read("log"))
+
+    def test_command_lines(self):
+        """Commands of a shell in the service's folder, and their status; "c" asks the service."""
+        service = self.service(secret="secret\n")
+        service.write("c", 'exec "$C" --socket run/socket --authorisation auth "$@"')
+        paths = {"D": SYSMGRD, "C": BUILD / "sysmgr/sysmgrctl", "L": BUILD / "tests/sysmgr/sysmgr-load", "M": PRODUCT}
+        for command, status in rows(r"""
+                "$D" --help >/dev/null => 0
+                "$D" --version | grep -Eqx 'sysmgrd [0-9.]+' => 0
+                "$D" --check-model --model "$M" => 0
+                "$D" --check-model --model /dev/null 2>/dev/null => 1
+                "$D" --seed x 2>/dev/null => 2
+                "$D" extra 2>/dev/null => 2
+                "$D" --socket run/socket --database other.db --model "$M" 2>/dev/null => 1
+                sh c set System.DeviceName=a=b System.Led=0 => 0
+                test "$(sh c get System.DeviceName System.Led)" = "$(printf 'a=b\t0')" => 0
+                test "$(sh c set System.Led=2 2>&1)" = 'sysmgrctl: System.Led: Choose 0 or 1.' => 0
+                sh c get Foo 2>/dev/null => 1
+                sh c cat System.Led System.Led 2>/dev/null => 2
+                sh c cat System.ConfigShow >upload.bin => 0
+                sh c set System.Led=1 && sh c set System.ConfigRestore=apply => 0
+                test "$(sh c get System.DeviceName System.Led)" = "$(printf 'a=b\t0')" => 0
+                echo long enough | sh c set HomePlug.NetworkPassword=- => 0
+                sh c watch System.DeviceName >out & until grep -qx a=b out; do sleep .01; done; kill $!; wait $! => 0
+                sh c get "$(printf 'a\302\233\377\033\303\244')" 2>&1 | grep -q "key 'a': The key is malformed." => 0
+                sh c 2>/dev/null => 2
+                "$L" -c 200 -n 2000 -s run/socket -a secret >/dev/null => 0
+                """):
+            done = subprocess.run(["sh", "-c", command], cwd=service.folder, env={**os.environ, **paths})
+            self.assertEqual(done.returncode, int(status), command)
+        self.assertNotIn("long enough", service.read("log"))
+
+    def test_refused_requests(self):
+        client = Client(service := self.service(secret="the secret\n"))
+        for shown in ("", "the secre", "the secret\n", "the secrets", "The secret", "the secretthe secret"):
+            for kind in ("query", "set"):
+                self.assertEqual(client.ask(frame(f"{kind}|s|{shown}|c|System.Led|0")),
+                                 "[2: The authorisation is wrong.]", shown)
+        self.assertEqual(Client(self.service()).ask(frame("query|s|anything|c|System.Led|0")),
+                         "[2: The authorisation is wrong.]")
+        self.assertEqual(client.ask(b"0:,"), "[3: The request is not understood.]")
+        long = {"nonsense": "[3: The request is not understood.]",
+                "no query": "[1: A query is a table of one column with a row for each key.]",
+                "no set": "[1: A set is two tables of one column with as many keys as values, 1 to 4096.]"}
+        for fields, answer in rows("""
+                query => nonsense
+                quarry|s|the secret|c|System.Led|0 => nonsense
+                query|s|the secret|c|System.Led => nonsense
+                query|s|the secret|c|System.Led|0|more => nonsense
+                query|s|the secret|c||0 => [1: The key is malformed.]
+                query|s|the secret|c|#1:0:|0 => no query
+                query|s|the secret|c|#1:4294967295:|0 => no query
+                query|s|the secret|c|#4294967296:1:1:a,|0 => no query
+                query|s|the secret|c|#1:1:99999999999999999999:a,|0 => no query
+                query|s|the secret|c|#2:1:1:a,1:b,|0 => no query
+                set|s|the secret|c|System.Led|#1:2:1:0,1:1, => no set
+                set|s|the secret|c|#1:0:|#1:0: => no set
+                set|s|the secret|c|System.Led|#1:1:9:0, => no set
+                query||the secret||System.Led| => 1
+                """):
+            self.assertEqual(client.ask(frame(fields)), long.get(answer, answer), fields)
+        self.assertNotIn("secret", service.read("log"))
+
+    def test_bytes_that_are_no_request(self):
+        """Whatever a client sends, it gets an answer or an end: never silence, never half an answer."""
+        service = self.service()
+        for data in (b"x", b":", b",", b"-1:", b"01:a,", b"1048577:", b"4294967296:", b"18446744073709551616:",
+                     b"1:ab", b"3:1:a.,", b"5:1:a,,,", b"6:9:abc,,", b"9" * 100):
+            self.assertIsNone(Client(service).send(data).receive(), data)
+        request = frame("query|s||c|#1:2:18:System.ProductName,10:System.Led,|0")
+        for at in range(len(request)):
+            self.assertIsNone(Client(service).send(request[:at], more=False).receive(), at)
+            for bit in range(8):
+                changed = request[:at] + bytes([request[at] ^ 1 << bit]) + request[at + 1:]
+                Client(service).send(changed, more=False).receive()
+        # The largest request there is, refused for what it says and not for its size.
+        self.assertRegex(service.ask("x" * (1048576 - 200)), r"\A\[1: key 'x")
+        self.assertEqual(service.ask("System.ProductName;System.Led"), NAME + "|1")
+
+    def test_byte_by_byte_and_all_at_once(self):
+        service = self.service()
+        slow = Client(service)
+        for byte in ASK_NAME:
+            slow.send(bytes([byte]))
+            time.sleep(0.0001)
+        self.assertEqual(slow.ask(), NAME)
+        # More requests than one turn answers, with different answers, in order.
+        many = Client(service).send((ASK_NAME + frame("query|||c|System.Led|0")) * 500, more=False)
+        self.assertEqual([many.ask() for _ in range(1001)], [NAME, "1"] * 500 + ["[closed]"])
+
+    def test_the_log_s_records(self):
+        service = self.service()
+        for name in ("a\nb\x1b[0m\u00e4", "x" * 5000):
+            Client(service).ask(frame(f"query|s||{name}|Foo|0"))
+            Client(service).ask(frame(f"query|s|wrong|{name}|Foo|0"))
+        for record in service.read("log").split("\n"):
+            self.assertRegex(record, r"\A[ -~]{,1023}\Z")
+        self.assertIn("'a?b?[0m??'", service.read("log"))
+
+
+class Clients(ServiceTest):
+    def test_stuck_ones(self):
+        """The others are served at once, they themselves are disconnected when their time is over."""
+        service = self.service(IMPATIENT, model=LARGE)
+        idle, stuck, dribbling, greedy = (Client(service) for _ in range(4))
+        self.assertEqual(idle.ask(ASK_NAME), NAME)
+        begin, answers = time.monotonic(), 0
+        stuck.send(b"10")
+        dribbling.send(b"9999:")
+        greedy.send(LARGE_QUERY * 2)
+        while stuck.is_open() or dribbling.is_open() or "does not take its answer" not in service.read("log"):
+            self.assertEqual(service.ask("System.ProductName"), NAME)
+            self.assertLess(time.monotonic() - begin, 60)
+            answers += 1
+            dribbling.send(b"x")
+            time.sleep(0.005)
+        self.assertGreaterEqual(time.monotonic() - begin, 1)
+        self.assertGreater(answers, 10)
+        self.assertIsNone(greedy.receive())
+        self.assertEqual(idle.ask(ASK_NAME), NAME)
+
+    def test_limits(self):
+        """
+        When clients that begin requests, take no answers or do nothing become too many, the one that
+        began first goes. Not so one whose request came whole meanwhile and that has begun another one.
+        """
+        resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
+        for few, data, record in (
+                (2, LARGE_QUERY, "too many answers wait: a client that does not read is disconnected"),
+                (7, b"1048576:" + b"x" * 1048500,
+                 "too many requests wait: the client whose request began first is disconnected"),
+                (990, b"9:",
+                 "too many clients: the one whose request has been unfinished for longest is disconnected"),
+                (990, b"", "too many clients: the one that has been idle for longest is disconnected")):
+            with self.subTest(record):
+                service = self.service(model=LARGE)
+                settle = lambda: self.assertEqual(service.ask("System.ProductName"), NAME)
+                clients = [Client(service).send(ASK_NAME[:9])]
+                settle()
+                clients.append(Client(service).send(data))
+                settle()
+                clients += [Client(service).send(data) for _ in range(few - 1)]
+                settle()
+                self.assertEqual(clients[0].ask(ASK_NAME[9:] + data[:2]), NAME)
+                while record not in service.read("log") and len(clients) < 1100:
+                    clients.append(Client(service).send(data))
+                    settle()
+                self.assertIsNone(clients[1].receive())
+                self.assertTrue(clients[0].is_open() and clients[-1].is_open())
+                memory = service.read(f"/proc/{service.process.pid}/status")
+                if b"__asan_init" not in SYSMGRD.read_bytes():
+                    self.assertLess(int(memory.partition("VmRSS:")[2].split()[0]), 192 * 1024)
+
+    def test_many_sets_at_once(self):
+        """They are stored one by one between the others' turns: many names are seen on the way."""
+        service = self.service()
+        setter = Client(service).send(b"".join(frame(f"set|||c|System.DeviceName|name {i}") for i in range(40)))
+        names = {service.ask("System.DeviceName")}
+        while "name 39" not in names:
+            names.add(service.ask("System.DeviceName"))
+        self.assertGreater(len(names), 10)
+        self.assertEqual({setter.ask() for _ in range(40)}, {""})
+
+    def test_the_largest_answer(self):
+        service, most = self.service(model=LARGE), 16 << 20
+        query = frame("query|||c|#1:256:1:b," + "1:a," * 255 + "|0")
+        room = most - len(Client(service).send(query).receive())
+        self.assertLess(room, 65536)
+        # The length of the value takes bytes, too.
+        room -= len(str(room)) - 1
+        self.assertEqual(service.ask("set b=" + "y" * room), "")
+        self.assertEqual(len(Client(service).send(query).receive()), most)
+        self.assertEqual(service.ask("set b=y" + "y" * room), "")
+        self.assertEqual(Client(service).ask(query), "[1: The answer would be larger than 16777216 bytes.]")
+        self.assertEqual(Client(service).ask(frame("query|||c|#1:257:1:b," + "1:a," * 256 + "|0")),
+                         "[1: The answer would be larger than 16777216 bytes.]")
+
+
+class Disk(ServiceTest):
+    BOTH = model(text_key("a", "1"), text_key("b", "2"))
+
+    def test_new_models_over_old_databases(self):
+        service = self.service(model=self.BOTH)
+        self.expect(service, "a;b => 1|2\n set a=long value|b=22 => /")
+        for text, query, values in (
+                # One key is gone, one is new, one takes less than what is stored.
+                (model(key("a", "text read-write, 'minimum': 0, 'maximum': 3, 'default': 'new'"), text_key("c", "3")),
+                 "a;c", "new|3"),
+                # The way back finds what was there.
+                (self.BOTH, "a;b", "long value|22")):
+            self.assertEqual(service.end(), 0)
+            service.write("model.json", text)
+            service.start()
+            self.assertEqual(service.ask(query), values)
+        self.assertEqual((service.folder / "settings.db").stat().st_mode & 0o777, 0o600)
+
+    def test_unusable_databases(self):
+        first = self.service()
+        first.write("text", "x" * 5000)
+        for database, fault in ((first.folder / "text", "can't be used: file is not a database"),
+                                (first.folder / "no/s.db", "can't be opened: unable to open database file"),
+                                (first.folder / "settings.db", "can't be used: database is locked")):
+            service = self.service(database=database)
+            self.assertIn(f"database '{database}' {fault}\n", service.read("log"))
+
+    def test_writing_cut_short(self):
+        """A limit on the size of files cuts it in the middle of a batch, as a full disk does."""
+        service, text = self.service(model=self.BOTH), "x" * 20000
+        service.limit_files(40000)
+        self.expect(service, f"""
+            set a=x =>
+            set a={text}|b={text} => //This could not be stored: the storage reports an error.
+            a;b => x|2
+            set b=y =>
+            """)
+        self.assertEqual(service.end(), 0)
+        service.start()
+        self.assertEqual(service.ask("a;b"), "x|y")
+
+    def test_a_reset_is_all_or_nothing(self):
+        """It forgets what other models and the service itself have left, too."""
+        product = json.loads(PRODUCT.read_text())
+        product["keys"] += json.loads(f"[{text_key('More', 'd')}]".replace("'", '"'))
+        service, secret = self.service(model=json.dumps(product)), "s" * 60
+        look = "System.DeviceName;HomePlug.Stations{MacAddress=00:0B:3B:7F:01:08}.Name"
+        self.expect(service, f"""
+            set System.DeviceName={secret}|More=more => /
+            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:0B:3B:7F:01:08 => /
+            """)
+        more = service.arguments[1]
+        for model_file, limit, answer, values in (
+                (PRODUCT, 1, "This could not be stored: the storage reports an error.",
+                 f"{secret}|feather"),
+                (PRODUCT, resource.RLIM_INFINITY, "", "Vistel|Keller, hinter der Waschmaschine")):
+            service.end()
+            service.arguments[1] = model_file
+            service.start()
+            service.limit_files(limit)
+            self.assertEqual(service.ask("set System.FactoryReset=1"), answer)
+            self.assertEqual(service.ask(look), values)
+        service.end()
+        service.arguments[1] = more
+        service.start()
+        self.assertEqual(service.ask("More"), "d")
+        self.assertNotIn("ssss", service.read("settings.db"))
+
+    def test_full_and_read_only_disk(self):
+        service, mount = self.service(model=self.BOTH), ctypes.CDLL(None).mount
+        disk = service.write("disk/settings.db", "").parent
+        if mount(b"none", bytes(disk), b"tmpfs", 0, b"size=64k,mode=0700") != 0:
+            self.skipTest("no right to mount a file system")
+        self.addCleanup(ctypes.CDLL(None).umount2, bytes(disk), MNT_DETACH)
+        service.end()
+        service.arguments[3] = disk / "settings.db"
+        service.start()
+        self.expect(service, "set a=before =>")
+        subprocess.run(["sh", "-c", "yes >disk/filler 2>/dev/null"], cwd=service.folder, stderr=subprocess.DEVNULL)
+        self.expect(service, f"""
+            set a={'x' * 9000}|b=after => //This could not be stored: the storage is full.
+            a;b => before|2
+            """)
+        (disk / "filler").unlink()
+        self.expect(service, "set b=room =>")
+        service.end()
+        self.assertEqual(mount(b"none", bytes(disk), b"tmpfs", MS_REMOUNT | MS_RDONLY, None), 0)
+        service.start()
+        self.expect(service, "set a=lost => /This could not be stored: the storage is read-only.\n a;b => before|room")
+
+    def test_answers_after_syncing(self):
+        """A kill takes nothing from the page cache: only the calls show what a power cut would take."""
+        service = self.service(model=self.BOTH, before=[
+            "env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync", "-o", "syncs"])
+        self.assertEqual(service.ask("a"), "1")
+        before = service.read("syncs").count("(")
+        self.assertEqual(service.ask("set a=x|b=y"), "/")
+        self.assertGreaterEqual(service.read("syncs").count("(") - before, LEAST_SYNCS)
+
+    def test_killed_at_any_moment(self):
+        """Afterwards a batch is there whole or not at all, and no older than the last that was answered."""
+        service = self.service(model=model(*(text_key(name, "0") for name in "abcdef")))
+        value = answered = 0
+
+        def work():
+            nonlocal value, answered
+            value += 1
+            batch = "|".join(f"{name}={value}{'.' * 1500}" for name in "abcdef")  # more than one write
+            if service.ask("set " + batch) == "/////":
+                answered = value
+            return answered == value
+
+        for _ in service.kill_at_any_moment(work):
+            stored = {cell.rstrip(".") for cell in service.ask("a;b;c;d;e;f").split("|")}
+            self.assertEqual(len(stored), 1, "half a batch")
+            self.assertTrue(answered <= int(stored.pop()) <= value)
+        self.assertGreater(answered, 0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], warnings="ignore")
