@@ -4,11 +4,13 @@
 // settings allow one spelling of each number only.
 #pragma once
 
-#include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
-#include <system_error>
 #include <type_traits>
+
+#include "base/Characters.h"
 
 // As atoi: skips leading white space, takes an optional sign and digits up to the first other byte;
 // 0 when there are no digits. A number beyond the range of int becomes the nearest int, so that a
@@ -20,12 +22,18 @@ int WGLToInt(const char* text);
 template <typename Number>
 bool TakeDecimal(std::string_view& text, Number& number) {
   static_assert(std::is_unsigned_v<Number>, "no sign is accepted");
-  const char* const begin = text.data();
+  constexpr Number kHighest = std::numeric_limits<Number>::max();
   Number value = 0;
-  const auto [end, error] = std::from_chars(begin, begin + text.size(), value);
-  if (error != std::errc() || (*begin == '0' && end != begin + 1)) return false;
+  std::size_t size = 0;
+  for (; size < text.size() && IsAsciiDigit(text[size]); ++size) {
+    const auto digit = static_cast<Number>(text[size] - '0');
+    if (size > 0 && value == 0) return false;
+    if (value > kHighest / 10 || (value == kHighest / 10 && digit > kHighest % 10)) return false;
+    value = static_cast<Number>(value * 10 + digit);
+  }
+  if (size == 0) return false;
   number = value;
-  text.remove_prefix(static_cast<std::size_t>(end - begin));
+  text.remove_prefix(size);
   return true;
 }
 

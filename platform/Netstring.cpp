@@ -26,10 +26,13 @@ Netstring::Piece Netstring::Read(std::string_view text, std::size_t maxBytes) {
 }
 
 bool Netstring::Take(std::string_view& text, std::string_view& bytes) {
-  const Piece piece = Read(text, text.size());
-  if (piece.status != Status::kWhole) return false;
-  bytes = piece.bytes;
-  text.remove_prefix(piece.size);
+  std::string_view rest = text;
+  std::uint32_t length = 0;
+  if (!TakeDecimal(rest, length) || rest.empty() || rest.front() != ':') return false;
+  rest.remove_prefix(1);
+  if (rest.size() <= length || rest[length] != ',') return false;
+  bytes = rest.substr(0, length);
+  text = rest.substr(std::size_t{length} + 1);
   return true;
 }
 
