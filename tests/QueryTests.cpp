@@ -131,19 +131,12 @@ TEST_F(Queries, NestedSets) {
   for (int set = 0; set < 27; ++set) EXPECT_EQ(Do2("${01}"), "A1<B1");
 }
 
-// The escaper that writes into a text is another one: each special byte at each place of a word.
-TEST(OutputText, EscapesAsTheEscaperDoes) {
+TEST(OutputText, HasRoomForEscapedTexts) {
+  const std::string value(1000, '"');
   for (const char* mode : {"htmltext", "htmlesc", "json", ""}) {
-    const WGLEscaper escaper(mode);
-    for (int byte = 1; byte < 256; ++byte) {
-      for (std::size_t place = 0; place < 18; ++place) {
-        std::string value(18, 'x');
-        value[place] = static_cast<char>(byte);
-        OutputText output;
-        output.AppendEscaped(escaper, value);
-        ASSERT_EQ(Take(output.Release()), escaper.Escape(value)) << mode;
-        EXPECT_EQ(Take(output.Release()), "");
-      }
-    }
+    OutputText output;
+    output.AppendEscaped(WGLEscaper(mode), value);
+    EXPECT_EQ(Take(output.Release()), WGLEscaper(mode).Escape(value)) << mode;
+    EXPECT_EQ(Take(output.Release()), "");
   }
 }

@@ -54,37 +54,8 @@ bool HasSpecial(Word word) {
           ZeroBytes((word | kOnes * 2) ^ kOnes * '>')) != 0;
 }
 
-}  // namespace
-
-WGLEscaper::WGLEscaper(std::string_view mode)
-    : mode_(mode == "htmltext"  ? Mode::kHtmlText
-            : mode == "htmlesc" ? Mode::kUrl
-            : mode == "json"    ? Mode::kJson
-                                : Mode::kNone) {}
-
-std::string WGLEscaper::Escape(const std::string& value) const {
-  switch (mode_) {
-    case Mode::kHtmlText:
-      return MakeHtmlEntities(value);
-    case Mode::kUrl:
-      return HtmlEscape(value);
-    case Mode::kJson:
-      return StringEscaper("\\\"", '\\').Escape(value);
-    case Mode::kNone:
-      break;
-  }
-  return value;
-}
-
-char* WGLEscaper::EscapeTo(char* out, std::string_view value) const {
-  if (mode_ == Mode::kHtmlText) return EntitiesTo(out, value);
-  if (mode_ == Mode::kNone) return std::copy(value.begin(), value.end(), out);
-  const std::string escaped = Escape(std::string(value));
-  return std::copy(escaped.begin(), escaped.end(), out);
-}
-
 // Tables consist of many short values: this copies whole words as long as they need no escaping.
-char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
+char* EntitiesTo(char* out, std::string_view value) {
   const char* in = value.data();
   const char* const end = in + value.size();
   while (in != end) {
@@ -113,30 +84,68 @@ char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
   return out;
 }
 
-std::string WGLEscaper::MakeHtmlEntities(const std::string& value) const {
-  std::string result;
-  result.reserve(value.size());
-  std::size_t copied = 0;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    const Entity& entity = kEntities[EntityOf(value[i])];
-    if (entity.size == 0) continue;
-    result.append(value, copied, i - copied).append(entity.text, entity.size);
-    copied = i + 1;
+// Percent-encoding.
+char* PercentTo(char* out, std::string_view value) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  for (const char byte : value) {
+    if (IsAsciiAlphanumeric(byte)) {
+      *out++ = byte;
+    } else {
+      const auto code = static_cast<unsigned char>(byte);
+      *out++ = '%';
+      *out++ = kDigits[code / 16];
+      *out++ = kDigits[code % 16];
+    }
   }
-  return result.append(value, copied, std::string::npos);
+  return out;
+}
+
+// What `to` makes of a value of any size.
+std::string InPieces(std::string_view value, char* (*to)(char* out, std::string_view value)) {
+  constexpr std::size_t kPieceBytes = 32;
+  char piece[kPieceBytes * WGLEscaper::kMaxGrowth];
+  std::string result;
+  for (std::size_t i = 0; i < value.size(); i += kPieceBytes) {
+    const char* const end = to(piece, value.substr(i, kPieceBytes));
+    result.append(piece, static_cast<std::size_t>(end - piece));
+  }
+  return result;
+}
+
+}  // namespace
+
+WGLEscaper::WGLEscaper(std::string_view mode)
+    : mode_(mode == "htmltext"  ? Mode::kHtmlText
+            : mode == "htmlesc" ? Mode::kUrl
+            : mode == "json"    ? Mode::kJson
+                                : Mode::kNone) {}
+
+std::string WGLEscaper::Escape(const std::string& value) const {
+  switch (mode_) {
+    case Mode::kHtmlText:
+      return MakeHtmlEntities(value);
+    case Mode::kUrl:
+      return HtmlEscape(value);
+    case Mode::kJson:
+      return StringEscaper("\\\"", '\\').Escape(value);
+    case Mode::kNone:
+      break;
+  }
+  return value;
+}
+
+char* WGLEscaper::EscapeTo(char* out, std::string_view value) const {
+  if (mode_ == Mode::kHtmlText) return EntitiesTo(out, value);
+  if (mode_ == Mode::kUrl) return PercentTo(out, value);
+  if (mode_ == Mode::kNone) return std::copy(value.begin(), value.end(), out);
+  const std::string escaped = Escape(std::string(value));
+  return std::copy(escaped.begin(), escaped.end(), out);
+}
+
+std::string WGLEscaper::MakeHtmlEntities(const std::string& value) const {
+  return InPieces(value, EntitiesTo);
 }
 
 std::string WGLEscaper::HtmlEscape(const std::string& value) const {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string result;
-  result.reserve(value.size());
-  std::size_t copied = 0;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    if (IsAsciiAlphanumeric(value[i])) continue;
-    const auto code = static_cast<unsigned char>(value[i]);
-    const char escape[] = {'%', kDigits[code / 16], kDigits[code % 16]};
-    result.append(value, copied, i - copied).append(escape, sizeof escape);
-    copied = i + 1;
-  }
-  return result.append(value, copied, std::string::npos);
+  return InPieces(value, PercentTo);
 }

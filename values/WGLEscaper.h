@@ -34,7 +34,5 @@ class WGLEscaper {
  private:
   enum class Mode { kHtmlText, kUrl, kJson, kNone };
 
-  static char* EntitiesTo(char* out, std::string_view value);
-
   Mode mode_;
 };

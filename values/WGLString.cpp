@@ -104,7 +104,7 @@ void WGLString::Append(WGLString& other) {
   if (other.first_ != nullptr) {
     if (first_ == nullptr) {
       first_ = other.first_;
-    } else if (last_->Next() == nullptr) {
+    } else if (last_->Next() == nullptr) {  // else a copy was appended to; its parts stay
       last_->Link(other.first_);
     }
     last_ = other.last_;
