@@ -86,6 +86,14 @@ class Installation(unittest.TestCase):
         # All static: no loader loads it, and it loads no libraries.
         self.assertNotRegex(segments + dynamic, r"RPATH|RUNPATH|TEXTREL|INTERP|NEEDED")
 
+    def test_replaced_parts_of_libraries(self):
+        # main/NoExceptions.cpp and main/LocaleAlias.cpp keep these out of a static program.
+        program = self.program.read_bytes()
+        for library, text in (("libstdc++.a", b"terminate called"), ("libc.a", b"/locale.alias")):
+            path = command("g++", "-print-file-name=" + library).strip()
+            self.assertIn(text, Path(path).read_bytes())
+            self.assertNotIn(text, program, library)
+
     def test_stack_protector(self):
         # Our own objects must refer to it, not only those of the C library. After link-time
         # optimisation, only the finished program shows that: main has an output buffer and a path on
