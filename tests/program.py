@@ -103,7 +103,7 @@ def read_cases(text):
             columns = [column.strip() for column in row.split("=>")]
             fill = lambda text: decode(re.sub("@([1-9])@", lambda match: "".join(columns[int(match[1]) - 1:][:1]), text)
                                        .encode().decode("unicode_escape").encode("latin-1"))
-            yield (f"{title.splitlines()[0]}: {row}",
+            yield (f"{title.splitlines()[0]}: {' '.join(row.split())}",
                    [(*fill(head).partition(" ")[::2], fill(text)) for head, text in sections if head != "rows"])
 
 
