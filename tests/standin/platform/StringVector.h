@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
-//
-// The list of a device maker's own client library: the text whole, whatever the separator.
+// A list that holds the text whole, whatever the separator.
 #pragma once
 
 #include <string>
 #include <vector>
 
-class StringVector : public std::vector<std::string> {
- public:
+struct StringVector : std::vector<std::string> {
   StringVector(const char&, const std::string& text) : std::vector<std::string>{text} {}
 };

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-//
-// The proxy of a device maker's own client library: answers by itself.
+// Has no system manager: a query gives its keys and the asking service, a set refuses everything.
 #pragma once
 
 #include <string>
@@ -9,7 +8,7 @@
 
 class SysMgrProxy {
  public:
-  SysMgrProxy(const std::string& name, SvcMgrInterface& service, const std::string& authFile);
+  SysMgrProxy(const std::string& name, SvcMgrAdapter& service, const std::string& authFile);
   int sQueryKey(const std::string& client, const std::string& query, const std::string& option,
                 std::string& reply);
   int sSetKey(const std::string& client, const std::string& keys, const std::string& values,
@@ -17,5 +16,5 @@ class SysMgrProxy {
 
  private:
   std::string name_;
-  SvcMgrInterface& service_;
+  SvcMgrAdapter& service_;
 };
