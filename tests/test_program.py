@@ -7,6 +7,7 @@ usage: test_program.py PROGRAM...   (the first in a build of the whole project; 
 the same paths but linked differently, get only the cases and the large inputs)
 """
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -18,7 +19,7 @@ from concurrent.futures import ThreadPoolExecutor
 from contextlib import contextmanager
 from pathlib import Path
 
-from program import Program, SystemManager, answer, read_cases, table
+from program import Program, SystemManager, answer, decode, headers, read_cases, table
 
 PROGRAMS = [Program(path) for path in sys.argv[1:]]
 PROGRAM = PROGRAMS[0]
@@ -119,6 +120,20 @@ class Large(TestCase):
                 ("<~ set `x` `${x}${x}` ~>" * 20 + "${x}", "y" * (1 << 20))):
             self.check(template[:50], page(template, output, "x=y"))
         self.check("a line far down", error(megabytes + "<~ +", 100_001, "syntax error, unexpected $end"))
+
+    def test_signals_while_the_page_waits(self):
+        text = "x" * 1_000_000
+        for program in PROGRAMS:
+            with self.subTest(program=program.build.name), program.folder() as folder:
+                Path(folder, "main.wgl").write_text(text)
+                environment = {"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{Path(folder).name}/main.wgl"}
+                with subprocess.Popen([program.path], env=environment, stdout=subprocess.PIPE) as process:
+                    output = process.stdout.read(1)
+                    for _ in range(10):  # the first ones may come before the pipe is full
+                        time.sleep(0.02)
+                        process.send_signal(signal.SIGIO)
+                    output += process.stdout.read()
+                self.assertEqual(brief(decode(output)), brief(headers("text/html") + text))
 
     def test_requests(self):
         fields = "".join(f"&f{i}=v{i}" for i in range(10_000))

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "base/Characters.h"
 #include "sysmgr/log/Log.h"
 
 Outcome Outcome::InWordsOfTheModel(std::string text) {
@@ -37,6 +38,6 @@ std::string Outcome::Record() const {
   if (line_ != 0) add("line " + std::to_string(line_));
   std::string record = about.empty() ? text_ : about + ": " + text_;
   std::replace_if(
-      record.begin(), record.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
+      record.begin(), record.end(), [](char byte) { return !IsAsciiPrintable(byte); }, '?');
   return record;
 }
