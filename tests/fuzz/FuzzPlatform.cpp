@@ -3,10 +3,13 @@
 // Fuzz target: the texts that the client library reads. The input is a table, the text of a query
 // and a key, each as it stands. Netstrings are read on the way, and by the target `frame`.
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "platform/ConfigKey.h"
+#include "platform/Netstring.h"
 #include "platform/RegExp.h"
 #include "platform/StringTable.h"
 #include "tests/fuzz/FuzzTarget.h"
@@ -74,12 +77,23 @@ void CheckKey(std::string_view text) {
   Check(text.find('%') != text.npos || Write(key) == text, "its parts are those of the text");
 }
 
+void CheckNumber(std::string_view text) {
+  const auto value = std::strtoull(std::string(text).c_str(), nullptr, 10);
+  const std::string written = std::to_string(value) + ":";
+  const bool isNumber = value <= UINT_MAX && text.substr(0, written.size()) == written;
+  unsigned number = 0;
+  Check(Netstring::TakeNumber(text, number) == isNumber, "a number is written in one way");
+  Check(!isNumber || number == value, "and read as what it is");
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CheckTable(std::string(data, data + size));
   CheckQuery(std::string(data, data + size));
-  // Ends where the memory ends: the sanitizer sees what is read behind it.
-  CheckKey(std::string_view(reinterpret_cast<const char*>(data), size));
+  // These end where the memory ends: the sanitizer sees what is read behind it.
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  CheckKey(text);
+  CheckNumber(text);
   return 0;
 }
