@@ -74,14 +74,14 @@ def wait_until_read(pipe):
 def run(words, environment, body=("",), closed=None, limit=None):
     """Runs a program with only this environment, pieces of standard input, a closed descriptor, a limit."""
     def prepare():
-        if limit is not None:
+        if limit:
             resource.setrlimit(limit[0], limit[1:] * 2)
         if closed is not None:
             os.close(closed)
 
     with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           env={name: encode(value) for name, value in environment.items()},
-                          preexec_fn=prepare) as process:
+                          preexec_fn=prepare if closed is not None or limit else None) as process:
         try:
             for piece in body[:-1]:
                 os.write(process.stdin.fileno(), encode(piece))
@@ -101,7 +101,8 @@ def read_cases(text):
         sections = list(zip(parts[::2], (text.removesuffix("\n") for text in parts[1::2])))
         for row in dict(sections).get("rows", "").split("\n"):
             columns = [column.strip() for column in row.split("=>")]
-            fill = lambda text: decode(re.sub("@([1-9])@", lambda match: "".join(columns[int(match[1]) - 1:][:1]), text)
+            column = lambda match: "".join(columns[int(match[1]) - 1:][:1])
+            fill = lambda text: decode(re.sub("@([1-9])@", column, text)
                                        .encode().decode("unicode_escape").encode("latin-1"))
             yield (f"{title.splitlines()[0]}: {' '.join(row.split())}",
                    [(*fill(head).partition(" ")[::2], fill(text)) for head, text in sections if head != "rows"])

@@ -77,9 +77,10 @@ class Large(TestCase):
                 ("<~ ", "do|rowcount|raw|json|then|else|eq|ne|gt|ge|lt|le", "", 1),
                 # Each command requires an argument, which is one of five tokens.
                 ("<~ + ", "|~>|+|-|include|trans|get|set|query|if", "", 1),
-                ("<~ set `a` |<~ query |<~ if `a` eq |<~ if `a` eq `b` then |<~ if `a` eq `b` then `c` else ", "~>", "", 1),
+                ("<~ set `a` |<~ query |<~ if `a` eq |<~ if `a` eq `b` then |<~ if `a` eq `b` then `c` else ",
+                 "~>", "", 1),
                 # A single token ends a command.
-                ("<~ + `a` |<~ - ${a} |<~ include `a` |<~ get `a` |<~ set `a` `b` ", "|`|+|<~|${a htmlesc}", end, 1),
+                ("<~ + `a` |<~ - ${a} |<~ include `a` |<~ get `a` |<~ set `a` `b` ", "|`|${a htmlesc}", end, 1),
                 ("<~ trans `a` |<~ query `a` rowcount ", "|do|raw", end, 1),
                 # A condition is one comparison: six operators, then "then".
                 ("<~ if `a` ", "~>|then|", "", 1),
@@ -138,6 +139,7 @@ class Large(TestCase):
     def test_requests(self):
         fields = "".join(f"&f{i}=v{i}" for i in range(10_000))
         name, letters, block, blocks = "n" * 1_000_000, "a" * 100 * 1024, "_" + "x" * 8191, "x" * 100_000
+        get = "REQUEST_METHOD=GET\nQUERY_STRING="
         plain = "REQUEST_METHOD=POST\nCONTENT_TYPE=application/x-www-form-urlencoded\nCONTENT_LENGTH="
         for sections in (
                 form("${f0} ${f9999} ${f10000}", "v0 v9999 ", ME + fields),
@@ -148,14 +150,14 @@ class Large(TestCase):
                 page("${x htmlesc}", "%3C" * 102_400, "x=" + "<" * 102_400),
                 page("${x htmltext}", "1", "x=1&" * 25_000),
                 [*page("${_actlang}", "de"),
-                 ("request", "", f"REQUEST_METHOD=GET\nQUERY_STRING={ME}\nHTTP_ACCEPT_LANGUAGE={'x,' * 50_000}de")],
+                 ("request", "", get + f"{ME}\nHTTP_ACCEPT_LANGUAGE={'x,' * 50_000}de")],
                 *([("request", "", request), ("response", kind, output), ("exit", "1", "")]
                   for request, kind, output in (
                       (f"REQUEST_METHOD={letters}", "text/plain", f"Unsupported request method: '{letters}'\r\n"),
                       (f"REQUEST_METHOD=POST\nCONTENT_TYPE={letters}", "text/plain",
                        f"Unsupported content type: '{letters}'\r\n"),
                       (plain + letters, "text/plain", "Missing or invalid content length: 0\r\n"),
-                      (f"REQUEST_METHOD=GET\nQUERY_STRING=_file={letters}", "text/html",
+                      (f"{get}_file={letters}", "text/html",
                        f"WGL error: requested file outside of document subtree\n\n{letters}\n")))):
             self.check(sections[0][2][:100], sections)
 
@@ -238,7 +240,8 @@ class Examples(TestCase):
     def test_every_keyword_has_an_example(self):
         keywords = re.findall(r'^<CODE>"([^"`~]+)"', (TESTS.parent / "wgl/WGLScanner.l").read_text(), re.M)
         self.assertGreater(len(keywords), 10)
-        shown = "".join(text for _, sections in examples(self.TEXT) for kind, _, text in sections if kind == "template")
+        shown = "".join(text for _, sections in examples(self.TEXT)
+                        for kind, _, text in sections if kind == "template")
         for keyword in (*keywords, "htmltext", "htmlesc"):
             self.assertRegex(shown, rf"(?<!\w){re.escape(keyword)}(?!\w)")
 
@@ -252,13 +255,14 @@ TABLES = {"one": table([HOSTILE, "2"]), "outer": table(["x"], ["y"]), "inner": t
 def submission(output):
     """A form with two settings, on a page with a query."""
     fields = [("_page", "form"), (":sys:Net.Name", HOSTILE), (":sys:b", "2"), ("_okpage", "done")]
-    return form("${_page}|${_errorcount}|${_sys_Net_Name}|${_error_Net_Name}|${_sys_b}|${_error_b}|${_error_consistency}"
-                "|<~ query `a` ~>|<~ query `a` rowcount ~>", output, ME + "&" + urllib.parse.urlencode(fields))
+    return form("${_page}|${_errorcount}|${_sys_Net_Name}|${_error_Net_Name}|${_sys_b}|${_error_b}|"
+                "${_error_consistency}|<~ query `a` ~>|<~ query `a` rowcount ~>", output, ME + "&" + urllib.parse.urlencode(fields))
 
 
 def image(kind):
     """A request for an image without a style, which draws nothing."""
-    return [("request", "", f"REQUEST_METHOD=GET\nQUERY_STRING=_file=image&_type={kind}"), ("response", "image/gif", "")]
+    return [("request", "", f"REQUEST_METHOD=GET\nQUERY_STRING=_file=image&_type={kind}"),
+            ("response", "image/gif", "")]
 
 
 def failure(message):
@@ -301,13 +305,15 @@ class Values(TestCase):
                 (page("<~ if <~ query `inner` rowcount ~> gt `1` then `many` ~>", "many"), "inner"),
                 (page("<~ query `one` ~>" * 50, (HOSTILE_HTML + " 2") * 50), *["one"] * 50),
                 # A value of the request never becomes another key.
-                (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "", "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),
+                (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "",
+                      "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),
                  "S{Name=x%7D%2CA%3D1%7D%3Bb%3Araw%2C%257D%254%25%0A%2B%C3%A4%7B}.Mac"),
                 (image("power"), "HomePlug.OutputPower"),
                 (image("snr&mac=00:B0"), "HomePlug.SNR{MacAddress=00:B0}:format=scalar"),
                 # A template error shows no values.
                 (error("<~ query `outer` do `${01}", 1, "syntax error, unexpected $end"), "outer"),
-                (error("<~ query `outer` do `${01}` raw ~>", 1, "syntax error, unexpected T_RAW, expecting T_END"), "outer"),
+                (error("<~ query `outer` do `${01}` raw ~>", 1,
+                       "syntax error, unexpected T_RAW, expecting T_END"), "outer"),
                 (error("<~ if `1` eq `2` then query `outer` raw do ~>", 1, "syntax error, unexpected T_END"),),
                 (error("<~ query <~ query `outer` ~> json rowcount ~>", 1,
                        "syntax error, unexpected T_ROWCOUNT, expecting T_DO"), "outer", "x")):
@@ -336,7 +342,8 @@ class Values(TestCase):
                 self.check(reply, case, PROGRAM)
             with self.subTest(reply):
                 self.assertEqual((manager.requests, manager.faults), (asked, []))
-        self.check("nobody", failure("The system manager could not be reached; the setting was not stored."), PROGRAM)
+        self.check("nobody", failure("The system manager could not be reached; the setting was not stored."),
+                   PROGRAM)
 
     def test_silence(self):
         (done, expected), seconds = waiting.result()
