@@ -12,7 +12,6 @@
 #include "sysmgr/Features.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Settings.h"
-#include "sysmgr/device/Storage.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/model/ModelReader.h"
 #include "sysmgr/service/Authorisation.h"
@@ -44,7 +43,7 @@ std::int64_t SteadyTime() {
 void Serve(const Options& options, const Pace& pace) {
   const Model model = ReadModelFile(options.model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
-  Storage storage(options.database, model);
+  Storage storage(options.database, model, pace.openMilliseconds);
   Settings settings(model, storage);
   FeatureSetup setup;
   setup.seed = options.seed;

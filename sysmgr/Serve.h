@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "sysmgr/Options.h"
+#include "sysmgr/device/Storage.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "sysmgr/service/Server.h"
 
@@ -18,6 +19,7 @@ std::int64_t SteadyTime();
 struct Pace {
   int deadlineMilliseconds = Server::kDeadlineMilliseconds;
   int stepMilliseconds = FirmwareUpdate::kStepMilliseconds;
+  int openMilliseconds = Storage::kOpenMilliseconds;
   std::function<std::int64_t()> timeOfDay = TimeOfDay;
   std::function<std::int64_t()> steady = SteadyTime;
 };

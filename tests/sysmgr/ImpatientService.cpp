@@ -17,6 +17,7 @@ int main(int count, char** arguments) {
   Pace pace;
   pace.deadlineMilliseconds = 1000;
   pace.stepMilliseconds = 1;
+  pace.openMilliseconds = 1;
   pace.timeOfDay = [read] { return read(0); };
   pace.steady = [read] { return read(1); };
   Serve(ParseOptions(count, arguments), pace);

@@ -38,13 +38,14 @@ def rows(text):
 
 
 def key(name, text):
-    """A model's key of type and access, and what more there is: "boolean read, 'source': 's'"."""
+    """A model's key of type, access and what more there is, limits as 0-9: "text read, 0-9, 'source': 's'"."""
     kind, access, more = re.fullmatch(r"(\S+) ([a-z-]+)(.*)", text, re.S).groups()
+    more = re.sub(r", (-?\d+)-(\d+)", r", 'minimum': \1, 'maximum': \2", more)
     return f"{{'key': '{name}', 'type': '{kind}', 'access': '{access}'{more}}}"
 
 
 def text_key(name, value=""):
-    return key(name, f"text read-write, 'minimum': 0, 'maximum': 65536, 'default': '{value}'")
+    return key(name, f"text read-write, 0-65536, 'default': '{value}'")
 
 
 def model(*keys, rules=""):
@@ -105,10 +106,10 @@ class Client:
             payload = self.stream.read(int(length or 0) + 1)
         except ConnectionError:
             return None
-        if length and payload.endswith(b",") and len(payload) == int(length) + 1:
-            return payload[:-1]
-        assert not self.stream.read(1), "half an answer and more"
-        return None
+        if not length or len(payload) <= int(length):
+            return None
+        assert payload.endswith(b",")
+        return payload[:-1]
 
     def ask(self, data=b""):
         payload = self.send(data).receive()
@@ -134,13 +135,14 @@ class Client:
 class Service:
     """The finished program, or the impatient one, in a folder of its own."""
 
-    def __init__(self, program=SYSMGRD, model=None, secret=None, mode=0o640, database="settings.db", before=()):
+    def __init__(self, program=SYSMGRD, model=None, secret=None, mode=0o640, database="settings.db", seed=7,
+                 before=()):
         self.temporary = tempfile.TemporaryDirectory(prefix="vistel-sysmgr-")
         self.folder = Path(self.temporary.name)
         self.program, self.before, self.client = program, before, None
         self.arguments = ["--model", PRODUCT, "--database", database, "--socket", "run/socket",
                           "--authorisation", "auth", "--files", self.folder / "files",
-                          "--upload", self.folder / "upload.bin", "--seed", "7"]
+                          "--upload", self.folder / "upload.bin", "--seed", str(seed)]
         self.clock()
         if model is not None:
             self.arguments[1] = self.write("model.json", model)
@@ -151,8 +153,8 @@ class Service:
     def start(self):
         """Waits until it listens or has ended."""
         with open(self.folder / "log", "ab") as log:
-            self.process = subprocess.Popen([*self.before, self.program, *self.arguments], cwd=self.folder,
-                                            stderr=log)
+            words = [*self.before, self.program, *self.arguments]
+            self.process = subprocess.Popen(words, cwd=self.folder, stderr=log)
         eventually(lambda: self.process.poll() is not None or self.is_listening())
 
     def is_listening(self):

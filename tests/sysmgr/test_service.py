@@ -244,7 +244,7 @@ class Disk(ServiceTest):
         self.expect(service, "a;b => 1|2\n set a=long value|b=22 => /")
         for text, query, values in (
                 # One key is gone, one is new, one takes less than what is stored.
-                (model(key("a", "text read-write, 'minimum': 0, 'maximum': 3, 'default': 'new'"), text_key("c", "3")),
+                (model(key("a", "text read-write, 0-3, 'default': 'new'"), text_key("c", "3")),
                  "a;c", "new|3"),
                 # The way back finds what was there.
                 (self.BOTH, "a;b", "long value|22")):
@@ -256,11 +256,11 @@ class Disk(ServiceTest):
 
     def test_unusable_databases(self):
         first = self.service()
-        first.write("text", "x" * 5000)
-        for database, fault in ((first.folder / "text", "can't be used: file is not a database"),
+        text = first.write("text", "x" * 5000)
+        for database, fault in ((text, "can't be used: file is not a database"),
                                 (first.folder / "no/s.db", "can't be opened: unable to open database file"),
                                 (first.folder / "settings.db", "can't be used: database is locked")):
-            service = self.service(database=database)
+            service = self.service(IMPATIENT, database=database)
             self.assertIn(f"database '{database}' {fault}\n", service.read("log"))
 
     def test_writing_cut_short(self):
