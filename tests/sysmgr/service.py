@@ -135,27 +135,30 @@ class Client:
 class Service:
     """The finished program, or the impatient one, in a folder of its own."""
 
-    def __init__(self, program=SYSMGRD, model=None, secret=None, mode=0o640, database="settings.db", seed=7,
-                 before=()):
+    def __init__(self, program=SYSMGRD, before=(), secret=None, mode=0o640, **arguments):
         self.temporary = tempfile.TemporaryDirectory(prefix="vistel-sysmgr-")
         self.folder = Path(self.temporary.name)
         self.program, self.before, self.client = program, before, None
-        self.arguments = ["--model", PRODUCT, "--database", database, "--socket", "run/socket",
-                          "--authorisation", "auth", "--files", self.folder / "files",
-                          "--upload", self.folder / "upload.bin", "--seed", str(seed)]
+        self.arguments = {"model": PRODUCT, "database": "settings.db", "socket": "run/socket", "authorisation": "auth",
+                          "files": self.folder / "files", "upload": self.folder / "upload.bin", "seed": 7}
         self.clock()
-        if model is not None:
-            self.arguments[1] = self.write("model.json", model)
         if secret is not None:
             self.write("auth", secret).chmod(mode)
-        self.start()
+        self.start(**arguments)
 
-    def start(self):
-        """Waits until it listens or has ended."""
+    def start(self, **arguments):
+        """Waits until it listens or has ended. `model`: a path, or a text."""
+        self.arguments.update(arguments)
+        if isinstance(text := self.arguments["model"], str):
+            self.arguments["model"] = self.write(f"model-{hash(text)}.json", text)
         with open(self.folder / "log", "ab") as log:
-            words = [*self.before, self.program, *self.arguments]
+            words = [*self.before, self.program, *(f"--{name}={value}" for name, value in self.arguments.items())]
             self.process = subprocess.Popen(words, cwd=self.folder, stderr=log)
         eventually(lambda: self.process.poll() is not None or self.is_listening())
+
+    def restart(self, **arguments):
+        assert self.end() == 0
+        self.start(**arguments)
 
     def is_listening(self):
         try:
@@ -180,7 +183,13 @@ class Service:
             yield
 
     def limit_files(self, size):
-        resource.prlimit(self.process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
+        """No file may grow beyond this from now on. Returns the limit before."""
+        usual = resource.prlimit(self.process.pid, resource.RLIMIT_FSIZE)
+        resource.prlimit(self.process.pid, resource.RLIMIT_FSIZE, (size, usual[1]))
+        return usual[0]
+
+    def resident_kilobytes(self):
+        return int(self.read(f"/proc/{self.process.pid}/status").partition("VmRSS:")[2].split()[0])
 
     def write(self, name, content):
         path = self.folder / name
@@ -207,7 +216,7 @@ class Service:
         answer = self.client.ask(netstring(b"".join(map(netstring, [*fields, keys, values]))))
         if kind == "set" and answer.strip("/") and answer[0] != "[":
             # Whatever is refused is refused with sentences that translators know.
-            told = re.sub("|".join(map(re.escape, messages(self.arguments[1]))), "", answer)
+            told = re.sub("|".join(map(re.escape, messages(self.arguments["model"]))), "", answer)
             assert not told.strip("/"), answer
         return answer
 

@@ -3,7 +3,7 @@
 Configurations out and back in: nothing is lost on the way, and nothing that is not whole and right
 comes in. And the files that change hands meanwhile: whose they are and how many there can be.
 
-usage: test_configuration.py BUILD
+usage: test_configuration.py BUILD [TEST...]
 """
 import base64
 import json
@@ -292,4 +292,4 @@ class Files(ServiceTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], warnings="ignore")
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

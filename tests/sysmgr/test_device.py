@@ -3,7 +3,7 @@
 Faulty models, what values and rules of a model let through, and queries, batches and actions over
 the product's model and a simulated device whose clocks stand still.
 
-usage: test_device.py BUILD
+usage: test_device.py BUILD [TEST...]
 """
 import json
 import re
@@ -146,7 +146,7 @@ class Model(ServiceTest):
             for value in (*right, *wrong):
                 answer = service.ask(f"Check{{Key=k{at},Value={urllib.parse.quote(value)}}}")
                 self.assertEqual(answer, problem if value in wrong else "", (text, value))
-            self.assertIn(problem, messages(service.arguments[1]))
+            self.assertIn(problem, messages(service.arguments["model"]))
 
     def test_networks(self):
         service = self.service()
@@ -394,4 +394,4 @@ class Device(ServiceTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], warnings="ignore")
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

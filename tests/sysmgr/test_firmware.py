@@ -2,7 +2,7 @@
 """
 What is a firmware image and what is none, and the way of one into the device.
 
-usage: test_firmware.py BUILD
+usage: test_firmware.py BUILD [TEST...]
 """
 import hashlib
 import os
@@ -152,8 +152,7 @@ class Installation(ServiceTest):
             set System.Restart=1 =>
             {LOOK} => idle|0|9|
             """)
-        self.assertEqual(device.end(), 0)
-        device.start()
+        device.restart()
         device.write("upload.bin", image())
         self.expect(device, f"""
             set System.FirmwareUpdate=check =>
@@ -176,9 +175,8 @@ class Installation(ServiceTest):
         self.assertEqual(device.ask(LOOK), "idle|0|2.3.1-02|")
         self.assertIsNone(device.read("firmware-waiting.img"))
         self.assertIsNone(device.read("firmware-installed.img.new"))
-        device.end()
         os.mkfifo(device.folder / "firmware-waiting.img")
-        device.start()
+        device.restart()
         self.assertEqual(device.ask(LOOK), "idle|0|2.3.1-02|")
         device.write("upload.bin", image(b"x" * 100000))
         device.limit_files(50000)
@@ -208,4 +206,4 @@ class Installation(ServiceTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], warnings="ignore")
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

@@ -3,7 +3,7 @@
 The service from outside: who may speak to it, what it makes of bytes that are no request, what one
 client can cost another, and what a disk or a kill can cost its settings.
 
-usage: test_service.py BUILD
+usage: test_service.py BUILD [TEST...]
 """
 import ctypes
 import json
@@ -207,9 +207,8 @@ class Clients(ServiceTest):
                     settle()
                 self.assertIsNone(clients[1].receive())
                 self.assertTrue(clients[0].is_open() and clients[-1].is_open())
-                memory = service.read(f"/proc/{service.process.pid}/status")
                 if b"__asan_init" not in SYSMGRD.read_bytes():
-                    self.assertLess(int(memory.partition("VmRSS:")[2].split()[0]), 192 * 1024)
+                    self.assertLess(service.resident_kilobytes(), 192 * 1024)
 
     def test_many_sets_at_once(self):
         """They are stored one by one between the others' turns: many names are seen on the way."""
@@ -248,9 +247,7 @@ class Disk(ServiceTest):
                  "a;c", "new|3"),
                 # The way back finds what was there.
                 (self.BOTH, "a;b", "long value|22")):
-            self.assertEqual(service.end(), 0)
-            service.write("model.json", text)
-            service.start()
+            service.restart(model=text)
             self.assertEqual(service.ask(query), values)
         self.assertEqual((service.folder / "settings.db").stat().st_mode & 0o777, 0o600)
 
@@ -273,8 +270,7 @@ class Disk(ServiceTest):
             a;b => x|2
             set b=y =>
             """)
-        self.assertEqual(service.end(), 0)
-        service.start()
+        service.restart()
         self.assertEqual(service.ask("a;b"), "x|y")
 
     def test_a_reset_is_all_or_nothing(self):
@@ -287,20 +283,16 @@ class Disk(ServiceTest):
             set System.DeviceName={secret}|More=more => /
             set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:0B:3B:7F:01:08 => /
             """)
-        more = service.arguments[1]
-        for model_file, limit, answer, values in (
-                (PRODUCT, 1, "This could not be stored: the storage reports an error.",
-                 f"{secret}|feather"),
-                (PRODUCT, resource.RLIM_INFINITY, "", "Vistel|Keller, hinter der Waschmaschine")):
-            service.end()
-            service.arguments[1] = model_file
-            service.start()
-            service.limit_files(limit)
-            self.assertEqual(service.ask("set System.FactoryReset=1"), answer)
-            self.assertEqual(service.ask(look), values)
-        service.end()
-        service.arguments[1] = more
-        service.start()
+        more = service.arguments["model"]
+        service.restart(model=PRODUCT)
+        usual = service.limit_files(1)
+        self.expect(service, f"""
+            set System.FactoryReset=1 => This could not be stored: the storage reports an error.
+            {look} => {secret}|feather
+            """)
+        service.limit_files(usual)
+        self.expect(service, f"set System.FactoryReset=1 =>\n {look} => Vistel|Keller, hinter der Waschmaschine")
+        service.restart(model=more)
         self.assertEqual(service.ask("More"), "d")
         self.assertNotIn("ssss", service.read("settings.db"))
 
@@ -310,9 +302,7 @@ class Disk(ServiceTest):
         if mount(b"none", bytes(disk), b"tmpfs", 0, b"size=64k,mode=0700") != 0:
             self.skipTest("no right to mount a file system")
         self.addCleanup(ctypes.CDLL(None).umount2, bytes(disk), MNT_DETACH)
-        service.end()
-        service.arguments[3] = disk / "settings.db"
-        service.start()
+        service.restart(database=disk / "settings.db")
         self.expect(service, "set a=before =>")
         subprocess.run(["sh", "-c", "yes >disk/filler 2>/dev/null"], cwd=service.folder, stderr=subprocess.DEVNULL)
         self.expect(service, f"""
@@ -356,4 +346,4 @@ class Disk(ServiceTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], warnings="ignore")
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")
