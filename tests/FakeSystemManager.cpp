@@ -26,9 +26,9 @@ constexpr std::size_t kMaxBytesOfACall = 65536;
 FakeSystemManager* gPeer = nullptr;
 
 struct Connection {
-  std::string received;  // of the next request
-  std::string arriving;  // of answers
-  bool arrived;          // the next piece of it
+  std::string received;  // bytes of the next request
+  std::string arriving;  // bytes of answers
+  bool arrived;          // whether the next piece of them has arrived
   bool closed;
   unsigned sends, recvs, polls;
 } gConnection;
@@ -38,7 +38,7 @@ int Fail(int error) {
   return -1;
 }
 
-// Every other call fails: a signal has come, or there is nothing to do after all.
+// Every second call fails, as if a signal had come or the descriptor were not ready.
 bool FailsNow(unsigned& calls) {
   errno = ++calls % 4 == 1 ? EINTR : EAGAIN;
   return calls % 2 == 1;
@@ -76,7 +76,7 @@ FakeSystemManager::~FakeSystemManager() {
   SetPeer(nullptr);
 }
 
-// The linker puts these functions in the place of those without "__wrap_".
+// The linker uses these functions instead of those without "__wrap_".
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 

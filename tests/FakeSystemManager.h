@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A system manager for tests, in this process: programs that link this wrap the calls by which the
-// client library reaches one. Nothing opens a socket, and whoever waits for an answer waits by the
-// library's clock alone.
+// A system manager for tests, inside this process: programs that link this replace the system calls
+// of the client library. No socket is opened, and waiting only advances the library's clock.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +9,23 @@
 #include <string>
 #include <vector>
 
-// An answer, right or wrong, in the bytes of the wire.
+// An answer in the bytes of the protocol, correct or not.
 std::string AnswerOf(const std::string& result, const std::string& reply);
 
-// A table as it is written there.
+// A table in its serialised form.
 std::string TableText(unsigned columns, const std::vector<std::vector<std::string>>& rows);
 
-// While one lives (one at a time), connections to kSocket reach it. The program's own proxy is made
-// anew when it comes and when it goes.
+// While the object exists (one at a time), connections to kSocket reach it. Its constructor and
+// destructor make the program's own proxy anew.
 struct FakeSystemManager {
   using Request = std::vector<std::string>;  // the netstrings of the payload
 
   struct Manners {
-    bool close = false;                            // behind `otherwise`
-    int busyMilliseconds = 0;                      // nobody can connect before
-    std::size_t requestBytes = std::string::npos;  // that it reads of a connection at most
-    std::size_t pieceBytes = std::string::npos;    // of an answer that arrive at once at most
-    int pieceMilliseconds = 0;                     // before each of the pieces
+    bool close = false;                            // the connection, after `otherwise`
+    int busyMilliseconds = 0;                      // connecting fails before
+    std::size_t requestBytes = std::string::npos;  // the most bytes that it reads of a connection
+    std::size_t pieceBytes = std::string::npos;  // the most bytes of an answer that arrive at once
+    int pieceMilliseconds = 0;                   // the time before each of the pieces
   };
 
   static constexpr char kSocket[] = "/system-manager";
@@ -37,7 +36,7 @@ struct FakeSystemManager {
   FakeSystemManager& operator=(const FakeSystemManager&) = delete;
 
   std::map<std::string, std::string> replies;            // to queries and sets, by their keys
-  std::string otherwise = AnswerOf("1", "unknown key");  // sent as it is, to all other keys
+  std::string otherwise = AnswerOf("1", "unknown key");  // sent unchanged for all other keys
   Manners manners;
 
   int milliseconds = 0;  // on the library's clock

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// GIF files as a whole, between giflib and the bytes of a file.
+// Converts whole GIF files between giflib and the bytes of a file.
 #pragma once
 
 #include <gif_lib.h>
@@ -10,8 +10,8 @@
 
 using Gif = std::unique_ptr<GifFileType, void (*)(GifFileType*)>;
 
-// Null when the file is no whole GIF file.
+// Returns null when the file is not a whole GIF file.
 Gif ReadGif(const std::string& path);
 
-// What giflib writes for screen, palette and pictures; they stay the caller's.
+// The bytes that giflib writes for screen, palette and pictures, which stay with the caller.
 std::string BytesOf(const GifFileType& gif);

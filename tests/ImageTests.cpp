@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The status images: the heights of their bars, the templates that come with the site, and whole
-// images, byte by byte: values of a system manager of the test's own, templates good and bad, and
-// outputs that don't take what is written.
+// The status images: the heights of their bars, the templates of the site, and whole images, byte
+// by byte, with values of the test's own system manager, good and bad templates, and outputs that
+// fail.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
@@ -39,16 +39,16 @@ constexpr GifColorType kGreen = {64, 128, 64};
 constexpr char kMac[] = "00:B0:52:00:00:01";
 constexpr char kNoColor[] = "Could not find color index for SNR graph";
 
-// Bars `first` to `last` of that height; all others have none.
+// Bars `first` to `last` have that height; all others have the height 0.
 struct Run {
   int first, last, height;
 };
 using Runs = std::vector<Run>;
 
-// What a test does to the template of the site before it is used.
+// A change to the site's template before it is used.
 using Edit = std::function<void(GifFileType&)>;
 
-// Of that size, in one colour.
+// Gives the picture that size, in one colour.
 Edit Size(int width, int height) {
   return [width, height](GifFileType& gif) {
     SavedImage& image = gif.SavedImages[0];
@@ -141,8 +141,8 @@ TEST(Chart, Heights) {
   }
 }
 
-// The templates that the style "std" has: made from the constants that place the bars, and compared
-// here with places of their own.
+// The templates of the style "std" are made from the constants that place the bars; this test
+// compares them with numbers of its own.
 TEST(Chart, TemplatesOfTheSite) {
   for (const char* name : {"power", "snr"}) {
     const Gif gif = ReadGif(VISTEL_TEST_CHARTS "/"s + name + "_template.gif");
@@ -155,7 +155,7 @@ TEST(Chart, TemplatesOfTheSite) {
     EXPECT_TRUE(std::none_of(pixels, pixels + width * gif->SHeight, [&](GifByteType index) {
       return gif->SColorMap->Colors[index].Green == kGreen.Green;
     })) << name;
-    // The axes stand right beside and below the bars; a tick for each 5 dB and 5 MHz.
+    // The axes are right beside and below the bars, with a tick for each 5 dB and 5 MHz.
     std::vector<int> rows, columns;
     for (int y = 0; y < gif->SHeight; ++y) {
       if (isAxis(25, y)) rows.push_back(y);
@@ -235,7 +235,7 @@ TEST_F(Images, NoValues) {
   EXPECT_TRUE(std::filesystem::exists(values));
 }
 
-// The template stays what it is but for the bars.
+// Only the bars change in the template.
 TEST_F(Images, Templates) {
   const auto tooSmall = [this](const std::string& size) {
     return "GIF image '" + template_ + "' is too small for its chart: " + size +
@@ -254,7 +254,7 @@ TEST_F(Images, Templates) {
     gif.SavedImages[0].ImageDesc.ColorMap = std::exchange(gif.SColorMap, nullptr);
   };
   const auto moved = [](GifFileType& gif) {
-    const GraphicsControlBlock control = {0, false, 0, 4};  // of the transparent colour
+    const GraphicsControlBlock control = {0, false, 0, 4};  // with the transparent colour 4
     EGifGCBToSavedExtension(&control, &gif, 0);
     gif.SWidth = 800;
     gif.SColorResolution = 3;
@@ -265,7 +265,7 @@ TEST_F(Images, Templates) {
   };
   const struct {
     Edit edit;
-    GifByteType color = 5;  // 0: there are no bars
+    GifByteType color = 5;  // 0 for no bars
     Log log = {};
   } rows[] = {
       {threeGreens, 7},
@@ -303,7 +303,7 @@ TEST_F(Images, RefusedTemplates) {
       {"text", "GIF89b is what this is not" + whole},
       {"behind", "\n" + whole},
       {"none", head + ";"},
-      // giflib would take two gigabytes for the first one.
+      // giflib would allocate two gigabytes for the first one.
       {"huge", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\0\xb0\0\xb0\0\x02\0;"s},
       {"vast", "GIF87a\x01\0\x01\0\0\0\0,\0\0\0\0\xff\xff\xff\xff\0\x02\0;"s},
       {"large", Template(Size(4096, 1025))},
@@ -330,8 +330,8 @@ TEST_F(Images, RefusedTemplates) {
   }
 }
 
-// Whether writing fails at once, in the middle or only when the output is closed, all is freed and
-// closed once.
+// Everything is freed and closed exactly once, whether writing fails at once, in the middle or only
+// when the output is closed.
 TEST_F(Images, OutputsThatFail) {
   std::signal(SIGPIPE, SIG_IGN);
   int closedPipe[2];
@@ -346,14 +346,15 @@ TEST_F(Images, OutputsThatFail) {
   folder_.Write("large", Template(noise));
   const struct {
     int descriptor;
-    bool closed;  // afterwards; it isn't where not a byte of the picture can be written
+    bool closed;  // afterwards; not if no byte of the picture can be written
   } rows[] = {{-1, true},
               {open("/dev/null", O_RDONLY | O_CLOEXEC), false},
               {open("/dev/full", O_WRONLY | O_CLOEXEC), true},
               {closedPipe[1], true}};
   for (const auto& row : rows) {
     for (const std::string name : {"small", "large"}) {
-      for (const bool headers : {false, true}) {  // that can't be written
+      for (const bool headers :
+           {false, true}) {  // whether stdout holds headers that can't be written
         gSystemLog.clear();
         const bool open = RunOnto(row.descriptor, [&] {
           if (headers) std::fputs("headers", stdout);

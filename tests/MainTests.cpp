@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the program does besides pages: the submission of settings, and configuration downloads, all
-// that they write, what the log says, and what becomes of the file.
+// What the program does besides pages: the submission of settings, and configuration downloads with
+// their output, their log and the removal of the file.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
@@ -49,8 +49,8 @@ std::string Headers(const std::string& type, const std::string& disposition) {
 TEST(Submission, Variables) {
   const struct {
     const char* request;
-    std::string answer;    // its rows, each with "|" behind it; none: nothing is to be asked
-    const char* expected;  // what is added behind the request, but for the number of errors
+    std::string answer;    // its rows, each followed by "|"; "" if no request is expected
+    const char* expected;  // the variables added after the request's, without the number of errors
     int errors = 0;
   } rows[] = {
       {"a=b&x:sys:y=1&:sys=2", "", ""},
@@ -101,7 +101,7 @@ TEST(Submission, IsOneBatchInTheOrderOfTheRequest) {
 TEST(ConfigurationDownload, EachType) {
   const TestFolder folder(testing::TempDir() + "vistel-download");
   const fs::path before = fs::current_path();
-  fs::current_path(folder.Path());  // a name without a folder is one too
+  fs::current_path(folder.Path());  // for a path without a folder
   const std::string path = folder.Path("adapter.cfg");
   const std::string directory = folder.Path("folder");
   const std::string fifo = folder.Path("fifo");
@@ -166,7 +166,7 @@ TEST(ConfigurationDownload, AClientThatHasLeft) {
   EXPECT_EQ(gSystemLog, Log{"6 got config file '" + path + "'"});
 }
 
-// The service that the program hands to the proxy has two ways to start.
+// The service that the program hands to the proxy has two functions `start`.
 TEST(SvcMgrFunctions, ItsOwnStartDoesNothing) {
   SvcMgrFunctions functions;
   SvcMgrInterface& base = functions;

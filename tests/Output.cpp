@@ -11,7 +11,7 @@
 
 std::vector<std::string> gSystemLog;
 
-// In the place of the C library's.
+// Replaces that of the C library.
 extern "C" void syslog(int priority, const char* format, ...) {
   char line[4096];
   va_list arguments;

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
-// What code under test writes: to descriptor 1, and to the system log, whose syslog() is replaced
-// in programs that link this.
+// Captures what code under test writes to descriptor 1 and to the system log: programs that link
+// this have another syslog().
 #pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
 
-// A line for each call of syslog(), with the priority's number and a space in front unless it is
-// LOG_ERR. Tests clear it when they begin.
+// A line for each call of syslog(), after the priority's number and a space unless it is LOG_ERR.
+// Tests clear it when they begin.
 extern std::vector<std::string> gSystemLog;
 
-// Runs with `output` as descriptor 1; none when it is negative. What stdout holds goes to where it
-// belongs. True when the descriptor is still open afterwards.
+// Runs with `output` as descriptor 1, or without one when it is negative. Flushes stdout before and
+// after. Returns true when the descriptor is still open afterwards.
 bool RunOnto(int output, const std::function<void()>& run);
 
-// Runs, and returns what came to descriptor 1.
+// Runs, and returns the output to descriptor 1.
 std::string OutputOf(const std::function<void()>& run);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The client library of the system manager: its text helpers, the texts of its protocol, and the
-// proxy against peers that answer and against all kinds that don't. Most of what is malformed is in
+// proxy with peers that answer and with peers that fail in every way. Most malformed inputs are in
 // the corpora of the fuzz targets `platform` and `frame`.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -33,7 +33,7 @@ using Request = FakeSystemManager::Request;
 
 constexpr int kDeadlineMilliseconds = 150;
 
-// As Proxy::Set writes them.
+// In the form that Proxy::Set returns.
 constexpr char kNotReached[] =
     "-1 The system manager could not be reached; the setting was not stored.|";
 constexpr char kNotAnswered[] =
@@ -62,7 +62,7 @@ class Proxy : public testing::Test {
     return std::to_string(result) + " " + reply;
   }
 
-  // The same of setting two keys: the rows of the reply, one alone where both are the same.
+  // The same for setting two keys: the rows of the reply, only one if both are the same.
   static std::string Set(SysMgrProxy& proxy) {
     std::string reply;
     const int result =
@@ -161,7 +161,7 @@ TEST(StringTable, CellsThatAreNotThereAreEmpty) {
   EXPECT_EQ(table.Get(0, 2) + table.Get(4, 0) + table.Get(~0U, 0), "");
   EXPECT_EQ(table.Get(0, ~0U) + table.Get(~0U, ~0U), "");
   StringTable moved = std::move(table);
-  EXPECT_EQ(table.Get(0, 0), "");  // NOLINT: that it is safe is the point
+  EXPECT_EQ(table.Get(0, 0), "");  // NOLINT: tests that this is safe
   EXPECT_EQ(moved.Get(0, 1), "b");
 }
 
@@ -244,7 +244,7 @@ TEST_F(Proxy, StalledAnswersEndWithTheDeadline) {
     const char* what;
     std::string bytes;
     FakeSystemManager::Manners manners;
-    int waited = kDeadlineMilliseconds;  // less: the answer comes in time
+    int waited = kDeadlineMilliseconds;  // less if the answer comes in time
     const char* set = kNotAnswered;
   } rows[] = {
       {"silence", "", {}},
@@ -267,7 +267,7 @@ TEST_F(Proxy, StalledAnswersEndWithTheDeadline) {
     EXPECT_EQ(Query(proxy), inTime ? "0 abc" : "-1 ");
     EXPECT_EQ(peer.milliseconds, row.waited);
     if (inTime) continue;
-    // Nobody waits a second time.
+    // The proxy doesn't wait a second time.
     const std::size_t asked = peer.requests.size();
     EXPECT_EQ(Query(proxy) + Set(proxy), "-1 "s + kNotReached);
     EXPECT_EQ(peer.requests.size(), asked);
@@ -277,7 +277,7 @@ TEST_F(Proxy, StalledAnswersEndWithTheDeadline) {
   }
 }
 
-// What comes late, or without being asked for, is the answer to nothing.
+// Late bytes, and bytes without a request, are not taken for an answer.
 TEST_F(Proxy, AnAnswerIsNeverTakenForAnother) {
   const std::string good = AnswerOf("0", "good");
   const std::string stale = AnswerOf("0", "stale");

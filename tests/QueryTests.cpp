@@ -121,7 +121,7 @@ TEST_F(Queries, NestedSets) {
     EXPECT_EQ(executor_.GetValueFromResults(key, 0), "") << key;
   }
   EXPECT_EQ(executor_.GetValueFromResults("01", 7), "");
-  // The row is the innermost one's, whatever set is named.
+  // The row is that of the innermost set, whichever set is named.
   EXPECT_EQ(Do2("${01A}-${01B}-${01C};"), "A1&lt;-i<-;B1-j-;-k-;");
   EXPECT_EQ(Do2("${02A}-${01B};"), "A2-;B2-;");
   EXPECT_EXIT(Do2("x"), testing::ExitedWithCode(1), "");

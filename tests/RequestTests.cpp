@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The request handler's parts: decoding, fields, the choice of a language, what it writes; and the
-// fate of the upload file. Bodies with files are read by the fuzz target `multipart`.
+// The request handler's parts: decoding, fields, the choice of a language, its output; and the
+// upload file. The fuzz target `multipart` reads bodies with files.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <stdio_ext.h>
@@ -62,7 +62,7 @@ TEST(RequestHandler, ParseQueryString) {
     for (const auto& [name, value] : variables) stored += "[" + name + "|" + value + "]";
     EXPECT_EQ(stored, expected) << text;
   }
-  // One field, of a part of the text.
+  // A field of a part of the text.
   std::size_t position = 0;
   for (const char* expected : {"ab", "-c", ""}) {
     EXPECT_EQ(RequestHandler(nullptr).ParseQueryStringPart("ab--c--", position, 5, "--"), expected);
@@ -70,11 +70,11 @@ TEST(RequestHandler, ParseQueryString) {
   EXPECT_EQ(position, 6U);
 }
 
-// The first two bytes of each entry count, "_lang" as a whole.
+// Only the first two bytes of each entry count, but the whole of "_lang".
 TEST(RequestHandler, Language) {
-  // Beside two catalogues what must not be taken for one: what "." and ".." would reach, names of
-  // other lengths or with other bytes than letters, another text domain, a folder, and a FIFO,
-  // whose writer gettext would wait for.
+  // Beside two catalogues, the folder holds things that are not catalogues: those that "." and ".."
+  // would reach, names of other lengths or with other bytes than letters, another text domain, a
+  // folder, and a FIFO, on which gettext would wait for a writer.
   const TestFolder folder(testing::TempDir() + "vistel-language");
   for (const std::string name : {"de", "Pt", ".", "..", "d", "deu", "d1", "1d", "_d"}) {
     folder.Write("locale/" + name + "/LC_MESSAGES/texts.mo", "");
@@ -106,8 +106,8 @@ TEST(RequestHandler, Language) {
   unsetenv("HTTP_ACCEPT_LANGUAGE");
 }
 
-// What comes out is the percent signs of an argument as they are, and headers in spite of what
-// happens to the stream later.
+// The percent signs of an argument come out unchanged, and headers are written even if the stream
+// is discarded later.
 TEST(RequestHandler, WritesAndFlushes) {
   EXPECT_EQ(OutputOf([] {
               RequestHandler::WriteHeaders("a/b; c=%s", "attachment; filename=\"%n\"");
@@ -126,7 +126,7 @@ static std::int64_t UploadTo(const std::string& path) {
 }
 
 TEST(UploadFile, ReplacesWhateverStandsThere) {
-  // What stands at `path`; nothing may become of `other`, nor come to be at path + "x".
+  // Makes what is at `path`; the upload must neither change `other` nor make a file at path + "x".
   using Maker = std::function<void(const std::string& path, const std::string& other)>;
   const struct {
     Maker make;
@@ -187,7 +187,7 @@ TEST(UploadFile, KeepsWhatFitted) {
   EXPECT_EQ(size, UploadFile::kFailed);
   EXPECT_EQ(ReadFile(path), "0123456");
 
-  // Mounts of this process alone, which end with it.
+  // The mounts are visible in this process only and end with it.
   if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
       mount("tmpfs", folder.Path().c_str(), "tmpfs", 0, "size=4096") != 0) {
     GTEST_SKIP() << "a full file system can't be tried: mounting isn't permitted here";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A folder of one test's own, removed with everything in it when the object goes; and files as a
-// whole.
+// A folder for one test, which the destructor removes with everything in it; and functions for
+// whole files.
 #pragma once
 
 #include <stdlib.h>
@@ -14,7 +14,7 @@
 
 class TestFolder {
  public:
-  // Makes a new folder below `parent`, which is made too when it isn't there.
+  // Makes a new folder below `parent`, which is made too if it is missing.
   explicit TestFolder(const std::string& parent) : path_(parent + "/XXXXXX") {
     std::filesystem::create_directories(parent);
     if (mkdtemp(path_.data()) == nullptr) abort();
@@ -29,7 +29,8 @@ class TestFolder {
   const std::string& Path() const { return path_; }
   std::string Path(const std::string& name) const { return path_ + "/" + name; }
 
-  // Writes a file, given relative to the folder; folders in its name are made. Returns its path.
+  // Writes a file, named relative to the folder, and makes the folders in its name. Returns its
+  // path.
   std::string Write(const std::string& name, const std::string& content) const {
     const std::string file = Path(name);
     std::filesystem::create_directories(std::filesystem::path(file).parent_path());
@@ -41,7 +42,7 @@ class TestFolder {
   std::string path_;
 };
 
-// All of the file; "" for one that can't be read.
+// The content of the file; "" for one that can't be read.
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The variable store, the escaper, the segmented string and the reading of numbers. Who owns which
-// part of a string is checked by AddressSanitizer: one freed twice or never fails the test.
+// The variable store, the escaper, the segmented string and the reading of numbers.
+// AddressSanitizer checks the ownership of a string's parts: one that is freed twice or never fails
+// the test.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -46,7 +47,7 @@ TEST(WGLVariables, KeepsOrderAndReplacesInPlace) {
   }
 }
 
-// From 129 entries on there is an index, which grows at 257; the last one shows what it costs.
+// An index exists from 129 entries on and grows at 257; the last number shows its cost.
 TEST(WGLVariables, Many) {
   for (const int count : {128, 257, 100'000}) {
     WGLVariables variables;
@@ -65,7 +66,7 @@ TEST(WGLVariables, Many) {
   }
 }
 
-// By both ways there are.
+// Escapes in both ways, which must agree.
 static std::string Escaped(const char* mode, const std::string& value) {
   const WGLEscaper escaper(mode);
   std::string text(value.size() * escaper.Growth(), '\0');
@@ -91,8 +92,8 @@ TEST(WGLEscaper, Modes) {
   }
 }
 
-// All 256 bytes, wherever they are in what is copied as a word or a block when nothing in it needs
-// escaping. The 62 letters and digits stay in URLs, and with "_" in a safe name.
+// Tests all 256 bytes at each place of a word or block, which is copied at once if nothing in it
+// needs escaping. The 62 letters and digits stay unchanged in URLs, and with "_" in a safe name.
 TEST(WGLEscaper, EachByte) {
   const std::string letters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   const std::map<char, std::string> references = {
@@ -179,8 +180,7 @@ TEST(WGLString, CombinesAndJoins) {
   }
 }
 
-// Clearing is a part of combining. A call for each part would need many times the stack that there
-// is.
+// Clearing is a part of combining. A recursive call for each part would need many times the stack.
 TEST(WGLString, CombinesHundredsOfThousandsOfParts) {
   constexpr int kParts = 300'000;
   WGLString chain = Make({});

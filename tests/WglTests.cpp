@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The search for the end of plain text, against one that looks at one byte after the other. What
-// else the language does is in the cases and in the corpus of the fuzz target `template`.
+// Compares the search for the end of plain text with one that looks at one byte after the other.
+// The rest of the language is tested by the cases and by the corpus of the fuzz target `template`.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -19,7 +19,7 @@ static WGLPlainText Slowly(const std::string& text) {
     const char next = i + 1 < text.size() ? text[i + 1] : '\0';
     if (byte == '`' || byte == '\0') break;
     if (byte == '$' && (next == '{' || next == '\0')) break;
-    // At the end of the text anything may follow.
+    // After the end of the text, anything may follow.
     const bool last = i + 1 == text.size();
     if ((byte == '~' && (last || next == '>')) || (byte == '<' && (last || next == '~'))) break;
     if (byte == '\n') ++plain.lines;
@@ -32,10 +32,10 @@ static WGLPlainText Slowly(const std::string& text) {
 TEST(WGLFindPlainText, RandomTexts) {
   std::mt19937 random(1);
   for (int round = 0; round < 20'000; ++round) {
-    // From texts that are nothing but constructs to long runs without any.
+    // Texts from constructs only to long runs without any.
     const std::string alphabet =
         std::string(random() % 200, 'x') + std::string(random() % 20, '\n') + "<<<$$`~~~>{\0\x80"s;
-    // A heap block of its own size, so that AddressSanitizer sees a read beyond its end.
+    // A heap block of exactly that size, so that AddressSanitizer sees a read beyond its end.
     std::vector<char> text(random() % 300);
     for (char& byte : text) byte = alphabet[random() % alphabet.size()];
     const WGLPlainText plain = WGLFindPlainText(text.data(), text.size());

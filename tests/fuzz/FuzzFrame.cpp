@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: what a peer sends in answer to requests. The first byte of the input is the size of
-// the pieces in which the rest arrives at the proxy (0: one at a time); behind it the peer closes.
+// Fuzz target: the answers of a peer to requests. The first byte of the input is the size of the
+// pieces in which the rest arrives at the proxy (0: one byte at a time); after that, the peer
+// closes the connection.
 #include <algorithm>
 #include <string>
 

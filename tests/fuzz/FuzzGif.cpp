@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: a status image. The input is a byte whose lowest bit says which image, the length of
-// the values as two bytes, the values (a list, or a file of numbers) and the template's file.
+// Fuzz target: a status image. The input is a byte whose lowest bit selects the image, the length
+// of the values as two bytes, the values (a list, or a file of numbers) and the template's file.
 #include <string>
 
 #include "image/Chart.h"
@@ -15,9 +15,9 @@ namespace {
 
 constexpr std::size_t kHeadBytes = 3;
 
-std::string gCell;  // what the system manager answers
+std::string gCell;  // the answer of the system manager
 
-// A file in memory, known by a path.
+// A file in memory with a path.
 class MemoryFile {
  public:
   explicit MemoryFile(const std::string& content) : descriptor_(OpenInMemory(content)) {}
@@ -30,7 +30,7 @@ class MemoryFile {
   int descriptor_;
 };
 
-// The image, written anew with nothing where bars may stand; "" when it isn't a whole one.
+// The image, written anew with the area of the bars empty; "" if it isn't a whole image.
 std::string BesideTheBars(const std::string& bytes) {
   const Gif gif = ReadGif(MemoryFile(bytes).Path());
   if (gif == nullptr || gif->ImageCount != 1) return "";

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: multipart bodies, against a reader that takes one byte at a time. The input's first
-// byte is the size of the pieces in which the body arrives, 0 for all at once; the boundary follows
-// up to a newline, then the body. Both are expanded.
+// Fuzz target: multipart bodies, compared with a reader that reads one byte at a time. The input's
+// first byte is the size of the pieces in which the body arrives, 0 for all at once. The boundary
+// follows up to a newline, then the body; both are expanded.
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
@@ -16,7 +16,7 @@
 #include "tests/fuzz/FuzzTarget.h"
 #include "values/WGLVariables.h"
 
-// Of this process alone, however many run at once.
+// A file for this process only, because several may run at once.
 const std::string gUploadFile =
     std::filesystem::temp_directory_path() / ("fuzz_multipart." + std::to_string(getpid()));
 
@@ -30,8 +30,8 @@ struct Outcome {
   std::optional<std::string> file;
 };
 
-// How a body is to be read, in the plainest words: nothing of it is the program's but the store of
-// variables. What it says is right.
+// Reads a body as simply as possible. It shares only the store of variables with the program, which
+// must give the same result.
 class Reference {
  public:
   Reference(const std::string& body, const std::string& boundary)
@@ -121,12 +121,12 @@ class Reference {
   Outcome outcome_;
 };
 
-std::string_view gInput;  // what is left of standard input
+std::string_view gInput;  // the rest of standard input
 std::size_t gPieceBytes;
 
 }  // namespace
 
-// The linker puts this function in the place of read().
+// The linker uses this function instead of read().
 extern "C" ssize_t __wrap_read(int /*file*/, void* bytes, std::size_t size) {
   const std::size_t count = gInput.copy(static_cast<char*>(bytes), std::min(size, gPieceBytes));
   gInput.remove_prefix(count);
@@ -136,7 +136,7 @@ extern "C" ssize_t __wrap_read(int /*file*/, void* bytes, std::size_t size) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   std::string input(data + 1, data + size);
-  // Up to a NUL byte, since it comes from an environment variable.
+  // Ends at a NUL byte, because it comes from an environment variable.
   const std::string boundary = Expand(Next(input, '\n'), kMaxBytes).c_str();
   const std::string body = Expand(input, kMaxBytes);
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: the texts that the client library reads. The input is a table, the text of a query
-// and a key, each as it stands. Netstrings are read on the way, and by the target `frame`.
+// Fuzz target: the texts that the client library reads. The whole input is read as a table, as the
+// text of a query, as a key and as a number. Tables contain netstrings, which the target `frame`
+// tests too.
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -19,7 +20,7 @@ namespace {
 using Config::Key::Key;
 
 void CheckTable(const std::string& text) {
-  constexpr unsigned kMaxColumns = 65536;  // of a table without cells
+  constexpr unsigned kMaxColumns = 65536;  // the limit for a table without cells
   const StringTable table(text, StringTable::kSerialized);
   const bool framed = text.compare(0, 1, "\1") == 0;
   if (framed && table.Rows() == 0 && table.Columns() == 0) return;
@@ -27,14 +28,14 @@ void CheckTable(const std::string& text) {
   Check(table.Rows() <= text.size() + 1, "rows are few");
   std::string written = table.Serialize();
   if (framed && table.Rows() == 1 && table.Columns() == 1) {
-    // A frame around a cell that needs none is understood, and not written.
+    // A frame around a cell that needs none is read, but never written.
     const std::string cell = table.Get(0, 0);
     written = "\0011:1:" + std::to_string(cell.size()) + ":" + cell + ",";
   }
   Check(text == written, "there is one way to write a table");
 }
 
-// The parts of a query are found in another way.
+// Compares with another way to find the parts of a query.
 void CheckQuery(const std::string& text) {
   constexpr char kBlanks[] = " \t\r\n";
   const StringTable table(text, StringTable::kQueryText);
@@ -91,7 +92,7 @@ void CheckNumber(std::string_view text) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CheckTable(std::string(data, data + size));
   CheckQuery(std::string(data, data + size));
-  // These end where the memory ends: the sanitizer sees what is read behind it.
+  // These end where the memory ends, so that the sanitizer sees a read beyond it.
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   CheckKey(text);
   CheckNumber(text);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: an urlencoded text becomes variables. The input is the text as it stands.
+// Fuzz target: the whole input is an urlencoded text, which becomes variables.
 #include <algorithm>
 #include <string>
 

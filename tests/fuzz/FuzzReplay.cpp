@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs the files of a folder, a corpus, through a fuzz target without a fuzzer, so that every
-// finding of the past stays a test. A file's name is printed before it runs: the last one is the
-// culprit.
+// Runs the files of a corpus through a fuzz target without a fuzzer, so that every earlier finding
+// stays a test. Prints a file's name before its run: the last name is that of the failing file.
 #include <filesystem>
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What every fuzz target has in common. A target never returns from a fault: a broken invariant
-// aborts, which the fuzzer and the replay program both see as a finding.
+// Shared by all fuzz targets. A target never returns after a fault: a broken invariant aborts,
+// which both the fuzzer and the replay program report as a finding.
 #pragma once
 
 #include <sys/mman.h>
@@ -14,24 +14,25 @@
 #include <cstdlib>
 #include <string>
 
-// Runs one input. Called again and again in one process, so it leaves no state behind.
+// Runs one input. It is called many times in one process, so it must leave no state.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 inline void Check(bool holds, const char* invariant) {
   if (holds) return;
-  dprintf(STDERR_FILENO, "broken invariant: %s\n", invariant);  // `stderr` may be caught
+  dprintf(STDERR_FILENO, "broken invariant: %s\n", invariant);  // `stderr` may be redirected
   std::abort();
 }
 
-// Takes what comes before the next `end` off the input, and that `end`; without one, everything.
+// Removes the text before the next `end`, and that `end`, from the input; without one, the whole
+// input.
 inline std::string Next(std::string& input, char end) {
   std::string part = input.substr(0, input.find(end));
   input.erase(0, part.size() + 1);
   return part;
 }
 
-// Writes repetitions out: 0xFE, a byte and a count stand for that byte 32 times the count, so that
-// a few bytes reach the sizes at which buffers are refilled and limits are met.
+// Expands repetitions: 0xFE, a byte and a count mean that byte 32 times the count, so that a few
+// bytes reach the sizes at which buffers are refilled and limits are met.
 inline std::string Expand(const std::string& text, std::size_t maxBytes) {
   constexpr std::size_t kRepeatUnit = 32;
   std::string result;
@@ -46,7 +47,7 @@ inline std::string Expand(const std::string& text, std::size_t maxBytes) {
   return result.substr(0, maxBytes);
 }
 
-// A descriptor of a new file in memory, at the beginning of that content.
+// A descriptor of a new file in memory with that content, at its beginning.
 inline int OpenInMemory(const std::string& content) {
   const int file = memfd_create("fuzz", MFD_CLOEXEC);
   Check(pwrite(file, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: scanner, include stack and parser on templates. The input is cut at the bytes 0xFF
-// into /main.wgl, /a.wgl, /sub/b.wgl, the request's variables (urlencoded) and a read plan; the
+// Fuzz target: scanner, include stack and parser on templates. The bytes 0xFF split the input into
+// /main.wgl, /a.wgl, /sub/b.wgl, the request's variables (urlencoded) and a read plan; the
 // templates are expanded.
 #include <cstdio>
 #include <string>
@@ -19,10 +19,10 @@ namespace {
 
 constexpr char kSeparator = '\xFF';
 
-// More than the scanner's first buffer holds, little enough for many runs in a second.
+// Larger than the scanner's first buffer, but small enough for many runs in a second.
 constexpr std::size_t kMaxTemplateBytes = 24576;
 
-// The scanner's messages that a template and the ways of its bytes can bring about.
+// The scanner's messages that a template and a read plan can cause.
 constexpr char kStackUnderflow[] = "start-condition stack underflow\n";
 constexpr char kReadError[] = "input in flex scanner failed\n";
 
@@ -53,7 +53,7 @@ void CheckTokens(const TemplateFiles& files, const std::string& readPlan) {
   Check(outcome.output == expected.text, "the scanner finds the tokens that the rules say");
 }
 
-// Either the page or a message is written, never a part of the page.
+// The output must be the page or a message, never a part of the page.
 void CheckKindOfOutput(const RunOutcome& outcome) {
   const std::string& output = outcome.output;
   const bool exited = outcome.end == RunEnd::kExited;
@@ -81,7 +81,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     *file = Expand(Next(input, kSeparator), kMaxTemplateBytes);
   }
   files.query = Next(input, kSeparator);
-  const std::string& readPlan = input;  // a separator in there is a failing read
+  const std::string& readPlan = input;  // a separator in it is a failing read
   const bool readsFail = readPlan.find(kSeparator) != std::string::npos;
 
   CheckTokens(files, "");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: a file that somebody uploads is read, as a configuration and as a firmware image.
-// The first byte of the input is the size of the pieces in which the image is verified.
+// Fuzz target: reads an uploaded file as a configuration and as a firmware image. The first byte of
+// the input is the size of the pieces in which the image is verified.
 #include <algorithm>
 #include <string>
 #include <string_view>

@@ -15,7 +15,7 @@ struct Word {
   const char* text;
   int token;
 };
-// "get" stands before "ge", which it begins with.
+// "get" comes before "ge", with which it begins.
 constexpr Word kKeywords[] = {{"+", T_PLUS},      {"-", T_MINUS},   {"include", T_INCLUDE},
                               {"trans", T_TRANS}, {"set", T_SET},   {"get", T_GET},
                               {"query", T_QUERY}, {"do", T_DO},     {"rowcount", T_ROWCOUNT},
@@ -96,13 +96,13 @@ class Scanner {
     if (Follows("`")) return Pop(T_QUOTE, 1);
     if (Follows("${")) return Text(PlaceholderSize());
     if (Follows("$") && position_ + 1 < input_.size()) {
-      return Text(2);  // a newline among them goes uncounted
+      return Text(2);  // a newline among them is not counted
     }
     if (Follows("\n")) ++line_;
     Text(1);
   }
 
-  // The size of "${ROW}" or "${12}" or "${12X}" here, 1 if there is only a "$".
+  // The size of "${ROW}", "${12}" or "${12X}" at the current place, 1 if there is only a "$".
   std::size_t PlaceholderSize() const {
     if (Follows("${ROW}")) return std::strlen("${ROW}");
     if (!IsDigit(At(position_ + 2)) || !IsDigit(At(position_ + 3))) return 1;

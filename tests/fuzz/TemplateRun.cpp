@@ -43,7 +43,7 @@ using MallocHook = void (*)(const volatile void* block, std::size_t size);
 using FreeHook = void (*)(const volatile void* block);
 int __sanitizer_install_malloc_and_free_hooks(MallocHook, FreeHook) __attribute__((weak));
 
-// What is left of a run that was not finished is freed by one function, whichever made it.
+// One function frees what an unfinished run has left, whichever function allocated it.
 const char* __asan_default_options();
 const char* __asan_default_options() {
   return "alloc_dealloc_mismatch=0";
@@ -53,23 +53,23 @@ const char* __asan_default_options() {
 
 namespace {
 
-// A template that includes itself ends here, and not at the limit of this process.
+// A template that includes itself ends at this number, and not at the limit of this process.
 constexpr std::size_t kMaxOpenFiles = 24;
 
-// Every variable that is read is copied. Twenty lines that double a variable would ask for more
-// than any machine has, which is no fault of the program.
+// Reading a variable copies it. Twenty lines that double a variable would need more memory than any
+// machine has, which is not a fault of the program.
 constexpr std::size_t kMaxCopiedBytes = std::size_t{2} << 20;
 
-// With each read the scanner starts the token anew that it has begun, which takes its time when a
-// token of many bytes comes in many pieces. After so many reads the plan no longer counts.
+// At each read, the scanner begins its unfinished token anew, which takes long when a large token
+// comes in many pieces. After so many reads, the plan is ignored.
 constexpr std::size_t kMaxPlannedReads = 256;
 constexpr unsigned char kInterruptedRead = 0;
 constexpr unsigned char kFailingRead = 255;
 
-// A few nested tables would make a page that no machine can hold.
+// More nested tables would make a page that no machine can hold.
 constexpr unsigned kMaxRepeatingQueries = 4;
 
-// The state of the run. It is static, as a long jump leaves the values of local variables open.
+// The state of the run. It is static, because local variables are undefined after a long jump.
 struct Run {
   bool active;
   jmp_buf leave;
@@ -83,8 +83,8 @@ Run gRun;
 TemplateFiles gFiles;
 std::string gReadPlan;
 
-// The blocks that the run has taken and not given back; never destroyed, since blocks are freed
-// until the very end of the process. Nothing counts while the account itself takes memory.
+// The blocks that the run has allocated and not freed. It is never destroyed, because blocks are
+// freed until the very end of the process. Blocks that it needs itself are not counted.
 auto& gBlocks = *new std::unordered_set<const volatile void*>;
 bool gCounting = false;
 
@@ -118,13 +118,13 @@ void CallBody(int (*body)()) {
   gRun.status = status;
 }
 
-// Everything that the program makes once per process.
+// Destroys everything that the program makes once per process.
 void DestroyGlobals() {
   // Frees the buffers of all files but the first, if an included file was being read.
   while (gIncludeStack.EndInclude()) {
   }
   yywgllex_destroy();
-  WGLWritePage(WGLEmpty());  // it keeps the page before
+  WGLWritePage(WGLEmpty());  // frees the previous page
   gIncludeStack.~WGLIncludeStack();
   gQueryExecutor.~WGLQueryExecutor();
   gVariables.~WGLVariables();
@@ -136,7 +136,7 @@ void MakeGlobals() {
   new (&gIncludeStack) WGLIncludeStack;
 }
 
-// No memory of a run's.
+// Uses no memory of a run.
 bool BufferStandardOutput() {
   static char buffer[BUFSIZ];
   return setvbuf(stdout, buffer, _IOFBF, sizeof buffer) == 0;
@@ -144,7 +144,7 @@ bool BufferStandardOutput() {
 
 }  // namespace
 
-// In the place of the system manager: tables that follow from the keys, hostile cells among them,
+// Replaces the system manager: the tables, with hostile cells among them, depend only on the keys,
 // so that a template always gives the same page.
 StringTable SysMgr_Query(const StringTable& query) {
   constexpr const char* kCells[] = {"<b>\"'&", "\\${01}${ROW}", "plain text of some length", "0",
@@ -161,11 +161,11 @@ StringTable SysMgr_Query(const StringTable& query) {
     }
     table.AddCells(cells);
   }
-  // By way of the form in which a real answer comes.
+  // Goes through the form of a real answer.
   return StringTable(table.Serialize(), StringTable::kSerialized);
 }
 
-// The linker puts these functions in the place of those without "__wrap_".
+// The linker uses these functions instead of those without "__wrap_".
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Evaluates templates in this process, as often as wanted, though the program does it once and may
-// end the process on the way: exit() comes back here, both standard streams are caught as one, the
-// files' bytes come from memory, and all global state is made anew.
+// Evaluates any number of templates in this process, although the program evaluates only one and
+// may end the process: exit() returns here, both standard streams are captured as one, the files'
+// bytes come from memory, and all global state is made anew.
 #pragma once
 
 #include <string>
@@ -15,8 +15,8 @@ struct TemplateFiles {
 };
 
 enum class RunEnd {
-  kReturned,   // status: what the body returned
-  kExited,     // status: what was handed to exit()
+  kReturned,   // the status is the body's return value
+  kExited,     // the status is the argument of exit()
   kAbandoned,  // the page took too much memory
 };
 
@@ -26,9 +26,9 @@ struct RunOutcome {
   std::string output;
 };
 
-// Opens /main.wgl and calls `body`, which is WGLParse or pulls the tokens itself. `readPlan` says
-// how the bytes of the files arrive: each byte is the size of a read, 0 an interrupted one, 255 a
-// failing one; it starts over at its end, but not for ever. Without a plan all reads are as large
-// as asked for. Aborts when a run that was not ended by exit() leaves memory behind (as far as a
-// sanitizer's allocator tells), and when a file outside the document root is opened.
+// Opens /main.wgl and calls `body`, which is WGLParse or reads the tokens itself. `readPlan` says
+// how the bytes of the files arrive: each of its bytes is the size of a read, 0 an interrupted
+// read, 255 a failing one. At its end it starts again, a limited number of times. Without a plan,
+// all reads have the requested size. Aborts when a run that exit() didn't end leaks memory (as far
+// as a sanitizer's allocator can tell), and when a file outside the document root is opened.
 RunOutcome RunTemplate(const TemplateFiles& files, const std::string& readPlan, int (*body)());

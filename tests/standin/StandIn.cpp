@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The library that goes with the headers: a device maker's own instead of ours.
+// The library that belongs to the headers: a device maker's own instead of ours.
 #include "platform/SysMgrProxy.h"
 
 SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrAdapter& service, const std::string&)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The service for tests: it waits for nobody longer than a second, and the file "clock" in the
-// folder where it was started tells it the time of day and the monotonic clock, in seconds.
+// The service for tests: its timeouts are at most a second, and the file "clock" in the folder
+// where it was started holds the time of day and the monotonic clock, in seconds.
 #include <cstdint>
 #include <fstream>
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What nobody outside can cause at will: an exchange between two steps, an end at each of them.
+// Events that a test can't cause from outside: a file replaced between two steps, an end at each
+// step.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -42,7 +43,7 @@ TEST(UploadedFile, TheOneThatWasOpenedGoes) {
   fs::rename(folder.Write("newer", "newer"), path);
   upload.Delete(older);
   EXPECT_EQ(ReadFile(path), "newer");
-  // One that nobody acts on goes as well, and one that takes its place has its own time.
+  // A file that no action takes is removed too; the time of a newer file begins anew.
   std::int64_t now = 5;
   const auto wait = [&](std::int64_t seconds) {
     upload.DeleteOld(now += seconds);
@@ -55,7 +56,7 @@ TEST(UploadedFile, TheOneThatWasOpenedGoes) {
   EXPECT_FALSE(wait(UploadedFile::kMaxAgeSeconds));
 }
 
-// A device that can be started again and again over the same folder, and does one step when told.
+// A device that can be started repeatedly with the same folder, and runs one step at a time.
 class FirmwareUpdateTest : public testing::Test {
  protected:
   void Start() {
@@ -63,7 +64,7 @@ class FirmwareUpdateTest : public testing::Test {
     update_->RunStepsWith([this](std::function<bool()> step) { step_ = std::move(step); });
   }
 
-  // Of 400 bytes, so that each step has as many.
+  // 400 bytes, so that all steps write the same number.
   static std::string Image(const char* version, const char* digits) {
     return "VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: " + std::string(version) +
            "\nLength: 268\nSHA-256: " + digits + "\n\n" + std::string(268, 'x');
@@ -81,7 +82,7 @@ class FirmwareUpdateTest : public testing::Test {
   std::function<bool()> step_;
 };
 
-// The process ends between two steps, or within one: what a step has written so far is in the file.
+// The process ends between two steps or within one; the file then holds what the step has written.
 TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
   bool finished = false;
   unsigned steps = 0;
@@ -91,7 +92,7 @@ TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
     folder_.Write("upload", new_);
     ASSERT_TRUE(update_->Install().IsSuccess());
     for (unsigned step = 0; step < steps && !finished; ++step) finished = !step_();
-    // A crash runs no destructor: the leftover is what stays.
+    // A crash runs no destructor, so the unfinished file stays.
     const std::string half = ReadFile(installed_ + ".new");
     EXPECT_EQ(fs::exists(installed_ + ".new"), !finished);
     EXPECT_EQ(ReadFile(installed_), finished ? new_ : old_) << steps;
@@ -104,7 +105,7 @@ TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
   EXPECT_EQ(steps, FirmwareUpdate::kWritingSteps + FirmwareUpdate::kReadingSteps + 1);
 }
 
-// What comes back from the disk is not what was checked.
+// The bytes read back from the disk are not those that were checked.
 TEST_F(FirmwareUpdateTest, DamagedMeanwhile) {
   Start();
   folder_.Write("upload", new_);

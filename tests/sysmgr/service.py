@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """
-What the tests of the system manager share: services of a test's own, and clients. A question or a
-batch is a line ("a;b", "set a=1|b=2"), and so is its answer: rows with "/" between them, cells with
-"|"; in brackets, why there is none.
+Shared by the tests of the system manager: services of a test's own, and clients. A query or a batch is a
+line ("a;b", "set a=1|b=2"), and so is its answer: rows with "/" between them, cells with "|" between them;
+or, in brackets, why there is none.
 """
 import functools
 import os
@@ -26,19 +26,19 @@ from program import decode, encode, netstring, parts, table  # noqa: E402
 BUILD = Path(sys.argv[1]).resolve()  # of the whole project
 SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
 PRODUCT = SOURCE / "sysmgr/model.json"
-WAIT_SECONDS = 60  # a hang is what this ends, on a busy machine as well
+WAIT_SECONDS = 60  # ends a hang, even on a busy machine
 KILLS = int(os.environ.get("VISTEL_TEST_KILLS", 8))
 RANDOM = random.Random(20261122)
 
 
 def rows(text):
-    """A row a line, its cells with "=>" between them; a line that begins with it goes on."""
+    """A row per line, its cells with "=>" between them; a line that begins with that continues the row."""
     return [[cell.strip() for cell in row.split("=>")]
             for row in re.sub(r"\n *=>", " =>", text).split("\n") if row.strip()]
 
 
 def key(name, text):
-    """A model's key of type, access and what more there is, limits as 0-9: "text read, 0-9, 'source': 's'"."""
+    """A model's key from its type, access and further members, with limits as 0-9: "text read, 0-9, 'source': 's'"."""
     kind, access, more = re.fullmatch(r"(\S+) ([a-z-]+)(.*)", text, re.S).groups()
     more = re.sub(r", (-?\d+)-(\d+)", r", 'minimum': \1, 'maximum': \2", more)
     return f"{{'key': '{name}', 'type': '{kind}', 'access': '{access}'{more}}}"
@@ -54,7 +54,7 @@ def model(*keys, rules=""):
 
 
 def frame(text):
-    """ "query|name|secret|client|key|0" as a message; "#" stands for the byte that begins a table."""
+    """ "query|name|secret|client|key|0" as a message; "#" means the byte that begins a table."""
     return netstring(b"".join(netstring(encode(field).replace(b"#", b"\1")) for field in text.split("|")))
 
 
@@ -69,13 +69,13 @@ def grid(reply):
 
 @functools.cache
 def messages(model_file):
-    """Whatever a page can get of a model, one sentence a line."""
+    """Every sentence of a model that a page can show, one per line."""
     return subprocess.run([SYSMGRD, "--messages", "--model", model_file], check=True, capture_output=True,
                           text=True).stdout.split("\n")
 
 
 def eventually(is_true):
-    """Waits until it is."""
+    """Waits until the condition is true."""
     end = time.monotonic() + WAIT_SECONDS
     while not is_true():
         if time.monotonic() > end:
@@ -95,7 +95,7 @@ class Client:
             self.socket.sendall(data)
             if not more:
                 self.socket.shutdown(socket.SHUT_WR)
-        except OSError:  # hung up meanwhile, which is seen when receiving
+        except OSError:  # the service has disconnected; receiving shows that
             pass
         return self
 
@@ -147,7 +147,7 @@ class Service:
         self.start(**arguments)
 
     def start(self, **arguments):
-        """Waits until it listens or has ended. `model`: a path, or a text."""
+        """Waits until the service listens or has ended. `model`: a path, or a text."""
         self.arguments.update(arguments)
         if isinstance(text := self.arguments["model"], str):
             self.arguments["model"] = self.write(f"model-{hash(text)}.json", text)
@@ -168,12 +168,12 @@ class Service:
             return False
 
     def end(self, number=signal.SIGTERM):
-        """The status, below 0 for a signal."""
+        """The exit status, below 0 for a signal."""
         self.process.send_signal(number)
         return self.process.wait(WAIT_SECONDS)
 
     def kill_at_any_moment(self, work):
-        """Kills it while the work, which says whether to go on, is done; starts it again for a look."""
+        """Repeatedly kills the service during `work`, which returns whether to continue, and starts it again."""
         for _ in range(KILLS):
             threading.Timer(RANDOM.uniform(0, 0.03), self.process.kill).start()
             while work():
@@ -202,20 +202,20 @@ class Service:
         return decode(path.read_bytes()) if path.exists() else None
 
     def clock(self, time_of_day=1700000000, steady=1000):
-        """Of the impatient program."""
+        """Sets the clock of the impatient program."""
         self.write("clock.new", f"{time_of_day} {steady}").rename(self.folder / "clock")
 
     def ask(self, line, client="tester"):
         kind, *tables = "query", line.split(";"), None
         if line.startswith("set "):
-            # The value begins after the first "=" that is in no braces.
+            # The value begins after the first "=" outside of braces.
             pairs = [re.fullmatch(r"((?:\{.*?\}|[^={])*)=(.*)", pair, re.S).groups() for pair in line[4:].split("|")]
             kind, *tables = "set", *zip(*pairs)
         keys, values = (b"0" if cells is None else table(*([cell] for cell in cells)) for cells in tables)
         fields = [kind.encode(), b"Test", encode((self.read("auth") or "").removesuffix("\n")), client.encode()]
         answer = self.client.ask(netstring(b"".join(map(netstring, [*fields, keys, values]))))
         if kind == "set" and answer.strip("/") and answer[0] != "[":
-            # Whatever is refused is refused with sentences that translators know.
+            # Every refusal is a sentence that translators know.
             told = re.sub("|".join(map(re.escape, messages(self.arguments["model"]))), "", answer)
             assert not told.strip("/"), answer
         return answer
@@ -231,6 +231,6 @@ class ServiceTest(unittest.TestCase):
         return service
 
     def expect(self, service, text, **options):
-        """Rows of a line and its answer."""
+        """Checks rows, each a line and its answer."""
         for line, answer in rows(text):
             self.assertEqual(service.ask(line, **options), answer, line[:500])

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-Configurations out and back in: nothing is lost on the way, and nothing that is not whole and right
-comes in. And the files that change hands meanwhile: whose they are and how many there can be.
+Exports and restores configurations: nothing is lost, and only whole and correct ones are restored. Also
+tests the files that are handed over: their owner and their number.
 
 usage: test_configuration.py BUILD [TEST...]
 """
@@ -31,7 +31,7 @@ class Configuration(ServiceTest):
         self.device = self.service(IMPATIENT)
 
     def restore(self, file, how="check"):
-        """Uploads a file and sets what is to be done with it; it is gone afterwards."""
+        """Uploads a file and sets the action; the file must be gone afterwards."""
         path = self.device.write("upload.bin", file)
         answer = self.device.ask("set System.ConfigRestore=" + how)
         self.assertFalse(path.exists())
@@ -72,7 +72,7 @@ class Configuration(ServiceTest):
         self.assertEqual(self.device.ask("a;b;c;d"), "|".join(values))
 
     def test_what_is_wrong_is_told(self):
-        """Texts, their answer and the mistakes; all of them leave the device as it was."""
+        """Texts, their answers and the mistakes; none of them changes the device."""
         before, no_version = self.all(), "The configuration does not say which version of the model it is of."
         rule = "A static address needs address, network mask and gateway."
         whole = document(setting("System.Led", "0"))
@@ -145,8 +145,8 @@ class Configuration(ServiceTest):
         changed, file, first = self.all(), sealed(), salt()
         self.assertEqual(file[:23], b"vistel-configuration 1\n")
         self.assertNotIn(b"Attic", file)
-        # Each file has a nonce of its own. The key is made once, and forgotten when the device restarts or
-        # the password changes: another salt shows that it was made again.
+        # Each file has its own nonce. The key is derived once, and forgotten when the device restarts or the
+        # password changes: another salt shows that it was derived again.
         self.assertNotEqual(sealed(), file)
         self.assertEqual(salt(), first)
         self.expect(self.device, "System.ConfigPasswordSet => 1\n set System.Restart=1 =>")
@@ -183,7 +183,7 @@ class Configuration(ServiceTest):
         self.assertEqual(self.all(), factory)
         self.expect(self.device, "set System.ConfigRestore=apply =>\n System.ConfigPending => 0")
         self.assertEqual(self.all(), changed)
-        # Whoever has kept the file of docs/configuration.md can still open it.
+        # The file of docs/configuration.md can still be opened.
         old = base64.b64decode(
             "dmlzdGVsLWNvbmZpZ3VyYXRpb24gMQo/oNBlputSVnGpbwQrnRzYOWWkAds9WRPDC0dHr1MNwStC9HfWzbUovI7yJ0oh"
             "HyjJ8Lp8GKlLqATmWIvBEDxqo6uLyXT6dGdlg8AdyVSqYxBjt70CPn/8wFZfIDFifdy2+WZAIT8DTf36LBpv4AWlLRYh"
@@ -207,7 +207,7 @@ class Configuration(ServiceTest):
             System.ConfigChanges =>
             set System.ConfigRestore=apply => No file has been uploaded.
             """)
-        # The rules are those of the moment when it is stored.
+        # The rules are checked when the configuration is stored.
         self.assertEqual(self.restore(document(setting("Network.Address"))), "")
         self.expect(self.device, """
             set Network.Mode=static|Network.Address=192.168.1.5|Network.Netmask=255.255.255.0|Network.Gateway=192.168.1.1
@@ -239,7 +239,7 @@ class Files(ServiceTest):
         self.assertFalse(there(first))
         service.clock(steady=1609)
         self.assertEqual(put(), full)
-        # What has been fetched is in nobody's way.
+        # A fetched file takes no room.
         os.unlink(files[-1])
         self.assertTrue(there(put()) and there(second))
         self.assertEqual(put(), full)

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-Faulty models, what values and rules of a model let through, and queries, batches and actions over
-the product's model and a simulated device whose clocks stand still.
+Faulty models, the values and rules of a model, and queries, batches and actions with the product's model
+and a simulated device whose clocks are stopped.
 
 usage: test_device.py BUILD [TEST...]
 """
@@ -287,7 +287,7 @@ class Device(ServiceTest):
             self.assertEqual(service.ask("HomePlug.Stations{MacAddress=00:0B:3B:7F:01:08}.Name;"
                                          "HomePlug.Stations{MacAddress=00:0B:3B:7F:01:09}.Name"), names, batch)
         self.assertEqual(service.ask("HomePlug.ToneMaps").count("/"), 7)
-        # Were it nonsense what is kept of names, it would not reach a page.
+        # Nonsense in the stored names would not reach a page.
         service.end()
         with sqlite3.connect(service.folder / "settings.db") as database:
             database.execute("UPDATE setting SET value = ? WHERE CAST(key AS TEXT) LIKE '!station-name %09'",
@@ -296,7 +296,7 @@ class Device(ServiceTest):
         self.assertEqual(service.ask("HomePlug.Stations{MacAddress=00:0B:3B:7F:01:09}.Name"), "\u00fc ?????")
 
     def test_restarts_resets_and_their_log(self):
-        """What was told and set is forgotten; and nothing of it is ever told to the log."""
+        """Forgets stored names and settings; the log never holds their values."""
         service = self.service(IMPATIENT)
         look = ("System.DeviceName;System.Uptime;HomePlug.Stations{Role=local}.Uptime;HomePlug.Stations{MacAddress="
                 "00:0B:3B:7F:01:08}.Name;HomePlug.Stations{MacAddress=00:0B:3B:7F:01:0A}.Name")
@@ -311,7 +311,7 @@ class Device(ServiceTest):
         service.clock(steady=1060)
         self.assertEqual(service.ask(look), 'canary|60|60|feather|Garten <&> "H\u00fctte"')
         uptime = service.ask(other)
-        # A configuration goes to other devices, and what was told about stations does not.
+        # A configuration, which may go to other devices, holds nothing about stations.
         exported = service.ask("System.ConfigShow:secrets=include")
         self.assertIn("canary word", exported)
         self.assertNotRegex(exported, "feather|00:0B:3B")
@@ -368,7 +368,7 @@ class Device(ServiceTest):
         self.assertEqual(before, stations(same))
         self.assertNotEqual([row[2] for row in before], [row[2] for row in stations(other)])
         for minute in range(1, 6):
-            # Somebody sets the clock back again and again; no count knows.
+            # The time of day is set back repeatedly, without an effect on counts.
             one.clock(1700000000 - 300 * minute, 1000 + 60 * minute)
             self.assertEqual(one.ask("System.Uptime;HomePlug.Stations{Role=local}.Uptime"), f"{60 * minute}|{60 * minute}")
             after = stations(one)
@@ -387,7 +387,7 @@ class Device(ServiceTest):
         self.assertRegex(file, f"^{one.folder}/files/snr-")
         decibels = struct.unpack("1155d", encode(one.read(file)))
         self.assertTrue(0 <= min(decibels) and 10 < max(decibels) <= 60)
-        # A query that fails leaves no file behind.
+        # A failed query leaves no file.
         self.assertEqual(one.ask(f"{key};{key}"),
                          "[1: key 'HomePlug.SNR': The query asks for more files than one may, which is 1.]")
         self.assertEqual([str(path) for path in (one.folder / "files").iterdir()], [file])

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """
-What is a firmware image and what is none, and the way of one into the device.
+Correct and faulty firmware images, and their installation.
 
 usage: test_firmware.py BUILD [TEST...]
 """
@@ -20,7 +20,7 @@ LOOK = "System.FirmwareState;System.FirmwareProgress;System.Firmware;System.Firm
 
 
 def image(payload=b"hello!", version="2.4.0", lines=None):
-    """With these lines and the right checksum in "*", made without the code that reads it."""
+    """An image with these lines and the right checksum for "*", made without the code that reads images."""
     lines = lines or f"VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: {version}\nLength: {len(payload)}\nSHA-256: *\n"
     hashed = "".join(line for line in lines.splitlines(keepends=True) if "*" not in line)
     digits = hashlib.sha256(encode(hashed + "\n") + payload).hexdigest()
@@ -32,7 +32,7 @@ class Images(ServiceTest):
         self.device = self.service(IMPATIENT)
 
     def check(self, content):
-        """The answer; the version that waits then, in brackets."""
+        """The answer to a check; after a success, the waiting version in angle brackets."""
         self.device.write("upload.bin", content)
         answer = self.device.ask("set System.FirmwareUpdate=check")
         return answer or f"<{self.device.ask('System.FirmwareImage{Model=Vistel}.Version')}>"
@@ -93,7 +93,7 @@ class Images(ServiceTest):
         self.assertEqual(self.check(whole + b"\0"), "The firmware image is longer than its header says.")
 
     def test_made_by_the_tool(self):
-        """Our own tool is the other end of what docs/firmware.md says."""
+        """Our own tool makes what docs/firmware.md describes."""
         payload = b"\n\nSHA-256: 1\n\0\xff"
         make = lambda version: subprocess.run(
             [SOURCE / "tools/make-firmware", "--model", "Vistel", "--version", version, "payload", "image"],
@@ -187,7 +187,7 @@ class Installation(ServiceTest):
         self.assertIsNone(device.read("firmware-waiting.img.new"))
 
     def test_killed_at_any_moment(self):
-        """The image that runs is the last one that was installed or the one of before, never another."""
+        """The running image is the last installed one or the one before, never another."""
         device = self.service(IMPATIENT)
         before, version = "2.3.1-02", 0
 

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """
-The service from outside: who may speak to it, what it makes of bytes that are no request, what one
-client can cost another, and what a disk or a kill can cost its settings.
+The service from outside: who may connect, malformed requests, the effect of one client on others, and the
+effect of disk errors and kills on the settings.
 
 usage: test_service.py BUILD [TEST...]
 """
@@ -35,7 +35,7 @@ class Requests(ServiceTest):
         self.assertEqual(service.ask("System.ProductName"), NAME)
         self.assertEqual(service.end(), 0)
         self.assertFalse((run / "socket").exists())
-        # One that was killed leaves its socket behind; the next one takes it over.
+        # A killed service leaves its socket; the next one replaces it.
         service.start()
         self.assertEqual(service.end(signal.SIGKILL), -signal.SIGKILL)
         self.assertTrue((run / "socket").exists())
@@ -122,7 +122,7 @@ class Requests(ServiceTest):
         self.assertNotIn("secret", service.read("log"))
 
     def test_bytes_that_are_no_request(self):
-        """Whatever a client sends, it gets an answer or an end: never silence, never half an answer."""
+        """For any bytes, a client gets an answer or is disconnected: never silence, never half an answer."""
         service = self.service()
         for data in (b"x", b":", b",", b"-1:", b"01:a,", b"1048577:", b"4294967296:", b"18446744073709551616:",
                      b"1:ab", b"3:1:a.,", b"5:1:a,,,", b"6:9:abc,,", b"9" * 100):
@@ -133,7 +133,7 @@ class Requests(ServiceTest):
             for bit in range(8):
                 changed = request[:at] + bytes([request[at] ^ 1 << bit]) + request[at + 1:]
                 Client(service).send(changed, more=False).receive()
-        # The largest request there is, refused for what it says and not for its size.
+        # The largest request, refused for its content and not for its size.
         self.assertRegex(service.ask("x" * (1048576 - 200)), r"\A\[1: key 'x")
         self.assertEqual(service.ask("System.ProductName;System.Led"), NAME + "|1")
 
@@ -160,7 +160,7 @@ class Requests(ServiceTest):
 
 class Clients(ServiceTest):
     def test_stuck_ones(self):
-        """The others are served at once, they themselves are disconnected when their time is over."""
+        """The others are served at once; these are disconnected when their time is over."""
         service = self.service(IMPATIENT, model=LARGE)
         idle, stuck, dribbling, greedy = (Client(service) for _ in range(4))
         self.assertEqual(idle.ask(ASK_NAME), NAME)
@@ -211,7 +211,7 @@ class Clients(ServiceTest):
                     self.assertLess(service.resident_kilobytes(), 192 * 1024)
 
     def test_many_sets_at_once(self):
-        """They are stored one by one between the others' turns: many names are seen on the way."""
+        """They are stored one by one between the others' turns, so a query sees many of the names."""
         service = self.service()
         setter = Client(service).send(b"".join(frame(f"set|||c|System.DeviceName|name {i}") for i in range(40)))
         names = {service.ask("System.DeviceName")}
@@ -225,7 +225,7 @@ class Clients(ServiceTest):
         query = frame("query|||c|#1:256:1:b," + "1:a," * 255 + "|0")
         room = most - len(Client(service).send(query).receive())
         self.assertLess(room, 65536)
-        # The length of the value takes bytes, too.
+        # The length of the value takes bytes too.
         room -= len(str(room)) - 1
         self.assertEqual(service.ask("set b=" + "y" * room), "")
         self.assertEqual(len(Client(service).send(query).receive()), most)
@@ -242,10 +242,10 @@ class Disk(ServiceTest):
         service = self.service(model=self.BOTH)
         self.expect(service, "a;b => 1|2\n set a=long value|b=22 => /")
         for text, query, values in (
-                # One key is gone, one is new, one takes less than what is stored.
+                # One key is gone, one is new, one refuses the stored value.
                 (model(key("a", "text read-write, 0-3, 'default': 'new'"), text_key("c", "3")),
                  "a;c", "new|3"),
-                # The way back finds what was there.
+                # The first model finds its values again.
                 (self.BOTH, "a;b", "long value|22")):
             service.restart(model=text)
             self.assertEqual(service.ask(query), values)
@@ -261,7 +261,7 @@ class Disk(ServiceTest):
             self.assertIn(f"database '{database}' {fault}\n", service.read("log"))
 
     def test_writing_cut_short(self):
-        """A limit on the size of files cuts it in the middle of a batch, as a full disk does."""
+        """A limit on the size of files cuts a write in the middle of a batch, as a full disk does."""
         service, text = self.service(model=self.BOTH), "x" * 20000
         service.limit_files(40000)
         self.expect(service, f"""
@@ -274,7 +274,7 @@ class Disk(ServiceTest):
         self.assertEqual(service.ask("a;b"), "x|y")
 
     def test_a_reset_is_all_or_nothing(self):
-        """It forgets what other models and the service itself have left, too."""
+        """A reset also forgets values of other models and of the service itself."""
         product = json.loads(PRODUCT.read_text())
         product["keys"] += json.loads(f"[{text_key('More', 'd')}]".replace("'", '"'))
         service, secret = self.service(model=json.dumps(product)), "s" * 60
@@ -317,7 +317,7 @@ class Disk(ServiceTest):
         self.expect(service, "set a=lost => /This could not be stored: the storage is read-only.\n a;b => before|room")
 
     def test_answers_after_syncing(self):
-        """A kill takes nothing from the page cache: only the calls show what a power cut would take."""
+        """A kill doesn't lose the page cache, so only the system calls show what a power cut would lose."""
         service = self.service(model=self.BOTH, before=[
             "env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync", "-o", "syncs"])
         self.assertEqual(service.ask("a"), "1")
@@ -326,7 +326,7 @@ class Disk(ServiceTest):
         self.assertGreaterEqual(service.read("syncs").count("(") - before, LEAST_SYNCS)
 
     def test_killed_at_any_moment(self):
-        """Afterwards a batch is there whole or not at all, and no older than the last that was answered."""
+        """Afterwards the values are those of one whole batch, and no older than the last answered one."""
         service = self.service(model=model(*(text_key(name, "0") for name in "abcdef")))
         value = answered = 0
 
