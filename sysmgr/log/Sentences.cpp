@@ -119,6 +119,14 @@ constexpr bool IsInOrder() {
 }
 static_assert(IsInOrder(), "a row is looked up by its sentence");
 
+constexpr bool ArePlain() {
+  for (const Row& row : kRows) {
+    if (std::string_view(row.text).find_first_of("<>&\"'") != std::string_view::npos) return false;
+  }
+  return true;
+}
+static_assert(ArePlain(), "no template has to escape a sentence");
+
 const Row& RowOf(Sentence sentence) {
   return kRows[static_cast<std::size_t>(sentence)];
 }

@@ -384,16 +384,20 @@ test('a configuration: downloaded, changed, restored; with a script and without'
 test('uploads that are refused say why, and change nothing', async () => {
   const saved = configuration();
   for (const [where, name, content, reason] of [
-    ['maintenance', 'cut.xml', saved.slice(0, saved.length / 2), /./],
-    ['maintenance', 'more.xml', saved.replace('System.DeviceName', 'System.Unheard'), /System\.Unheard/],
-    ['firmware', 'picture.bin', 'GIF89a', /./],
+    ['maintenance', 'cut.xml', saved.slice(0, saved.length / 2), /Die Datei ist kein wohlgeformtes XML\./],
+    ['maintenance', 'more.xml', saved.replace('System.DeviceName', 'System.Unheard'),
+      /System\.UnheardDiese Einstellung gibt es nicht\./],
+    ['maintenance', 'many.xml', saved.replace('<setting', `${'<b/>\n'.repeat(11)}<setting`), /die ersten zehn Fehler/],
+    ['firmware', 'picture.bin', 'GIF89a', /Diese Datei ist keine Firmware\./],
+    ['firmware', 'line.bin', 'VISTEL-FIRMWARE 1\nModel: <b>\n\n', /fehlerhafte Zeile\.\s+Zeile des Kopfes: Model: <b>/],
     ['firmware', 'large.bin', Buffer.alloc(7 << 20), /The file is too large/],
   ]) {
     await withUpload(name, content, (file) => visit({ javaScriptEnabled: false }, async (page) => {
-      await open(page, where, 'en');
+      await open(page, where, pictured);
       await page.setInputFiles('input[type=file]', file);
       await submit(page, 'form[enctype] button');
       assert.match(await text(page, 'main'), reason, name);
+      await picture(page, `refused-${path.parse(name).name}`);
       if (name !== 'large.bin') {
         assert.match(await text(page, '#file-error'), /\S/, name);
         assert.equal(await page.getAttribute('#file', 'aria-invalid'), 'true');

@@ -269,7 +269,10 @@ class Disk(ServiceTest):
             set a={text}|b={text} => //This could not be stored: the storage reports an error.
             a;b => x|2
             set b=y =>
+            set Foo=x => There is no such setting.
             """)
+        for record in ("done: a", "failed: a b", "refused: Foo"):
+            self.assertIn(f"set of client 'tester' {record}\n", service.read("log"))
         service.restart()
         self.assertEqual(service.ask("a;b"), "x|y")
 
