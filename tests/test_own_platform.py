@@ -11,7 +11,8 @@ from program import run
 
 TESTS = Path(__file__).resolve().parent
 BUILD = TESTS.parent / "build/own-platform"
-# The name, the client and the option that the stand-in was given; its own start, the program's stop.
+# The name, the client and the option that the stand-in got; its own start ran, and the program's
+# stop.
 PAGE = {"<~ query `a;<b>` do `${01},` ~>": "a,&lt;b&gt;,Vistel,Vistel,0,10,",
         "<~ query `a` json ~>": "escaped:a",
         "[<~ query `fail` ~><~ query `fail` rowcount ~>]": "[0]",

@@ -246,7 +246,7 @@ class Device(ServiceTest):
 
     def test_actions(self):
         """
-        They stand alone with their own parameters, and are carried out once all of them are fine. Rows of a
+        A batch has one action with its own parameters, which runs only if all of them are correct. Rows of a
         batch, its answer, and the names of the cellar's and the garage's station afterwards, if they change.
         """
         service, names = self.service(), "Keller, hinter der Waschmaschine|"
