@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Owners of what the event loop's library makes.
+// Owners of the objects of the event loop's library.
 #pragma once
 
 #include <event2/event.h>
@@ -14,7 +14,7 @@ struct EventDeleter {
 };
 using EventPointer = std::unique_ptr<event, EventDeleter>;
 
-// Waits for an event, for `time` at most where it is not null. Throws when that is impossible.
+// Waits for an event, at most for `time` if that is not null. Throws when that is impossible.
 inline void AddEvent(const EventPointer& what, const timeval* time = nullptr) {
   if (event_add(what.get(), time) != 0) {
     throw std::runtime_error("the event loop takes no more events");

@@ -27,10 +27,10 @@ constexpr mode_t kForbiddenFolderMode = S_IWGRP | S_IRWXO;
 constexpr mode_t kSocketMask = 0117;  // leaves 0660
 constexpr int kBacklog = 256;
 
-// One turn of the loop takes this many new clients, so that the others get theirs.
+// New clients accepted in one turn of the loop, before other events get theirs.
 constexpr int kAcceptsPerTurn = 32;
 
-// Without a descriptor left, accepting fails at once, again and again.
+// The pause after a failure: while no descriptor is left, every accept fails at once.
 constexpr timeval kAcceptPause = {0, 100000};
 constexpr timeval kNextRound = {0, 0};
 
@@ -57,7 +57,7 @@ Descriptor MakeSocket() {
   return Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-// 0, or why it is impossible.
+// Returns 0, or the error number.
 int Connect(const sockaddr_un& address) {
   const Descriptor own = MakeSocket();
   const auto* const to = reinterpret_cast<const sockaddr*>(&address);
@@ -71,7 +71,7 @@ void PrepareFolder(const std::string& socketPath) {
   }
   const std::string folder = slash == 0 ? "/" : socketPath.substr(0, slash);
   if (mkdir(folder.c_str(), kFolderMode) == 0) {
-    // The caller's mask may have taken more away than the clients can do without.
+    // The process's umask may have removed permissions that clients need.
     if (chmod(folder.c_str(), kFolderMode) == 0) return;
   } else if (errno != EEXIST) {
     throw StartFailure("socket's folder '" + folder + "' can't be made: " + Error());
@@ -132,7 +132,7 @@ void Server::Listen() {
     if (!S_ISSOCK(status.st_mode)) {
       throw StartFailure("'" + socketPath_ + "' is there and no socket");
     }
-    // Left behind by a service that was killed, or a service that runs.
+    // The socket belongs to a killed service or to a running one.
     if (Connect(address) != ECONNREFUSED) {
       throw StartFailure("another service listens on '" + socketPath_ + "'");
     }
@@ -161,9 +161,9 @@ void Server::Listen() {
 }
 
 void Server::AddSignals() {
-  // A client that is gone shows in the result of writing.
+  // A write to a closed connection fails instead of ending the process.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  // So does a file that must not grow further.
+  // So does a write beyond a file size limit.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     signals_.emplace_back(evsignal_new(base_.get(), number, OnSignal, this));

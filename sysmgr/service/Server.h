@@ -46,10 +46,10 @@ class Server final : private Connection::Owner {
   // How often `onTimer` is called.
   static constexpr int kTimerSeconds = 15;
 
-  // Listens on `socketPath`. The socket's folder is made with mode 0750 if it isn't there; one that
-  // is more open than that is refused. Throws StartFailure. `dispatcher` must outlive the server.
-  // `onTimer`: what has to be done when nobody asks; it holds everybody up while it runs.
-  // `deadlineMilliseconds`: for a client, see above.
+  // Listens on `socketPath`. Makes the socket's folder with mode 0750 if it is missing, and refuses
+  // one that is more open. Throws StartFailure. `dispatcher` must outlive the server. `onTimer`
+  // does the work that is due without a request; all clients wait while it runs.
+  // `deadlineMilliseconds`: see kDeadlineMilliseconds.
   Server(const std::string& socketPath, Dispatcher& dispatcher,
          std::function<void()> onTimer = nullptr, int deadlineMilliseconds = kDeadlineMilliseconds);
 
@@ -58,9 +58,9 @@ class Server final : private Connection::Owner {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // Calls `step` again and again, with so many milliseconds before each call, until it returns
-  // false. It holds everybody up while it runs. There is one at a time: a new one ends the former.
-  // Throws when the loop takes no more events.
+  // Calls `step` repeatedly, with so many milliseconds before each call, until it returns false.
+  // All clients wait while it runs. There is one series of steps at a time: a new one ends the
+  // former. Throws when the loop can't add events.
   void RunSteps(int milliseconds, std::function<bool()> step);
 
   // Serves until SIGTERM, SIGINT or SIGHUP.
@@ -98,7 +98,7 @@ class Server final : private Connection::Owner {
   std::unique_ptr<event_base, EventDeleter> base_;
   Descriptor listener_;
   bool socketIsOurs_ = false;
-  bool failed_ = false;  // nobody can be accepted any more
+  bool failed_ = false;  // no further client can be accepted
   EventPointer acceptEvent_;
   EventPointer acceptPause_;
   EventPointer queueEvent_;
