@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The socket and the event loop. One thread serves everybody; the rule to know: nothing in here
-// waits for one client, and no client takes more memory or time than the limits below.
+// The socket and the event loop. One thread serves all clients; the rule to know: nothing here
+// waits for a client, and no client takes more memory or time than the limits below.
 #pragma once
 
 #include <sys/time.h>
