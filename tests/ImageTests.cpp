@@ -20,7 +20,6 @@
 #include <utility>
 #include <vector>
 
-#include "image/Chart.h"
 #include "image/ImageGenerator.h"
 #include "tests/FakeSystemManager.h"
 #include "tests/Gif.h"
@@ -39,11 +38,8 @@ constexpr GifColorType kGreen = {64, 128, 64};
 constexpr char kMac[] = "00:B0:52:00:00:01";
 constexpr char kNoColor[] = "Could not find color index for SNR graph";
 
-// Bars `first` to `last` have that height; all others have the height 0.
-struct Run {
-  int first, last, height;
-};
-using Runs = std::vector<Run>;
+// Of the bars, from the first one; all others have the height 0.
+using Heights = std::vector<int>;
 
 // A change to the site's template before it is used.
 using Edit = std::function<void(GifFileType&)>;
@@ -64,19 +60,25 @@ void Twice(GifFileType& gif) {
   GifMakeSavedImage(&gif, &gif.SavedImages[0]);
 }
 
-std::string Template(const Edit& edit = nullptr, const Runs& bars = {}, GifByteType color = 5) {
+std::string Template(const Edit& edit = nullptr, const Heights& bars = {}, int color = 5) {
   const Gif gif = ReadGif(VISTEL_TEST_CHARTS "/power_template.gif");
   if (edit) edit(*gif);
   const SavedImage& image = gif->SavedImages[0];
   const int width = image.ImageDesc.Width;
-  for (const Run& run : bars) {
-    for (int x = 31 + run.first; x <= std::min(31 + run.last, width - 1); ++x) {
-      for (int y = 385 - run.height; y < std::min(385, image.ImageDesc.Height); ++y) {
-        image.RasterBits[y * width + x] = color;
-      }
+  for (int x = 31; x < std::min(31 + static_cast<int>(bars.size()), width); ++x) {
+    const int top = 385 - bars[static_cast<std::size_t>(x - 31)];
+    for (int y = top; y < std::min(385, image.ImageDesc.Height); ++y) {
+      image.RasterBits[y * width + x] = static_cast<GifByteType>(color);
     }
   }
   return BytesOf(*gif);
+}
+
+// The bars up to one.
+Heights UpTo(std::size_t bar, int before, int last) {
+  Heights heights(bar, before);
+  heights.push_back(last);
+  return heights;
 }
 
 std::string Repeat(const std::string& text, int times) {
@@ -117,30 +119,6 @@ class Images : public testing::Test {
 
 }  // namespace
 
-TEST(Chart, Heights) {
-  const struct {
-    double value;
-    int power, snr;
-  } rows[] = {
-      {0, 0, 0},          {-1, 0, 0},
-      {0.099, 0, 0},      {0.1, 0, 1},
-      {0.256, 0, 2},      {0.262, 1, 2},
-      {1, 59, 10},        {20.5, 190, 205},
-      {25.6, 200, 256},   {32.5, 210, 325},
-      {32.51, 210, 325},  {255, 299, 325},
-      {256, 300, 325},    {322.2, 309, 325},
-      {322.3, 310, 325},  {510, 329, 325},
-      {511, 330, 325},    {1e308, 330, 325},
-      {-1e308, 0, 0},     {5e-324, 0, 0},
-      {-kInfinity, 0, 0}, {kInfinity, 330, 325},
-      {kNaN, 0, 0},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Chart::PowerHeight(row.value), row.power) << row.value;
-    EXPECT_EQ(Chart::SnrHeight(row.value), row.snr) << row.value;
-  }
-}
-
 // The templates of the style "std" are made from the constants that place the bars; this test
 // compares them with numbers of its own.
 TEST(Chart, TemplatesOfTheSite) {
@@ -175,31 +153,35 @@ TEST_F(Images, Values) {
   const struct {
     bool snr;
     std::string values;
-    Runs runs;
+    Heights bars;
   } rows[] = {
-      {false, "512,512", {{0, 0, 330}}},
-      {false, Repeat("0,", 1154) + "256", {{577, 577, 300}}},  // a bar of one carrier
-      {false, Repeat("256,", 1155) + Repeat("2560000,", 8845), {{0, 577, 300}}},
-      {false, "-1,0,0,0,256,256", {{0, 0, 330}, {2, 2, 300}}},
-      {false, "4294967296,0,99999999999999999999", {{0, 1, 330}}},
-      {false, "2147483648,-2147483649", {{0, 0, 330}}},
-      {false, ",256,,256,256", {{0, 2, 269}}},
-      {false, "x,256x, 256,\t\n+256,-,0x100,--1,1e3", {{0, 0, 269}, {1, 1, 300}, {3, 3, 29}}},
-      {false, "256\0,256,256"s, {{0, 0, 300}, {1, 1, 269}}},
-      {false, "\1" + "2:2:3:256,3:512,3:512,3:512,"s, {{0, 0, 269}}},  // several cells
-      {true, Bytes({40, 40, -3, -4, -5, 10}), {{0, 0, 325}, {2, 2, 25}}},
-      {true, Bytes(all).substr(0, 800), {{0, 49, 100}}},
-      {true, Bytes(std::vector<double>(1154)) + Bytes({7.77}), {{577, 577, 77}}},
-      {true, Bytes(all) + Bytes({30, 30}), {{0, 577, 100}}},
+      // One pair of carriers for each bar.
+      {false, "0,0,1,1,20,21,26,26,32,33,255,255", {0, 59, 190, 200, 210, 299}},
+      {false, "256,256,322,322,322,323,510,510,511,511,512,512", {300, 309, 310, 329, 330, 330}},
+      {false, Repeat("0,", 1154) + "256", UpTo(577, 0, 300)},  // a bar of one carrier
+      {false, Repeat("256,", 1155) + Repeat("2560000,", 8845), UpTo(577, 300, 300)},
+      {false, "-1,0,0,0,256,256", {330, 0, 300}},
+      {false, "4294967296,0,99999999999999999999", {330, 330}},
+      {false, "2147483648,-2147483649", {330}},
+      {false, ",256,,256,256", {269, 269, 269}},
+      {false, "x,256x, 256,\t\n+256,-,0x100,--1,1e3", {269, 300, 0, 29}},
+      {false, "256\0,256,256"s, {300, 269}},
+      {false, "\1" + "2:2:3:256,3:512,3:512,3:512,"s, {269}},  // several cells
+      {true, Bytes({.099, .099, .1, .1, .25, .27, 1, 1, 20, 21}), {0, 1, 2, 10, 205}},
+      {true, Bytes({25.6, 25.6, 32.4, 32.6, 32.51, 32.51, 5e-324, 0}), {256, 325, 325, 0}},
+      {true, Bytes({40, 40, -3, -4, -5, 10, 1e308, 0, 0, -1e308}), {325, 0, 25, 325, 0}},
+      {true, Bytes({kNaN, 1, 2, kNaN, kInfinity, -kInfinity, kInfinity, 1}), {0, 0, 0, 325}},
+      {true, Bytes({1e308, 1e308}), {325}},
+      {true, Bytes(all).substr(0, 800), UpTo(49, 100, 100)},
+      {true, Bytes(std::vector<double>(1154)) + Bytes({7.77}), UpTo(577, 0, 77)},
+      {true, Bytes(all) + Bytes({30, 30}), UpTo(577, 100, 100)},
       {true, "\xff\xff\xff\xff\xff\xff\xff", {}},
-      {true, Bytes({20, 20, 20, 20}).substr(0, 31), {{0, 0, 200}, {1, 1, 100}}},
-      {true, Bytes({kNaN, 1, 2, kNaN, kInfinity, -kInfinity}), {}},
-      {true, Bytes({kInfinity, 1, 1e308, 1e308}), {{0, 1, 325}}},
+      {true, Bytes({20, 20, 20, 20}).substr(0, 31), {200, 100}},
   };
   for (const auto& row : rows) {
     peer_.otherwise = AnswerOf("0", row.snr ? folder_.Write("values", row.values) : row.values);
     const std::string chart = row.snr ? Snr(template_) : Power(template_);
-    EXPECT_TRUE(chart == Template(nullptr, row.runs)) << &row - rows;
+    EXPECT_TRUE(chart == Template(nullptr, row.bars)) << &row - rows;
     EXPECT_EQ(gSystemLog, Log()) << &row - rows;
     EXPECT_FALSE(std::filesystem::exists(Path("values"))) << &row - rows;
     EXPECT_EQ(peer_.requests.back()[4],
@@ -241,10 +223,12 @@ TEST_F(Images, Templates) {
     return "GIF image '" + template_ + "' is too small for its chart: " + size +
            " instead of 609 x 385";
   };
-  const auto threeGreens = [](GifFileType& gif) {
-    gif.SColorMap->Colors[3] = gif.SColorMap->Colors[7] = kGreen;
+  const auto greens = [](const std::vector<int>& indices) {
+    return [indices](GifFileType& gif) {
+      gif.SColorMap->Colors[5].Blue = 65;
+      for (const int index : indices) gif.SColorMap->Colors[index] = kGreen;
+    };
   };
-  const auto noGreen = [](GifFileType& gif) { gif.SColorMap->Colors[5].Blue = 65; };
   const auto twoPalettes = [](GifFileType& gif) {
     ColorMapObject*& own = gif.SavedImages[0].ImageDesc.ColorMap;
     own = GifMakeMapObject(8, gif.SColorMap->Colors);
@@ -265,13 +249,14 @@ TEST_F(Images, Templates) {
   };
   const struct {
     Edit edit;
-    GifByteType color = 5;  // 0 for no bars
+    int color = 5;  // negative for no bars
     Log log = {};
   } rows[] = {
-      {threeGreens, 7},
-      {noGreen, 0, {kNoColor}},
+      {greens({3, 7}), 7},
+      {greens({0}), 0},
+      {greens({}), -1, {kNoColor}},
       {twoPalettes},
-      {ownPalette, 0, {kNoColor}},
+      {ownPalette, -1, {kNoColor}},
       {moved},
       {Size(609, 385)},
       {Size(700, 500)},
@@ -281,10 +266,11 @@ TEST_F(Images, Templates) {
       {Size(1, 1), 5, {tooSmall("1 x 1")}},
   };
   peer_.otherwise = AnswerOf("0", Repeat("256,", 1153) + "512,512");
-  const Runs bars = {{0, 575, 300}, {576, 576, 317}, {577, 577, 330}};
+  Heights bars = UpTo(576, 300, 317);
+  bars.push_back(330);
   for (const auto& row : rows) {
     folder_.Write("template.gif", Template(row.edit));
-    const Runs drawn = row.color != 0 ? bars : Runs();
+    const Heights drawn = row.color >= 0 ? bars : Heights();
     EXPECT_TRUE(Power(template_) == Template(row.edit, drawn, row.color)) << &row - rows;
     EXPECT_EQ(gSystemLog, row.log) << &row - rows;
   }

@@ -25,42 +25,33 @@
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-TEST(RequestHandler, Unescape) {
-  const std::pair<std::string, std::string> rows[] = {
+TEST(RequestHandler, Fields) {
+  const struct {
+    std::string text, expected;
+  } rows[] = {
       {"", ""},
-      {"%", "%"},
-      {"a%4", "a%4"},
-      {"x%41", "xA"},
-      {"%4a%4A%f0%FF%2541", "JJ\xF0\xFF%41"},
-      {"a+b%2Bc+", "a b+c "},
-      {"%zz%ZZ%4_%_4%%41", "SS@\4\0041"},
-      {"%G0%\xFF\x80%++%/:%@`\xE4\0"s, "\0\0\0\0\0\xE4\0"s},
+      {"b=1&a=2", "[b|1][a|2]"},
+      {"a=1&b", "[a|1][b|]"},
+      {"=x", "[|x]"},
+      {"=", "[|]"},
+      {"&", "[&|]"},
+      {"a=1&", "[a|1]"},
+      {"a&b=c", "[a&b|c]"},
+      {"a=1&&b=2", "[a|1][&b|2]"},
+      {"a=b=c", "[a|b=c]"},
+      {"a=1&b=2&a=3", "[a|3][b|2]"},
+      {"%3D%26=%26&c+d=a+b%2Bc+", "[=&|&][c d|a b+c ]"},
+      {"%=%&a%4=a%4&x%41=x%41", "[%|%][a%4|a%4][xA|xA]"},
+      {"=%4a%4A%f0%FF%2541", "[|JJ\xF0\xFF%41]"},
+      {"=%zz%ZZ%4_%_4%%41", "[|SS@\4\0041]"},
+      {"=%G0%\xFF\x80%++%/:%@`\xE4\0"s, "[|\0\0\0\0\0\xE4\0]"s},
   };
-  for (const auto& [text, expected] : rows) {
-    EXPECT_EQ(RequestHandler::Unescape(text), expected) << text;
-  }
-}
-
-TEST(RequestHandler, ParseQueryString) {
-  const std::pair<std::string, std::string> rows[] = {{"", ""},
-                                                      {"b=1&a=2", "[b|1][a|2]"},
-                                                      {"a=1&b", "[a|1][b|]"},
-                                                      {"=x", "[|x]"},
-                                                      {"=", "[|]"},
-                                                      {"&", "[&|]"},
-                                                      {"a=1&", "[a|1]"},
-                                                      {"a&b=c", "[a&b|c]"},
-                                                      {"a=1&&b=2", "[a|1][&b|2]"},
-                                                      {"a=b=c", "[a|b=c]"},
-                                                      {"a=1&b=2&a=3", "[a|3][b|2]"},
-                                                      {"x=a+b%20c", "[x|a b c]"},
-                                                      {"%3D%26=%26&c=", "[=&|&][c|]"}};
-  for (const auto& [text, expected] : rows) {
+  for (const auto& row : rows) {
     WGLVariables variables;
-    RequestHandler(&variables).ParseQueryString(text);
+    RequestHandler(&variables).ParseQueryString(row.text);
     std::string stored;
     for (const auto& [name, value] : variables) stored += "[" + name + "|" + value + "]";
-    EXPECT_EQ(stored, expected) << text;
+    EXPECT_EQ(stored, row.expected) << row.text;
   }
   // A field of a part of the text.
   std::size_t position = 0;
@@ -86,29 +77,26 @@ TEST(RequestHandler, Language) {
   const struct {
     std::string requested, header, expected;
   } rows[] = {
-      {"de", "Pt", "de"},     {"", "", "en"},
-      {"", "xx,Pt,de", "Pt"}, {"xx", "en,,de-DE;q=0.1", "de"},
-      {"", "deu", "de"},      {"", "d,1d,_d,d1,.,..,./,fr,es,it,DE,pt, de", "en"},
+      {"de", "Pt", "de"},        {"", "xx,Pt,de", "Pt"},
+      {"xx", ",,deu;q=0", "de"}, {"", "d,1d,_d,d1,.,..,./,fr,es,it,DE,pt, de", "en"},
+      {"d", "", "en"},           {"deu", "", "en"},
+      {"../de", "", "en"},       {"de\0"s, "", "en"},
+      {"fr", "", "en"},          {"..", "", "en"},
   };
   WGLVariables variables;
-  const RequestHandler handler(&variables);
   for (const auto& row : rows) {
     variables.Set("_lang", row.requested);
     setenv("HTTP_ACCEPT_LANGUAGE", row.header.c_str(), 1);
-    EXPECT_EQ(handler.DetermineLanguage(folder.Path("locale"), "texts"), row.expected)
-        << row.header;
+    EXPECT_EQ(RequestHandler(&variables).DetermineLanguage(folder.Path("locale"), "texts"),
+              row.expected)
+        << row.requested << " " << row.header;
   }
-  for (const char* name :
-       {"", ".", "..", "deu", "d1", "1d", "_d", "../de", "fr", "es", "it", "DE"}) {
-    EXPECT_FALSE(handler.IsValidLanguage(name, folder.Path("locale"), "texts")) << name;
-  }
-  EXPECT_EQ(RequestHandler(nullptr).DetermineLanguage(folder.Path("locale"), "texts"), "en");
   unsetenv("HTTP_ACCEPT_LANGUAGE");
 }
 
 // The percent signs of an argument come out unchanged, and headers are written even if the stream
 // is discarded later.
-TEST(RequestHandler, WritesAndFlushes) {
+TEST(RequestHandler, Headers) {
   EXPECT_EQ(OutputOf([] {
               RequestHandler::WriteHeaders("a/b; c=%s", "attachment; filename=\"%n\"");
               __fpurge(stdout);
@@ -153,11 +141,10 @@ TEST(UploadFile, ReplacesWhateverStandsThere) {
     EXPECT_EQ(ReadFile(other), fs::exists(other) ? "untouched" : "");
     EXPECT_FALSE(fs::exists(path + "x"));
     struct stat status = {};
-    EXPECT_EQ(lstat(path.c_str(), &status) == 0 && status.st_mode == (S_IFREG | 0600U),
-              row.replaced);
-    if (row.replaced) {
-      EXPECT_EQ(ReadFile(path), "0123456789");
-    }
+    if (!row.replaced) continue;
+    EXPECT_EQ(lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
+    EXPECT_EQ(ReadFile(path), "0123456789");
   }
 }
 
