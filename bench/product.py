@@ -21,7 +21,7 @@ WWW = scratch_folder()
 STATE = scratch_folder()
 START_SECONDS = 20
 
-STATION = "00:0B:3B:7F:01:02"
+STATION = "00:00:5E:00:53:02"
 CHARTS = {"power": ("_type=power", "HomePlug.OutputPower"),
           "snr": ("_type=snr&mac=" + STATION, "HomePlug.SNR{MacAddress=%s}:format=scalar" % STATION)}
 CHART_HEADERS = HEADERS.replace(b"text/html", b"image/gif")
@@ -40,6 +40,7 @@ def build_product(extra):
     note("building the product")
     paths = {"DOCUMENT_ROOT": WWW, "UPLOAD_FILE": STATE / "upload.bin",
              "AUTHORISATION_FILE": STATE / "rpcauth", "SYSMGR_SOCKET": STATE / "run" / "socket",
+             "SYSMGR_PROVIDERS": STATE / "run" / "providers",
              "SYSMGR_MODEL": STATE / "model.json", "SYSMGR_DATABASE": STATE / "settings.db",
              "SYSMGR_FILES": STATE / "files", "SBIN_DIR": STATE / "sbin",
              "CGI_DIR": STATE / "cgi-bin"}
@@ -72,8 +73,14 @@ def started(name, arguments, is_ready, **options):
         process.wait()
 
 
+@contextlib.contextmanager
 def settings_service():
-    return started("sysmgrd", [STATE / "sbin" / "sysmgrd"], (STATE / "run" / "socket").exists)
+    """With the simulated adapter, whose values are there when its charts and tables are asked for."""
+    control = [STATE / "sbin" / "sysmgrctl", "get", "Network.CurrentGateway"]
+    has_values = lambda: subprocess.run(control, capture_output=True).returncode == 0
+    with started("sysmgrd", [STATE / "sbin" / "sysmgrd"], (STATE / "run" / "socket").exists) as service:
+        with started("simulator", [BUILT / "simulator" / "vistel-simulator"], has_values):
+            yield service
 
 
 # --- charts ---------------------------------------------------------------------------------

@@ -9,6 +9,8 @@ set(VISTEL_UPLOAD_FILE "/tmp/upload.bin" CACHE STRING "Where an uploaded file is
 set(VISTEL_AUTHORISATION_FILE "/var/rpcauth" CACHE STRING
     "Shared secret for requests to the system manager")
 set(VISTEL_SYSMGR_SOCKET "/var/run/sysmgr/socket" CACHE STRING "Socket of the system manager")
+set(VISTEL_SYSMGR_PROVIDERS "/var/run/sysmgr/providers" CACHE STRING
+    "Socket of the system manager for providers, the programs that make the device")
 set(VISTEL_SYSMGR_MODEL "/usr/share/vistel/model.json" CACHE STRING
     "The device's model: keys, types, limits")
 set(VISTEL_SYSMGR_DATABASE "/var/lib/sysmgr/settings.db" CACHE STRING "The settings")
@@ -23,7 +25,7 @@ if(NOT VISTEL_LOCALE_DIR)
 endif()
 # Template names are confined by comparing paths, which works only if all paths have the same form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
-             VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
+             VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_PROVIDERS VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
              VISTEL_SBIN_DIR VISTEL_CGI_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")

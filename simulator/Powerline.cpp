@@ -21,19 +21,31 @@ struct Profile {
   const char* password = "";  // the device password, printed on it; "" for stations always present
 };
 
-// Anybody can give a station any name, so pages must display all of these safely.
 constexpr std::array<Profile, Powerline::kAllStations> kProfiles = {{
     {"", "", 0},  // the local station
-    {"Wohnzimmer & K\xC3\xBC\x63he", "2.3.1-02", 31},
-    {"<script>alert(\"powerline\")</script>", "2.3.1-02", 27},
-    {"O'Brien \"attic\" <3", "2.2.0-07", 23},
-    {"B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65, 1. Stock; {Role=local}", "2.3.0-11", 19},
-    {"${_lang}<~ + `x` ~>%41\\", "1.9.4-20", 15},
-    {"\"><img src=x onerror=alert(1)>", "1.9.4-20", 6},   // a bad link
-    {"Keller, hinter der Waschmaschine", "1.8.2-03", 4},  // another one
+    {"Living room", "2.3.1-02", 31},
+    {"K\xC3\xBC\x63he & Flur", "2.3.1-02", 27},
+    {"O'Brien's attic", "2.2.0-07", 23},
+    {"B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65", "2.3.0-11", 19},
+    {"Chambre d'amis", "1.9.4-20", 15},
+    {"Office", "1.9.4-20", 6},  // a bad link
+    {"Cellar", "1.8.2-03", 4},  // another one
     {"Garage", "2.3.1-02", 17, "ABCD-EFGH-IJKL-MNOP"},
-    {"Garten <&> \"H\xC3\xBCtte\"", "2.3.0-11", 11, "QRST-UVWX-YZAB-CDEF"},
+    {"Garden", "2.3.0-11", 11, "QRST-UVWX-YZAB-CDEF"},
 }};
+
+// Anybody can give a station any name, so pages must display all of these safely.
+constexpr std::array<const char*, Powerline::kAllStations> kHostileNames = {
+    "",
+    "Wohnzimmer & K\xC3\xBC\x63he",
+    "<script>alert(\"powerline\")</script>",
+    "O'Brien \"attic\" <3",
+    "B\xC3\xBCro Gr\xC3\xB6\xC3\x9F\x65, 1. Stock; {Role=local}",
+    "${_lang}<~ + `x` ~>%41\\",
+    "\"><img src=x onerror=alert(1)>",
+    "Keller, hinter der Waschmaschine",
+    "Garage",
+    "Garten <&> \"H\xC3\xBCtte\""};
 
 // The duration of one symbol of all carriers, and the share of bits that carry the user's data.
 constexpr double kSymbolMicroseconds = 46.52;
@@ -59,11 +71,6 @@ bool IsRadioBand(std::size_t carrier) {
   });
 }
 
-const std::vector<std::string> kStationColumns = {"Role",     "MacAddress", "Name",    "TxRate",
-                                                  "RxRate",   "Firmware",   "Uptime",  "MeanSnr",
-                                                  "TxFrames", "RxFrames",   "TxErrors"};
-const std::vector<std::string> kToneMapColumns = {"MacAddress", "TxToneMap", "RxToneMap"};
-
 std::string Decimal(double number) {
   char text[32];
   const int size = std::snprintf(text, sizeof text, "%.1f", number);
@@ -85,42 +92,52 @@ std::string ToneMapText(const Map& toneMap) {
 
 }  // namespace
 
-Powerline::Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady, const StationBook& book,
-                     std::function<std::string()> firmware)
+Powerline::Powerline(std::uint64_t seed, Names names, Clock timeOfDay, Clock steady,
+                     const StationBook& book)
     : seed_(seed),
+      names_(names),
       timeOfDay_(std::move(timeOfDay)),
       steady_(std::move(steady)),
       book_(book),
-      firmware_(std::move(firmware)),
       begin_(steady_()),
       start_(begin_) {}
 
-void Powerline::OfferTo(Sources& sources) {
-  sources.OfferText("uptime", [this] { return std::to_string(UptimeSeconds()); });
-  sources.OfferText("output-power", [this] { return OutputPower(); });
-  sources.OfferTable("stations", {kStationColumns, [this](const Question&) { return Stations(); }});
-  sources.OfferTable("tone-maps",
-                     {kToneMapColumns, [this](const Question&) { return ToneMaps(); }});
+void Powerline::SetFirmware(std::string version) {
+  if (firmware_ == version) return;
+  firmware_ = std::move(version);
+  isFresh_ = false;
 }
 
-std::string Powerline::OutputPower() {
+const std::vector<std::string>& Powerline::StationColumns() {
+  static const std::vector<std::string> kColumns = {"Role",     "MacAddress", "Name",    "TxRate",
+                                                    "RxRate",   "Firmware",   "Uptime",  "MeanSnr",
+                                                    "TxFrames", "RxFrames",   "TxErrors"};
+  return kColumns;
+}
+
+const std::vector<std::string>& Powerline::ToneMapColumns() {
+  static const std::vector<std::string> kColumns = {"MacAddress", "TxToneMap", "RxToneMap"};
+  return kColumns;
+}
+
+const std::string& Powerline::OutputPower() {
   Refresh();
   return outputPower_;
 }
 
-LiveRows Powerline::ToneMaps() {
+const StringTable& Powerline::ToneMaps() {
   Refresh();
   return toneMaps_;
 }
 
-LiveRows Powerline::Stations() {
+const StringTable& Powerline::Stations() {
   Refresh();
   return stations_;
 }
 
 void Powerline::Restart() {
   start_ = steady_();
-  stations_ = nullptr;
+  isFresh_ = false;
 }
 
 bool Powerline::IsThere(std::size_t station) const {
@@ -162,7 +179,7 @@ double Powerline::Noise(std::uint64_t a, std::uint64_t b, std::uint64_t c) const
 
 std::string Powerline::MacAddress(std::size_t station) const {
   char text[24];
-  const int size = std::snprintf(text, sizeof text, "00:0B:3B:7F:01:%02X",
+  const int size = std::snprintf(text, sizeof text, "00:00:5E:00:53:%02X",
                                  static_cast<unsigned>(station + 1) & 0xFFU);
   return std::string(text, static_cast<std::size_t>(size));
 }
@@ -212,60 +229,52 @@ Powerline::Link Powerline::MakeLink(std::size_t station, bool received) const {
   return link;
 }
 
-LiveRow Powerline::StationRow(std::size_t station, const Link* sent, const Link* received) const {
+void Powerline::AddStation(std::size_t station, const Link* sent, const Link* received) {
+  const std::string address = MacAddress(station);
   if (sent == nullptr || received == nullptr) {
     // The local station has no link to itself.
-    return {"local",
-            MacAddress(0),
-            book_.LocalName(),
-            "",
-            "",
-            firmware_(),
-            std::to_string(UptimeSeconds()),
-            "",
-            "",
-            "",
-            ""};
+    const std::string up = std::to_string(UptimeSeconds());
+    stations_.AddCells(
+        {"local", address, book_.LocalName(), "", "", firmware_, up, "", "", "", ""});
+    return;
   }
   // The other stations have been up for longer, each by up to ten days.
   const auto before = static_cast<std::int64_t>(Hash(station, 0, 6) % 864000);
   const std::int64_t up = up_ + before;
   const Profile& profile = kProfiles[station];
+  const char* const own = names_ == Names::kHostile ? kHostileNames[station] : profile.name;
   const double errors = profile.snr < 10 ? 4.2 : 0.02;
-  const std::string& name = book_.NameOf(MacAddress(station));
-  return {"remote",
-          MacAddress(station),
-          name.empty() ? profile.name : name,
-          std::to_string(sent->rate),
-          std::to_string(received->rate),
-          profile.firmware,
-          std::to_string(up),
-          Decimal(sent->meanSnr),
-          Count(up, 11 + 5 * Noise(station, 0, 7)),
-          Count(up, 17 + 8 * Noise(station, 0, 8)),
-          Count(up, errors)};
+  const std::string& given = book_.NameOf(address);
+  const std::array<std::string, 7> cells = {std::to_string(sent->rate),
+                                            std::to_string(received->rate),
+                                            std::to_string(up),
+                                            Decimal(sent->meanSnr),
+                                            Count(up, 11 + 5 * Noise(station, 0, 7)),
+                                            Count(up, 17 + 8 * Noise(station, 0, 8)),
+                                            Count(up, errors)};
+  stations_.AddCells({"remote", address, given.empty() ? own : given, cells[0], cells[1],
+                      profile.firmware, cells[2], cells[3], cells[4], cells[5], cells[6]});
 }
 
 void Powerline::Refresh() {
   const std::int64_t second = timeOfDay_();
   const std::int64_t up = steady_() - begin_;
-  if (second == now_ && up == up_ && book_.Changes() == changes_ && stations_ != nullptr) return;
+  if (second == now_ && up == up_ && book_.Changes() == changes_ && isFresh_) return;
+  isFresh_ = true;
   now_ = second;
   up_ = up;
   changes_ = book_.Changes();
-  auto stations = std::make_shared<std::vector<LiveRow>>();
-  auto toneMaps = std::make_shared<std::vector<LiveRow>>();
-  stations->push_back(StationRow(0, nullptr, nullptr));
+  stations_ = StringTable(static_cast<unsigned>(StationColumns().size()));
+  toneMaps_ = StringTable(static_cast<unsigned>(ToneMapColumns().size()));
+  AddStation(0, nullptr, nullptr);
   for (std::size_t station = 1; station < kAllStations; ++station) {
     if (!IsThere(station)) continue;
     const Link sent = MakeLink(station, false);
     const Link received = MakeLink(station, true);
-    stations->push_back(StationRow(station, &sent, &received));
-    toneMaps->push_back(
+    AddStation(station, &sent, &received);
+    toneMaps_.AddCells(
         {MacAddress(station), ToneMapText(sent.toneMap), ToneMapText(received.toneMap)});
   }
-  stations_ = std::move(stations);
-  toneMaps_ = std::move(toneMaps);
   outputPower_.clear();
   for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
     // About -1 dB, and -29 dB in the bands of radio amateurs.

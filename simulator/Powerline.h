@@ -5,9 +5,6 @@
 // the clocks and what is stored, so that the same second with the same seed always gives the same
 // values. The noise follows the time of day; values that must grow steadily follow the monotonic
 // clock.
-//
-// It offers the values "uptime" (seconds) and "output-power" (a number for each carrier, 256 is
-// 0 dB), and the tables "stations" and "tone-maps".
 #pragma once
 
 #include <array>
@@ -19,8 +16,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/StringTable.h"
 #include "simulator/StationBook.h"
-#include "sysmgr/device/Sources.h"
 
 class Powerline {
  public:
@@ -32,17 +29,23 @@ class Powerline {
   using Clock = std::function<std::int64_t()>;  // seconds
   using Decibels = std::array<double, kCarriers>;
 
+  // Names as people give them, or those that pages have to bear: markup and worse.
+  enum class Names { kFriendly, kHostile };
+
   // `timeOfDay` may jump in either direction, `steady` is a monotonic clock. `book` must outlive
-  // the powerline. `firmware`: the version that the local station runs.
-  Powerline(std::uint64_t seed, Clock timeOfDay, Clock steady, const StationBook& book,
-            std::function<std::string()> firmware);
+  // the powerline.
+  Powerline(std::uint64_t seed, Names names, Clock timeOfDay, Clock steady,
+            const StationBook& book);
 
-  // The powerline must outlive the sources.
-  void OfferTo(Sources& sources);
+  // The version that the local station runs.
+  void SetFirmware(std::string version);
 
-  LiveRows Stations();
-  LiveRows ToneMaps();
-  std::string OutputPower();
+  static const std::vector<std::string>& StationColumns();
+  static const std::vector<std::string>& ToneMapColumns();
+  const StringTable& Stations();
+  const StringTable& ToneMaps();
+  // A number for each carrier, with commas between them; 256 is 0 dB.
+  const std::string& OutputPower();
   std::int64_t UptimeSeconds() const { return steady_() - start_; }
 
   // Restarts the local station; the others keep running.
@@ -82,19 +85,21 @@ class Powerline {
   double Noise(std::uint64_t a, std::uint64_t b, std::uint64_t c) const;  // -1 to 1
   Link MakeLink(std::size_t station, bool received) const;
   void Refresh();
-  LiveRow StationRow(std::size_t station, const Link* sent, const Link* received) const;
+  void AddStation(std::size_t station, const Link* sent, const Link* received);
 
   std::uint64_t seed_;
+  Names names_;
   Clock timeOfDay_;
   Clock steady_;
   const StationBook& book_;
-  std::function<std::string()> firmware_;
+  std::string firmware_;
   std::int64_t begin_;     // the time of steady_ when the simulation began
   std::int64_t start_;     // the time of steady_ when the local station started
+  bool isFresh_ = false;   // whether nothing else has changed the values below
   std::int64_t now_ = -1;  // the second for which the values below were computed
   std::int64_t up_ = -1;   // the seconds since the simulation began, at that time
   unsigned changes_ = 0;   // the book's Changes() at that time
-  LiveRows stations_;
-  LiveRows toneMaps_;
+  StringTable stations_;
+  StringTable toneMaps_;
   std::string outputPower_;
 };

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-//
-// Settings take effect as soon as they are stored.
 #include "simulator/SimulatedNetwork.h"
 
 namespace {
 
 constexpr const char* kMode = "Network.Mode";
+constexpr const char* kLink = "network-link";
 
 // The name of a source, the setting with its static value, and the value from the DHCP server.
 struct Part {
@@ -13,20 +12,34 @@ struct Part {
   const char* setting;
   const char* lease;
 };
-constexpr Part kParts[] = {{"network-address", "Network.Address", "192.168.178.57"},
+constexpr Part kParts[] = {{"network-address", "Network.Address", "192.168.1.57"},
                            {"network-netmask", "Network.Netmask", "255.255.255.0"},
-                           {"network-gateway", "Network.Gateway", "192.168.178.1"}};
+                           {"network-gateway", "Network.Gateway", "192.168.1.1"}};
 
 }  // namespace
 
-void SimulatedNetwork::OfferTo(Sources& sources) const {
-  // Always up: the query came over it.
-  sources.OfferText("network-link", [] { return std::string("up"); });
+void SimulatedNetwork::OfferTo(Provider& provider) {
+  provider.OfferPushedValue(kLink);
   for (const Part& part : kParts) {
-    sources.OfferText(part.source, [this, &part] { return InForce(part.setting, part.lease); });
+    provider.OfferPushedValue(part.source);
+    provider.Subscribe(part.setting);
   }
+  provider.Subscribe(kMode);
 }
 
-std::string SimulatedNetwork::InForce(const char* setting, const char* lease) const {
-  return settings_.Get(kMode) == "static" ? settings_.Get(setting) : lease;
+void SimulatedNetwork::Apply(const Provider::Pairs& settings) {
+  for (const auto& [key, value] : settings) settings_[key] = value;
+}
+
+void SimulatedNetwork::PushTo(Provider& provider) const {
+  const auto valueOf = [this](const char* key) -> std::string {
+    const auto found = settings_.find(key);
+    return found == settings_.end() ? "" : found->second;
+  };
+  // Always up: the query came over it.
+  provider.Push(kLink, "up");
+  const bool isStatic = valueOf(kMode) == "static";
+  for (const Part& part : kParts) {
+    provider.Push(part.source, isStatic ? valueOf(part.setting) : part.lease);
+  }
 }

@@ -1,23 +1,26 @@
 // SPDX-License-Identifier: MIT
 //
 // The addresses that the Ethernet side of the simulated device uses: the static settings, or those
-// from its simulated DHCP server. It offers the values "network-link", "network-address",
-// "network-netmask" and "network-gateway".
+// from its simulated DHCP server.
 #pragma once
 
-#include "sysmgr/device/Settings.h"
-#include "sysmgr/device/Sources.h"
+#include <map>
+#include <string>
+
+#include "provider/Provider.h"
 
 class SimulatedNetwork {
  public:
-  // The settings must outlive the network.
-  explicit SimulatedNetwork(const Settings& settings) : settings_(settings) {}
+  // Offers "network-link", "network-address", "network-netmask" and "network-gateway", and
+  // subscribes to the settings.
+  static void OfferTo(Provider& provider);
 
-  // The network must outlive the sources.
-  void OfferTo(Sources& sources) const;
+  // Settings that have changed are in force from now on.
+  void Apply(const Provider::Pairs& settings);
+
+  // Tells the service what is in force.
+  void PushTo(Provider& provider) const;
 
  private:
-  std::string InForce(const char* setting, const char* lease) const;
-
-  const Settings& settings_;
+  std::map<std::string, std::string> settings_;
 };

@@ -3,30 +3,38 @@
 // One stored value per station and property.
 #include "simulator/StationBook.h"
 
+#include <utility>
+
 namespace {
 
-constexpr const char* kDeviceName = "System.DeviceName";
-constexpr const char* kName = "station-name ";
-constexpr const char* kAdded = "station-added ";
+constexpr const char* kName = "name ";
+constexpr const char* kAdded = "added ";
 
 }  // namespace
 
-const std::string& StationBook::LocalName() const {
-  return settings_.Get(kDeviceName);
+void StationBook::SetLocalName(std::string name) {
+  localName_ = std::move(name);
+  ++changes_;
+}
+
+const std::string& StationBook::Find(const std::string& name) const {
+  static const std::string kNone;
+  const auto found = provider_.Kept().find(name);
+  return found == provider_.Kept().end() ? kNone : found->second;
 }
 
 const std::string& StationBook::NameOf(const std::string& macAddress) const {
-  return settings_.GetOwn(kName + macAddress);
+  return Find(kName + macAddress);
 }
 
 bool StationBook::IsAdded(const std::string& macAddress) const {
-  return !settings_.GetOwn(kAdded + macAddress).empty();
+  return !Find(kAdded + macAddress).empty();
 }
 
-Outcome StationBook::SetName(const std::string& macAddress, const std::string& name) {
-  return settings_.StoreOwn(kName + macAddress, name);
+std::string StationBook::SetName(const std::string& macAddress, const std::string& name) {
+  return provider_.Keep({{kName + macAddress, name}});
 }
 
-Outcome StationBook::Add(const std::string& macAddress) {
-  return settings_.StoreOwn(kAdded + macAddress, "1");
+std::string StationBook::Add(const std::string& macAddress) {
+  return provider_.Keep({{kAdded + macAddress, "1"}});
 }

@@ -1,20 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// What the owner has stored about stations: their names on this device, and which were added. It is
-// stored with the settings, under names of the service's own, and is removed with them.
+// What the owner has stored about stations: their names on this device, and which were added. The
+// system manager keeps it with the settings.
 #pragma once
 
+#include <map>
 #include <string>
 
-#include "sysmgr/device/Settings.h"
+#include "provider/Provider.h"
 
 class StationBook {
  public:
-  // The settings must outlive the book.
-  explicit StationBook(Settings& settings) : settings_(settings) {}
+  // The provider must outlive the book.
+  explicit StationBook(Provider& provider) : provider_(provider) {}
 
   // The local station's name.
-  const std::string& LocalName() const;
+  const std::string& LocalName() const { return localName_; }
+  void SetLocalName(std::string name);
 
   // MAC addresses are in the form that Powerline returns, with letters in upper case.
 
@@ -22,13 +24,17 @@ class StationBook {
   const std::string& NameOf(const std::string& macAddress) const;
   bool IsAdded(const std::string& macAddress) const;
 
-  // Both fail when it can't be stored.
-  Outcome SetName(const std::string& macAddress, const std::string& name);
-  Outcome Add(const std::string& macAddress);
+  // Both: "" or why it can't be stored, in a sentence for a page.
+  std::string SetName(const std::string& macAddress, const std::string& name);
+  std::string Add(const std::string& macAddress);
 
   // Changes whenever one of the answers may have changed.
-  unsigned Changes() const { return settings_.Changes(); }
+  unsigned Changes() const { return changes_ + provider_.KeptChanges(); }
 
  private:
-  Settings& settings_;
+  const std::string& Find(const std::string& name) const;
+
+  Provider& provider_;
+  std::string localName_;
+  unsigned changes_ = 0;
 };

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Creates the device's parts, first those that others need.
+// Creates the service's own parts, first those that others need.
 #include "sysmgr/Features.h"
+
+#include "sysmgr/OwnSources.h"
 
 #include <utility>
 #include <vector>
@@ -21,51 +23,22 @@ void OfferCheck(Sources& sources, const Settings& settings) {
   sources.OfferValue("setting-check", std::move(check));
 }
 
-// The file holds a double for each carrier, in native byte order.
-void OfferSnr(Sources& sources, const Powerline& powerline, HandoverFolder& files) {
-  ValueSource snr;
-  snr.makesFile = true;
-  snr.selectors = {"MacAddress"};
-  snr.value = [&powerline, &files](const Question& question) -> LiveValue {
-    const std::string* address = question.Selector("MacAddress");
-    if (address == nullptr) {
-      return {"", Outcome(Sentence::kSelectorMissing).AboutName("MacAddress")};
-    }
-    const auto decibels = powerline.Snr(*address);
-    if (!decibels) return {"", Sentence::kNoStation};
-    const std::string_view bytes(reinterpret_cast<const char*>(decibels->data()),
-                                 decibels->size() * sizeof(double));
-    LiveValue path;
-    path.outcome = files.Put("snr-", ".bin", bytes, path.text);
-    return path;
-  };
-  sources.OfferValue("snr", std::move(snr));
-}
-
 }  // namespace
 
 Features::Features(Settings& settings, const FeatureSetup& setup)
-    : steady_(setup.steady),
+    : settings_(settings),
+      steady_(setup.steady),
       files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
       log_(setup.timeOfDay),
       firmware_(setup.stateFolder, upload_, settings.Definitions().DeviceName(), log_),
-      book_(settings),
-      powerline_(setup.seed, setup.timeOfDay, setup.steady, book_,
-                 [this] { return firmware_.RunningVersion(); }),
       configuration_(settings, files_, upload_, setup.steady),
-      network_(settings),
-      stations_(powerline_, book_, log_),
-      restarts_(settings, firmware_, powerline_, log_) {
+      restarts_(settings, firmware_, sources_, log_) {
   log_.OfferTo(sources_);
   firmware_.OfferTo(sources_);
-  powerline_.OfferTo(sources_);
   configuration_.OfferTo(sources_);
-  network_.OfferTo(sources_);
-  stations_.OfferTo(sources_);
-  restarts_.OfferTo(sources_);
   OfferCheck(sources_, settings);
-  OfferSnr(sources_, powerline_, files_);
+  CheckOffers(sources_);
   restarts_.AddListener([this] {
     configuration_.Restart();
     files_.RemoveAll();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Creates the parts of the simulated device, which offer every source and action that the project's
-// model names.
+// Creates the parts that offer the service's own sources and actions: firmware, configurations, the
+// log, restarts. All others come from providers.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "simulator/Powerline.h"
-#include "simulator/Restarts.h"
-#include "simulator/SimulatedNetwork.h"
-#include "simulator/StationActions.h"
-#include "simulator/StationBook.h"
+#include "sysmgr/Restarts.h"
 #include "sysmgr/configuration/Configuration.h"
 #include "sysmgr/device/EventLog.h"
 #include "sysmgr/device/Settings.h"
@@ -21,9 +17,10 @@
 #include "sysmgr/files/HandoverFolder.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
+#include "sysmgr/loop/EventLoop.h"
+#include "sysmgr/providers/ProviderSession.h"
 
 struct FeatureSetup {
-  std::uint64_t seed = 1;                   // of the powerline
   std::function<std::int64_t()> timeOfDay;  // seconds; may jump in either direction
   std::function<std::int64_t()> steady;     // seconds of the monotonic clock
   std::string filesFolder;                  // for files to fetch
@@ -39,11 +36,20 @@ class Features {
   Features& operator=(const Features&) = delete;
 
   const Sources& All() const { return sources_; }
-  Powerline& GetPowerline() { return powerline_; }
+
+  // See Restarts::OnReset.
+  void OnReset(std::function<void()> listener) { restarts_.OnReset(std::move(listener)); }
 
   // Sets how the steps of an installation of firmware are called.
   void RunStepsWith(FirmwareUpdate::StepRunner runner) {
     firmware_.RunStepsWith(std::move(runner));
+  }
+
+  // What providers use of it.
+  ProviderWorld WorldOf(EventLoop& loop) {
+    return {loop,   sources_, settings_,
+            files_, log_,     [this] { return firmware_.RunningVersion(); },
+            steady_};
   }
 
   // Does the work that is due without a request.
@@ -52,16 +58,13 @@ class Features {
  private:
   void AddEvents(Settings& settings);
 
+  Settings& settings_;
   std::function<std::int64_t()> steady_;
   HandoverFolder files_;
   UploadedFile upload_;
   EventLog log_;
   FirmwareUpdate firmware_;
-  StationBook book_;
-  Powerline powerline_;
   Configuration configuration_;
-  SimulatedNetwork network_;
-  StationActions stations_;
-  Restarts restarts_;
   Sources sources_;
+  Restarts restarts_;
 };

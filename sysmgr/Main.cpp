@@ -8,6 +8,7 @@
 
 #include "sysmgr/Messages.h"
 #include "sysmgr/Options.h"
+#include "sysmgr/OwnSources.h"
 #include "sysmgr/Serve.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/model/ModelReader.h"
@@ -29,7 +30,7 @@ int Run(const Options& options) {
     case Options::Action::kVersion:
       return std::puts("sysmgrd " VISTEL_VERSION) < 0 ? kExitFailure : 0;
     case Options::Action::kCheckModel:
-      ReadModelFile(options.model);
+      CheckOwnSources(ReadModelFile(options.model));
       return 0;
     case Options::Action::kMessages:
       for (const std::string& message : MessagesOf(ReadModelFile(options.model))) {

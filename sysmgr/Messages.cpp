@@ -18,8 +18,7 @@ constexpr ActionTopic kActionTopics[] = {
     {"config-restore", Topic::kUpload},   {"config-restore", Topic::kConfiguration},
     {"firmware-update", Topic::kUpload},  {"firmware-update", Topic::kFirmware},
     {"firmware-update", Topic::kRestart}, {"restart", Topic::kRestart},
-    {"factory-reset", Topic::kRestart},   {"name-station", Topic::kStation},
-    {"add-station", Topic::kStation},
+    {"factory-reset", Topic::kRestart},
 };
 
 }  // namespace
@@ -33,6 +32,7 @@ std::set<std::string> MessagesOf(const Model& model) {
   for (const ModelKey& key : model.Keys()) {
     if (key.access == Access::kRead) continue;
     add(SentencesOf(key));
+    add(key.refusals);
     if (key.access != Access::kAction) continue;
     for (const ActionTopic& row : kActionTopics) {
       if (row.action == key.action) add(Sentences::OfTopic(row.topic));

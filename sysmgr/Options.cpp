@@ -5,40 +5,29 @@
 
 #include <getopt.h>
 
-#include <charconv>
-#include <cstring>
-
 #include "sysmgr/log/Failure.h"
 
 namespace {
 
 constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
+                               {"providers", required_argument, nullptr, 'p'},
                                {"model", required_argument, nullptr, 'm'},
                                {"database", required_argument, nullptr, 'd'},
                                {"authorisation", required_argument, nullptr, 'a'},
                                {"files", required_argument, nullptr, 'f'},
                                {"upload", required_argument, nullptr, 'u'},
-                               {"seed", required_argument, nullptr, 'r'},
                                {"check-model", no_argument, nullptr, 'c'},
                                {"messages", no_argument, nullptr, 'g'},
                                {"help", no_argument, nullptr, 'h'},
                                {"version", no_argument, nullptr, 'v'},
                                {nullptr, 0, nullptr, 0}};
 
-std::uint64_t ParseSeed(const char* text) {
-  std::uint64_t seed = 0;
-  const char* const end = text + std::strlen(text);
-  const auto [next, error] = std::from_chars(text, end, seed);
-  if (error != std::errc() || next != end) {
-    throw StartFailure("--seed must be a whole number from 0 to 18446744073709551615");
-  }
-  return seed;
-}
-
 std::string& PathOf(Options& options, int chosen) {
   switch (chosen) {
     case 's':
       return options.socket;
+    case 'p':
+      return options.providers;
     case 'm':
       return options.model;
     case 'd':
@@ -57,6 +46,7 @@ std::string& PathOf(Options& options, int chosen) {
 Options ParseOptions(int count, char** arguments) {
   Options options;
   options.socket = VISTEL_SYSMGR_SOCKET;
+  options.providers = VISTEL_SYSMGR_PROVIDERS;
   options.model = VISTEL_SYSMGR_MODEL;
   options.database = VISTEL_SYSMGR_DATABASE;
   options.authorisation = VISTEL_AUTHORISATION_FILE;
@@ -67,9 +57,6 @@ Options ParseOptions(int count, char** arguments) {
   int chosen = 0;
   while ((chosen = getopt_long(count, arguments, "", kOptions, nullptr)) != -1) {
     switch (chosen) {
-      case 'r':
-        options.seed = ParseSeed(optarg);
-        break;
       case 'c':
         options.action = Options::Action::kCheckModel;
         break;
@@ -103,6 +90,8 @@ std::string HelpText() {
          "\n"
          "  --socket PATH         listen here (" VISTEL_SYSMGR_SOCKET
          ")\n"
+         "  --providers PATH      listen here for providers (" VISTEL_SYSMGR_PROVIDERS
+         ")\n"
          "  --model FILE          keys, types and limits (" VISTEL_SYSMGR_MODEL
          ")\n"
          "  --database FILE       the settings (" VISTEL_SYSMGR_DATABASE
@@ -114,7 +103,6 @@ std::string HelpText() {
          ")\n"
          "  --upload FILE         what a page has uploaded (" VISTEL_UPLOAD_FILE
          ")\n"
-         "  --seed NUMBER         of the simulated powerline (1)\n"
          "  --check-model         only check the model\n"
          "  --messages            only print all sentences that pages can get, for translators\n"
          "  --help, --version\n"

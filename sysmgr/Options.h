@@ -3,7 +3,6 @@
 // The command line of the service. Every path has a default from the build (docs/settings.md).
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 struct Options {
@@ -11,12 +10,12 @@ struct Options {
 
   Action action = Action::kServe;
   std::string socket;
+  std::string providers;
   std::string model;
   std::string database;
   std::string authorisation;
   std::string files;
   std::string upload;
-  std::uint64_t seed = 1;
 };
 
 // Throws StartFailure with what is wrong. The build sets the defaults.

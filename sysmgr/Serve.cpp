@@ -4,20 +4,32 @@
 #include "sysmgr/Serve.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "sysmgr/Features.h"
+#include "sysmgr/OwnSources.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/log/Log.h"
+#include "sysmgr/loop/EventLoop.h"
+#include "sysmgr/loop/Listener.h"
 #include "sysmgr/model/ModelReader.h"
+#include "sysmgr/providers/Providers.h"
 #include "sysmgr/service/Authorisation.h"
 #include "sysmgr/service/Dispatcher.h"
 
 namespace {
+
+// How often the parts do what is due when nobody asks.
+constexpr int kTimerSeconds = 15;
+
+constexpr mode_t kClientsMode = 0660;
+constexpr mode_t kProvidersMode = 0600;
 
 template <typename Clock>
 std::int64_t Seconds() {
@@ -42,11 +54,16 @@ std::int64_t SteadyTime() {
 
 void Serve(const Options& options, const Pace& pace) {
   const Model model = ReadModelFile(options.model);
+  CheckOwnSources(model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
+  EventLoop loop;
+  // First of all that is written, so that a second service ends before it touches the files of the
+  // first one.
+  Listener clients(options.socket, kClientsMode);
+  Listener devices(options.providers, kProvidersMode);
   Storage storage(options.database, model, pace.openMilliseconds);
   Settings settings(model, storage);
   FeatureSetup setup;
-  setup.seed = options.seed;
   setup.timeOfDay = pace.timeOfDay;
   setup.steady = pace.steady;
   setup.filesFolder = options.files;
@@ -55,13 +72,24 @@ void Serve(const Options& options, const Pace& pace) {
   Features features(settings, setup);
   Device device(settings, features.All());
   Dispatcher dispatcher(device, authorisation);
-  Server server(
-      options.socket, dispatcher, [&features] { features.OnTimer(); }, pace.deadlineMilliseconds);
-  features.RunStepsWith([&server, &pace](std::function<bool()> step) {
-    server.RunSteps(pace.stepMilliseconds, std::move(step));
+  Server server(loop, clients, dispatcher, pace.deadlineMilliseconds);
+  Providers providers(features.WorldOf(loop), devices, pace.patience);
+  settings.AddObserver(
+      [&providers](const std::vector<std::string>& keys) { providers.OnChange(keys); });
+  features.OnReset([&providers] { providers.OnReset(); });
+  loop.Every(kTimerSeconds, [&features] { features.OnTimer(); });
+  features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
+    loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    loop.OnSignal(number, [&loop, number] {
+      Log::Write("ending on signal " + std::to_string(number));
+      loop.End();
+    });
+  }
   if (!authorisation.IsExpected()) {
     Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
   }
-  server.Run();
+  Log::Write("ready on '" + options.socket + "'");
+  loop.Run();
 }

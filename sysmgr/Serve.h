@@ -9,6 +9,7 @@
 #include "sysmgr/Options.h"
 #include "sysmgr/device/Storage.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
+#include "sysmgr/providers/ProviderLink.h"
 #include "sysmgr/service/Server.h"
 
 // Seconds of the time of day, which may jump in either direction, and of the monotonic clock.
@@ -22,6 +23,7 @@ struct Pace {
   int openMilliseconds = Storage::kOpenMilliseconds;
   std::function<std::int64_t()> timeOfDay = TimeOfDay;
   std::function<std::int64_t()> steady = SteadyTime;
+  ProviderPatience patience = {};
 };
 
 // Serves until a signal ends it. Throws when it can't start or continue.

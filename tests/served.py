@@ -54,6 +54,7 @@ def served():
     address, output = f"http://{HOST}:{port}/", ""
     run = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", text=True,
                            stdout=subprocess.PIPE, env={**os.environ, "VISTEL_RUN_PRESET": BUILD.name,
+                                                        "VISTEL_SIMULATOR": "--hostile-names",
                                                         "PORT": str(port), "LANGUAGE": "fr", "LC_ALL": "C"})
     signal.alarm(START_SECONDS)
     while address not in output:

@@ -206,23 +206,32 @@ def examples(text):
                 ("exit", str(status), ""), ("errors", "", log)])
 
 
+def wait_for(process, words):
+    """Reads its log up to a line with these words."""
+    log = ""
+    while words not in log:
+        line = process.stderr.readline()
+        assert line, "the system manager ended: " + log
+        log += line
+
+
 @contextmanager
 def real_system_manager():
-    """With the project's model and its default settings."""
+    """With the project's model, its default settings and the simulated adapter."""
     PROGRAM.socket.parent.mkdir(parents=True, exist_ok=True)
     PROGRAM.socket.parent.chmod(0o750)
     with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
-            [PROGRAM.build / "sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--seed", "1", "--model",
-             TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")],
-            stderr=subprocess.PIPE, text=True) as process:
+            [PROGRAM.build / "sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--providers", Path(folder, "run/providers"),
+             "--model", TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")],
+            stderr=subprocess.PIPE, text=True) as process, subprocess.Popen(
+            [PROGRAM.build / "simulator/vistel-simulator", "--socket", Path(folder, "run/providers")],
+            stderr=subprocess.DEVNULL) as device:
         try:
-            log = ""
-            while "ready on" not in log:
-                line = process.stderr.readline()
-                assert line, "the system manager ended: " + log
-                log += line
+            wait_for(process, "ready on")
+            wait_for(process, "has put the settings in force")
             yield
         finally:
+            device.terminate()
             process.terminate()
 
 

@@ -61,8 +61,8 @@ void Configuration::OfferTo(Sources& sources) {
                       [this](const Question& question) { return Changes(question); }});
   sources.OfferTable("config-mistakes", {{"Number", "Line", "Key", "Text"},
                                          [this](const Question&) { return Mistakes(); }});
-  sources.OfferAction("config-restore",
-                      [this](const ActionRequest& request) { return Restore(request); });
+  sources.OfferQuickAction("config-restore",
+                           [this](const ActionRequest& request) { return Restore(request); });
 }
 
 std::string Configuration::Show(Part part, std::string_view client) const {

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "base/Characters.h"
+#include "base/RegularFile.h"
 #include "base/Utf8.h"
-#include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/model/Check.h"
 
@@ -119,40 +119,12 @@ StringTable Device::Collection::MakeTable() const {
   return table;
 }
 
-Device::Device(Settings& settings, const Sources& sources)
-    : model_(settings.Definitions()), settings_(settings), sources_(sources) {
-  for (const ModelKey& key : model_.Keys()) {
-    if (!key.source.empty()) CheckSource(key);
-    if (key.access == Access::kAction && sources.FindAction(key.action) == nullptr) {
-      throw StartFailure("model, key '" + key.name + "': there is no action '" + key.action + "'");
-    }
-  }
-}
-
-void Device::CheckSource(const ModelKey& key) const {
-  const std::string where = "model, key '" + key.name + "': ";
-  if (key.type != ValueType::kTable) {
-    if (sources_.FindValue(key.source) == nullptr) {
-      throw StartFailure(where + "there is no source '" + key.source + "' of a single value");
-    }
-    return;
-  }
-  const TableSource* table = sources_.FindTable(key.source);
-  if (table == nullptr) {
-    throw StartFailure(where + "there is no source '" + key.source + "' of a table");
-  }
-  for (const ModelColumn& column : key.columns) {
-    if (!Names(table->columns, column.name)) {
-      throw StartFailure(where + "source '" + key.source + "' has no column '" + column.name + "'");
-    }
-  }
-}
-
-Outcome Device::AppendTable(const ModelKey& definition, const Question& question,
-                            Collection& collection) {
-  const Config::Key::Key& key = question.key;
-  const TableSource& table = *sources_.FindTable(definition.source);
-  const std::vector<std::string>& names = table.columns;
+Outcome Device::AppendTable(const Item& item, Collection& collection, bool& isMissing) {
+  const ModelKey& definition = item.definition;
+  const Config::Key::Key& key = item.question.key;
+  const TableSource* const table = sources_.FindTable(definition.source);
+  if (table == nullptr) return Sentence::kNoDevice;
+  const std::vector<std::string>& names = table->columns;
   std::vector<Filter> filters;
   for (const Config::Key::Pair& selector : key.Selectors()) {
     const ModelColumn* column = FindColumn(definition, selector.name);
@@ -170,10 +142,15 @@ Outcome Device::AppendTable(const ModelKey& definition, const Question& question
   } else {
     return Outcome(Sentence::kNoColumn).AboutName(key.Column());
   }
+  isMissing = table->ask && item.answer == nullptr;
+  if (isMissing) return {};
+  if (item.answer != nullptr && !item.answer->outcome.IsSuccess()) return item.answer->outcome;
+  collection.rows.push_back(item.answer != nullptr ? item.answer->rows
+                                                   : table->rows(item.question));
+  if (collection.rows.back() == nullptr) return Sentence::kNoValueYet;
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
   columns.resize(first + wanted.size());
-  collection.rows.push_back(table.rows(question));
   for (const LiveRow& row : *collection.rows.back()) {
     if (!Keeps(filters, row)) continue;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
@@ -183,32 +160,43 @@ Outcome Device::AppendTable(const ModelKey& definition, const Question& question
   return {};
 }
 
-Outcome Device::AppendValue(const ModelKey& definition, const Question& question,
-                            Collection& collection) {
-  const ValueSource& source = *sources_.FindValue(definition.source);
-  if (!question.key.Column().empty()) return Sentence::kNoTable;
-  if (source.selectors.empty() && !question.key.Selectors().empty()) return Sentence::kNoTable;
-  if (const std::string* name = FindStranger(question.key.Selectors(), source.selectors)) {
+Outcome Device::AppendValue(const Item& item, Collection& collection, bool& isMissing) {
+  const Config::Key::Key& key = item.question.key;
+  const ValueSource* const source = sources_.FindValue(item.definition.source);
+  if (source == nullptr) return Sentence::kNoDevice;
+  if (!key.Column().empty()) return Sentence::kNoTable;
+  if (source->selectors.empty() && !key.Selectors().empty()) return Sentence::kNoTable;
+  if (const std::string* name = FindStranger(key.Selectors(), source->selectors)) {
     return Outcome(Sentence::kNoSelector).AboutName(*name);
   }
-  if (source.makesFile && collection.files.size() == kMaxFilesPerQuery) {
+  if (source->makesFile && collection.files.size() == kMaxFilesPerQuery) {
     return {Sentence::kTooManyFiles, {std::to_string(kMaxFilesPerQuery)}};
   }
-  LiveValue value = source.value(question);
+  isMissing = source->ask && item.answer == nullptr;
+  if (isMissing) {
+    if (source->makesFile) collection.files.emplace_back();  // it counts already
+    return {};
+  }
+  LiveValue value;
+  if (item.answer == nullptr) {
+    value = source->value(item.question);
+  } else {
+    value.outcome = item.answer->outcome;
+    if (value.outcome.IsSuccess()) value.text = item.answer->rows->front().front();
+  }
   if (value.outcome.IsSuccess()) {
-    if (source.makesFile) collection.files.push_back(value.text);
+    if (source->makesFile) collection.files.push_back(value.text);
     collection.AddText(std::move(value.text));
   }
   return std::move(value.outcome);
 }
 
-Outcome Device::AppendLive(const ModelKey& definition, const Question& question, bool joined,
-                           Collection& collection) {
+Outcome Device::AppendLive(const Item& item, bool joined, Collection& collection, bool& isMissing) {
   const std::size_t first = collection.columns.size();
-  const bool isTable = definition.type == ValueType::kTable;
-  Outcome outcome = isTable ? AppendTable(definition, question, collection)
-                            : AppendValue(definition, question, collection);
-  if (!outcome.IsSuccess()) return outcome;
+  const bool isTable = item.definition.type == ValueType::kTable;
+  Outcome outcome =
+      isTable ? AppendTable(item, collection, isMissing) : AppendValue(item, collection, isMissing);
+  if (!outcome.IsSuccess() || isMissing) return outcome;
   collection.liveBytes += collection.BytesFrom(first);
   if (collection.liveBytes > kMaxLiveBytes) {
     return {Sentence::kLiveValuesTooLarge, {std::to_string(kMaxLiveBytes)}};
@@ -217,19 +205,37 @@ Outcome Device::AppendLive(const ModelKey& definition, const Question& question,
   return {};
 }
 
-Outcome Device::AppendKey(std::string_view text, std::string_view client, Collection& collection) {
-  const Config::Key::Key key(text);
-  if (!key.IsValid()) return Sentence::kMalformedKey;
-  const ModelKey* definition = model_.Find(key.Path());
-  if (definition == nullptr) return Sentence::kUnknownKey;
-  if (!definition->CanBeRead()) return Sentence::kNotReadable;
-  if (!definition->IsOpenTo(client)) return Sentence::kNotOpen;
-  const bool isTable = definition->type == ValueType::kTable;
-  const ValueSource* source = isTable ? nullptr : sources_.FindValue(definition->source);
-  bool joined = false;
+Outcome Device::AppendFile(const ModelKey& definition, const Config::Key::Key& key,
+                           Collection& collection) const {
+  if (!key.Column().empty() || !key.Selectors().empty()) return Sentence::kNoTable;
+  const OpenedFile file = OpenRegularFile(definition.file);
+  char bytes[kMaxFileLineBytes];
+  const ssize_t count = read(file.descriptor.Number(), bytes, sizeof bytes);
+  if (count < 0) return Sentence::kNoValue;
+  std::string_view line(bytes, static_cast<std::size_t>(count));
+  line = line.substr(0, line.find('\n'));
+  std::string text;
+  Utf8::AppendSafe(text, line);
+  if (!CheckValue(definition, text).IsSuccess()) return Sentence::kNoValue;
+  collection.AddText(std::move(text));
+  return {};
+}
+
+const std::vector<std::string>& Device::OptionsOf(const ModelKey& definition) const {
+  static const std::vector<std::string> kNone;
+  if (definition.type == ValueType::kTable) {
+    const TableSource* const table = sources_.FindTable(definition.source);
+    return table == nullptr ? kNone : table->options;
+  }
+  const ValueSource* const value = sources_.FindValue(definition.source);
+  return value == nullptr ? kNone : value->options;
+}
+
+Outcome Device::CheckOptions(const Config::Key::Key& key, const std::vector<std::string>& known,
+                             bool& joined) const {
   for (const Config::Key::Pair& option : key.Options()) {
     if (option.name != "format") {
-      if (source != nullptr && Names(source->options, option.name)) continue;
+      if (Names(known, option.name)) continue;
       return Outcome(Sentence::kNoOption).AboutName(option.name);
     }
     if (option.value != "scalar" && option.value != "table") {
@@ -237,39 +243,63 @@ Outcome Device::AppendKey(std::string_view text, std::string_view client, Collec
     }
     joined = option.value == "scalar";
   }
-  const Question question{key, client};
-  if (isTable || source != nullptr) return AppendLive(*definition, question, joined, collection);
+  return {};
+}
+
+Outcome Device::AppendKey(std::string_view text, std::string_view client, const LiveAnswer* answer,
+                          Collection& collection, bool& isMissing) {
+  const Config::Key::Key key(text);
+  if (!key.IsValid()) return Sentence::kMalformedKey;
+  const ModelKey* definition = model_.Find(key.Path());
+  if (definition == nullptr) return Sentence::kUnknownKey;
+  if (!definition->CanBeRead()) return Sentence::kNotReadable;
+  if (!definition->IsOpenTo(client)) return Sentence::kNotOpen;
+  bool joined = false;
+  Outcome outcome = CheckOptions(key, OptionsOf(*definition), joined);
+  if (!outcome.IsSuccess()) return outcome;
+  if (!definition->file.empty()) return AppendFile(*definition, key, collection);
+  if (!definition->source.empty()) {
+    return AppendLive({*definition, {key, client}, answer}, joined, collection, isMissing);
+  }
   if (!key.Selectors().empty()) return Sentence::kNoTable;
   collection.columns.push_back(
       {definition->IsSetting() ? settings_.Get(definition->name) : definition->defaultValue});
   return {};
 }
 
-Outcome Device::Query(const StringTable& keys, std::string_view client, StringTable& answer) {
+Outcome Device::Query(const StringTable& keys, std::string_view client, const Answers& answers,
+                      StringTable& answer, std::vector<unsigned>& missing) {
+  missing.clear();
   if (keys.Rows() == 0 || keys.Columns() != 1) return Sentence::kNoKeys;
   if (keys.Rows() > kMaxKeysPerRequest) {
     return {Sentence::kTooManyKeys, {std::to_string(kMaxKeysPerRequest)}};
   }
   Collection collection;
-  Outcome outcome = Collect(keys, client, collection);
-  if (outcome.IsSuccess()) {
+  Outcome outcome = Collect(keys, client, answers, collection, missing);
+  if (outcome.IsSuccess() && missing.empty()) {
     answer = collection.MakeTable();
   } else {
+    for (const auto& [row, given] : answers) unlink(given.file.c_str());
     // The client never learns these paths.
     for (const std::string& file : collection.files) unlink(file.c_str());
   }
   return outcome;
 }
 
-Outcome Device::Collect(const StringTable& keys, std::string_view client, Collection& collection) {
+Outcome Device::Collect(const StringTable& keys, std::string_view client, const Answers& answers,
+                        Collection& collection, std::vector<unsigned>& missing) {
   const auto& columns = collection.columns;
   std::size_t bytes = 0;
   std::size_t rows = 0;
   for (unsigned i = 0; i < keys.Rows(); ++i) {
     const std::string_view text = keys.View(i, 0);
     const std::size_t first = columns.size();
-    Outcome outcome = AppendKey(text, client, collection);
+    const auto given = answers.find(i);
+    bool isMissing = false;
+    Outcome outcome = AppendKey(text, client, given == answers.end() ? nullptr : &given->second,
+                                collection, isMissing);
     if (!outcome.IsSuccess()) return std::move(outcome).AboutKey(Log::PathOf(text));
+    if (isMissing) missing.push_back(i);
     bytes += collection.BytesFrom(first);
     for (std::size_t c = first; c < columns.size(); ++c) rows = std::max(rows, columns[c].size());
     if (bytes > kMaxAnswerBytes || rows * columns.size() * kMinCellBytes > kMaxAnswerBytes) {
@@ -277,6 +307,34 @@ Outcome Device::Collect(const StringTable& keys, std::string_view client, Collec
     }
   }
   return {};
+}
+
+void Device::Ask(const StringTable& keys, std::string_view client,
+                 const std::vector<unsigned>& missing, Answers& answers,
+                 const std::function<void()>& done) const {
+  std::map<std::string_view, std::vector<unsigned>> rows;  // by key: each is asked for once
+  for (const unsigned row : missing) rows[keys.View(row, 0)].push_back(row);
+  const auto open = std::make_shared<std::size_t>(rows.size());
+  for (const auto& [key, places] : rows) {
+    AskOne(key, client, [open, places = places, &answers, done](const LiveAnswer& answer) {
+      for (const unsigned row : places) answers[row] = answer;
+      if (--*open == 0) done();
+    });
+  }
+}
+
+void Device::AskOne(std::string_view text, std::string_view client, AnswerTaker taker) const {
+  const Config::Key::Key key(text);
+  const std::string& source = model_.Find(key.Path())->source;
+  const ValueSource* const value = sources_.FindValue(source);
+  const TableSource* const table = sources_.FindTable(source);
+  if (value != nullptr && value->ask) {
+    value->ask({key, client}, std::move(taker));
+  } else if (table != nullptr && table->ask) {
+    table->ask({key, client}, std::move(taker));
+  } else {
+    taker({nullptr, Sentence::kNoDevice});
+  }
 }
 
 // Whether the key may be in a batch with the other keys: an action goes only with its own
@@ -308,15 +366,19 @@ Outcome Device::CheckCompany(std::string_view name, const StringTable& keys) con
   return {};
 }
 
-Outcome Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
-                    std::string_view client) {
+void Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
+                 std::string_view client, OutcomeTaker done) {
   const std::string_view name = keys.View(row, 0);
-  const Action& action = *sources_.FindAction(model_.Find(std::string(name))->action);
-  return action(ActionRequest(keys, values, name, client));
+  const Action* const action = sources_.FindAction(model_.Find(std::string(name))->action);
+  if (action == nullptr) {
+    done(Sentence::kNoDevice);
+  } else {
+    (*action)(ActionRequest(keys, values, name, client), std::move(done));
+  }
 }
 
-std::vector<Outcome> Device::Set(const StringTable& keys, const StringTable& values,
-                                 std::string_view client) {
+void Device::Set(const StringTable& keys, const StringTable& values, std::string_view client,
+                 OutcomesTaker done) {
   std::vector<Outcome> outcomes;
   Storage::Batch batch;
   std::set<std::string_view> seen;
@@ -337,10 +399,16 @@ std::vector<Outcome> Device::Set(const StringTable& keys, const StringTable& val
     outcomes.push_back(std::move(outcome));
   }
   if (fine && action < keys.Rows()) {
-    outcomes[action] = Run(keys, values, action, client);
-  } else if (fine && !batch.empty()) {
+    Run(keys, values, action, client,
+        [outcomes = std::move(outcomes), action, done = std::move(done)](Outcome outcome) mutable {
+          outcomes[action] = std::move(outcome);
+          done(outcomes);
+        });
+    return;
+  }
+  if (fine && !batch.empty()) {
     Outcome outcome = settings_.Store(batch);
     if (!outcome.IsSuccess()) outcomes.push_back(std::move(outcome));
   }
-  return outcomes;
+  done(outcomes);
 }

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,23 +31,38 @@ class Device {
   // from all clients. The largest table has 21 KiB, and no page asks for all tables.
   static constexpr std::size_t kMaxLiveBytes = std::size_t{1} << 20;
 
-  // The most keys in a query that make a file for the client. A download asks for one file, and
+  // The most keys in a query that make a file for the client. A page asks for a few files, and
   // there is little room for files (HandoverFolder).
-  static constexpr std::size_t kMaxFilesPerQuery = 1;
+  static constexpr std::size_t kMaxFilesPerQuery = 8;
 
-  // Both must outlive the device. Throws StartFailure when the model names a source, column or
-  // action that no part offers.
-  Device(Settings& settings, const Sources& sources);
+  // The most that is read of a file that is the source of a key; /sys has no longer lines.
+  static constexpr std::size_t kMaxFileLineBytes = 4096;
+
+  // What providers have answered to the keys of a query, by row.
+  using Answers = std::map<unsigned, LiveAnswer>;
+
+  // Both must outlive the device.
+  Device(Settings& settings, const Sources& sources)
+      : model_(settings.Definitions()), settings_(settings), sources_(sources) {}
 
   // Answers a table of keys. When one of them can't be answered, the outcome is about that key and
-  // `answer` is unspecified.
-  Outcome Query(const StringTable& keys, std::string_view client, StringTable& answer);
+  // `answer` is unspecified. It is also unspecified when `missing` has rows afterwards: call Ask
+  // for each of these keys, and then Query again with the answers.
+  Outcome Query(const StringTable& keys, std::string_view client, const Answers& answers,
+                StringTable& answer, std::vector<unsigned>& missing);
 
-  // Stores a batch, all or nothing, or carries out an action with its parameters. Returns an
-  // outcome for each key and, when the settings don't fit together or can't be stored, one more.
-  // The outcome of an action is that of its key. Values missing in `values` are empty.
-  std::vector<Outcome> Set(const StringTable& keys, const StringTable& values,
-                           std::string_view client);
+  // Asks providers for the keys that Query has found missing, and calls `done` once, perhaps from
+  // within, when all have answered. Keys and answers must stay until then.
+  void Ask(const StringTable& keys, std::string_view client, const std::vector<unsigned>& missing,
+           Answers& answers, const std::function<void()>& done) const;
+
+  // Stores a batch, all or nothing, or carries out an action with its parameters. Then calls `done`
+  // once, perhaps later, with an outcome for each key and, when the settings don't fit together or
+  // can't be stored, one more. The outcome of an action is that of its key. Values missing in
+  // `values` are empty.
+  using OutcomesTaker = std::function<void(const std::vector<Outcome>&)>;
+  void Set(const StringTable& keys, const StringTable& values, std::string_view client,
+           OutcomesTaker done);
 
  private:
   // Cells, column by column, and the texts that they point to.
@@ -65,16 +82,29 @@ class Device {
     StringTable MakeTable() const;
   };
 
-  Outcome Collect(const StringTable& keys, std::string_view client, Collection& collection);
-  void CheckSource(const ModelKey& key) const;
-  Outcome AppendKey(std::string_view text, std::string_view client, Collection& collection);
-  Outcome AppendLive(const ModelKey& definition, const Question& question, bool joined,
-                     Collection& collection);
-  Outcome AppendTable(const ModelKey& definition, const Question& question, Collection& collection);
-  Outcome AppendValue(const ModelKey& definition, const Question& question, Collection& collection);
+  // One key of a query.
+  struct Item {
+    const ModelKey& definition;
+    const Question& question;
+    const LiveAnswer* answer;  // null when no provider has been asked
+  };
+
+  Outcome Collect(const StringTable& keys, std::string_view client, const Answers& answers,
+                  Collection& collection, std::vector<unsigned>& missing);
+  Outcome AppendKey(std::string_view text, std::string_view client, const LiveAnswer* answer,
+                    Collection& collection, bool& isMissing);
+  Outcome AppendLive(const Item& item, bool joined, Collection& collection, bool& isMissing);
+  Outcome AppendTable(const Item& item, Collection& collection, bool& isMissing);
+  Outcome AppendValue(const Item& item, Collection& collection, bool& isMissing);
+  Outcome CheckOptions(const Config::Key::Key& key, const std::vector<std::string>& known,
+                       bool& joined) const;
+  Outcome AppendFile(const ModelKey& definition, const Config::Key::Key& key,
+                     Collection& collection) const;
+  const std::vector<std::string>& OptionsOf(const ModelKey& definition) const;
+  void AskOne(std::string_view key, std::string_view client, AnswerTaker taker) const;
   Outcome CheckCompany(std::string_view name, const StringTable& keys) const;
-  Outcome Run(const StringTable& keys, const StringTable& values, unsigned row,
-              std::string_view client);
+  void Run(const StringTable& keys, const StringTable& values, unsigned row,
+           std::string_view client, OutcomeTaker done);
 
   const Model& model_;
   Settings& settings_;

@@ -8,6 +8,15 @@
 #include "platform/ConfigKey.h"
 #include "sysmgr/model/Check.h"
 
+namespace {
+
+// No owner's name holds a blank.
+std::string OwnPrefix(const std::string& owner) {
+  return Storage::kOwnPrefix + owner + " ";
+}
+
+}  // namespace
+
 Outcome Settings::Check(std::string_view name, std::string_view value,
                         std::string_view client) const {
   const Config::Key::Key key(name);
@@ -57,4 +66,19 @@ const std::string& Settings::GetOwn(const std::string& name) const {
 
 Outcome Settings::StoreOwn(const std::string& name, const std::string& value) {
   return storage_.Store({{Storage::kOwnPrefix + name, value}});
+}
+
+std::map<std::string, std::string> Settings::OwnOf(const std::string& owner) const {
+  const std::string prefix = OwnPrefix(owner);
+  std::map<std::string, std::string> texts;
+  for (const auto& [name, value] : storage_.Below(prefix)) {
+    if (!value.empty()) texts[name.substr(prefix.size())] = value;
+  }
+  return texts;
+}
+
+Outcome Settings::StoreOwnOf(const std::string& owner, const Storage::Batch& texts) {
+  Storage::Batch batch;
+  for (const auto& [name, value] : texts) batch.emplace_back(OwnPrefix(owner) + name, value);
+  return storage_.Store(batch);
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +43,11 @@ class Settings {
   // missing one. No client reaches them, and no list of settings holds them.
   const std::string& GetOwn(const std::string& name) const;
   Outcome StoreOwn(const std::string& name, const std::string& value);
+
+  // Values that the service keeps for a provider, by the provider's name. Storing the empty value
+  // removes one.
+  std::map<std::string, std::string> OwnOf(const std::string& owner) const;
+  Outcome StoreOwnOf(const std::string& owner, const Storage::Batch& texts);
 
   // Resets every setting to its default and forgets the service's own values; does all of it or
   // nothing. Observers are not called.

@@ -41,6 +41,15 @@ std::string_view ActionRequest::Parameter(std::string_view name) const {
   return Find(std::string(name_).append(".").append(name));
 }
 
+StringTable ActionRequest::Parameters() const {
+  StringTable table(2);
+  for (unsigned row = 0; row < keys_.Rows(); ++row) {
+    const std::string_view key = keys_.View(row, 0);
+    if (key != name_) table.AddCells({key.substr(key.rfind('.') + 1), values_.View(row, 0)});
+  }
+  return table;
+}
+
 void Sources::OfferValue(const std::string& name, ValueSource source) {
   Offer(values_, name, std::move(source));
 }
@@ -55,6 +64,24 @@ void Sources::OfferAction(const std::string& name, Action action) {
 
 void Sources::OfferText(const std::string& name, std::function<std::string()> text) {
   OfferValue(name, {[text = std::move(text)](const Question&) { return LiveValue{text()}; }});
+}
+
+void Sources::OfferQuickAction(const std::string& name,
+                               std::function<Outcome(const ActionRequest&)> action) {
+  OfferAction(name,
+              [action = std::move(action)](const ActionRequest& request, const OutcomeTaker& done) {
+                done(action(request));
+              });
+}
+
+void Sources::Withdraw(const std::string& name) {
+  values_.erase(name);
+  tables_.erase(name);
+  actions_.erase(name);
+}
+
+bool Sources::Has(const std::string& name) const {
+  return values_.count(name) + tables_.count(name) + actions_.count(name) > 0;
 }
 
 const ValueSource* Sources::FindValue(const std::string& name) const {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The values and actions of a device, under the names that the model's keys refer to. Here a device
-// maker connects the real hardware: each part of a device offers its sources and actions once, at
-// the start.
+// The values and actions of a device, under the names that the model's keys refer to. Parts of the
+// service offer theirs once, at the start. Providers, which are programs of their own, offer theirs
+// when they connect and lose them when they disconnect.
 #pragma once
 
 #include <functional>
@@ -36,6 +36,21 @@ struct LiveValue {
   Outcome outcome = {};
 };
 
+// What a provider has answered: the rows of a table, the one cell of a value, or why there is none.
+struct LiveAnswer {
+  LiveRows rows;  // null when there is none
+  Outcome outcome = {};
+  std::string file = {};  // the path of the file that was made for it, which is the one cell then
+};
+
+// Called once: from the event loop, or from within the call that it was passed to.
+using AnswerTaker = std::function<void(LiveAnswer)>;
+using OutcomeTaker = std::function<void(Outcome)>;
+
+// How a source is asked whose answer comes later.
+using AskLater = std::function<void(const Question&, AnswerTaker)>;
+
+// Exactly one of `value` and `ask` is there.
 struct ValueSource {
   std::function<LiveValue(const Question&)> value = {};
   // The selectors and options that a query may use, beside the option "format".
@@ -44,11 +59,15 @@ struct ValueSource {
   // Each query makes a file for the client, whose path is the value. A query may ask for few such
   // files; when it fails, they are removed.
   bool makesFile = false;
+  AskLater ask = {};
 };
 
+// Exactly one of `rows` and `ask` is there.
 struct TableSource {
-  std::vector<std::string> columns;  // in the order of the rows' cells
-  std::function<LiveRows(const Question&)> rows;
+  std::vector<std::string> columns;                    // in the order of the rows' cells
+  std::function<LiveRows(const Question&)> rows = {};  // null: there are none yet
+  std::vector<std::string> options = {};
+  AskLater ask = {};
 };
 
 // An action to be carried out. Its value and its parameters keep the model's limits.
@@ -64,6 +83,9 @@ class ActionRequest {
   // The parameter "<action>.<name>"; "" when it is missing. Valid as long as the request.
   std::string_view Parameter(std::string_view name) const;
 
+  // All parameters that were given: name and value.
+  StringTable Parameters() const;
+
  private:
   std::string_view Find(std::string_view key) const;
 
@@ -73,23 +95,36 @@ class ActionRequest {
   std::string_view client_;
 };
 
-// Carries out the action, or returns why it can't.
-using Action = std::function<Outcome(const ActionRequest&)>;
+// Carries out the action, then calls the taker once, perhaps later, with the outcome. The request
+// is valid only during the call.
+using Action = std::function<void(const ActionRequest&, OutcomeTaker)>;
 
 class Sources {
  public:
-  // Values and tables are called in every query and must answer from memory or a local disk. All
-  // clients wait while an action runs, so it must not wait for hardware. The functions must be
-  // callable as long as the sources live. Throws std::logic_error for a name that is offered
-  // already.
+  // All clients wait during these calls, so values and tables must come from memory or a local
+  // disk. The functions must be callable until they are withdrawn or the sources go. Throws
+  // std::logic_error for a name that is offered already.
   void OfferValue(const std::string& name, ValueSource source);
   void OfferTable(const std::string& name, TableSource source);
   void OfferAction(const std::string& name, Action action);
 
+  // Removes the offer with that name.
+  void Withdraw(const std::string& name);
+
+  // How many names are offered.
+  std::size_t Count() const { return values_.size() + tables_.size() + actions_.size(); }
+
+  // Whether anything is offered under that name.
+  bool Has(const std::string& name) const;
+
+  // An action that is done at once.
+  void OfferQuickAction(const std::string& name,
+                        std::function<Outcome(const ActionRequest&)> action);
+
   // The most common value: without selectors and options, and without failures.
   void OfferText(const std::string& name, std::function<std::string()> text);
 
-  // Null when there is none with that name. Valid as long as this object.
+  // Null when there is none with that name. Valid until it is withdrawn.
   const ValueSource* FindValue(const std::string& name) const;
   const TableSource* FindTable(const std::string& name) const;
   const Action* FindAction(const std::string& name) const;

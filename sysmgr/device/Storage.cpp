@@ -191,6 +191,15 @@ const std::string& Storage::Get(const std::string& key) const {
   return found == values_.end() ? kNone : found->second;
 }
 
+Storage::Batch Storage::Below(const std::string& prefix) const {
+  Batch found;
+  for (auto entry = values_.lower_bound(prefix);
+       entry != values_.end() && entry->first.compare(0, prefix.size(), prefix) == 0; ++entry) {
+    found.push_back(*entry);
+  }
+  return found;
+}
+
 int Storage::Write(const Batch& batch, bool deleteOthers) {
   sqlite3* const database = database_.get();
   if (insert_ == nullptr) {

@@ -41,6 +41,9 @@ class Storage {
   // memory only, not the disk.
   const std::string& Get(const std::string& key) const;
 
+  // Everything whose name begins with `prefix`.
+  Batch Below(const std::string& prefix) const;
+
   // Stores all of a batch or nothing.
   Outcome Store(const Batch& batch);
 

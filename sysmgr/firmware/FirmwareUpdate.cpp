@@ -242,7 +242,7 @@ void FirmwareUpdate::OfferTo(Sources& sources) {
   sources.OfferText("firmware-fault", [this] { return fault_; });
   sources.OfferTable("firmware-image", {{"Model", "Version", "Bytes", "Sha256"},
                                         [this](const Question&) { return WaitingImage(); }});
-  sources.OfferAction("firmware-update", [this](const ActionRequest& request) {
+  sources.OfferQuickAction("firmware-update", [this](const ActionRequest& request) {
     if (request.Value() == "check") return Check();
     return request.Value() == "install" ? Install() : Drop();
   });

@@ -41,6 +41,8 @@ constexpr std::array kRows = {
     Row{Sentence::kNoMemory, OutcomeKind::kDefective, Topic::kLog, "There is not enough memory."},
     Row{Sentence::kImageNotReadable, OutcomeKind::kDefective, Topic::kLog, "The firmware image cannot be read."},
     Row{Sentence::kImageCameBackDamaged, OutcomeKind::kDefective, Topic::kLog, "The firmware image came back damaged."},
+    Row{Sentence::kNoValue, OutcomeKind::kUnknown, Topic::kLog, "The device has no such value."},
+    Row{Sentence::kNoValueYet, OutcomeKind::kBusy, Topic::kLog, "The device has not told this value yet."},
     Row{Sentence::kNoSetting, OutcomeKind::kUnknown, Topic::kSetting, "There is no such setting."},
     Row{Sentence::kReadOnly, OutcomeKind::kDenied, Topic::kSetting, "This value can only be read."},
     Row{Sentence::kNotByName, OutcomeKind::kInvalid, Topic::kSetting, "A setting is set by its name alone."},
@@ -52,6 +54,9 @@ constexpr std::array kRows = {
     Row{Sentence::kStorageFull, OutcomeKind::kDefective, Topic::kSetting, "This could not be stored: the storage is full."},
     Row{Sentence::kStorageReadOnly, OutcomeKind::kDefective, Topic::kSetting, "This could not be stored: the storage is read-only."},
     Row{Sentence::kStorageFails, OutcomeKind::kDefective, Topic::kSetting, "This could not be stored: the storage reports an error."},
+    Row{Sentence::kNoDevice, OutcomeKind::kDefective, Topic::kSetting, "The device did not answer."},
+    Row{Sentence::kDeviceBusy, OutcomeKind::kBusy, Topic::kSetting, "The device is busy. Try again in a moment."},
+    Row{Sentence::kDeviceRefuses, OutcomeKind::kDenied, Topic::kSetting, "The device has refused this."},
     Row{Sentence::kNotUtf8, OutcomeKind::kInvalid, Topic::kLimit, "Enter text in UTF-8."},
     Row{Sentence::kControls, OutcomeKind::kInvalid, Topic::kLimit, "Leave out the control characters."},
     Row{Sentence::kCharacters, OutcomeKind::kInvalid, Topic::kLimit, "Enter % to % characters."},
@@ -104,10 +109,6 @@ constexpr std::array kRows = {
     Row{Sentence::kImageDamaged, OutcomeKind::kInvalid, Topic::kFirmware, "The firmware image is damaged: its SHA-256 checksum is another one."},
     Row{Sentence::kNotInstalled, OutcomeKind::kDefective, Topic::kFirmware, "The firmware cannot be installed."},
     Row{Sentence::kInstalling, OutcomeKind::kBusy, Topic::kRestart, "A firmware image is being installed."},
-    Row{Sentence::kNoStation, OutcomeKind::kUnknown, Topic::kStation, "There is no station with this address."},
-    Row{Sentence::kOwnName, OutcomeKind::kDenied, Topic::kStation, "The name of this adapter is its device name in the settings."},
-    Row{Sentence::kWrongDevicePassword, OutcomeKind::kUnknown, Topic::kStation, "No adapter answers to this device password."},
-    Row{Sentence::kInNetworkAlready, OutcomeKind::kInvalid, Topic::kStation, "This adapter is in the network already."},
 };
 // clang-format on
 

@@ -28,7 +28,6 @@ enum class Topic {
   kConfiguration,  // a configuration to be restored
   kFirmware,       // an image to be installed
   kRestart,        // restart, factory reset, firmware update
-  kStation,        // naming and adding stations
 };
 
 enum class Sentence : unsigned {
@@ -57,6 +56,8 @@ enum class Sentence : unsigned {
   kNoMemory,
   kImageNotReadable,
   kImageCameBackDamaged,
+  kNoValue,
+  kNoValueYet,
   // kSetting
   kNoSetting,
   kReadOnly,
@@ -69,6 +70,9 @@ enum class Sentence : unsigned {
   kStorageFull,
   kStorageReadOnly,
   kStorageFails,
+  kNoDevice,
+  kDeviceBusy,
+  kDeviceRefuses,
   // kLimit
   kNotUtf8,
   kControls,
@@ -126,11 +130,6 @@ enum class Sentence : unsigned {
   kNotInstalled,
   // kRestart
   kInstalling,
-  // kStation
-  kNoStation,
-  kOwnName,
-  kWrongDevicePassword,
-  kInNetworkAlready,
 };
 
 namespace Sentences {

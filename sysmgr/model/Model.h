@@ -33,10 +33,12 @@ struct ModelKey {
   ValueType type = ValueType::kText;
   Access access = Access::kRead;
   std::string help;
-  std::string source;        // where live values come from; "" for settings and constants
-  std::string action;        // what an action does; the key of a parameter's action
-  std::string defaultValue;  // of a setting; the value of a constant
-  std::int64_t minimum = 0;  // of an integer; characters of a text or password
+  std::string file;                   // its first line is the live value; "" for none
+  std::string source;                 // where live values come from; "" for settings and constants
+  std::vector<std::string> refusals;  // sentences with which a device can refuse an action
+  std::string action;                 // what an action does; the key of a parameter's action
+  std::string defaultValue;           // of a setting; the value of a constant
+  std::int64_t minimum = 0;           // of an integer; characters of a text or password
   std::int64_t maximum = 0;
   std::shared_ptr<const RegExp> pattern;  // the whole value must match it; null for any value
   std::string patternHelp;                // the sentence when it doesn't

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <utility>
 
 #include "base/Utf8.h"
@@ -137,7 +138,7 @@ const std::initializer_list<std::string_view> kTableMembers = {
 // The members of every key with a single value.
 const std::initializer_list<std::string_view> kScalarMembers = {
     "key",     "type",     "access", "help",     "clients", "source",
-    "default", "optional", "shared", "confined", "action"};
+    "default", "optional", "shared", "confined", "action",  "refusals"};
 
 void ReadLimits(const Object& object, ModelKey& key) {
   switch (key.type) {
@@ -160,6 +161,9 @@ void ReadLimits(const Object& object, ModelKey& key) {
       object.AllowOnly(kScalarMembers, {"minimum", "maximum"});
       if (key.source.empty() || object.Has("minimum") || object.Has("maximum")) {
         ReadRange(object, key);
+      } else {
+        key.minimum = std::numeric_limits<std::int64_t>::min();
+        key.maximum = std::numeric_limits<std::int64_t>::max();
       }
       break;
     case ValueType::kEnumeration:
@@ -271,9 +275,11 @@ void ReadUse(const Object& object, ModelKey& key) {
     object.Fail("a password can't be read; its access is write-only");
   }
   if (key.access == Access::kAction) key.action = object.Text("action");
-  if (key.access != Access::kAction && object.Has("action")) {
-    object.Fail("only what has the access action has an 'action'");
+  if (key.access != Access::kAction && (object.Has("action") || object.Has("refusals"))) {
+    object.Fail("only what has the access action has an 'action' and 'refusals'");
   }
+  if (object.Has("refusals")) key.refusals = object.Texts("refusals");
+  for (const std::string& refusal : key.refusals) CheckSentence(object, "refusals", refusal);
   const std::size_t dot = key.name.rfind('.');
   if (key.access == Access::kParameter && dot != std::string::npos) {
     key.action = key.name.substr(0, dot);
@@ -290,6 +296,24 @@ void ReadUse(const Object& object, ModelKey& key) {
 
 }  // namespace
 
+namespace {
+
+void ReadSource(const Object& object, ModelKey& key) {
+  if (!object.Has("source")) return;
+  if (!object.IsObject("source")) {
+    key.source = object.Text("source");
+    return;
+  }
+  const Object source = object.Member("source");
+  source.AllowOnly({"file"});
+  key.file = source.Text("file");
+  if (key.file.empty() || key.file.front() != '/') source.Fail("'file' must be an absolute path");
+  if (key.type == ValueType::kTable) source.Fail("a file is no table");
+  key.source = "file " + key.file;  // like no name that a provider can offer
+}
+
+}  // namespace
+
 ModelKey ReadKey(const json& part, const std::string& where, const std::string& file) {
   ModelKey key;
   key.name = Object(part, where).Text("key");
@@ -300,7 +324,7 @@ ModelKey ReadKey(const json& part, const std::string& where, const std::string& 
   key.type = Choose(object, "type", kTypes);
   key.access = Choose(object, "access", kAccess);
   key.help = object.Text("help", "");
-  key.source = object.Text("source", "");
+  ReadSource(object, key);
   if (object.Has("clients")) key.clients = object.Texts("clients");
   ReadUse(object, key);
   ReadLimits(object, key);

@@ -27,6 +27,7 @@ class Object {
   bool Flag(const char* name) const;  // false when it is missing
   const nlohmann::json& Array(const char* name) const;
   Object Member(const char* name) const;
+  bool IsObject(const char* name) const { return Get(name).is_object(); }
   std::vector<std::string> Texts(const char* name) const;  // at least one, none twice
 
   // Refuses any other member, which is most likely a misspelt name.

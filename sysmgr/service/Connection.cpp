@@ -15,7 +15,6 @@
 
 #include "platform/Netstring.h"
 #include "sysmgr/log/Log.h"
-#include "sysmgr/service/Dispatcher.h"
 
 namespace {
 
@@ -36,13 +35,19 @@ Connection::Connection(Owner& owner, Descriptor descriptor, const timeval& deadl
     : owner_(owner),
       descriptor_(std::move(descriptor)),
       deadline_(deadline),
-      activity_(owner.CountActivity()) {
+      activity_(owner.CountActivity()),
+      self_(std::make_shared<Connection*>(this)),
+      takeAnswer_(TakerOfAnswers()) {
   event_base* const loop = owner_.Loop();
   const int number = descriptor_.Number();
   readEvent_.reset(event_new(loop, number, EV_READ | EV_PERSIST, OnRead, this));
   writeEvent_.reset(event_new(loop, number, EV_WRITE, OnWrite, this));
   deadlineEvent_.reset(evtimer_new(loop, OnDeadline, this));
   if (!readEvent_ || !writeEvent_ || !deadlineEvent_) throw std::bad_alloc();
+}
+
+Connection::~Connection() {
+  *self_ = nullptr;
 }
 
 void Connection::Start() {
@@ -88,6 +93,18 @@ void Connection::TakeQueuedTurn() {
   Guard(this, [](Connection& self) { return self.Turn(Allowance::kAll); });
 }
 
+Dispatcher::Later Connection::TakerOfAnswers() {
+  return [self = self_](std::string_view answer) {
+    if (*self == nullptr) return;
+    Guard(*self, [answer](Connection& connection) {
+      connection.isAwaiting_ = false;
+      connection.output_ += answer;
+      connection.CountPending();
+      return connection.Turn(Allowance::kQuick);
+    });
+  };
+}
+
 Connection::Verdict Connection::Read() {
   static char buffer[kReadBytes];
   const ssize_t count = read(descriptor_.Number(), buffer, sizeof buffer);
@@ -107,8 +124,8 @@ Connection::Verdict Connection::Read() {
 Connection::Verdict Connection::Turn(Allowance allowance) {
   if (!Send()) return Verdict::kClose;
   Work work = Work::kNone;
-  // Further requests wait while an answer has not been taken.
-  if (UnsentBytes() == 0) {
+  // Further requests wait while an answer is not there or has not been taken.
+  if (UnsentBytes() == 0 && !isAwaiting_) {
     work = AnswerRequests(allowance);
     if (!Send() || work == Work::kBroken) return Verdict::kClose;
   }
@@ -116,6 +133,11 @@ Connection::Verdict Connection::Turn(Allowance allowance) {
     event_del(readEvent_.get());
     evtimer_del(deadlineEvent_.get());
     AddEvent(writeEvent_, &deadline_);
+    return Verdict::kKeep;
+  }
+  if (isAwaiting_) {
+    event_del(readEvent_.get());
+    evtimer_del(deadlineEvent_.get());
     return Verdict::kKeep;
   }
   if (work == Work::kMore) {
@@ -139,13 +161,17 @@ Connection::Work Connection::AnswerRequests(Allowance allowance) {
     }
     const bool isQuick = piece.size <= kQuickRequestBytes && !Dispatcher::IsSet(piece.bytes);
     if (!isQuick && (allowance == Allowance::kQuick || answered > 0)) break;
-    if (piece.status == Netstring::Status::kMalformed || !owner_.Answer(piece.bytes, output_)) {
+    const auto progress = piece.status == Netstring::Status::kMalformed
+                              ? Dispatcher::Progress::kNoRequest
+                              : owner_.Answer(piece.bytes, output_, takeAnswer_);
+    if (progress == Dispatcher::Progress::kNoRequest) {
       Log::WriteAboutClient("a client is disconnected: it does not speak the protocol");
       work = Work::kBroken;
       break;
     }
     rest.remove_prefix(piece.size);
-    if (!isQuick) {
+    isAwaiting_ = progress == Dispatcher::Progress::kLater;
+    if (!isQuick || isAwaiting_) {
       // Ends the turn: other ready connections come before the next request.
       ++answered;
       break;

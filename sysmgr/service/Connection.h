@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// The connection of one client: reads requests, answers them in order, and sends the answers. Until
-// the client has taken an answer whole, nothing more is read from it, so that it can't cause more
-// work than it takes answers.
+// The connection of one client: reads requests, answers them in order, and sends the answers. While
+// an answer is not there yet, or the client has not taken it whole, nothing more is read, so that a
+// client can't cause more work than it takes answers.
 #pragma once
 
 #include <sys/time.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "base/Descriptor.h"
-#include "sysmgr/service/Events.h"
+#include "sysmgr/loop/Events.h"
+#include "sysmgr/service/Dispatcher.h"
 
 class Connection {
  public:
@@ -27,7 +29,8 @@ class Connection {
     virtual std::uint64_t CountActivity() = 0;
 
     // See Dispatcher::Answer.
-    virtual bool Answer(std::string_view payload, std::string& out) = 0;
+    virtual Dispatcher::Progress Answer(std::string_view payload, std::string& out,
+                                        const Dispatcher::Later& later) = 0;
 
     // Queues a connection that has more to do than fits between the others: it gets a call of
     // TakeQueuedTurn. One connection of the queue gets its turn after every other ready connection
@@ -65,6 +68,7 @@ class Connection {
   // `deadline`: the time for the rest of a request after its first byte, and for the client to take
   // any byte of an answer. The owner must outlive the connection.
   Connection(Owner& owner, Descriptor descriptor, const timeval& deadline);
+  ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
@@ -74,7 +78,7 @@ class Connection {
   // Takes the turn for which the connection was queued.
   void TakeQueuedTurn();
 
-  bool IsIdle() const { return input_.empty() && pendingBytes_ == 0; }
+  bool IsIdle() const { return input_.empty() && pendingBytes_ == 0 && !isAwaiting_; }
   std::uint64_t LastActivity() const { return activity_; }
 
   // The bytes of answers that the client has not taken yet.
@@ -97,6 +101,9 @@ class Connection {
 
   template <typename Step>
   static void Guard(void* connection, Step step);
+
+  // Takes an answer that comes later; there may be no connection any more.
+  Dispatcher::Later TakerOfAnswers();
 
   Verdict Read();
   Verdict Turn(Allowance allowance);
@@ -121,5 +128,8 @@ class Connection {
   std::uint64_t requestBegin_ = 0;
   std::size_t pendingBytes_ = 0;  // as the owner knows them, like inputBytes_
   std::size_t inputBytes_ = 0;
-  bool ended_ = false;  // the client will send nothing more
+  bool ended_ = false;                 // the client will send nothing more
+  bool isAwaiting_ = false;            // the answer to its last request, which is not there yet
+  std::shared_ptr<Connection*> self_;  // for takeAnswer_; points to null once we are gone
+  Dispatcher::Later takeAnswer_;
 };

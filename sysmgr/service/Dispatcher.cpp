@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <utility>
 
 #include "platform/Netstring.h"
 #include "platform/StringTable.h"
@@ -37,84 +38,122 @@ std::string Head(int result, std::size_t replyBytes) {
   return head.append(std::to_string(replyBytes)).append(":");
 }
 
+// Builds the message around the reply, which may be large and is copied only once.
+void AppendAnswer(std::string& out, int result, std::string_view reply) {
+  const std::string head = Head(result, reply.size());
+  const std::string size = std::to_string(head.size() + reply.size() + 1);
+  out.reserve(out.size() + size.size() + head.size() + reply.size() + 3);
+  out.append(size).append(":").append(head).append(reply).append(",,");
+}
+
 }  // namespace
+
+// A request on its way.
+struct Dispatcher::Request {
+  std::string client;
+  StringTable keys;
+  Device::Answers answers;
+  std::string* out;  // null once Answer has returned
+  Later later;
+  bool isAnswered = false;
+
+  void Finish(Result result, std::string_view reply) {
+    isAnswered = true;
+    if (out != nullptr) {
+      AppendAnswer(*out, result, reply);
+      return;
+    }
+    std::string message;
+    AppendAnswer(message, result, reply);
+    later(message);
+  }
+};
 
 bool Dispatcher::IsSet(std::string_view payload) {
   std::string_view kind;
   return Netstring::Take(payload, kind) && kind == "set";
 }
 
-bool Dispatcher::Answer(std::string_view payload, std::string& out) {
+Dispatcher::Progress Dispatcher::Answer(std::string_view payload, std::string& out,
+                                        const Later& later) {
   std::array<std::string_view, kFields> fields;
   std::size_t count = 0;
   while (!payload.empty()) {
     std::string_view field;
-    if (!Netstring::Take(payload, field)) return false;
+    if (!Netstring::Take(payload, field)) return Progress::kNoRequest;
     if (count < kFields) fields[count] = field;
     ++count;
   }
-
-  Result result = kNotUnderstood;
-  std::string reply;
   if (count != kFields || (fields[kKind] != "query" && fields[kKind] != "set")) {
-    reply = Sentences::TextOf(Sentence::kNotUnderstood);
-  } else if (!authorisation_.Matches(fields[kAuthorisation])) {
-    result = kNotAuthorised;
-    reply = Sentences::TextOf(Sentence::kNotAuthorised);
+    AppendAnswer(out, kNotUnderstood, Sentences::TextOf(Sentence::kNotUnderstood));
+    return Progress::kAnswered;
+  }
+  if (!authorisation_.Matches(fields[kAuthorisation])) {
+    AppendAnswer(out, kNotAuthorised, Sentences::TextOf(Sentence::kNotAuthorised));
     Log::WriteAboutClient("wrong authorisation from client '" +
                           std::string(Shorten(fields[kClient])) + "'");
-  } else if (fields[kKind] == "query") {
-    result = Query(fields[kClient], fields[kFirst], reply);
-  } else {
-    result = Set(fields[kClient], fields[kFirst], fields[kSecond], reply);
+    return Progress::kAnswered;
   }
-
-  // Builds the message around the reply, which may be large and is copied only once.
-  const std::string head = Head(result, reply.size());
-  const std::string size = std::to_string(head.size() + reply.size() + 1);
-  out.reserve(out.size() + size.size() + head.size() + reply.size() + 3);
-  out.append(size).append(":").append(head).append(reply).append(",,");
-  return true;
+  const auto request = std::make_shared<Request>();
+  request->client = fields[kClient];
+  request->keys = StringTable(std::string(fields[kFirst]), StringTable::kSerialized);
+  request->out = &out;
+  request->later = later;
+  if (fields[kKind] == "query") {
+    Query(request);
+  } else {
+    Set(request, StringTable(std::string(fields[kSecond]), StringTable::kSerialized));
+  }
+  request->out = nullptr;
+  return request->isAnswered ? Progress::kAnswered : Progress::kLater;
 }
 
-Dispatcher::Result Dispatcher::Query(std::string_view client, std::string_view keys,
-                                     std::string& reply) {
-  const StringTable query(std::string(keys), StringTable::kSerialized);
+void Dispatcher::Query(const std::shared_ptr<Request>& request) {
   StringTable answer;
-  Outcome outcome = device_.Query(query, client, answer);
+  std::vector<unsigned> missing;
+  Outcome outcome =
+      device_.Query(request->keys, request->client, request->answers, answer, missing);
+  if (outcome.IsSuccess() && !missing.empty()) {
+    device_.Ask(request->keys, request->client, missing, request->answers,
+                [this, request] { Query(request); });
+    return;
+  }
   if (outcome.IsSuccess()) {
-    reply = answer.Serialize();
-    if (Head(kOk, reply.size()).size() + reply.size() + 1 <= kMaxAnswerBytes) return kOk;
+    const std::string reply = answer.Serialize();
+    if (Head(kOk, reply.size()).size() + reply.size() + 1 <= kMaxAnswerBytes) {
+      request->Finish(kOk, reply);
+      return;
+    }
     outcome = {Sentence::kAnswerTooLarge, {std::to_string(kMaxAnswerBytes)}};
   }
-  reply = outcome.Record();
-  Log::WriteAboutClient("query of client '" + std::string(Shorten(client)) + "' " + Verb(outcome) +
-                        ": " + reply);
-  return kRefused;
+  const std::string reply = outcome.Record();
+  Log::WriteAboutClient("query of client '" + std::string(Shorten(request->client)) + "' " +
+                        Verb(outcome) + ": " + reply);
+  request->Finish(kRefused, reply);
 }
 
-Dispatcher::Result Dispatcher::Set(std::string_view client, std::string_view keys,
-                                   std::string_view values, std::string& reply) {
-  const StringTable keyTable(std::string(keys), StringTable::kSerialized);
-  const StringTable valueTable(std::string(values), StringTable::kSerialized);
-  if (keyTable.Columns() != 1 || valueTable.Columns() != 1 ||
-      keyTable.Rows() != valueTable.Rows() || keyTable.Rows() == 0 ||
-      keyTable.Rows() > Device::kMaxKeysPerRequest) {
-    reply = Sentences::TextOf(Sentence::kNoSet, {std::to_string(Device::kMaxKeysPerRequest)});
-    return kRefused;
+void Dispatcher::Set(const std::shared_ptr<Request>& request, const StringTable& values) {
+  const StringTable& keys = request->keys;
+  if (keys.Columns() != 1 || values.Columns() != 1 || keys.Rows() != values.Rows() ||
+      keys.Rows() == 0 || keys.Rows() > Device::kMaxKeysPerRequest) {
+    request->Finish(kRefused, Sentences::TextOf(Sentence::kNoSet,
+                                                {std::to_string(Device::kMaxKeysPerRequest)}));
+    return;
   }
-  StringTable answer(1);
-  Outcome failure;
-  for (const Outcome& outcome : device_.Set(keyTable, valueTable, client)) {
-    if (!outcome.IsSuccess()) failure = outcome;
-    answer.AddCells({outcome.Text()});
-  }
-  std::string names;
-  for (unsigned row = 0; row < keyTable.Rows() && names.size() < Log::kMaxNameBytes; ++row) {
-    names.append(" ").append(Log::PathOf(keyTable.View(row, 0)));
-  }
-  Log::WriteAboutClient("set of client '" + std::string(Shorten(client)) + "' " + Verb(failure) +
-                        ":" + std::string(Shorten(names)));
-  reply = answer.Serialize();
-  return kOk;
+  device_.Set(keys, values, request->client, [request](const std::vector<Outcome>& outcomes) {
+    StringTable answer(1);
+    Outcome failure;
+    for (const Outcome& outcome : outcomes) {
+      if (!outcome.IsSuccess()) failure = outcome;
+      answer.AddCells({outcome.Text()});
+    }
+    const StringTable& names = request->keys;
+    std::string record;
+    for (unsigned row = 0; row < names.Rows() && record.size() < Log::kMaxNameBytes; ++row) {
+      record.append(" ").append(Log::PathOf(names.View(row, 0)));
+    }
+    Log::WriteAboutClient("set of client '" + std::string(Shorten(request->client)) + "' " +
+                          Verb(failure) + ":" + std::string(Shorten(record)));
+    request->Finish(kOk, answer.Serialize());
+  });
 }

@@ -5,8 +5,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sysmgr/device/Device.h"
 #include "sysmgr/service/Authorisation.h"
@@ -28,17 +31,26 @@ class Dispatcher {
   Dispatcher(Device& device, const Authorisation& authorisation)
       : device_(device), authorisation_(authorisation) {}
 
-  // Appends the answer to the request in `payload` to `out`, as a message. False, with `out`
-  // untouched, when the payload is not a sequence of netstrings.
-  bool Answer(std::string_view payload, std::string& out);
+  // Takes an answer that comes later, as a message.
+  using Later = std::function<void(std::string_view message)>;
+
+  enum class Progress {
+    kAnswered,   // the answer is there
+    kLater,      // `later` is called with it, once, from the event loop
+    kNoRequest,  // the payload is not a sequence of netstrings; there will be no answer
+  };
+
+  // Appends the answer to the request in `payload` to `out`, as a message, if it is kAnswered.
+  Progress Answer(std::string_view payload, std::string& out, const Later& later);
 
   // Whether the payload is a set, which takes as long as the disk does.
   static bool IsSet(std::string_view payload);
 
  private:
-  Result Query(std::string_view client, std::string_view keys, std::string& reply);
-  Result Set(std::string_view client, std::string_view keys, std::string_view values,
-             std::string& reply);
+  struct Request;
+
+  void Query(const std::shared_ptr<Request>& request);
+  void Set(const std::shared_ptr<Request>& request, const StringTable& values);
 
   Device& device_;
   const Authorisation& authorisation_;

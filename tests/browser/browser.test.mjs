@@ -12,7 +12,7 @@ import {
 } from './harness.mjs';
 
 const screenshots = path.join(build, 'served/screenshots');
-const mac = '00:0B:3B:7F:01:02';
+const mac = '00:00:5E:00:53:02';
 // The fields that a page needs beside its name, and its heading.
 const pages = {
   home: ['', /Vistel/], powerline: ['', 'Powerline'], station: [`&mac=${mac}`, /./],

@@ -1,25 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// The service for tests: its timeouts are at most a second, and the file "clock" in the folder
-// where it was started holds the time of day and the monotonic clock, in seconds.
-#include <cstdint>
-#include <fstream>
-
+// The service for tests: it goes by the clock of TestClock.h, and its timeouts are at
+// most a second.
 #include "sysmgr/Options.h"
 #include "sysmgr/Serve.h"
+#include "tests/sysmgr/TestClock.h"
 
 int main(int count, char** arguments) {
-  const auto read = [](int which) {
-    std::int64_t readings[2] = {};
-    std::ifstream("clock") >> readings[0] >> readings[1];
-    return readings[which];
-  };
   Pace pace;
   pace.deadlineMilliseconds = 1000;
   pace.stepMilliseconds = 1;
   pace.openMilliseconds = 1;
-  pace.timeOfDay = [read] { return read(0); };
-  pace.steady = [read] { return read(1); };
+  pace.timeOfDay = [] { return ReadClock(TestClock::kTimeOfDay); };
+  pace.steady = [] { return ReadClock(TestClock::kSteady); };
+  pace.patience = {1000, 300, 1000, 1000};
   Serve(ParseOptions(count, arguments), pace);
   return 0;
 }

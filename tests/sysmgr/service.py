@@ -25,6 +25,7 @@ from program import decode, encode, netstring, parts, table  # noqa: E402
 
 BUILD = Path(sys.argv[1]).resolve()  # of the whole project
 SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
+SIMULATOR = BUILD / "tests/sysmgr/timed-simulator"
 PRODUCT = SOURCE / "sysmgr/model.json"
 WAIT_SECONDS = 60  # ends a hang, even on a busy machine
 KILLS = int(os.environ.get("VISTEL_TEST_KILLS", 8))
@@ -139,8 +140,8 @@ class Service:
         self.temporary = tempfile.TemporaryDirectory(prefix="vistel-sysmgr-")
         self.folder = Path(self.temporary.name)
         self.program, self.before, self.client = program, before, None
-        self.arguments = {"model": PRODUCT, "database": "settings.db", "socket": "run/socket", "authorisation": "auth",
-                          "files": self.folder / "files", "upload": self.folder / "upload.bin", "seed": 7}
+        self.arguments = {"model": PRODUCT, "database": "settings.db", "socket": "run/socket", "providers": "run/providers",
+                          "authorisation": "auth", "files": self.folder / "files", "upload": self.folder / "upload.bin"}
         self.clock()
         if secret is not None:
             self.write("auth", secret).chmod(mode)
@@ -163,9 +164,17 @@ class Service:
     def is_listening(self):
         try:
             self.client = Client(self)
-            return True
+            return self.client.ask(b"0:,") != "[closed]"
         except OSError:
             return False
+
+    def plug_in(self, *arguments):
+        """Starts the simulated device, whose stations go by hostile names, and waits for its values."""
+        with open(self.folder / "device.log", "ab") as log:
+            device = subprocess.Popen([SIMULATOR, "--socket", "run/providers", "--seed", "7",
+                                       "--hostile-names", *arguments], cwd=self.folder, stderr=log)
+        eventually(lambda: not self.ask("Network.CurrentGateway").startswith("["))
+        return device
 
     def end(self, number=signal.SIGTERM):
         """The exit status, below 0 for a signal."""
@@ -205,7 +214,7 @@ class Service:
         """Sets the clock of the impatient program."""
         self.write("clock.new", f"{time_of_day} {steady}").rename(self.folder / "clock")
 
-    def ask(self, line, client="tester"):
+    def message(self, line, client="tester"):
         kind, *tables = "query", line.split(";"), None
         if line.startswith("set "):
             # The value begins after the first "=" outside of braces.
@@ -213,8 +222,11 @@ class Service:
             kind, *tables = "set", *zip(*pairs)
         keys, values = (b"0" if cells is None else table(*([cell] for cell in cells)) for cells in tables)
         fields = [kind.encode(), b"Test", encode((self.read("auth") or "").removesuffix("\n")), client.encode()]
-        answer = self.client.ask(netstring(b"".join(map(netstring, [*fields, keys, values]))))
-        if kind == "set" and answer.strip("/") and answer[0] != "[":
+        return netstring(b"".join(map(netstring, [*fields, keys, values])))
+
+    def ask(self, line, client="tester"):
+        answer = self.client.ask(self.message(line, client))
+        if line.startswith("set ") and answer.strip("/") and answer[0] != "[":
             # Every refusal is a sentence that translators know.
             told = re.sub("|".join(map(re.escape, messages(self.arguments["model"]))), "", answer)
             assert not told.strip("/"), answer
@@ -229,6 +241,12 @@ class ServiceTest(unittest.TestCase):
         self.addCleanup(service.temporary.cleanup)
         self.addCleanup(lambda: service.process.poll() is None and self.assertEqual(service.end(), 0))
         return service
+
+    def device(self, service, *arguments):
+        device = service.plug_in(*arguments)
+        self.addCleanup(device.wait)
+        self.addCleanup(device.kill)
+        return device
 
     def expect(self, service, text, **options):
         """Checks rows, each a line and its answer."""

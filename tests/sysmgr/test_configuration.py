@@ -213,7 +213,7 @@ class Configuration(ServiceTest):
             set Network.Mode=static|Network.Address=192.168.1.5|Network.Netmask=255.255.255.0|Network.Gateway=192.168.1.1
               => ///
             set System.ConfigRestore=apply => A static address needs address, network mask and gateway.
-            Network.CurrentAddress => 192.168.1.5
+            Network.Mode => static
             """)
 
 

@@ -15,7 +15,7 @@ import tempfile
 import unittest
 import urllib.parse
 
-from service import IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, key, messages, model, rows
+from service import IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, eventually, key, messages, model, rows
 
 MODE = key("M", "enumeration read-write, 'values': ['dhcp', 'static'], 'default': 'dhcp'")
 ADDRESS = key("A", "ipv4 read-write, 'optional': true, 'default': ''")
@@ -107,13 +107,15 @@ class Model(ServiceTest):
                 """):
             self.check(model(MODE, ADDRESS, rules=f"{{'message': 'no.', {rule}}}"), f", rule number 1: {fault}")
 
-    def test_sources_that_nobody_offers(self):
+    def test_sources_of_the_service_itself(self):
         for text, fault in rows("""
-                text read, 'source': 'x' => there is no source 'x' of a single value
-                table read, 'source': 'x', 'columns': [{'name': 'c', 'type': 'text'}] => there is no source 'x' of a table
-                table read, 'source': 'stations', 'columns': [{'name': 'c', 'type': 'text'}]
-                  => source 'stations' has no column 'c'
-                boolean action, 'action': 'x' => there is no action 'x'
+                text read, 'source': 'log' => source 'log' is a table
+                table read, 'source': 'firmware', 'columns': [{'name': 'c', 'type': 'text'}]
+                  => source 'firmware' is no table
+                table read, 'source': 'log', 'columns': [{'name': 'c', 'type': 'text'}]
+                  => source 'log' has no column 'c'
+                text read, 'source': 'restart' => 'restart' is an action
+                boolean action, 'action': 'log' => 'log' is no action
                 """):
             self.assertIn(f"model, key 'a': {fault}\n", self.service(model=model(key("a", text))).read("log"))
 
@@ -171,24 +173,25 @@ class Model(ServiceTest):
 class Device(ServiceTest):
     def test_queries(self):
         service = self.service(IMPATIENT)
+        self.device(service)
         self.expect(service, """
             System.ProductName => Vistel Powerline Adapter
             System.DeviceName;System.Led => Vistel|1
             HomePlug.Stations{Role=local}.Name => Vistel
-            HomePlug.Stations{Role=local} => local|00:0B:3B:7F:01:01|Vistel|||2.3.1-02|0||||
-            HomePlug.Stations{MacAddress=00:0b:3b:7f:01:03}.Name => <script>alert("powerline")</script>
-            HomePlug.Stations{Role=remote,MacAddress=00:0B:3B:7F:01:01}.Name =>
+            HomePlug.Stations{Role=local} => local|00:00:5E:00:53:01|Vistel|||2.3.1-02|0||||
+            HomePlug.Stations{MacAddress=00:00:5e:00:53:03}.Name => <script>alert("powerline")</script>
+            HomePlug.Stations{Role=remote,MacAddress=00:00:5E:00:53:01}.Name =>
             HomePlug.Stations{Name=x%2CRole%3Dlocal%7D%3BSystem.DeviceName}.MacAddress =>
             HomePlug.Stations{Role=local}.Role:format=scalar => local
             HomePlug.Stations{Role=remote}.Role:format=scalar => remote,remote,remote,remote,remote,remote,remote
-            HomePlug.Stations{Name=%22%3E%3Cimg%20src%3Dx%20onerror%3Dalert%281%29%3E}.MacAddress => 00:0B:3B:7F:01:07
+            HomePlug.Stations{Name=%22%3E%3Cimg%20src%3Dx%20onerror%3Dalert%281%29%3E}.MacAddress => 00:00:5E:00:53:07
             HomePlug.Stations{Name=B%C3%BCro%20Gr%C3%B6%C3%9Fe%2C%201%2E%20Stock%3B%20%7BRole%3Dlocal%7D}.MacAddress
-              => 00:0B:3B:7F:01:05
+              => 00:00:5E:00:53:05
             System.Check{Key=System.Led,Value=on} => Choose 0 or 1.
             System.Check{Key=System.DeviceName} => Enter 1 to 63 characters.
             System.Check{Key=System.ConfigRestore.Password,Value=short} => Enter 8 to 64 characters.
             Network.Link;Network.CurrentAddress;Network.CurrentNetmask;Network.CurrentGateway
-              => up|192.168.178.57|255.255.255.0|192.168.178.1
+              => up|192.168.1.57|255.255.255.0|192.168.1.1
             System.Led;HomePlug.Stations{Role=remote}.Role;System.PowerSave
               => 1|remote|1/|remote|/|remote|/|remote|/|remote|/|remote|/|remote|
             Foo => [1: key 'Foo': There is no such key.]
@@ -202,8 +205,8 @@ class Device(ServiceTest):
             System.Led{Role=local} => [1: key 'System.Led': The key is not a table.]
             System.Led:size=2 => [1: key 'System.Led', 'size': There is no such option.]
             System.Led:format=xml => [1: key 'System.Led', 'format': The option does not take this value.]
-            HomePlug.SNR:format=scalar => [1: key 'HomePlug.SNR', 'MacAddress': A selector is missing.]
-            HomePlug.SNR{MacAddress=00:0B:3B:7F:01:01} => [1: key 'HomePlug.SNR': There is no station with this address.]
+            HomePlug.SNR:format=scalar => [1: key 'HomePlug.SNR': The device has no such value.]
+            HomePlug.SNR{MacAddress=00:00:5E:00:53:01} => [1: key 'HomePlug.SNR': The device has no such value.]
             HomePlug.SNR{Role=local} => [1: key 'HomePlug.SNR', 'Role': There is no such selector.]
             System.Check{Value=1} => [1: key 'System.Check', 'Key': A selector is missing.]
             System.Check{Key=System.Led,Value=secret,More=secret}
@@ -250,7 +253,8 @@ class Device(ServiceTest):
         batch, its answer, and the names of the cellar's and the garage's station afterwards, if they change.
         """
         service, names = self.service(), "Keller, hinter der Waschmaschine|"
-        short = {"NAME": "HomePlug.NameStation", "STATION": "HomePlug.NameStation.MacAddress=00:0B:3B:7F:01",
+        self.device(service)
+        short = {"NAME": "HomePlug.NameStation", "STATION": "HomePlug.NameStation.MacAddress=00:00:5E:00:53",
                  "ADD": "HomePlug.AddStation", "ALONE": "An action must be sent alone, with its own values only.",
                  "TOGETHER": "This value must be sent together with its action.", "LONG": "x" * 63,
                  "HOSTILE": "</td>${x}<~ \"&' \u00fc {Role=local}; %41"}
@@ -267,7 +271,7 @@ class Device(ServiceTest):
                 System.ConfigRestore=drop|System.ConfigRestore.Password=a => /Enter 8 to 64 characters.
                 System.ConfigRestore.Password=long enough|System.ConfigRestore=drop => /
                 System.ConfigRestore=now => Choose check, apply or drop.
-                NAME=HOSTILE|NAME.MacAddress=00:0b:3b:7f:01:08 => / => HOSTILE|
+                NAME=HOSTILE|NAME.MacAddress=00:00:5e:00:53:08 => / => HOSTILE|
                 NAME=xLONG|STATION:08 => Enter at most 63 characters./
                 NAME=a\tb|STATION:08 => Leave out the control characters./
                 NAME=x|STATION:01 => The name of this adapter is its device name in the settings./
@@ -280,32 +284,33 @@ class Device(ServiceTest):
                 ADD=ABCD-EFGH-IJKL-MNOP => This adapter is in the network already.
                 NAME=LONG|STATION:09 => / => HOSTILE|LONG
                 NAME=|STATION:08 => / => Keller, hinter der Waschmaschine|LONG
-                !station-name 00:0B:3B:7F:01:08=x => There is no such setting.
+                !simulator name 00:00:5E:00:53:08=x => There is no such setting.
                 """.replace("\\t", "\t"))):
             names = now[0] if now else names
             self.assertEqual(service.ask("set " + batch), answer, batch)
-            self.assertEqual(service.ask("HomePlug.Stations{MacAddress=00:0B:3B:7F:01:08}.Name;"
-                                         "HomePlug.Stations{MacAddress=00:0B:3B:7F:01:09}.Name"), names, batch)
+            self.assertEqual(service.ask("HomePlug.Stations{MacAddress=00:00:5E:00:53:08}.Name;"
+                                         "HomePlug.Stations{MacAddress=00:00:5E:00:53:09}.Name"), names, batch)
         self.assertEqual(service.ask("HomePlug.ToneMaps").count("/"), 7)
         # Nonsense in the stored names would not reach a page.
         service.end()
         with sqlite3.connect(service.folder / "settings.db") as database:
-            database.execute("UPDATE setting SET value = ? WHERE CAST(key AS TEXT) LIKE '!station-name %09'",
+            database.execute("UPDATE setting SET value = ? WHERE CAST(key AS TEXT) LIKE '!simulator name %09'",
                              (b"\xc3\xbc \xef\xbf\xbf\n\xc3",))
         service.start()
-        self.assertEqual(service.ask("HomePlug.Stations{MacAddress=00:0B:3B:7F:01:09}.Name"), "\u00fc ?????")
+        eventually(lambda: service.ask("HomePlug.Stations{MacAddress=00:00:5E:00:53:09}.Name") == "\u00fc ?????")
 
     def test_restarts_resets_and_their_log(self):
         """Forgets stored names and settings; the log never holds their values."""
         service = self.service(IMPATIENT)
+        self.device(service)
         look = ("System.DeviceName;System.Uptime;HomePlug.Stations{Role=local}.Uptime;HomePlug.Stations{MacAddress="
-                "00:0B:3B:7F:01:08}.Name;HomePlug.Stations{MacAddress=00:0B:3B:7F:01:0A}.Name")
-        other = "HomePlug.Stations{MacAddress=00:0B:3B:7F:01:02}.Uptime"
+                "00:00:5E:00:53:08}.Name;HomePlug.Stations{MacAddress=00:00:5E:00:53:0A}.Name")
+        other = "HomePlug.Stations{MacAddress=00:00:5E:00:53:02}.Uptime"
         self.expect(service, """
             set System.DeviceName=canary|HomePlug.NetworkPassword=canary word => /
             set System.DeviceName=canary =>
             set System.DeviceName=canary|System.Led=0 => /
-            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:0B:3B:7F:01:08 => /
+            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:00:5E:00:53:08 => /
             set HomePlug.AddStation=QRST-UVWX-YZAB-CDEF =>
             """)
         service.clock(steady=1060)
@@ -314,7 +319,7 @@ class Device(ServiceTest):
         # A configuration, which may go to other devices, holds nothing about stations.
         exported = service.ask("System.ConfigShow:secrets=include")
         self.assertIn("canary word", exported)
-        self.assertNotRegex(exported, "feather|00:0B:3B")
+        self.assertNotRegex(exported, "feather|00:00:5E")
         service.write("upload.bin", exported)
         self.expect(service, """
             set System.ConfigRestore=check =>
@@ -337,8 +342,8 @@ class Device(ServiceTest):
             "2023-11-14 22:13:21|The device started with firmware 2.3.1-02.",
             "2023-11-14 22:13:21|All settings have their factory values again.",
             "2023-11-14 22:13:20|The device started with firmware 2.3.1-02.",
-            "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:0A was added.",
-            "2023-11-14 22:13:20|Station 00:0B:3B:7F:01:08 was named.",
+            "2023-11-14 22:13:20|Station 00:00:5E:00:53:0A was added.",
+            "2023-11-14 22:13:20|Station 00:00:5E:00:53:08 was named.",
             "2023-11-14 22:13:20|Settings changed: System.Led.",
             "2023-11-14 22:13:20|Settings changed: System.DeviceName, HomePlug.NetworkPassword.",
             "2023-11-14 22:13:20|The device started with firmware 2.3.1-02."])
@@ -360,7 +365,9 @@ class Device(ServiceTest):
 
     def test_the_powerline(self):
         """The same second of the same seed looks the same, and such as a network does."""
-        one, same, other = self.service(IMPATIENT), self.service(IMPATIENT), self.service(IMPATIENT, seed=8)
+        one, same, other = (self.service(IMPATIENT) for _ in range(3))
+        for service, seed in ((one, "7"), (same, "7"), (other, "8")):
+            self.device(service, "--seed", seed)
         columns = ("MacAddress", "TxRate", "MeanSnr", "Uptime", "TxFrames", "RxFrames", "TxErrors")
         look = ";".join("HomePlug.Stations{Role=remote}." + column for column in columns)
         stations = lambda service: [row.split("|") for row in service.ask(look).split("/")]
@@ -382,14 +389,14 @@ class Device(ServiceTest):
             before = after
         self.assertRegex(one.ask("HomePlug.ToneMaps"), r"\A([0-9A-F:]{17}(\|[0-9a]{1155}){2}(/|\Z)){7}\Z")
         self.assertRegex(one.ask("HomePlug.OutputPower"), r"\A([0-4]?\d?\d(,|\Z)){1155}\Z")
-        key = "HomePlug.SNR{MacAddress=00:0b:3b:7f:01:03}:format=scalar"
+        key = "HomePlug.SNR{MacAddress=00:00:5e:00:53:03}:format=scalar"
         file = one.ask(key)
         self.assertRegex(file, f"^{one.folder}/files/snr-")
         decibels = struct.unpack("1155d", encode(one.read(file)))
         self.assertTrue(0 <= min(decibels) and 10 < max(decibels) <= 60)
         # A failed query leaves no file.
-        self.assertEqual(one.ask(f"{key};{key}"),
-                         "[1: key 'HomePlug.SNR': The query asks for more files than one may, which is 1.]")
+        self.assertEqual(one.ask(";".join([key] * 9)),
+                         "[1: key 'HomePlug.SNR': The query asks for more files than one may, which is 8.]")
         self.assertEqual([str(path) for path in (one.folder / "files").iterdir()], [file])
 
 

@@ -137,7 +137,6 @@ class Installation(ServiceTest):
         device.start()
         self.expect(device, f"""
             {LOOK} => checked|0|2.3.1-02|9
-            set HomePlug.AddStation=ABCD-EFGH-IJKL-MNOP =>
             set System.FirmwareUpdate=install =>
             """)
         progress = [0]
@@ -158,9 +157,9 @@ class Installation(ServiceTest):
             set System.FirmwareUpdate=check =>
             set System.FirmwareUpdate=drop =>
             {LOOK} => idle|0|9|
-            System.DeviceName;HomePlug.Stations{{Name=Garage}}.Role => kept|remote
+            System.DeviceName => kept
             set System.FactoryReset=1 =>
-            System.Firmware;System.DeviceName;HomePlug.Stations{{Name=Garage}}.Role => 9|Vistel|
+            System.Firmware;System.DeviceName => 9|Vistel
             """)
         self.assertIsNone(device.read("firmware-waiting.img"))
 

@@ -15,7 +15,7 @@ import sys
 import time
 import unittest
 
-from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, Client, ServiceTest, frame, key, model, rows, text_key
+from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, Client, ServiceTest, eventually, frame, key, model, rows, text_key
 
 NAME = "Vistel Powerline Adapter"
 ASK_NAME = frame("query|||tester|System.ProductName|0")
@@ -69,7 +69,7 @@ class Requests(ServiceTest):
                 "$D" --version | grep -Eqx 'sysmgrd [0-9.]+' => 0
                 "$D" --check-model --model "$M" => 0
                 "$D" --check-model --model /dev/null 2>/dev/null => 1
-                "$D" --seed x 2>/dev/null => 2
+                "$D" --unknown 2>/dev/null => 2
                 "$D" extra 2>/dev/null => 2
                 "$D" --socket run/socket --database other.db --model "$M" 2>/dev/null => 1
                 sh c set System.DeviceName=a=b System.Led=0 => 0
@@ -281,13 +281,15 @@ class Disk(ServiceTest):
         product = json.loads(PRODUCT.read_text())
         product["keys"] += json.loads(f"[{text_key('More', 'd')}]".replace("'", '"'))
         service, secret = self.service(model=json.dumps(product)), "s" * 60
-        look = "System.DeviceName;HomePlug.Stations{MacAddress=00:0B:3B:7F:01:08}.Name"
+        self.device(service)
+        look = "System.DeviceName;HomePlug.Stations{MacAddress=00:00:5E:00:53:08}.Name"
         self.expect(service, f"""
             set System.DeviceName={secret}|More=more => /
-            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:0B:3B:7F:01:08 => /
+            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:00:5E:00:53:08 => /
             """)
         more = service.arguments["model"]
         service.restart(model=PRODUCT)
+        eventually(lambda: not service.ask(look).startswith("["))
         usual = service.limit_files(1)
         self.expect(service, f"""
             set System.FactoryReset=1 => This could not be stored: the storage reports an error.

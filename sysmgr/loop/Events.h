@@ -4,6 +4,7 @@
 #pragma once
 
 #include <event2/event.h>
+#include <sys/time.h>
 
 #include <memory>
 #include <stdexcept>
@@ -19,4 +20,8 @@ inline void AddEvent(const EventPointer& what, const timeval* time = nullptr) {
   if (event_add(what.get(), time) != 0) {
     throw std::runtime_error("the event loop takes no more events");
   }
+}
+
+inline timeval TimeOf(int milliseconds) {
+  return {milliseconds / 1000, milliseconds % 1000 * 1000L};
 }

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+//
+// What can fail comes first.
+#include "sysmgr/Restarts.h"
+
+namespace {
+
+constexpr const char* kDeviceRestart = "device-restart";
+
+}  // namespace
+
+Restarts::Restarts(Settings& settings, FirmwareUpdate& firmware, Sources& sources, EventLog& log)
+    : settings_(settings), firmware_(firmware), sources_(sources), log_(log) {
+  sources_.OfferAction("restart", [this](const ActionRequest& request, const OutcomeTaker& done) {
+    Restart(request, done);
+  });
+  sources_.OfferAction("factory-reset",
+                       [this](const ActionRequest& request, const OutcomeTaker& done) {
+                         FactoryReset(request, done);
+                       });
+}
+
+void Restarts::Restart(const ActionRequest& request, const OutcomeTaker& done) {
+  if (firmware_.IsInstalling()) {
+    done(Sentence::kInstalling);
+    return;
+  }
+  firmware_.Restart();
+  for (const auto& listener : listeners_) listener();
+  log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
+  if (const Action* device = sources_.FindAction(kDeviceRestart)) {
+    (*device)(request, done);
+  } else {
+    done({});
+  }
+}
+
+void Restarts::FactoryReset(const ActionRequest& request, const OutcomeTaker& done) {
+  if (firmware_.IsInstalling()) {
+    done(Sentence::kInstalling);
+    return;
+  }
+  const Outcome reset = settings_.Reset();
+  if (!reset.IsSuccess()) {
+    done(reset);
+    return;
+  }
+  log_.Add("All settings have their factory values again.");
+  if (onReset_) onReset_();
+  Restart(request, done);
+}

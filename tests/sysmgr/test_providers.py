@@ -1,0 +1,235 @@
+# SPDX-License-Identifier: MIT
+"""
+The programs that make a device: what they offer, push, answer and are told, and what becomes of those
+that are silent, slow or lie. The example of the documents and the simulated adapter are providers too.
+"""
+import json
+import socket
+import subprocess
+import sys
+import time
+import unittest
+
+from service import IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
+
+PLUG = SOURCE / "docs/examples/plug"
+MODEL = model(key("Speed", "integer read, 'source': 'speed', 'minimum': 0, 'maximum': 9"),
+              key("Fresh", "text read, 'source': 'fresh'"), key("File", "text read, 'source': 'file'"),
+              key("Links", "table read, 'source': 'links', 'columns': [{'name': 'B', 'type': 'text'}]"),
+              key("Go", "boolean action, 'action': 'go', 'refusals': ['It is stuck.']"),
+              key("Go.How", "text parameter, 'minimum': 0, 'maximum': 9"),
+              key("A.On", "boolean read-write, 'default': '0'"), key("B", "boolean read-write, 'default': '1'"))
+GONE = "[1: key '{}': The device did not answer.]"
+
+
+class Provider:
+    def __init__(self, service, *messages, name="test"):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.connect(str(service.folder / "run/providers"))
+        self.socket.settimeout(WAIT_SECONDS)
+        self.stream = self.socket.makefile("rb")
+        if name:
+            self.say(f"hello|1|{name}")
+            assert self.hear().startswith("welcome|")
+        for message in messages:
+            self.say(message)
+            assert message[0] != "o" or self.hear().startswith("offered|"), message
+
+    def say(self, line):
+        """Fields with "|" between them; "#a;b" is a table of one column."""
+        fields = [table(*([cell] for cell in field[1:].split(";"))) if field[:1] == "#" else encode(field)
+                  for field in line.split("|")]
+        self.socket.sendall(netstring(b"".join(map(netstring, fields))))
+
+    def hear(self):
+        """The next message but pings, its tables as rows with ";" and cells with ","; "" for the end."""
+        length = b"".join(iter(lambda: self.stream.read(1).strip(b":"), b""))
+        if not length:
+            return ""
+        fields = list(parts(self.stream.read(int(length) + 1)[:-1]))
+        if fields == [b"ping"]:
+            self.say("pong")
+            return self.hear()
+        return "|".join(";".join(",".join(row) for row in grid(field)) if field[:1] == b"\1" else decode(field)
+                        for field in fields)
+
+
+class Providers(ServiceTest):
+    def test_offers(self):
+        service = self.service(model=MODEL)
+        first = Provider(service, "offer|value|taken|pushed||")
+        for offer, reason in rows("""
+                value|speed|pushed|| =>
+                value|speed|pushed|| => this name is offered already
+                value|log|pushed|| => this name is offered already
+                table|fresh|asked|#a|  => the model has it as a single value
+                value|links|asked|| => the model has it as a table
+                table|links|asked|#A| => it lacks the column B
+                table|links|asked|#A;B|#o =>
+                action|fresh||| => the model has a source of that name
+                value|go|asked|| => the model has an action of that name
+                file|file|asked|#Which| =>
+                action|go||| =>
+                value|unknown|pushed|#a| => a pushed value takes no selectors
+                value|unknown|asked|#a|#b =>
+                """):
+            first.say("offer|" + offer.strip())
+            self.assertEqual(first.hear(), f"offered|{offer.split('|')[1]}|{reason}", offer)
+        second = Provider(service, name="second")
+        second.say("offer|value|taken|pushed||")
+        self.assertEqual(second.hear(), "offered|taken|this name is offered already")
+
+    def test_values(self):
+        service = self.service(model=MODEL)
+        self.expect(service, f"Speed => {GONE.format('Speed')}\n Links => {GONE.format('Links')}")
+        provider = Provider(service, "offer|value|speed|pushed||", "offer|value|fresh|asked|#S|#O",
+                            "offer|file|file|asked||", "offer|table|links|pushed|#A;B|")
+        self.expect(service, "Speed => [1: key 'Speed': The device has not told this value yet.]")
+        provider.say("push|speed|7")
+        provider.socket.sendall(netstring(b"".join(map(netstring, (b"push", b"links", table(["1", "x<\x07"], ["2", "y"]))))))
+        eventually(lambda: service.ask("Links") == "x<?/y")
+        self.expect(service, "Speed;Links{B=y} => 7|y\n Fresh{X=1} => [1: key 'Fresh', 'X': There is no such selector.]")
+        for line, question, reply, answer in rows("""
+                Fresh;A.On => fresh||| => value|x => x|0
+                Fresh{S=a}:O=b => fresh|S,a|O,b => value|y => y
+                Fresh => fresh||| => none|no time => [1: key 'Fresh': The device has no such value.]
+                """):
+            self.sent(service, line)
+            heard = provider.hear().split("|")
+            self.assertEqual((heard[0], heard[2], heard[-1]), ("ask", "fresh", "tester"))
+            self.assertEqual("|".join(heard[2:-1]).rstrip("|"), question.rstrip("|"))
+            provider.say(f"answer|{heard[1]}|{reply}")
+            self.assertEqual(self.received(service), answer)
+        self.sent(service, "File")
+        provider.say(f"answer|{provider.hear().split('|')[1]}|value|content")
+        path = self.received(service)
+        self.assertEqual(service.read(path), "content")
+        # The answer to another client does not wait for the provider.
+        self.sent(service, "Fresh")
+        begin = time.monotonic()
+        self.assertEqual(Provider(service, name="other").say("event|x"), None)
+        other = type(service.client)(service)
+        self.assertIn("1:0,", decode(other.send(service.message("A.On")).receive()))
+        self.assertLess(time.monotonic() - begin, 2)
+        provider.socket.close()
+        self.assertEqual(self.received(service), GONE.format("Fresh"))
+        self.expect(service, f"Speed => {GONE.format('Speed')}")
+
+    def test_files(self):
+        path = str(self.service().folder / "value")
+        service = self.service(model=model(key("F", f"integer read, 'source': {{'file': '{path}'}}")))
+        for content, answer in (("12\n13", "12"), ("", None), ("x", None), ("1" * 5000, None), (None, None)):
+            subprocess.run(["rm", "-rf", path], check=True)
+            if content is not None:
+                service.write(path, content)
+            self.assertEqual(service.ask("F"), answer or "[1: key 'F': The device has no such value.]", content)
+        subprocess.run(["mkfifo", path], check=True)
+        self.assertEqual(service.ask("F"), "[1: key 'F': The device has no such value.]")
+
+    def test_actions_and_settings(self):
+        service = self.service(model=MODEL)
+        self.expect(service, "set Go=1 => The device did not answer.")
+        provider = Provider(service, "offer|action|go|||", "subscribe|A")
+        first = provider.hear().split("|")
+        self.assertEqual((first[0], first[2]), ("settings", "A.On,0"))
+        self.expect(service, "set A.On=1|B=0 => /\n set A.On=0 =>")
+        provider.say(f"applied|{first[1]}")
+        second = provider.hear().split("|")
+        self.assertEqual(second[2], "A.On,0")
+        provider.say(f"applied|{second[1]}")
+        for reply, answer in rows("""
+                 =>
+                It is stuck. => It is stuck.
+                Another <thing>. => The device has refused this.
+                """):
+            self.sent(service, "set Go=1|Go.How=fast")
+            heard = provider.hear().split("|")
+            self.assertEqual([heard[0], *heard[2:]], ["act", "go", "1", "How,fast", "tester"])
+            provider.say(f"done|{heard[1]}|{reply}")
+            self.assertEqual(self.received(service), answer + "/")
+
+    def test_what_is_kept(self):
+        service = self.service(model=MODEL)
+        provider = Provider(service)
+        keep = lambda *pairs: provider.socket.sendall(netstring(netstring(b"keep") + netstring(table(*pairs))))
+        for pairs, answer in (((["a", "1"], ["b", "2"]), "kept|"), ((["a", ""],), "kept|"),
+                              ([[str(i), "x"] for i in range(300)], "kept|there are too many texts")):
+            keep(*pairs)
+            self.assertEqual(provider.hear(), answer)
+        service.restart()
+        again = Provider(service, name="")
+        again.say("hello|1|test")
+        self.assertEqual(again.hear(), "welcome|b,2|2.3.1-02")
+
+    def test_those_who_misbehave_are_disconnected(self):
+        """What a provider says after its hello, and what the log says of it."""
+        service = self.service(IMPATIENT, model=MODEL)
+        offers = ("offer|value|speed|pushed||", "offer|table|links|pushed|#A;B|", "offer|value|fresh|asked||")
+        for said, why in rows("""
+                hello|1|again => it does not begin with one hello
+                nonsense => it sends an unknown message
+                push|speed => its message has the wrong number of fields
+                push|speed|10 => it pushes a value that the model rules out
+                push|speed|#1;2 => it pushes another shape than it offered
+                push|links|1 => it pushes another shape than it offered
+                push|fresh|1 => it pushes what it has not offered
+                answer|7|value|x => it answers what it was not asked
+                done|7| => it has done what it was not told
+                applied|7 => it has applied nothing of ours
+                keep|x => it keeps nonsense
+                offer|value|a b|pushed|| => it offers nonsense
+                """):
+            provider = Provider(service, *offers)
+            provider.say("push|speed|1")
+            eventually(lambda: service.ask("Speed") == "1")
+            provider.say(said)
+            self.assertEqual(provider.hear(), "", said)
+            self.assertIn(f"'test' is disconnected: {why}\n", service.read("log"))
+            self.assertEqual(service.ask("Speed"), GONE.format("Speed"))
+        for sent, why in ((b"x", "it sends what is no message"), (b"9999999:", "it sends what is no message"),
+                          (b"5:ab", "it is silent"), (b"", "it is silent"), (b"0:,", "it sends what is no message")):
+            provider = Provider(service, *offers)
+            provider.socket.sendall(sent)
+            while provider.stream.read(1):  # pings that are not answered
+                pass
+            self.assertIn(f"'test' is disconnected: {why}\n", service.read("log"))
+        provider = Provider(service, *offers)
+        self.sent(service, "Fresh")
+        self.assertEqual(self.received(service), GONE.format("Fresh"))
+        self.assertIn("it does not answer in time", service.read("log"))
+        nameless = Provider(service, name="")
+        nameless.say("hello|2|test")
+        self.assertEqual(nameless.hear(), "")
+
+    def test_a_simulated_adapter_that_fails(self):
+        for failure, why in (("die", "it has closed the connection"), ("stall", "it "),
+                             ("lie", "it pushes a value that the model rules out"), ("flood", None)):
+            service = self.service(IMPATIENT)
+            self.device(service, "--fail", failure, "--fail-after", "5")
+            self.assertEqual(service.ask("Network.Link"), "up")
+            service.clock(steady=1010)
+            if why:
+                eventually(lambda: f"'simulator' is disconnected: {why}" in service.read("log"))
+            else:
+                self.assertEqual(service.ask("System.DeviceName;Network.Link"), "Vistel|up")
+
+    def test_the_example(self):
+        service = self.service(model=(PLUG / "model.json").read_text())
+        plug = subprocess.Popen([sys.executable, PLUG / "plug.py", service.folder / "run/providers"])
+        self.addCleanup(plug.wait)
+        self.addCleanup(plug.kill)
+        eventually(lambda: service.ask("Plug.Watts") == "0")
+        self.expect(service, "set Plug.On=1|Plug.MaximumWatts=100 => /")
+        eventually(lambda: service.ask("Plug.Watts;Plug.History{Watts=42}.Watts") == "42|42")
+        self.expect(service, "set Plug.ResetCounter=1 =>\n Plug.History => \n set Plug.On=2 => Choose 0 or 1.")
+        self.assertLessEqual(sum(bool(line.strip()) for line in open(PLUG / "plug.py")), 40)
+
+    def sent(self, service, line):
+        service.client.send(service.message(line))
+
+    def received(self, service):
+        return service.client.ask()
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], warnings="ignore")
