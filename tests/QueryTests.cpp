@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// The queries of templates: the executor, and the escaping of values.
+// The queries of templates.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "query/OutputText.h"
 #include "query/WGLQueryExecutor.h"
 #include "tests/FakeSystemManager.h"
-#include "values/WGLEscaper.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
 
@@ -48,30 +46,30 @@ class Queries : public testing::Test {
 }  // namespace
 
 TEST_F(Queries, FirstRowAndRowCount) {
-  const struct {
-    std::string table;
-    const char *html, *json, *raw, *count;
-  } rows[] = {
-      {"", "", "", "", "0"},
-      {"\0012:0:", " ", " ", " ", "0"},
-      {"\0010:0:", "", "", "", "0"},
-      {"\0010:2:", "", "", "", "0"},
-      {"<&\"'>\\", "&lt;&amp;&quot;&#39;&gt;\\", "<&\\\"'>\\\\", "<&\"'>\\", "1"},
-      {TableText(3, {{"a", "", "<"}, {"not"}}), "a  &lt;", "a  <", "a  <", "2"},
-      {TableText(1, std::vector<std::vector<std::string>>(4321)), "", "", "", "4321"},
-      {TableText(2, {{}}), " ", " ", " ", "1"},
-      {TableText(3, {{"a\0b"s, "\0"s, "c"}}), "ab  c", "ab  c", "ab  c", "1"},
+  const std::string quotes(999, '"');
+  std::string html, json;
+  for (std::size_t i = 0; i < quotes.size(); ++i) html += "&quot;", json += "\\\"";
+  const std::pair<std::string, std::string> rows[] = {
+      // A table; its first row as HTML, JSON and raw text; the number of rows.
+      {"", "|||0"},
+      {"\0012:0:", " | | |0"},
+      {"\0010:0:", "|||0"},
+      {"\0010:2:", "|||0"},
+      {"<&\"'>\\", "&lt;&amp;&quot;&#39;&gt;\\|<&\\\"'>\\\\|<&\"'>\\|1"},
+      {quotes, html + "|" + json + "|" + quotes + "|1"},
+      {TableText(3, {{"a", "", "<"}, {"not"}}), "a  &lt;|a  <|a  <|2"},
+      {TableText(1, std::vector<std::vector<std::string>>(4321)), "|||4321"},
+      {TableText(2, {{}}), " | | |1"},
+      {TableText(3, {{"a\0b"s, "\0"s, "c"}}), "ab  c|ab  c|ab  c|1"},
   };
-  for (const auto& row : rows) {
-    peer_.replies[TableText(1, {{"k"}, {"l"}})] = row.table;
-    const std::string query = " k ; l;";
-    EXPECT_EQ(Query(query, "html"), row.html);
-    EXPECT_EQ(Query(query, "json"), row.json);
-    EXPECT_EQ(Query(query, "raw"), row.raw);
-    EXPECT_EQ(Query(query, "HTML"), row.raw);
+  const std::string query = " k ; l;";
+  for (const auto& [table, expected] : rows) {
+    peer_.replies[TableText(1, {{"k"}, {"l"}})] = table;
     char* count = nullptr;
     executor_.ExecuteQueryRowcount(&count, query);
-    EXPECT_EQ(Take(count), row.count);
+    EXPECT_EQ(Query(query, "html") + "|" + Query(query, "json") + "|" + Query(query, "HTML") + "|" +
+                  Take(count),
+              expected);
   }
   EXPECT_EQ(Query("", "html"), "");
   EXPECT_EQ(Query("unknown", "html"), "");
@@ -129,14 +127,4 @@ TEST_F(Queries, NestedSets) {
   for (int set = 0; set < 27; ++set) executor_.ExecuteQueryDo1("outer", "raw");
   EXPECT_EQ(executor_.GetValueFromResults("02Z", 1), "B2");
   for (int set = 0; set < 27; ++set) EXPECT_EQ(Do2("${01}"), "A1<B1");
-}
-
-TEST(OutputText, HasRoomForEscapedTexts) {
-  const std::string value(1000, '"');
-  for (const char* mode : {"htmltext", "htmlesc", "json", ""}) {
-    OutputText output;
-    output.AppendEscaped(WGLEscaper(mode), value);
-    EXPECT_EQ(Take(output.Release()), WGLEscaper(mode).Escape(value)) << mode;
-    EXPECT_EQ(Take(output.Release()), "");
-  }
 }
