@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The client library of the system manager: its text helpers, the texts of its protocol, and the
-// proxy with peers that answer and with peers that fail in every way. More answers and most malformed
-// texts are in the corpora of the fuzz targets `frame` and `platform`.
+// proxy with peers that answer and with peers that fail in every way. More answers and most
+// malformed texts are in the corpora of the fuzz targets `frame` and `platform`.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -181,10 +181,14 @@ TEST_F(Proxy, RequestsAndAnswers) {
   peer.replies = {{"a\0b"s, "\0!"s}, {keys, TableText(1, {{""}, {"wrong"}})}};
   SysMgrProxy proxy = Make(folder_.Write("rpcauth", "se\ncret\n\n"));
   EXPECT_EQ(peer.connections, 0U) << "nothing is connected before the first request";
+  EXPECT_EQ(Query(proxy, "other"), "1 ");
+  EXPECT_EQ(proxy.LastMessage(), "unknown key");
   EXPECT_EQ(Query(proxy, "a\0b"s), "0 \0!"s);
+  EXPECT_EQ(proxy.LastMessage(), "");
   EXPECT_EQ(Set(proxy), "0 |wrong|");
   EXPECT_EQ(peer.connections, 1U);
   const std::vector<Request> expected = {
+      {"query", "Vistel", "se\ncret\n", "client", "other", "0"},
       {"query", "Vistel", "se\ncret\n", "client", "a\0b"s, "0"},
       {"set", "Vistel", "se\ncret\n", "client", keys, TableText(1, {{"1"}, {"2"}})},
   };

@@ -50,7 +50,7 @@ TEST_F(Queries, FirstRowAndRowCount) {
   std::string html, json;
   for (std::size_t i = 0; i < quotes.size(); ++i) html += "&quot;", json += "\\\"";
   const std::pair<std::string, std::string> rows[] = {
-      // A table; its first row as HTML, JSON and raw text; the number of rows.
+      // A table; its first row as HTML, as JSON and as it is; the number of rows.
       {"", "|||0"},
       {"\0012:0:", " | | |0"},
       {"\0010:0:", "|||0"},

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Fuzz target: the texts that the client library reads. The whole input is read as a table, as the
-// text of a query, as a key and as a number. Tables contain netstrings, which the target `frame`
-// tests too.
+// text of a query, as a key, as a number and as a netstring.
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -87,6 +86,16 @@ void CheckNumber(std::string_view text) {
   Check(!isNumber || number == value, "and read as what it is");
 }
 
+// Compares the two readers of netstrings: one for complete texts, one for texts that still arrive.
+void CheckNetstring(std::string_view text) {
+  const Netstring::Piece piece = Netstring::Read(text, std::string::npos);
+  const bool whole = piece.status == Netstring::Status::kWhole;
+  std::string_view left = text;
+  std::string_view bytes;
+  Check(Netstring::Take(left, bytes) == whole && bytes == piece.bytes, "both readers agree");
+  Check(left == text.substr(whole ? piece.size : 0), "and take the same");
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -96,5 +105,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   CheckKey(text);
   CheckNumber(text);
+  CheckNetstring(text);
   return 0;
 }
