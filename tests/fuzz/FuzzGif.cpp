@@ -4,6 +4,7 @@
 // of the values as two bytes, the values (a list, or a file of numbers) and the template's file.
 #include <string>
 
+#include "base/Descriptor.h"
 #include "image/Chart.h"
 #include "image/ImageGenerator.h"
 #include "query/SysMgr.h"
@@ -17,22 +18,13 @@ constexpr std::size_t kHeadBytes = 3;
 
 std::string gCell;  // the answer of the system manager
 
-// A file in memory with a path.
-class MemoryFile {
- public:
-  explicit MemoryFile(const std::string& content) : descriptor_(OpenInMemory(content)) {}
-  ~MemoryFile() { close(descriptor_); }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
+std::string PathOf(const Descriptor& file) {
+  return "/proc/self/fd/" + std::to_string(file.Number());
+}
 
 // The image, written anew with the area of the bars empty; "" if it isn't a whole image.
 std::string BesideTheBars(const std::string& bytes) {
-  const Gif gif = ReadGif(MemoryFile(bytes).Path());
+  const Gif gif = ReadGif(PathOf(Descriptor(OpenInMemory(bytes))));
   if (gif == nullptr || gif->ImageCount != 1) return "";
   const GifImageDesc& place = gif->SavedImages[0].ImageDesc;
   for (int x = Chart::kFirstColumn; x < std::min(Chart::kRequiredWidth, place.Width); ++x) {
@@ -57,14 +49,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string values = text.substr(0, data[1] + data[2] * std::size_t{256});
   const std::string picture = text.substr(values.size());
   const bool snr = (data[0] & 1) != 0;
-  const MemoryFile list(values);
-  const MemoryFile background(picture);
-  gCell = snr ? list.Path() : values;
+  const Descriptor list(OpenInMemory(values));
+  const Descriptor background(OpenInMemory(picture));
+  gCell = snr ? PathOf(list) : values;
   gSystemLog.clear();
   const std::string output = OutputOf([&] {
     const ImageGenerator generator;
-    snr ? generator.MakeImageSNR(background.Path(), "")
-        : generator.MakeImagePower(background.Path());
+    snr ? generator.MakeImageSNR(PathOf(background), "")
+        : generator.MakeImagePower(PathOf(background));
   });
   Check(!output.empty() || !gSystemLog.empty(), "there is an image or a message");
   const std::string image = BesideTheBars(output);

@@ -2,18 +2,59 @@
 //
 // Fuzz target: scanner, include stack and parser on templates. The bytes 0xFF split the input into
 // /main.wgl, /a.wgl, /sub/b.wgl, the request's variables (urlencoded) and a read plan; the
-// templates are expanded.
+// templates are expanded. Each byte of the plan is the size of a read, 0 an interrupted read, 255 a
+// failing one; at its end it starts again. Without a plan, all reads have the requested size.
+//
+// The program evaluates one template and may end the process. Here any number is evaluated: exit()
+// returns to the target, both standard streams are captured as one, the files' bytes come from
+// memory, and all global state is made anew.
+#include <algorithm>
+#include <cerrno>
+#include <csetjmp>
 #include <cstdio>
-#include <string>
+#include <cstring>
+#include <new>
+#include <utility>
+#include <vector>
 
 #include "WGLParser.hpp"
 #include "base/Settings.h"
+#include "query/SysMgr.h"
+#include "query/WGLQueryExecutor.h"
+#include "request/RequestHandler.h"
+#include "tests/Output.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/ReferenceScanner.h"
-#include "tests/fuzz/TemplateRun.h"
+#include "values/WGLVariables.h"
+#include "wgl/WGLError.h"
 #include "wgl/WGLEvaluate.h"
 #include "wgl/WGLIncludeStack.h"
 #include "wgl/WGLScanner.h"
+
+const std::string gDocumentRoot = FUZZ_ROOT;
+const std::string gUploadFile;
+WGLVariables gVariables;
+WGLQueryExecutor gQueryExecutor(yywglerror);
+WGLIncludeStack gIncludeStack;
+
+int yywgllex_destroy();
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+[[noreturn]] void __real_exit(int status);
+FILE* __real_fdopen(int file, const char* mode);
+int __real_open(const char* path, int flags, ...);
+ssize_t __real_read(int file, void* buffer, size_t size);
+char* __real_strdup(const char* text);
+
+// Counts all memory in use. A page that exits leaves some, which is not a leak.
+std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+const char* __asan_default_options();
+const char* __asan_default_options() {
+  return "detect_leaks=0";
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -22,9 +63,105 @@ constexpr char kSeparator = '\xFF';
 // Larger than the scanner's first buffer, but small enough for many runs in a second.
 constexpr std::size_t kMaxTemplateBytes = 24576;
 
+// A template that includes itself ends at this number, and not at the limit of this process.
+constexpr std::size_t kMaxOpenFiles = 24;
+
+// Reading a variable copies it. Twenty lines that double a variable would need more memory than any
+// machine has, which is not a fault of the program.
+constexpr std::size_t kMaxCopiedBytes = std::size_t{2} << 20;
+
+// At each read, the scanner begins its unfinished token anew, which takes long when a large token
+// comes in many pieces. After so many reads, the plan is ignored.
+constexpr std::size_t kMaxPlannedReads = 256;
+constexpr unsigned char kInterruptedRead = 0;
+constexpr unsigned char kFailingRead = 255;
+
+// More nested tables would make a page that no machine can hold.
+constexpr unsigned kMaxRepeatingQueries = 4;
+
 // The scanner's messages that a template and a read plan can cause.
 constexpr char kStackUnderflow[] = "start-condition stack underflow\n";
 constexpr char kReadError[] = "input in flex scanner failed\n";
+
+enum class RunEnd {
+  kReturned,   // the status is the body's return value
+  kExited,     // the status is the argument of exit()
+  kAbandoned,  // the page took too much memory
+};
+
+struct Outcome {
+  RunEnd end;
+  int status;
+  std::string output;
+};
+
+// The state of a run. It is static, because local variables are undefined after a long jump.
+struct Run {
+  bool active;
+  jmp_buf leave;
+  RunEnd end;
+  int status;
+  FILE* files[kMaxOpenFiles];
+  std::size_t fileCount, copiedBytes, readCount;
+  unsigned queries;
+};
+Run gRun;
+std::string gMain, gA, gB, gQuery, gReadPlan;
+
+[[noreturn]] void Leave(RunEnd end, int status) {
+  gRun.active = false;
+  gRun.end = end;
+  gRun.status = status;
+  std::longjmp(gRun.leave, 1);
+}
+
+void CallBody(int (*body)()) {
+  if (setjmp(gRun.leave) != 0) return;
+  gRun.active = true;
+  RequestHandler(&gVariables).ParseQueryString(gQuery);
+  gIncludeStack.Init("/main.wgl");
+  gRun.status = body();
+  gRun.active = false;
+}
+
+// Makes everything anew that the program makes once per process.
+void RenewGlobals() {
+  // Frees the buffers of all files but the first, if an included file was being read.
+  while (gIncludeStack.EndInclude()) {
+  }
+  yywgllex_destroy();
+  WGLWritePage(WGLEmpty());  // frees the previous page
+  gVariables = WGLVariables();
+  gQueryExecutor.~WGLQueryExecutor();
+  new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
+  gIncludeStack.~WGLIncludeStack();
+  new (&gIncludeStack) WGLIncludeStack;
+}
+
+std::size_t AllocatedBytes() {
+  const bool known = __sanitizer_get_current_allocated_bytes != nullptr;
+  return known ? __sanitizer_get_current_allocated_bytes() : 0;
+}
+
+// Opens /main.wgl and calls `body`, which is WGLParse or reads the tokens itself.
+Outcome RunTemplate(const std::string& readPlan, int (*body)()) {
+  static char buffer[BUFSIZ];  // not the memory of a run
+  static const int buffered = setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+  Check(buffered == 0, "standard output has its buffer");
+  gReadPlan = readPlan;
+  gRun = {};
+  FILE* const diagnostics = std::exchange(stderr, stdout);
+  const std::string output = OutputOf([body] {
+    const std::size_t before = AllocatedBytes();
+    CallBody(body);
+    RenewGlobals();
+    for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i]);
+    Check(gRun.end != RunEnd::kReturned || AllocatedBytes() == before,
+          "a page frees all memory that it took");
+  });
+  stderr = diagnostics;
+  return {gRun.end, gRun.status, output};
+}
 
 bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -37,16 +174,15 @@ int WriteTokens() {
                          token == T_VARNAME_HTMLESC;
     const std::string text = hasText ? yywgllval.text.GetCombined() : "";
     if (hasText) yywgllval.text.Clear();
-    static_cast<void>(
-        std::fputs((token == T_CHARS ? text : TokenEntry(token, text)).c_str(), stdout));
+    std::printf("%s", (token == T_CHARS ? text : TokenEntry(token, text)).c_str());
   }
-  static_cast<void>(std::fputs(LineEntry(gIncludeStack.LineNum()).c_str(), stdout));
+  std::printf("%s", LineEntry(gIncludeStack.LineNum()).c_str());
   return 0;
 }
 
-void CheckTokens(const TemplateFiles& files, const std::string& readPlan) {
-  const RunOutcome outcome = RunTemplate(files, readPlan, WriteTokens);
-  const ReferenceTokens expected = ScanByReference(files.main, gDocumentRoot + "/main.wgl");
+void CheckTokens(const std::string& readPlan) {
+  const Outcome outcome = RunTemplate(readPlan, WriteTokens);
+  const ReferenceTokens expected = ScanByReference(gMain, gDocumentRoot + "/main.wgl");
   Check((outcome.end == RunEnd::kExited) == (expected.exitStatus != 0) &&
             outcome.status == expected.exitStatus,
         "the scanner stops where the rules say");
@@ -54,7 +190,7 @@ void CheckTokens(const TemplateFiles& files, const std::string& readPlan) {
 }
 
 // The output must be the page or a message, never a part of the page.
-void CheckKindOfOutput(const RunOutcome& outcome) {
+void CheckKindOfOutput(const Outcome& outcome) {
   const std::string& output = outcome.output;
   const bool exited = outcome.end == RunEnd::kExited;
   if (exited && outcome.status == 2) {
@@ -74,23 +210,98 @@ void CheckKindOfOutput(const RunOutcome& outcome) {
 
 }  // namespace
 
+// Replaces the system manager: the tables, with hostile cells among them, depend only on the keys,
+// so that a template always gives the same page.
+StringTable SysMgr_Query(const StringTable& query) {
+  constexpr const char* kCells[] = {"<b>\"'&", "\\${01}${ROW}", "plain text of some length", "0",
+                                    ""};
+  if (query.Rows() == 0) return StringTable();
+  const std::string key = query.Get(0, 0);
+  const std::size_t rows = key.size() % (++gRun.queries <= kMaxRepeatingQueries ? 4 : 2);
+  StringTable table(std::min(query.Rows(), 3U));
+  for (std::size_t row = 0; row < rows; ++row) {
+    std::vector<std::string_view> cells;
+    for (unsigned column = 0; column < table.Columns(); ++column) {
+      const std::size_t kind = (key.size() + row + column) % (std::size(kCells) + 1);
+      cells.push_back(kind == std::size(kCells) ? query.View(column, 0) : kCells[kind]);
+    }
+    table.AddCells(cells);
+  }
+  // Goes through the form of a real answer.
+  return StringTable(table.Serialize(), StringTable::kSerialized);
+}
+
+// The linker uses these functions instead of those without "__wrap_".
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+void __wrap_exit(int status) {
+  if (gRun.active) Leave(RunEnd::kExited, status);
+  __real_exit(status);
+}
+
+int __wrap_open(const char* path, int flags, ...) {
+  if (!gRun.active) return __real_open(path, flags, 0600);
+  const std::string name = path;
+  Check(name.compare(0, gDocumentRoot.size() + 1, gDocumentRoot + "/") == 0 &&
+            name.find("/../") == std::string::npos && name.find("link") == std::string::npos,
+        "only files below the document root are opened");
+  if (gRun.fileCount == kMaxOpenFiles) {
+    errno = EMFILE;
+    return -1;
+  }
+  const std::string inside = name.substr(gDocumentRoot.size());
+  if (inside == "/main.wgl") return OpenInMemory(gMain);
+  if (inside == "/a.wgl") return OpenInMemory(gA);
+  if (inside == "/sub/b.wgl") return OpenInMemory(gB);
+  return __real_open(path, flags);
+}
+
+FILE* __wrap_fdopen(int file, const char* mode) {
+  FILE* stream = __real_fdopen(file, mode);
+  if (gRun.active) gRun.files[gRun.fileCount++] = stream;
+  return stream;
+}
+
+ssize_t __wrap_read(int file, void* buffer, size_t size) {
+  if (!gRun.active || gReadPlan.empty() || gRun.readCount == kMaxPlannedReads) {
+    return __real_read(file, buffer, size);
+  }
+  const auto planned = static_cast<unsigned char>(gReadPlan[gRun.readCount++ % gReadPlan.size()]);
+  if (planned != kInterruptedRead && planned != kFailingRead) {
+    return __real_read(file, buffer, std::min<std::size_t>(size, planned));
+  }
+  errno = planned == kInterruptedRead ? EINTR : EIO;
+  return -1;
+}
+
+char* __wrap_strdup(const char* text) {
+  if (gRun.active) {
+    gRun.copiedBytes += std::strlen(text);
+    if (gRun.copiedBytes > kMaxCopiedBytes) Leave(RunEnd::kAbandoned, 0);
+  }
+  return __real_strdup(text);
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string input(data, data + size);
-  TemplateFiles files;
-  for (std::string* file : {&files.main, &files.a, &files.b}) {
+  for (std::string* file : {&gMain, &gA, &gB}) {
     *file = Expand(Next(input, kSeparator), kMaxTemplateBytes);
   }
-  files.query = Next(input, kSeparator);
+  gQuery = Next(input, kSeparator);
   const std::string& readPlan = input;  // a separator in it is a failing read
   const bool readsFail = readPlan.find(kSeparator) != std::string::npos;
 
-  CheckTokens(files, "");
-  if (!readsFail) CheckTokens(files, readPlan);
-  const RunOutcome outcome = RunTemplate(files, "", WGLParse);
+  CheckTokens("");
+  if (!readsFail) CheckTokens(readPlan);
+  const Outcome outcome = RunTemplate("", WGLParse);
   if (outcome.end == RunEnd::kAbandoned) return 0;
   CheckKindOfOutput(outcome);
 
-  const RunOutcome again = RunTemplate(files, readPlan, WGLParse);
+  const Outcome again = RunTemplate(readPlan, WGLParse);
   const bool isSame =
       again.end == outcome.end && again.status == outcome.status && again.output == outcome.output;
   Check(isSame || (readsFail && again.output == kReadError),
