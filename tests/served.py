@@ -3,7 +3,7 @@
 Starts `./run` on a free port, with a device in its factory state and in a foreign locale. The rule to
 know: its end is tested each time; it must leave no process, port or folder.
 
-usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_RUN)
+usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_MANAGER)
 """
 import contextlib
 import os
@@ -77,5 +77,6 @@ def served():
 
 if __name__ == "__main__":
     with served() as (address, run):
+        manager = [pid for pid in children(run.pid) if Path(f"/proc/{pid}/comm").read_text() == "sysmgrd\n"]
         sys.exit(subprocess.call(sys.argv[1:], env={
-            **os.environ, "VISTEL_ADDRESS": address, "VISTEL_RUN": str(run.pid)}))
+            **os.environ, "VISTEL_ADDRESS": address, "VISTEL_MANAGER": str(manager[0])}))

@@ -21,14 +21,13 @@ from program import headers, run
 
 BUILD = Path(sys.argv.pop(1) if len(sys.argv) > 1 else "build/release")
 SITE = Path(__file__).resolve().parent.parent / "site"
-LOCALES = ["usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")]
-NEUTRAL = "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
-SERVICE = ("usr/sbin/sysmgrd", "usr/sbin/sysmgrctl")
-CHARTS = ["usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr")]
-MODEL = "usr/share/vistel/model.json"
+# What is installed beside the site's own files.
+FILES = {"usr/share/vistel/model.json", "usr/www/errors/500.html",
+         "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
+         *("usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")),
+         *("usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr"))}
 SITE_BYTES = 64 * 1024  # of a device's flash
-FILE_MODE, PROGRAM_MODE, FOLDER_MODE = 0o644, 0o755, 0o755
 
 
 def command(*words):
@@ -38,33 +37,20 @@ def command(*words):
 class Installation(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.scratch = tempfile.TemporaryDirectory(prefix="vistel-install-")
-        cls.root = Path(cls.scratch.name, "root")
+        cls.root = Path(cls.enterClassContext(tempfile.TemporaryDirectory(prefix="vistel-install-")), "root")
         os.umask(0o022)
         subprocess.run(["cmake", "--install", BUILD], check=True, capture_output=True,
                        env={**os.environ, "DESTDIR": str(cls.root)})
         cls.program = cls.root / PROGRAM
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.scratch.cleanup()
-
     def test_files_and_modes(self):
-        expected = {name: PROGRAM_MODE for name in (PROGRAM, *SERVICE)}
-        expected.update({name: FILE_MODE for name in (MODEL, NEUTRAL, *LOCALES, *CHARTS)})
-        for folder in ("wgl", "styles", "errors"):
-            for file in (SITE / folder).rglob("*"):
-                if file.is_file():
-                    expected["usr/www/" + file.relative_to(SITE).as_posix()] = FILE_MODE
-        expected["usr/www/errors/500.html"] = FILE_MODE
+        site = {"usr/www/" + file.relative_to(SITE).as_posix() for folder in ("wgl", "styles", "errors")
+                for file in (SITE / folder).rglob("*") if file.is_file()}
+        expected = {"drwxr-xr-x": {file.relative_to(self.root).as_posix() for file in self.root.rglob("*/")},
+                    "-rwxr-xr-x": {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}, "-rw-r--r--": FILES | site}
         found = {}
         for file in self.root.rglob("*"):
-            mode = file.lstat().st_mode
-            if stat.S_ISDIR(mode):
-                self.assertEqual(stat.S_IMODE(mode), FOLDER_MODE, file)
-            else:
-                self.assertTrue(stat.S_ISREG(mode), file)
-                found[file.relative_to(self.root).as_posix()] = stat.S_IMODE(mode)
+            found.setdefault(stat.filemode(file.lstat().st_mode), set()).add(file.relative_to(self.root).as_posix())
         self.assertEqual(found, expected)
 
     def test_size_of_the_site(self):

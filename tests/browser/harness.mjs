@@ -7,107 +7,80 @@ import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
-import os from 'node:os';
 import path from 'node:path';
+import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 
 export const source = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const build = path.join(source, 'build');
 export const root = path.join(build, 'served/root');
-export const languages = ['en', 'de', 'fr'];
 export const widths = { desktop: 1280, phone: 390 };
 
 const libraries = createRequire(path.join(build, 'browser-libraries/package.json'));
 const { chromium } = libraries('playwright-core');
 const axeSource = fs.readFileSync(libraries.resolve('axe-core/axe.min.js'), 'utf8');
+// How long the device may take to answer, on a busy machine.
+export const patient = { timeout: 15000 };
 
-// The site at the address that served.py prints.
-export const site = {
-  address: process.env.VISTEL_ADDRESS,
+const address = process.env.VISTEL_ADDRESS;
+export const home = address;
+export const managerProcess = Number(process.env.VISTEL_MANAGER);
+export const url = (page, language, more = '') =>
+  `${address}?_file=/wgl/main.wgl&_style=std&_dir=std&_page=${page}&_lang=${language}${more}`;
 
-  url(page, language, more = '') {
-    return `${this.address}?_file=/wgl/main.wgl&_style=std&_dir=std&_page=${page}&_lang=${language}${more}`;
-  },
-
-  // A page as text, without a browser.
-  async read(address) {
-    const response = await fetch(new URL(address, this.address));
-    assert.equal(response.status, 200, address);
-    return response.text();
-  },
-
-  // The process id of the system manager.
-  manager() {
-    const children = fs.readFileSync(`/proc/${process.env.VISTEL_RUN}/task/${process.env.VISTEL_RUN}/children`, 'utf8');
-    return Number(children.trim().split(' ').find((pid) => fs.readFileSync(`/proc/${pid}/comm`, 'utf8') === 'sysmgrd\n'));
-  },
-
-  // Runs sysmgrctl, as a user at a terminal would.
-  control(...words) {
-    return execFileSync(path.join(root, 'usr/sbin/sysmgrctl'), words, { encoding: 'utf8' });
-  },
-
-  value(key) {
-    return this.control('cat', key);
-  },
-};
-
-export class Browser {
-  static async start() {
-    const browser = new Browser();
-    browser.profile = fs.mkdtempSync(path.join(os.tmpdir(), 'vistel-browser-'));
-    browser.handle = await chromium.launch({
-      executablePath: '/usr/bin/chromium',
-      // Without these, the browser looks for updates and the like, and gets no answer here.
-      args: [
-        '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-        '--disable-background-networking', '--disable-component-update', '--disable-sync',
-        '--disable-dev-shm-usage',
-      ],
-    });
-    return browser;
-  }
-
-  async stop() {
-    await this.handle.close();
-    fs.rmSync(this.profile, { recursive: true, force: true });
-  }
-
-  // Runs `look` on a page with a context of its own and fails on every error meanwhile; `expected`
-  // are patterns of errors that the test expects.
-  async visit(options, look, expected = []) {
-    const context = await this.handle.newContext({
-      viewport: { width: widths.desktop, height: 900 },
-      acceptDownloads: true,
-      ...options,
-    });
-    const complaints = [];
-    const page = await context.newPage();
-    page.on('console', (message) => {
-      if (['error', 'warning'].includes(message.type())) complaints.push(`console: ${message.text()}`);
-    });
-    page.on('pageerror', (error) => complaints.push(`script: ${error}`));
-    page.on('requestfailed', (request) => {
-      // A navigation that becomes a download is not a failure, nor is a poll that a navigation
-      // aborts.
-      if (request.failure().errorText === 'net::ERR_ABORTED') return;
-      complaints.push(`request: ${request.url()} ${request.failure().errorText}`);
-    });
-    page.on('response', (response) => {
-      if (response.status() >= 400) complaints.push(`status ${response.status()}: ${response.url()}`);
-    });
-    try {
-      await look(page);
-    } finally {
-      await context.close();
-    }
-    assert.deepEqual(
-      complaints.filter((text) => !expected.some((pattern) => pattern.test(text))), []);
-  }
+// A page as text, without a browser.
+export async function read(link) {
+  const response = await fetch(new URL(link, address));
+  assert.equal(response.status, 200, link);
+  return response.text();
 }
 
-// The findings of axe-core about WCAG 2.2 AA and its own best practices, a line each. `but` are
-// rules that don't apply to the page.
+// Runs sysmgrctl, as a user at a terminal would.
+export const control = (...words) =>
+  execFileSync(path.join(root, 'usr/sbin/sysmgrctl'), words, { encoding: 'utf8' });
+export const valueOf = (key) => control('cat', key);
+
+const browser = await chromium.launch({
+  executablePath: '/usr/bin/chromium',
+  // Without these, the browser looks for updates and the like, and gets no answer here.
+  args: [
+    '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+    '--disable-background-networking', '--disable-component-update', '--disable-sync',
+    '--disable-dev-shm-usage',
+  ],
+});
+export const closeBrowser = () => browser.close();
+
+// A test in a context of its own, which fails if anything went wrong in its page meanwhile; `expected`
+// are patterns of complaints that the test is about.
+export const inBrowser = (name, options, look, expected = []) => test(name, async () => {
+  const context = await browser.newContext({ viewport: { width: widths.desktop, height: 900 }, ...options });
+  const complaints = [];
+  const page = await context.newPage();
+  page.on('console', (message) => {
+    if (['error', 'warning'].includes(message.type())) complaints.push(`console: ${message.text()}`);
+  });
+  page.on('pageerror', (error) => complaints.push(`script: ${error}`));
+  page.on('requestfailed', (request) => {
+    // A navigation to a download and a poll that a navigation cut off are no failures.
+    if (request.failure().errorText !== 'net::ERR_ABORTED') complaints.push(`request: ${request.url()}`);
+  });
+  page.on('response', (response) => {
+    if (response.status() >= 400) complaints.push(`status ${response.status()}: ${response.url()}`);
+  });
+  try {
+    await look(page, options.javaScriptEnabled);
+  } finally {
+    await context.close();
+  }
+  assert.deepEqual(complaints.filter((text) => !expected.some((pattern) => pattern.test(text))), []);
+});
+
+export const withAndWithoutScript = (name, look) => [true, false].forEach((javaScriptEnabled) =>
+  inBrowser(`${name}, ${javaScriptEnabled ? 'with' : 'without'} a script`, { javaScriptEnabled }, look));
+
+// What axe-core finds against WCAG 2.2 AA and its own best practices, a line each. `but` are rules
+// that a page is excepted from.
 export async function accessibilityFaults(page, but = []) {
   await page.evaluate(axeSource);
   const { violations } = await page.evaluate((rules) => globalThis.axe.run(document, {
@@ -117,11 +90,12 @@ export async function accessibilityFaults(page, but = []) {
   return violations.flatMap((rule) => rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`));
 }
 
-// The complaints of tidy about a page's text, a line each. Warnings about proprietary attributes are
-// off, because tidy takes aria-current and inputmode for such, although they are standard.
+// What tidy has to say about a page's text, a line each. It takes aria-current and inputmode, which
+// are in the standards that it checks against, for some maker's own.
 export function htmlFaults(text) {
   try {
-    execFileSync('tidy', ['-q', '-e', '-utf8', '--show-info', 'no', '--warn-proprietary-attributes', 'no'], { input: text, encoding: 'utf8', stdio: ['pipe', 'pipe', 'pipe'] });
+    execFileSync('tidy', ['-q', '-e', '-utf8', '--show-info', 'no', '--warn-proprietary-attributes', 'no'],
+      { input: text, encoding: 'utf8', stdio: ['pipe', 'pipe', 'pipe'] });
   } catch (error) {
     return error.stderr.trim().split('\n');
   }
