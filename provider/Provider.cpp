@@ -237,8 +237,8 @@ bool Provider::Handle(const Fields& fields) {
   if (fields[0] == "ask" && fields.size() == 6) return HandleAsk(fields);
   if (fields[0] == "act" && fields.size() == 6) return HandleAct(fields);
   if (fields[0] == "settings" && fields.size() == 3) {
-    if (changed_) changed_(ReadPairs(fields[2]));
-    return Send({"applied", fields[1]});
+    settingsId_ = fields[1];
+    return (changed_ && !changed_(ReadPairs(fields[2]))) || SendApplied();
   }
   if (fields[0] == "welcome" && fields.size() == 3) TakeWelcome(fields);
   return true;  // of a newer version of the service

@@ -54,8 +54,9 @@ class Provider {
   using Asked = std::function<Answer(const Question&)>;
   // "" when it is done, or why not: a whole sentence for a page.
   using Act = std::function<std::string(const Task&)>;
-  // The settings that were subscribed to: all of them at first, then those that have changed.
-  using Changed = std::function<void(const Pairs& settings)>;
+  // The settings that were subscribed to: all of them at first, then those that have changed. True
+  // when they are in force; otherwise SendApplied tells it later.
+  using Changed = std::function<bool(const Pairs& settings)>;
 
   // `name` is for the service's log: 1 to 63 printable ASCII characters.
   explicit Provider(std::string name) : name_(std::move(name)) {}
@@ -73,7 +74,6 @@ class Provider {
   void OfferAction(const std::string& source, Act act);
   // Settings whose keys are `prefix` or begin with it and a dot; "" for all.
   void Subscribe(std::string prefix) { prefixes_.push_back(std::move(prefix)); }
-  // Called when the service tells them: when it returns, they count as applied.
   void OnSettings(Changed changed) { changed_ = std::move(changed); }
 
   // Connects, makes the offers and waits until they are all accepted. False when the service can't
@@ -93,6 +93,9 @@ class Provider {
 
   // The version of the firmware that runs, as the service knows it.
   const std::string& Firmware() const { return firmware_; }
+
+  // The settings that were told last are in force now.
+  bool SendApplied() { return Send({"applied", settingsId_}); }
 
   // Adds a line to the device's log.
   bool AddEvent(std::string_view text);
@@ -135,6 +138,7 @@ class Provider {
   std::map<std::string, Offer> offers_;
   std::vector<std::string> prefixes_;
   Changed changed_;
+  std::string settingsId_;
   std::map<std::string, std::string> kept_;
   unsigned keptChanges_ = 0;
   std::string firmware_;

@@ -22,7 +22,10 @@ SimulatedDevice::SimulatedDevice(Provider& provider, std::uint64_t seed, Powerli
   OfferActions();
   SimulatedNetwork::OfferTo(provider_);
   provider_.Subscribe(kDeviceName);
-  provider_.OnSettings([this](const Provider::Pairs& settings) { Apply(settings); });
+  provider_.OnSettings([this](const Provider::Pairs& settings) {
+    Apply(settings);
+    return true;
+  });
 }
 
 void SimulatedDevice::OfferPowerline() {

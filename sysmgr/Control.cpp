@@ -3,10 +3,9 @@
 // sysmgrctl: uses the system manager from a terminal, with the client library. It shows texts from
 // the network without control characters and malformed UTF-8, so that no station's name can control
 // the terminal.
-#include <poll.h>
-
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -16,36 +15,38 @@
 #include "platform/StringTable.h"
 #include "platform/SvcMgrAdapter.h"
 #include "platform/SysMgrProxy.h"
+#include "sysmgr/ControlProvider.h"
 
 namespace {
 
 constexpr const char* kServiceName = "sysmgrctl";
 constexpr const char* kQueryOption = "0";
-constexpr timespec kWatchPause = {1, 0};
+
+// How often a provided value is made anew, unless told.
+constexpr int kProvideSeconds = 60;
 
 constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
 
 constexpr const char* kHelp =
-    "Usage: sysmgrctl [--socket PATH] [--authorisation FILE] COMMAND\n"
+    "Usage: sysmgrctl [--socket PATH] [--providers PATH] [--authorisation FILE] COMMAND\n"
     "\n"
     "  get KEY ...          show values; several keys stand side by side\n"
     "  set KEY=VALUE ...    change settings, all of them or none; or have an action done, with\n"
     "                       its parameters\n"
     "  cat KEY              write a single value as it is, a text of many lines for example\n"
-    "  watch KEY ...        show values whenever they change, until interrupted\n"
+    "  provide NAME [--every SECONDS] -- COMMAND ...\n"
+    "                       be the source NAME: push what COMMAND prints, every 60 seconds or so\n"
+    "  watch PREFIX -- COMMAND ...\n"
+    "                       run COMMAND for each changed batch of settings, which it reads as "
+    "lines\n"
+    "                       key=value; first with all whose keys are PREFIX or below it\n"
     "  --help, --version\n"
     "\n"
     "Cells of a row stand with tabs between them. Values on a command line can be seen by other\n"
-    "users of the device: VALUE - is read from standard input, up to the end of its first line.\n"
+    "users of the device: set KEY without = reads the value from standard input, one line.\n"
     "\n"
     "Exit status: 0 done, 1 refused or not reached, 2 wrong usage.\n";
-
-volatile std::sig_atomic_t gInterrupted = 0;
-
-void OnInterrupt(int) {
-  gInterrupted = 1;
-}
 
 // Doesn't check for errors, which are checked once, at the end.
 void Write(const std::string& text, std::FILE* stream) {
@@ -115,36 +116,6 @@ int Cat(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
   return std::fflush(stdout) == 0 ? 0 : kExitRefused;
 }
 
-int Watch(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-  sigset_t blocked;
-  sigemptyset(&blocked);
-  sigaddset(&blocked, SIGINT);
-  sigaddset(&blocked, SIGTERM);
-  const std::string query = QueryOf(keys);
-  std::string last;
-  bool first = true;
-  for (;;) {
-    std::string text;
-    if (!QueryText(proxy, query, text)) return kExitRefused;
-    if (first || text != last) {
-      Write(text, stdout);
-      if (std::fflush(stdout) != 0) return kExitRefused;
-    }
-    first = false;
-    last = std::move(text);
-    // Signals are blocked between the check and the pause, so that the pause can't miss one.
-    sigset_t open;
-    sigprocmask(SIG_BLOCK, &blocked, &open);
-    if (gInterrupted == 0) ppoll(nullptr, 0, &kWatchPause, &open);
-    sigprocmask(SIG_SETMASK, &open, nullptr);
-    if (gInterrupted != 0) return 0;
-  }
-}
-
 std::string ReadLine() {
   std::string line;
   int byte = 0;
@@ -157,13 +128,12 @@ int Set(SysMgrProxy& proxy, const std::vector<std::string_view>& settings) {
   StringTable values(1);
   for (const std::string_view setting : settings) {
     const std::size_t equals = setting.find('=');
-    if (equals == 0 || equals == std::string_view::npos) return Usage();
+    if (equals == 0) return Usage();
     keys.AddCells({setting.substr(0, equals)});
-    const std::string_view value = setting.substr(equals + 1);
-    if (value == "-") {
+    if (equals == std::string_view::npos) {
       values.AddCells({ReadLine()});
     } else {
-      values.AddCells({value});
+      values.AddCells({setting.substr(equals + 1)});
     }
   }
   std::string reply;
@@ -179,10 +149,34 @@ int Set(SysMgrProxy& proxy, const std::vector<std::string_view>& settings) {
   return status;
 }
 
+// What is after "--": a command; empty where there is none.
+std::vector<std::string> CommandOf(const std::vector<std::string_view>& words) {
+  const auto dashes = std::find(words.begin(), words.end(), "--");
+  return dashes == words.end() ? std::vector<std::string>()
+                               : std::vector<std::string>(dashes + 1, words.end());
+}
+
+int RunProvider(const std::string& socketPath, const std::vector<std::string_view>& words) {
+  const std::vector<std::string> command = CommandOf(words);
+  const std::size_t own = words.size() - command.size() - 1;
+  int every = kProvideSeconds;
+  if (command.empty() || (own != 1 && (own != 3 || words[1] != "--every"))) return Usage();
+  if (own == 3) every = std::atoi(std::string(words[2]).c_str());
+  if (every < 1) return Usage();
+  return Complain(Provide(socketPath, std::string(words[0]), every, command));
+}
+
+int RunWatch(const std::string& socketPath, const std::vector<std::string_view>& words) {
+  const std::vector<std::string> command = CommandOf(words);
+  if (command.empty() || words.size() != command.size() + 2) return Usage();
+  return Complain(WatchSettings(socketPath, std::string(words[0]), command));
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
   std::string socketPath = VISTEL_SYSMGR_SOCKET;
+  std::string providers = VISTEL_SYSMGR_PROVIDERS;
   std::string authorisation = VISTEL_AUTHORISATION_FILE;
   int at = 1;
   for (; at < count && std::strncmp(arguments[at], "--", 2) == 0; ++at) {
@@ -192,6 +186,8 @@ int main(int count, char** arguments) {
     if (at + 1 == count) return Usage();
     if (option == "--socket") {
       socketPath = arguments[++at];
+    } else if (option == "--providers") {
+      providers = arguments[++at];
     } else if (option == "--authorisation") {
       authorisation = arguments[++at];
     } else {
@@ -206,6 +202,7 @@ int main(int count, char** arguments) {
   if (command == "get") return Get(proxy, rest);
   if (command == "cat") return Cat(proxy, rest);
   if (command == "set") return Set(proxy, rest);
-  if (command == "watch") return Watch(proxy, rest);
+  if (command == "provide") return RunProvider(providers, rest);
+  if (command == "watch") return RunWatch(providers, rest);
   return Usage();
 }

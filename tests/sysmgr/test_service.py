@@ -62,7 +62,7 @@ class Requests(ServiceTest):
     def test_command_lines(self):
         """Commands of a shell in the service's folder, and their status; "c" asks the service."""
         service = self.service(secret="secret\n")
-        service.write("c", 'exec "$C" --socket run/socket --authorisation auth "$@"')
+        service.write("c", 'exec "$C" --socket run/socket --providers run/providers --authorisation auth "$@"')
         paths = {"D": SYSMGRD, "C": BUILD / "sysmgr/sysmgrctl", "L": BUILD / "tests/sysmgr/sysmgr-load", "M": PRODUCT}
         for command, status in rows(r"""
                 "$D" --help >/dev/null => 0
@@ -80,8 +80,11 @@ class Requests(ServiceTest):
                 sh c cat System.ConfigShow >upload.bin => 0
                 sh c set System.Led=1 && sh c set System.ConfigRestore=apply => 0
                 test "$(sh c get System.DeviceName System.Led)" = "$(printf 'a=b\t0')" => 0
-                echo long enough | sh c set HomePlug.NetworkPassword=- => 0
-                sh c watch System.DeviceName >out & until grep -qx a=b out; do sleep .01; done; kill $!; wait $! => 0
+                echo long enough | sh c set HomePlug.NetworkPassword => 0
+                sh c set System.DeviceName=- && test "$(sh c get System.DeviceName)" = - => 0
+                sh c watch System.DeviceName -- sh -c 'cat >>out' & until grep -qx System.DeviceName=- out; do sleep .01; done; sh c set System.DeviceName=new; until grep -qx System.DeviceName=new out; do sleep .01; done; kill $! => 0
+                sh c provide uptime --every 1 -- echo 12345 & until sh c get System.Uptime 2>/dev/null | grep -qx 12345; do sleep .1; done; kill $! => 0
+                (sh c provide uptime -- false; sh c watch X) 2>/dev/null => 2
                 sh c get "$(printf 'a\302\233\377\033\303\244')" 2>&1 | grep -q "key 'a': The key is malformed." => 0
                 sh c 2>/dev/null => 2
                 "$L" -c 200 -n 2000 -s run/socket -a secret >/dev/null => 0
