@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Events that a test can't cause from outside: a file replaced between two steps, an end at each
-// step.
+// step, and what one part leaves to another.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "sysmgr/configuration/ConfigurationCipher.h"
 #include "sysmgr/device/EventLog.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
@@ -54,6 +55,17 @@ TEST(UploadedFile, TheOneThatWasOpenedGoes) {
   fs::last_write_time(path, fs::file_time_type());
   EXPECT_TRUE(wait(1));
   EXPECT_FALSE(wait(UploadedFile::kMaxAgeSeconds));
+}
+
+// The service forgets the key whenever the password changes; the cipher does not rely on that.
+TEST(ConfigurationCipher, SealsWithTheGivenPassword) {
+  ConfigurationCipher cipher;
+  std::string file;
+  Secret plain;
+  for (const char* password : {"one password", "another password"}) {
+    ASSERT_TRUE(cipher.Seal("plain", password, file).IsSuccess());
+    EXPECT_TRUE(ConfigurationCipher::Open(file, password, plain).IsSuccess()) << password;
+  }
 }
 
 // A device that can be started repeatedly with the same folder, and runs one step at a time.
