@@ -5,9 +5,11 @@ on a page has its translations, and the catalogues hold nothing else.
 
 usage: test_catalogues.py SYSTEM-MANAGER
 """
+import json
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 from pathlib import Path
 
@@ -16,10 +18,31 @@ SOURCE = Path(__file__).resolve().parent.parent
 MODEL = SOURCE / "sysmgr/model.json"
 
 
+def messages_of(model):
+    return subprocess.run([SYSMGRD, "--messages", "--model", model], check=True,
+                          capture_output=True, text=True).stdout.splitlines()
+
+
 class Catalogues(unittest.TestCase):
+    def test_messages_come_with_their_actions(self):
+        for action, message in (("config-restore", "No file has been uploaded."),
+                                ("config-restore", "The configuration holds no settings."),
+                                ("firmware-update", "No file has been uploaded."),
+                                ("firmware-update", "The firmware image is cut off."),
+                                ("firmware-update", "A firmware image is being installed."),
+                                ("restart", "A firmware image is being installed."),
+                                ("factory-reset", "A firmware image is being installed."),
+                                ("name-station", "There is no station with this address."),
+                                ("add-station", "This adapter is in the network already.")):
+            with tempfile.TemporaryDirectory() as folder:
+                for named in (action, "another"):
+                    key = {"key": "Do", "type": "boolean", "access": "action", "action": named}
+                    model = Path(folder, "model.json")
+                    model.write_text(json.dumps({"device": "d", "version": 1, "keys": [key]}))
+                    self.assertEqual(message in messages_of(model), named == action, (action, message))
+
     def test_texts_and_translations(self):
-        messages = subprocess.run([SYSMGRD, "--messages", "--model", MODEL], check=True,
-                                  capture_output=True, text=True).stdout.splitlines()
+        messages = messages_of(MODEL)
         self.assertEqual(messages, sorted(set(messages)))
         for message in messages:
             self.assertRegex(message, "^[A-Z][^<>&\"'%]*\\.$")

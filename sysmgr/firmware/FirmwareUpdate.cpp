@@ -83,6 +83,7 @@ bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
 void FirmwareUpdate::Forget() {
   unlink(Path(kWaiting).c_str());
   waiting_ = FirmwareImage();
+  fault_.clear();
 }
 
 // Verifies the image while copying, and stops copying when it proves to be faulty.
@@ -140,7 +141,6 @@ Outcome FirmwareUpdate::Install() {
 
 Outcome FirmwareUpdate::Drop() {
   if (IsInstalling()) return Sentence::kInstalling;
-  fault_.clear();
   DropWaiting();
   return {};
 }
@@ -207,7 +207,6 @@ Outcome FirmwareUpdate::FinishInstallation() {
 
 void FirmwareUpdate::Restart() {
   Forget();
-  fault_.clear();
   state_ = State::kIdle;
   needsRestart_ = false;
   runningVersion_ = installedVersion_;

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "sysmgr/log/Outcome.h"
 
-#include <algorithm>
-
-#include "base/Characters.h"
 #include "sysmgr/log/Log.h"
 
 Outcome Outcome::InWordsOfTheModel(std::string text) {
@@ -19,7 +16,7 @@ Outcome Outcome::AboutKey(std::string_view key) && {
 }
 
 Outcome Outcome::AboutName(std::string_view name) && {
-  name_ = name;
+  name_ = name.substr(0, Log::kMaxNameBytes);
   return std::move(*this);
 }
 
@@ -30,14 +27,7 @@ Outcome Outcome::AboutLine(std::size_t line) && {
 
 std::string Outcome::Record() const {
   std::string about;
-  const auto add = [&about](const std::string& what) {
-    about += (about.empty() ? "" : ", ") + what;
-  };
-  if (!key_.empty()) add("key '" + key_.substr(0, Log::kMaxNameBytes) + "'");
-  if (!name_.empty()) add("'" + name_.substr(0, Log::kMaxNameBytes) + "'");
-  if (line_ != 0) add("line " + std::to_string(line_));
-  std::string record = about.empty() ? text_ : about + ": " + text_;
-  std::replace_if(
-      record.begin(), record.end(), [](char byte) { return !IsAsciiPrintable(byte); }, '?');
-  return record;
+  if (!key_.empty()) about = "key '" + key_ + "'";
+  if (!name_.empty()) about += (about.empty() ? "'" : ", '") + name_ + "'";
+  return about.empty() ? text_ : about + ": " + text_;
 }

@@ -27,7 +27,8 @@ class [[nodiscard]] Outcome {
 
   bool IsSuccess() const { return kind_ == OutcomeKind::kSuccess; }
 
-  // Sets the subject of the sentence.
+  // Sets the subject of the sentence. Keys and names hold no control characters; a name is cut to
+  // Log::kMaxNameBytes.
   Outcome AboutKey(std::string_view key) &&;
   Outcome AboutName(std::string_view name) &&;  // a column, a parameter, a line's own text
   Outcome AboutLine(std::size_t line) &&;       // of a file, from 1
@@ -38,8 +39,7 @@ class [[nodiscard]] Outcome {
   const std::string& Name() const { return name_; }  // "" if its subject is not a name
   std::size_t Line() const { return line_; }         // 0 if its subject is not a line
 
-  // The whole outcome for a log: "key 'a.b', 'column': There is no such column." It holds no
-  // control characters.
+  // The sentence after its key and name, for a log: "key 'a.b', 'column': There is no such column."
   std::string Record() const;
 
  private:

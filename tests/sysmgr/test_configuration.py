@@ -120,8 +120,8 @@ class Configuration(ServiceTest):
                  "|System.TimeZone|Leave out the control characters.", "|Foo.Bar|There is no such setting.")):
             for how in ("check", "apply"):
                 self.assertEqual(self.restore(text, how), answer, text[:500])
-                told = self.device.ask("System.ConfigMistakes").split("/") if mistakes else []
-                self.assertEqual(told, [f"{at}|{mistake}" for at, mistake in enumerate(mistakes, 1)], text[:500])
+                told = "/".join(f"{at}|{mistake}" for at, mistake in enumerate(mistakes, 1))
+                self.assertEqual(self.device.ask("System.ConfigMistakes"), told, text[:500])
                 self.assertEqual(self.device.ask("System.ConfigPending"), "0")
         self.assertEqual(self.restore(document("".join(setting(f"k{i}") for i in range(2000)))), MISTAKES)
         self.expect(self.device, """
@@ -130,6 +130,9 @@ class Configuration(ServiceTest):
             """)
         self.device.clock(steady=1601)
         self.assertEqual(self.device.ask("System.ConfigMistakes"), "")
+        for line in ("set System.ConfigRestore=drop =>", "set System.Restart=1 =>"):
+            self.assertEqual(self.restore(document("<x/>")), MISTAKES)
+            self.expect(self.device, line + "\n System.ConfigMistakes =>")
         for size in range(len(whole)):
             self.assertNotEqual(self.restore(whole[:size]), "", size)
         self.assertEqual(self.all(), before)

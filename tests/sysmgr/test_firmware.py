@@ -83,6 +83,10 @@ class Images(ServiceTest):
             lines = re.sub("[^;~]+", lambda word: right.get(word[0], word[0]), text)
             self.assertEqual(self.check(image(lines=lines.replace(";", "\n").replace("~", "\r"))), answer, text)
             self.assertEqual(self.device.ask("System.FirmwareFault").strip(), "".join(line))
+        for line in ("set System.FirmwareUpdate=check => No file has been uploaded.",
+                     "set System.FirmwareUpdate=drop =>", "set System.Restart=1 =>"):
+            self.check(b"VISTEL-FIRMWARE 2\n\n")
+            self.expect(self.device, f"System.FirmwareFault => VISTEL-FIRMWARE 2 \n {line} \n System.FirmwareFault =>")
 
     def test_cut_flipped_and_trailed(self):
         whole = image(b"\n\n\0\xffpayload")
