@@ -31,9 +31,7 @@ class Catalogues(unittest.TestCase):
                                 ("firmware-update", "The firmware image is cut off."),
                                 ("firmware-update", "A firmware image is being installed."),
                                 ("restart", "A firmware image is being installed."),
-                                ("factory-reset", "A firmware image is being installed."),
-                                ("name-station", "There is no station with this address."),
-                                ("add-station", "This adapter is in the network already.")):
+                                ("factory-reset", "A firmware image is being installed.")):
             with tempfile.TemporaryDirectory() as folder:
                 for named in (action, "another"):
                     key = {"key": "Do", "type": "boolean", "access": "action", "action": named}
