@@ -216,23 +216,28 @@ def wait_for(process, words):
 
 
 @contextmanager
+def running(*words):
+    """A program of the build, until the end of a `with`."""
+    with subprocess.Popen([PROGRAM.build / words[0], *words[1:]], stderr=subprocess.PIPE, text=True) as process:
+        try:
+            yield process
+        finally:
+            process.terminate()
+
+
+@contextmanager
 def real_system_manager():
     """With the project's model, its default settings and the simulated adapter."""
     PROGRAM.socket.parent.mkdir(parents=True, exist_ok=True)
     PROGRAM.socket.parent.chmod(0o750)
-    with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
-            [PROGRAM.build / "sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--providers", Path(folder, "run/providers"),
-             "--model", TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")],
-            stderr=subprocess.PIPE, text=True) as process, subprocess.Popen(
-            [PROGRAM.build / "simulator/vistel-simulator", "--socket", Path(folder, "run/providers")],
-            stderr=subprocess.DEVNULL) as device:
-        try:
-            wait_for(process, "ready on")
-            wait_for(process, "has put the settings in force")
-            yield
-        finally:
-            device.terminate()
-            process.terminate()
+    with tempfile.TemporaryDirectory() as folder:
+        providers = Path(folder, "run/providers")
+        with running("sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--providers", providers, "--model",
+                     TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")) as process:
+            with running("simulator/vistel-simulator", "--socket", providers):
+                wait_for(process, "ready on")
+                wait_for(process, "has put the settings in force")
+                yield
 
 
 class Examples(TestCase):
