@@ -11,7 +11,7 @@ readonly buildPackages=(
   libexpat1-dev libsodium-dev
   lighttpd                                             # the web server
 )
-readonly units=(lighttpd.service nginx.service fcgiwrap.service fcgiwrap.socket)
+readonly services=(lighttpd nginx fcgiwrap) # of the packages of the same names
 readonly policy=/usr/sbin/policy-rc.d # while this file exists, packages start no services
 
 fail() {
@@ -27,7 +27,7 @@ asRoot() {
 # With a command, installs the package only if nothing else provides the command. Runs in a
 # subshell, whose end removes the policy file.
 installMissing() (
-  local package unit there missing=() log=build/packages.log
+  local package service there missing=() log=build/packages.log
   # The package may be installed for another architecture only.
   there=" $(dpkg-query -W -f='${db:Status-Status} ${Architecture} ${Package}\n' 2>/dev/null |
     sed -nE "s/^installed (all|$(dpkg --print-architecture)) //p" | tr '\n' ' ')" || true
@@ -58,10 +58,10 @@ installMissing() (
       apt-get -q -y --no-install-recommends install "${missing[@]}"
   } >"$log" 2>&1 </dev/null || { cat -- "$log" >&2; fail 'apt-get failed'; }
   # The services must not start at the next start of the machine either.
-  for unit in "${units[@]}"; do
-    if [[ " ${missing[*]} " == *" ${unit%.*} "* ]]; then
-      { asRoot deb-systemd-helper disable "$unit" && asRoot update-rc.d "${unit%.*}" disable; } \
-        >>"$log" 2>&1 || fail "$unit stays enabled, see $log"
+  for service in "${services[@]}"; do
+    if [[ " ${missing[*]} " == *" $service "* ]]; then
+      asRoot update-rc.d "$service" disable >>"$log" 2>&1 || fail "$service stays enabled, see $log"
+      asRoot rm -f -- /etc/systemd/system/*.wants/"$service".socket
     fi
   done
 )
