@@ -233,7 +233,7 @@ bool ProviderSession::ReadRows(const Offer& offer, std::string_view text, LiveRo
       } else {
         Utf8::AppendSafe(cell, table.View(row, column));
       }
-      bytes += cell.size() + sizeof cell;
+      bytes += sizeof(std::string) + cell.size();
     }
   }
   rows = std::move(made);
