@@ -197,8 +197,8 @@ class Service:
         resource.prlimit(self.process.pid, resource.RLIMIT_FSIZE, (size, usual[1]))
         return usual[0]
 
-    def resident_kilobytes(self):
-        return int(self.read(f"/proc/{self.process.pid}/status").partition("VmRSS:")[2].split()[0])
+    def kilobytes(self, what="VmRSS"):
+        return int(self.read(f"/proc/{self.process.pid}/status").partition(what + ":")[2].split()[0])
 
     def write(self, name, content):
         path = self.folder / name

@@ -162,6 +162,7 @@ class Requests(ServiceTest):
         for record in service.read("log").split("\n"):
             self.assertRegex(record, r"\A[ -~]{,1023}\Z")
         self.assertIn("'a?b?[0m??'", service.read("log"))
+        self.assertEqual(len(self.service(model=f'{{"{"x" * 5000}": 0}}').read("log")), 1024)
 
 
 class Clients(ServiceTest):
@@ -215,7 +216,7 @@ class Clients(ServiceTest):
                 self.assertIsNone(clients[1].receive())
                 self.assertTrue(clients[0].is_open() and clients[-1].is_open())
                 if b"__asan_init" not in SYSMGRD.read_bytes():
-                    self.assertLess(service.resident_kilobytes(), 192 * 1024)
+                    self.assertLess(service.kilobytes(), 192 * 1024)
 
     def test_many_sets_at_once(self):
         """They are stored one by one between the others' turns, so a query sees many of the names."""
@@ -230,6 +231,10 @@ class Clients(ServiceTest):
     def test_the_largest_answer(self):
         service, most = self.service(model=LARGE), 16 << 20
         query = frame("query|||c|#1:256:1:b," + "1:a," * 255 + "|0")
+        too_large = "[1: The answer would be larger than 16777216 bytes.]"
+        # A much larger one is not even put together.
+        self.assertEqual(Client(service).ask(frame("query|||c|#1:4096:" + "1:a," * 4096 + "|0")), too_large)
+        self.assertLess(service.kilobytes("VmHWM"), 100 * 1024)
         room = most - len(Client(service).send(query).receive())
         self.assertLess(room, 65536)
         # The length of the value takes bytes too.
@@ -237,9 +242,7 @@ class Clients(ServiceTest):
         self.assertEqual(service.ask("set b=" + "y" * room), "")
         self.assertEqual(len(Client(service).send(query).receive()), most)
         self.assertEqual(service.ask("set b=y" + "y" * room), "")
-        self.assertEqual(Client(service).ask(query), "[1: The answer would be larger than 16777216 bytes.]")
-        self.assertEqual(Client(service).ask(frame("query|||c|#1:257:1:b," + "1:a," * 256 + "|0")),
-                         "[1: The answer would be larger than 16777216 bytes.]")
+        self.assertEqual(Client(service).ask(query), too_large)
 
 
 class Disk(ServiceTest):
