@@ -61,6 +61,7 @@ bool Child::Start(const std::vector<std::string>& command, std::string_view inpu
   printed_ = Descriptor(ends[0]);
   const Descriptor out(ends[1]);
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   process_ = fork();
@@ -128,7 +129,8 @@ std::string WatchSettings(const std::string& socketPath, const std::string& pref
   provider.Subscribe(prefix);
   provider.OnSettings([&](const Provider::Pairs& settings) {
     std::string lines;
-    for (const auto& [key, value] : settings) lines.append(key + "=" + value + "\n");
+    for (const auto& [key, value] : settings)
+      lines.append(key).append("=").append(value).append("\n");
     isRunning = child.Start(command, lines, false);
     failed = !isRunning;
     return false;
