@@ -397,6 +397,7 @@ class Device(ServiceTest):
         # A failed query leaves no file.
         self.assertEqual(one.ask(";".join([key] * 9)),
                          "[1: key 'HomePlug.SNR': The query asks for more files than one may, which is 8.]")
+        self.assertEqual(one.ask("System.AutoConfigShow;Foo"), "[1: key 'Foo': There is no such key.]")
         self.assertEqual([str(path) for path in (one.folder / "files").iterdir()], [file])
 
 

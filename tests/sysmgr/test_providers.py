@@ -104,6 +104,11 @@ class Providers(ServiceTest):
         provider.say(f"answer|{provider.hear().split('|')[1]}|value|content")
         path = self.received(service)
         self.assertEqual(service.read(path), "content")
+        self.sent(service, "File;Fresh")
+        for reply in ("value|content", "none|no time"):
+            provider.say(f"answer|{provider.hear().split('|')[1]}|{reply}")
+        self.assertIn("no such value", self.received(service))
+        self.assertEqual(len(list((service.folder / "files").iterdir())), 1)
         # The answer to another client does not wait for the provider.
         self.sent(service, "Fresh")
         begin = time.monotonic()
