@@ -48,8 +48,8 @@ constexpr Response kResponses[] = {
 
 void IgnoreSignal(int /*signal*/) {}
 
-// A SIGIO neither ends the program nor interrupts a system call. Without SA_RESTART, it would cut off
-// a page that is being written: stdio gives up.
+// A SIGIO neither ends the program nor interrupts a system call. Without SA_RESTART, it would cut
+// off a page that is being written: stdio gives up.
 void InstallSignalHandler() {
   struct sigaction action = {};
   action.sa_handler = IgnoreSignal;
