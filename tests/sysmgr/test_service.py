@@ -182,7 +182,7 @@ class Clients(ServiceTest):
             answers += 1
             dribbling.send(b"x")
             time.sleep(0.005)
-        self.assertGreaterEqual(time.monotonic() - begin, 1)
+        self.assertGreater(time.monotonic() - begin, 0.98)  # the loop reads a coarse clock
         self.assertGreater(answers, 4)
         self.assertIsNone(greedy.receive())
         self.assertEqual(idle.ask(ASK_NAME), NAME)
