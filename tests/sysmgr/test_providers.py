@@ -104,7 +104,7 @@ class Providers(ServiceTest):
         provider.say(f"answer|{provider.hear().split('|')[1]}|value|content")
         path = self.received(service)
         self.assertEqual(service.read(path), "content")
-        self.sent(service, "File;Fresh")
+        self.sent(service, "Fresh;File")
         for reply in ("value|content", "none|no time"):
             provider.say(f"answer|{provider.hear().split('|')[1]}|{reply}")
         self.assertIn("no such value", self.received(service))
