@@ -29,8 +29,12 @@ def scratch_folder():
 ROOT = scratch_folder()
 
 LINK_KINDS = {"static": "all static",
+              "musl": "all static, with musl",
               "partial": "libstdc++ and libgcc static, the rest dynamic",
               "dynamic": "all dynamic"}
+KIND_OPTIONS = {kind: ["-DVISTEL_LINK=" + kind] for kind in LINK_KINDS}
+KIND_OPTIONS["musl"] = ["-DCMAKE_TOOLCHAIN_FILE=%s" % (SOURCE / "cmake" / "musl.cmake"),
+                        "-DGIF_SOURCE_DIR=%s" % (SOURCE / "build" / "giflib")]
 MEGABYTE = 1024 * 1024
 # Faults and peak vary by a page or two with the random placement of the stack.
 RESOURCE_RUNS = 15

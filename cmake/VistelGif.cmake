@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 #
 # giflib as the target `vistel_gif`: the archive for a static program, else the shared library.
-# GIF_INCLUDE_DIR and GIF_LIBRARY name them by hand.
+# GIF_INCLUDE_DIR and GIF_LIBRARY name them by hand. With GIF_SOURCE_DIR, giflib is compiled with the program:
+# for a C library or a processor that has no package of it; tools/fetch-giflib gets the sources.
+set(GIF_SOURCE_DIR "" CACHE PATH "Folder of giflib's sources (version 5); empty: use a compiled giflib")
 set(GIF_INCLUDE_DIR "" CACHE PATH "Folder of gif_lib.h; empty: looked for")
 set(GIF_LIBRARY "" CACHE FILEPATH "giflib; empty: looked for")
 
@@ -34,4 +36,23 @@ function(vistel_find_gif)
   target_include_directories(vistel_gif SYSTEM INTERFACE "${include}")
   target_link_libraries(vistel_gif INTERFACE "${library}" m)
 endfunction()
-vistel_find_gif()
+
+function(vistel_compile_gif)
+  set(sources dgif_lib.c egif_lib.c gif_err.c gif_hash.c gifalloc.c openbsd-reallocarray.c)
+  list(TRANSFORM sources PREPEND "${GIF_SOURCE_DIR}/")
+  foreach(source ${sources})
+    if(NOT EXISTS "${source}")
+      message(FATAL_ERROR "GIF_SOURCE_DIR: there is no '${source}'. tools/fetch-giflib gets giflib's sources.")
+    endif()
+  endforeach()
+  add_library(vistel_gif STATIC ${sources})
+  set_target_properties(vistel_gif PROPERTIES C_STANDARD 99 C_EXTENSIONS ON COMPILE_OPTIONS "-w")
+  target_link_libraries(vistel_gif PRIVATE vistel_code INTERFACE m)
+  target_include_directories(vistel_gif SYSTEM INTERFACE "${GIF_SOURCE_DIR}")
+endfunction()
+
+if(GIF_SOURCE_DIR)
+  vistel_compile_gif()
+else()
+  vistel_find_gif()
+endif()

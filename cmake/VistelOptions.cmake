@@ -2,6 +2,7 @@
 #
 # Compiler and linker options: `vistel_code` for all code that goes into a program, generated code
 # included; `vistel_options` the same with our warnings; `vistel_link` for linking a program.
+include(CheckCXXSourceCompiles)
 include(CheckIPOSupported)
 include(CheckLinkerFlag)
 
@@ -55,8 +56,17 @@ endif()
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VISTEL_SANITIZERS)
   check_ipo_supported(RESULT VISTEL_IPO OUTPUT ignored)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ${VISTEL_IPO})
-  check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs VISTEL_PACKED_RELOCATIONS)
-  if(VISTEL_PACKED_RELOCATIONS AND VISTEL_LINK STREQUAL "static")
+  # The linker can make them for any C library, but a program whose C library doesn't apply them crashes at its
+  # start. Nothing tells musl's version (1.2.4 and later do).
+  check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs VISTEL_LINKER_PACKS_RELOCATIONS)
+  check_cxx_source_compiles("#include <cstdlib>
+    #if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
+    #error not applied
+    #endif
+    int main() {}" VISTEL_GLIBC_APPLIES_PACKED_RELOCATIONS)
+  option(VISTEL_PACKED_RELOCATIONS "Pack a static program's relocations; its C library must apply them"
+         ${VISTEL_GLIBC_APPLIES_PACKED_RELOCATIONS})
+  if(VISTEL_LINKER_PACKS_RELOCATIONS AND VISTEL_PACKED_RELOCATIONS AND VISTEL_LINK STREQUAL "static")
     target_link_options(vistel_link INTERFACE -Wl,-z,pack-relative-relocs)
   endif()
 endif()

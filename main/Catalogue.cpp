@@ -8,6 +8,8 @@
 
 namespace {
 
+#ifdef __GLIBC__
+
 // A locale without a language; see SetMessageLocale.
 constexpr char kNeutralLocale[] = "C.utf8";
 
@@ -25,6 +27,18 @@ void SetMessageLocale(const std::string& language, const std::string& localeDir)
   unsetenv("LC_MESSAGES");
   static_cast<void>(std::setlocale(LC_MESSAGES, ""));
 }
+
+#else
+
+// musl's gettext ignores LANGUAGE: the name of the locale for messages chooses the catalogue. musl
+// takes any name.
+void SetMessageLocale(const std::string& language, const std::string& /*localeDir*/) {
+  setenv("LANG", language.c_str(), 1);
+  setenv("LC_ALL", language.c_str(), 1);
+  static_cast<void>(std::setlocale(LC_MESSAGES, ""));
+}
+
+#endif
 
 }  // namespace
 
