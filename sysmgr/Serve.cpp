@@ -57,6 +57,13 @@ void Serve(const Options& options, const Pace& pace) {
   CheckOwnSources(model);
   const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
   EventLoop loop;
+  // Before the sockets are made: a signal that ended the process would leave them behind.
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    loop.OnSignal(number, [&loop, number] {
+      Log::Write("ending on signal " + std::to_string(number));
+      loop.End();
+    });
+  }
   // First of all that is written, so that a second service ends before it touches the files of the
   // first one.
   Listener clients(options.socket, kClientsMode);
@@ -81,12 +88,6 @@ void Serve(const Options& options, const Pace& pace) {
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    loop.OnSignal(number, [&loop, number] {
-      Log::Write("ending on signal " + std::to_string(number));
-      loop.End();
-    });
-  }
   if (!authorisation.IsExpected()) {
     Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
   }
