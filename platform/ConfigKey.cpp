@@ -126,12 +126,6 @@ bool Key::ParseParts(std::string_view text) {
   return ReadOptions(reader, options_);
 }
 
-const std::string* Key::Option(std::string_view name) const {
-  const auto option = std::find_if(options_.begin(), options_.end(),
-                                   [name](const Pair& pair) { return pair.name == name; });
-  return option != options_.end() ? &option->value : nullptr;
-}
-
 std::vector<std::string_view> Split(std::string_view text) {
   std::vector<std::string_view> keys;
   std::size_t start = 0;

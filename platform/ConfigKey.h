@@ -42,9 +42,6 @@ class Key {
   const std::string& Column() const { return column_; }              // "" when none is named
   const std::vector<Pair>& Options() const { return options_; }      // in order
 
-  // The value of the first option of that name, null when there is none.
-  const std::string* Option(std::string_view name) const;
-
  private:
   bool ParseParts(std::string_view text);
 

@@ -19,6 +19,17 @@ constexpr std::size_t kMinNetstringBytes = 3;
 // Limit on the columns of a table without rows: its text has no cells that would limit them.
 constexpr unsigned kMaxEmptyColumns = 65536;
 
+// Takes a frame's first byte and its counts. False when the rest of the text can't hold the cells.
+bool TakeCounts(std::string_view& text, unsigned& columns, unsigned& rows) {
+  const std::size_t size = text.size();
+  text.remove_prefix(1);
+  if (!Netstring::TakeNumber(text, columns) || !Netstring::TakeNumber(text, rows)) return false;
+  const std::uint64_t count = std::uint64_t{rows} * columns;
+  // If one count is 0, nothing else limits the other one.
+  if (count == 0) return rows <= size && columns <= kMaxEmptyColumns;
+  return count <= text.size() / kMinNetstringBytes;
+}
+
 void AppendNumber(std::string& out, unsigned number) {
   out += std::to_string(number);
   out += ':';
@@ -47,16 +58,23 @@ void StringTable::Read(ConstructionType type) {
   }
 }
 
+bool StringTable::IsSerialized(std::string_view text) {
+  if (text.empty() || text[0] != kFrameByte) return true;
+  unsigned columns = 0;
+  unsigned rows = 0;
+  if (!TakeCounts(text, columns, rows)) return false;
+  for (std::uint64_t cells = std::uint64_t{rows} * columns; cells > 0; --cells) {
+    std::string_view cell;
+    if (!Netstring::Take(text, cell)) return false;
+  }
+  return text.empty();
+}
+
 // Leaves the cells at their place in the text.
 bool StringTable::ReadFrame() {
   std::string_view text = buffer_;
-  text.remove_prefix(1);
-  if (!Netstring::TakeNumber(text, columns_) || !Netstring::TakeNumber(text, rows_)) return false;
-  const std::uint64_t count = std::uint64_t{rows_} * columns_;
-  if (count > text.size() / kMinNetstringBytes) return false;
-  // If one count is 0, nothing else limits the other one.
-  if (count == 0 && (rows_ > buffer_.size() || columns_ > kMaxEmptyColumns)) return false;
-  cells_.resize(static_cast<std::size_t>(count));
+  if (!TakeCounts(text, columns_, rows_)) return false;
+  cells_.resize(std::size_t{rows_} * columns_);
   for (Cell& place : cells_) {
     std::string_view cell;
     if (!Netstring::Take(text, cell)) return false;

@@ -29,6 +29,9 @@ class StringTable {
   StringTable(const std::string& text, ConstructionType type);
   StringTable(std::string&& text, ConstructionType type);
 
+  // Whether the text is a serialised table, and not a frame that is cut or malformed.
+  static bool IsSerialized(std::string_view text);
+
   // Appends one row of exactly Columns() C strings; null reads as the empty string.
   void AddRow(const char* first, ...);
 

@@ -57,9 +57,9 @@ bool ReadAnswer(std::string_view payload, int& result, std::string_view& reply) 
   return payload.empty() && ReadResult(resultText, result);
 }
 
-// Whether a table can be the answer to a set of that many keys.
+// Whether a table can be the answer to a set of that many keys: a row for each, and one for all.
 bool IsOutcome(const StringTable& table, unsigned keys) {
-  return table.Rows() >= keys && (table.Columns() == 1 || table.Rows() == 0);
+  return table.Columns() == 1 && (table.Rows() == keys || table.Rows() == keys + 1);
 }
 
 std::string SameForAll(unsigned keys, const char* text) {
@@ -87,6 +87,12 @@ int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
   int result = kFailed;
   const Outcome outcome = Exchange(MakePayload("query", client, query, option), result, reply);
   if (outcome != Outcome::kAnswered) result = kFailed;
+  if (result == kOk && !StringTable::IsSerialized(reply)) {
+    // An answer of success is a table.
+    Disconnect();
+    result = kFailed;
+    reply.clear();
+  }
   if (result != kOk) {
     message_.swap(reply);
     reply.clear();

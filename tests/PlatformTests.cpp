@@ -167,8 +167,7 @@ TEST(StringTable, CellsThatAreNotThereAreEmpty) {
 TEST(Key, ValuesAndAddresses) {
   const Config::Key::Key key("t{n=%2C%7d%00%25.{;: =\xFF}:a=1:b=2:a=3");
   EXPECT_EQ(key.Selectors().at(0).value, ",}\0%.{;: =\xFF"s);
-  EXPECT_EQ(*key.Option("a") + *key.Option("b"), "12");
-  EXPECT_EQ(key.Option("c"), nullptr);
+  EXPECT_EQ(key.Options().at(2).value, "3");
   EXPECT_TRUE(EqualIgnoringCase("00:0b:3B:7f:aA:Ff", "00:0B:3b:7F:Aa:fF"));
   EXPECT_FALSE(EqualIgnoringCase("00:00:5E:00:53:02", "00:00:5E:00:53:03"));
   EXPECT_FALSE(EqualIgnoringCase("00:00:5E:00:53:02", "00:00:5E:00:53:0"));
@@ -273,6 +272,8 @@ TEST_F(Proxy, AnAnswerIsNeverTakenForAnother) {
       {good.substr(0, 9), true, "-1 "},
       {"5:hello," + stale, false, "-1 "},
       {AnswerOf("00", "good") + stale, false, "-1 "},
+      {AnswerOf("0", "\0011:1:5:a,"), false, "-1 "},
+      {AnswerOf("0", "\0011:4:0:,0:,0:,0:,"), true, "0 \0011:4:0:,0:,0:,0:,"},
   };
   for (const auto& row : rows) {
     for (const std::size_t pieceBytes : {std::string::npos, good.size(), std::size_t{1}}) {

@@ -21,7 +21,7 @@ docs/protocol.md
 | Payload of an answer | {SysMgrProxy.kMaxAnswerBytes // MIB} MiB:
 | Live values in an answer | {Device.kMaxLiveBytes // MIB} MiB |
 from a request's first byte to its last | {Server.kDeadlineMilliseconds // 1000} seconds |
-takes no byte of an answer | {Server.kDeadlineMilliseconds // 1000} seconds |
+{Connection.kPieceBytes:,} bytes | {Server.kDeadlineMilliseconds // 1000} seconds |
 | Keys in one request | {Device.kMaxKeysPerRequest} |
 | Connections at once | {Server.kMaxConnections} |
 | Unanswered requests of all clients together | {Server.kMaxInputBytes // MIB} MiB
@@ -29,6 +29,8 @@ takes no byte of an answer | {Server.kDeadlineMilliseconds // 1000} seconds |
 A client waits for an answer for {SysMgrProxy.kAnswerMilliseconds // 1000} seconds
 a request of more than {Connection.kQuickRequestBytes} bytes
 at most {Connection.kRequestsPerTurn} short queries
+at most {Connection.kReadBytes // KIB} KiB beyond the request
+without a final newline, at most {Authorisation.kMaxBytes:,} bytes
 may remove it after {HandoverFolder.kMaxAgeSeconds // 60} minutes
 One query may ask for {Device.kMaxFilesPerQuery} such key
 docs/configuration.md

@@ -34,8 +34,9 @@ Configuration::Configuration(Settings& settings, HandoverFolder& files, const Up
 
 void Configuration::OfferTo(Sources& sources) {
   ValueSource text;
-  text.options = {"secrets"};
-  text.value = [this](const Question& question) { return ShowText(question); };
+  text.value = [this](const Question& question) {
+    return LiveValue{Show(Part::kReadable, question.client)};
+  };
   sources.OfferValue("config-show", std::move(text));
 
   ValueSource sealed;
@@ -74,14 +75,6 @@ std::string Configuration::Show(Part part, std::string_view client) const {
   }
   const Model& model = settings_.Definitions();
   return ConfigurationText::Write({model.DeviceName(), model.Version()}, settings);
-}
-
-LiveValue Configuration::ShowText(const Question& question) const {
-  const std::string* secrets = question.key.Option("secrets");
-  if (secrets != nullptr && *secrets != "include") {
-    return {"", Outcome(Sentence::kNoOptionValue).AboutName("secrets")};
-  }
-  return {Show(secrets == nullptr ? Part::kReadable : Part::kAll, question.client)};
 }
 
 LiveValue Configuration::HandOver(std::string_view prefix, std::string_view suffix,

@@ -71,7 +71,6 @@ class Configuration {
 
   std::string Show(Part part, std::string_view client) const;
   LiveValue HandOver(std::string_view prefix, std::string_view suffix, std::string_view content);
-  LiveValue ShowText(const Question& question) const;
   LiveValue ShowSealed(const Question& question);
   LiveRows Changes(const Question& question);
   LiveRows Mistakes();

@@ -24,10 +24,11 @@ const Entry* FindIn(const std::map<std::string, Entry>& entries, const std::stri
 }  // namespace
 
 const std::string* Question::Selector(std::string_view name) const {
+  const std::string* value = nullptr;
   for (const Config::Key::Pair& selector : key.Selectors()) {
-    if (selector.name == name) return &selector.value;
+    if (selector.name == name) value = &selector.value;
   }
-  return nullptr;
+  return value;
 }
 
 std::string_view ActionRequest::Find(std::string_view key) const {

@@ -26,7 +26,7 @@ struct Question {
   const Config::Key::Key& key;
   std::string_view client;
 
-  // The value of the first selector of that name, null when there is none.
+  // The value of the last selector of that name, null when there is none.
   const std::string* Selector(std::string_view name) const;
 };
 

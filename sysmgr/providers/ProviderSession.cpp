@@ -42,12 +42,15 @@ bool ReadNames(std::string_view text, std::vector<std::string>& names) {
   return true;
 }
 
+// Those of the pairs that have a known name; the last one of each name.
 std::string Pairs(const std::vector<Config::Key::Pair>& pairs,
                   const std::vector<std::string>& known) {
   StringTable table(2);
-  for (const Config::Key::Pair& pair : pairs) {
-    if (std::find(known.begin(), known.end(), pair.name) != known.end()) {
-      table.AddCells({pair.name, pair.value});
+  for (auto pair = pairs.begin(); pair != pairs.end(); ++pair) {
+    const auto hasItsName = [&pair](const auto& other) { return other.name == pair->name; };
+    if (std::find(known.begin(), known.end(), pair->name) != known.end() &&
+        std::none_of(pair + 1, pairs.end(), hasItsName)) {
+      table.AddCells({pair->name, pair->value});
     }
   }
   return table.Serialize();

@@ -4,9 +4,12 @@
 // it waits for.
 #include "sysmgr/service/Connection.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <new>
@@ -21,6 +24,9 @@ namespace {
 // An empty buffer with more capacity than this is freed.
 constexpr std::size_t kKeptCapacity = 4096;
 
+// How often, within the deadline, a client that takes no answer is looked at.
+constexpr int kLooks = 10;
+
 void Release(std::string& buffer) {
   if (buffer.capacity() > kKeptCapacity) {
     std::string().swap(buffer);
@@ -31,10 +37,11 @@ void Release(std::string& buffer) {
 
 }  // namespace
 
-Connection::Connection(Owner& owner, Descriptor descriptor, const timeval& deadline)
+Connection::Connection(Owner& owner, Descriptor descriptor, int deadlineMilliseconds)
     : owner_(owner),
       descriptor_(std::move(descriptor)),
-      deadline_(deadline),
+      deadline_(TimeOf(deadlineMilliseconds)),
+      look_(TimeOf(deadlineMilliseconds / kLooks)),
       activity_(owner.CountActivity()),
       self_(std::make_shared<Connection*>(this)),
       takeAnswer_(TakerOfAnswers()) {
@@ -76,9 +83,7 @@ void Connection::OnRead(int, short, void* connection) {
 
 void Connection::OnWrite(int, short what, void* connection) {
   Guard(connection, [what](Connection& self) {
-    if ((what & EV_TIMEOUT) == 0) return self.Turn(Allowance::kQuick);
-    Log::WriteAboutClient("a client is disconnected: it does not take its answer");
-    return Verdict::kClose;
+    return (what & EV_TIMEOUT) == 0 ? self.Turn(Allowance::kQuick) : self.CheckProgress();
   });
 }
 
@@ -132,7 +137,8 @@ Connection::Verdict Connection::Turn(Allowance allowance) {
   if (UnsentBytes() > 0) {
     event_del(readEvent_.get());
     evtimer_del(deadlineEvent_.get());
-    AddEvent(writeEvent_, &deadline_);
+    idleLooks_ = 0;
+    WaitForRoom();
     return Verdict::kKeep;
   }
   if (isAwaiting_) {
@@ -201,8 +207,8 @@ void Connection::DropAnswered(std::size_t rest) {
 bool Connection::Send() {
   bool fine = true;
   while (UnsentBytes() > 0) {
-    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_, UnsentBytes(),
-                               MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_,
+                               std::min(UnsentBytes(), kPieceBytes), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
       fine = errno == EAGAIN || errno == EWOULDBLOCK;
@@ -217,6 +223,28 @@ bool Connection::Send() {
   }
   CountPending();
   return fine;
+}
+
+int Connection::QueuedBytes() const {
+  int bytes = 0;
+  return ioctl(descriptor_.Number(), SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
+// There is room again when the client has taken most of what was sent, which takes a slow one long.
+// So look from time to time whether it takes anything.
+void Connection::WaitForRoom() {
+  queuedBytes_ = QueuedBytes();
+  AddEvent(writeEvent_, &look_);
+}
+
+Connection::Verdict Connection::CheckProgress() {
+  idleLooks_ = QueuedBytes() < queuedBytes_ ? 0 : idleLooks_ + 1;
+  if (idleLooks_ == kLooks) {
+    Log::WriteAboutClient("a client is disconnected: it does not take its answer");
+    return Verdict::kClose;
+  }
+  WaitForRoom();
+  return Verdict::kKeep;
 }
 
 Connection::Verdict Connection::WaitForClient() {

@@ -65,9 +65,13 @@ class Connection {
   // Answers are collected up to this size before they are sent.
   static constexpr std::size_t kSendBytes = 65536;
 
-  // `deadline`: the time for the rest of a request after its first byte, and for the client to take
-  // any byte of an answer. The owner must outlive the connection.
-  Connection(Owner& owner, Descriptor descriptor, const timeval& deadline);
+  // The system tells only of whole pieces that a client has taken them. So one piece is what a
+  // client must take within the deadline; with the system's own data it fits into a page of memory.
+  static constexpr std::size_t kPieceBytes = 3584;
+
+  // `deadlineMilliseconds`: the time for the rest of a request after its first byte, and for the
+  // client to take a piece of an answer. The owner must outlive the connection.
+  Connection(Owner& owner, Descriptor descriptor, int deadlineMilliseconds);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -109,6 +113,9 @@ class Connection {
   Verdict Turn(Allowance allowance);
   Work AnswerRequests(Allowance allowance);
   bool Send();
+  void WaitForRoom();
+  Verdict CheckProgress();
+  int QueuedBytes() const;
   Verdict WaitForClient();
   std::size_t UnsentBytes() const { return output_.size() - sent_; }
   void CountPending();
@@ -121,9 +128,12 @@ class Connection {
   EventPointer writeEvent_;
   EventPointer deadlineEvent_;
   timeval deadline_;
+  timeval look_;        // between two looks at what a client takes
   std::string input_;   // received bytes that are not answered
   std::string output_;  // answers; the bytes before sent_ have been sent
   std::size_t sent_ = 0;
+  int queuedBytes_ = 0;  // sent, but not taken by the client when it was last looked at
+  int idleLooks_ = 0;    // how often it had taken nothing since the look before
   std::uint64_t activity_ = 0;
   std::uint64_t requestBegin_ = 0;
   std::size_t pendingBytes_ = 0;  // as the owner knows them, like inputBytes_

@@ -42,7 +42,7 @@ Server::Server(EventLoop& loop, Listener& listener, Dispatcher& dispatcher,
                int deadlineMilliseconds)
     : loop_(loop),
       dispatcher_(dispatcher),
-      deadline_(TimeOf(deadlineMilliseconds)),
+      deadlineMilliseconds_(deadlineMilliseconds),
       maxConnections_(ReserveDescriptors(kMaxConnections)),
       queueEvent_(evtimer_new(loop.Base(), OnQueue, this)) {
   if (queueEvent_ == nullptr) throw StartFailure("the event loop can't be set up");
@@ -69,7 +69,8 @@ void Server::Queue(Connection& connection) {
 void Server::Accept(Descriptor descriptor) {
   if (connections_.size() >= maxConnections_) MakeRoom();
   Connection::Owner& owner = *this;
-  auto connection = std::make_unique<Connection>(owner, std::move(descriptor), deadline_);
+  auto connection =
+      std::make_unique<Connection>(owner, std::move(descriptor), deadlineMilliseconds_);
   connection->Start();
   connections_.push_back(std::move(connection));
 }

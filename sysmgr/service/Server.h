@@ -4,8 +4,6 @@
 // below.
 #pragma once
 
-#include <sys/time.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -22,8 +20,8 @@
 
 class Server final : private Connection::Owner {
  public:
-  // The time for the rest of a request after its first byte, and for a client to take any byte of
-  // an answer.
+  // The time for the rest of a request after its first byte, and for a client to take a piece
+  // of an answer.
   static constexpr int kDeadlineMilliseconds = 10000;
 
   // A page uses one connection, and a device's web server makes some dozens of pages at a time.
@@ -69,7 +67,7 @@ class Server final : private Connection::Owner {
 
   EventLoop& loop_;
   Dispatcher& dispatcher_;
-  timeval deadline_;
+  int deadlineMilliseconds_;
   std::size_t maxConnections_;
   EventPointer queueEvent_;
   std::list<std::unique_ptr<Connection>> connections_;

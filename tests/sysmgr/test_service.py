@@ -107,11 +107,13 @@ class Requests(ServiceTest):
                 "no set": "[1: A set is two tables of one column with as many keys as values, 1 to 4096.]"}
         for fields, answer in rows("""
                 query => nonsense
-                quarry|s|the secret|c|System.Led|0 => nonsense
+                quarry|s|wrong|c|System.Led|0 => nonsense
                 query|s|the secret|c|System.Led => nonsense
                 query|s|the secret|c|System.Led|0|more => nonsense
                 query|s|the secret|c||0 => [1: The key is malformed.]
+                query|s|the secret|c|#1:1:10:System.Led,|0 => 1
                 query|s|the secret|c|#1:0:|0 => no query
+                query|s|the secret|c|#0:3:|0 => no query
                 query|s|the secret|c|#1:4294967295:|0 => no query
                 query|s|the secret|c|#4294967296:1:1:a,|0 => no query
                 query|s|the secret|c|#1:1:99999999999999999999:a,|0 => no query
@@ -159,6 +161,8 @@ class Requests(ServiceTest):
         for name in ("a\nb\x1b[0m\u00e4", "x" * 5000):
             Client(service).ask(frame(f"query|s||{name}|Foo|0"))
             Client(service).ask(frame(f"query|s|wrong|{name}|Foo|0"))
+            self.assertEqual(Client(service).ask(frame(f"query|s||c|Foo\n{name}|0")),
+                             "[1: key 'Foo': The key is malformed.]")
         for record in service.read("log").split("\n"):
             self.assertRegex(record, r"\A[ -~]{,1023}\Z")
         self.assertIn("'a?b?[0m??'", service.read("log"))
@@ -169,11 +173,12 @@ class Clients(ServiceTest):
     def test_stuck_ones(self):
         """The others are served at once; these are disconnected when their time is over."""
         service = self.service(IMPATIENT, model=LARGE)
-        idle, stuck, dribbling, greedy = (Client(service) for _ in range(4))
+        idle, stuck, dribbling, greedy, slow = (Client(service) for _ in range(5))
         greedy.send(LARGE_QUERY * 2)
+        slow.send(LARGE_QUERY, more=False)
         for _ in range(3):  # a turn for the large answer in between
             self.assertEqual(idle.ask(ASK_NAME), NAME)
-        begin, answers = time.monotonic(), 0
+        begin, answers, taken = time.monotonic(), 0, b""
         stuck.send(b"10")
         dribbling.send(b"9999:")
         while stuck.is_open() or dribbling.is_open() or "does not take its answer" not in service.read("log"):
@@ -181,10 +186,13 @@ class Clients(ServiceTest):
             self.assertLess(time.monotonic() - begin, 60)
             answers += 1
             dribbling.send(b"x")
+            taken += slow.socket.recv(512)
             time.sleep(0.005)
         self.assertGreater(time.monotonic() - begin, 0.98)  # the loop reads a coarse clock
         self.assertGreater(answers, 4)
         self.assertIsNone(greedy.receive())
+        taken += slow.stream.read()
+        self.assertEqual(len(taken), len(b"13108621:,") + int(taken[:8]))
         self.assertEqual(idle.ask(ASK_NAME), NAME)
 
     def test_limits(self):
