@@ -11,12 +11,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "main/ConfigurationDownload.h"
 #include "main/SettingsSubmission.h"
-#include "main/SvcMgrFunctions.h"
 #include "platform/StringTable.h"
 #include "platform/StringVector.h"
 #include "request/RequestHandler.h"
@@ -86,18 +84,6 @@ TEST(Submission, Variables) {
   }
 }
 
-TEST(Submission, IsOneBatchInTheOrderOfTheRequest) {
-  FakeSystemManager peer;
-  WGLVariables variables;
-  RequestHandler(&variables).ParseQueryString(":sys:z=1&x=&:sys:a{b%3Dc}=&:sys:m=\xC3\n&:sys:z=2");
-  SubmitSettings(variables);
-  const std::vector<FakeSystemManager::Request> expected = {
-      {"set", "Vistel", "", "Vistel", TableText(1, {{"z"}, {"a{b=c}"}, {"m"}}),
-       TableText(1, {{"2"}, {""}, {"\xC3\n"}})}};
-  EXPECT_EQ(peer.requests, expected);
-  EXPECT_EQ(variables.Get(":sys:z", ""), "2") << "the request's own variables stay";
-}
-
 TEST(ConfigurationDownload, EachType) {
   const TestFolder folder(testing::TempDir() + "vistel-download");
   const fs::path before = fs::current_path();
@@ -164,16 +150,4 @@ TEST(ConfigurationDownload, AClientThatHasLeft) {
   close(pipes[1]);
   EXPECT_FALSE(fs::exists(path));
   EXPECT_EQ(gSystemLog, Log{"6 got config file '" + path + "'"});
-}
-
-// The service that the program hands to the proxy has two functions `start`.
-TEST(SvcMgrFunctions, ItsOwnStartDoesNothing) {
-  SvcMgrFunctions functions;
-  SvcMgrInterface& base = functions;
-  Config::Tree tree;
-  EXPECT_EQ(functions.start(&std::as_const(tree)), 0);
-  EXPECT_EQ(base.state(), SvcMgrState::kStopped);
-  EXPECT_EQ(base.start(&tree), 0);
-  EXPECT_EQ(base.stop(), 0);
-  EXPECT_EQ(base.state(), SvcMgrState::kRunning);
 }

@@ -232,6 +232,7 @@ class SystemManager(socketserver.ThreadingMixIn, socketserver.UnixStreamServer):
         with request.makefile("rb") as stream:
             while length := b"".join(iter(lambda: stream.read(1).strip(b":"), b"")):
                 kind, service, secret, client, keys, last = parts(stream.read(int(length) + 1)[:-1])
+                assert (service, secret, client) == (b"Vistel", b"", b"Vistel"), (service, secret, client)
                 self.requests.append((kind.decode(), cells(keys), cells(last)))
                 if (reaction := self.react(cells(keys))) is not None:
                     request.sendall(reaction)

@@ -27,15 +27,19 @@ class OwnPlatform(unittest.TestCase):
     def test_a_page_with_the_makers_values(self):
         root, library = BUILD / "root", BUILD / "libmaker.a"
         root.mkdir(parents=True, exist_ok=True)
+        for name in ("RegExp", "StringEscaper", "StringTable", "StringVector", "SvcMgrAdapter", "SysMgrProxy"):
+            header = BUILD / f"include/platform/{name}.h"
+            header.parent.mkdir(parents=True, exist_ok=True)
+            header.write_text('#include "tests/standin/StandIn.h"\n')
         configure = ["cmake", "-G", "Ninja", "-S", TESTS.parent, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Debug",
                      "-DVISTEL_BUILD_SITE=OFF", f"-DVISTEL_DOCUMENT_ROOT={root}",
-                     f"-DVISTEL_PLATFORM_INCLUDE_DIR={TESTS / 'standin'}"]
+                     f"-DVISTEL_PLATFORM_INCLUDE_DIR={BUILD / 'include'}"]
         for wrong in ("", "/nonexistent.a"):
             result = call(*configure, f"-DVISTEL_PLATFORM_LIBRARY={wrong}")
             self.assertNotEqual(result.returncode, 0)
             self.assertIn(f"VISTEL_PLATFORM_LIBRARY is '{wrong}'", result.stdout)
-        for words in (["c++", "-std=c++17", "-fPIC", "-I", TESTS / "standin", "-c", TESTS / "standin/StandIn.cpp",
-                       "-o", BUILD / "StandIn.o"],
+        for words in (["c++", "-std=c++17", "-fPIC", "-I", TESTS.parent, "-c", TESTS / "standin/StandIn.cpp", "-o",
+                       BUILD / "StandIn.o"],
                       ["ar", "rcs", library, BUILD / "StandIn.o"],
                       [*configure, f"-DVISTEL_PLATFORM_LIBRARY={library}"],
                       ["cmake", "--build", BUILD]):

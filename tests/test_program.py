@@ -267,8 +267,8 @@ TABLES = {"one": table([HOSTILE, "2"]), "outer": table(["x"], ["y"]), "inner": t
 
 
 def submission(output):
-    """A form with two settings, on a page with a query."""
-    fields = [("_page", "form"), (":sys:Net.Name", HOSTILE), (":sys:b", "2"), ("_okpage", "done")]
+    """A form with two settings, one of them twice, on a page with a query."""
+    fields = [("_page", "form"), (":sys:b", "1"), (":sys:Net.Name", HOSTILE), (":sys:b", "2"), ("_okpage", "done")]
     return form("${_page}|${_errorcount}|${_sys_Net_Name}|${_error_Net_Name}|${_sys_b}|${_error_b}|"
                 "${_error_consistency}|<~ query `a` ~>|<~ query `a` rowcount ~>", output, ME + "&" + urllib.parse.urlencode(fields))
 
@@ -339,11 +339,11 @@ class Values(TestCase):
                 self.assertEqual((manager.connections, manager.faults), (min(len(asked), 1), []))
 
     def test_settings(self):
-        asked = [("set", ["Net.Name", "b"], [HOSTILE, "2"]), *2 * [("query", ["a"], ["0"])]]
+        asked = [("set", ["b", "Net.Name"], ["2", HOSTILE]), *2 * [("query", ["a"], ["0"])]]
         for reply, case, asked in (
                 (answer(0, table([""], [""])), submission(f"done|0|{HOSTILE_HTML}||2||||2"), asked),
-                (answer(0, table(["<5>"], [""], ["not both"])),
-                 submission(f"form|2|{HOSTILE_HTML}|&lt;5&gt;|2||not both|&lt;5&gt;|3"), asked),
+                (answer(0, table([""], ["<5>"], ["not both"])),
+                 submission(f"form|2|{HOSTILE_HTML}|&lt;5&gt;|2||not both||3"), asked),
                 (answer(1, b"<no>"),
                  failure("The system manager refused the request; the setting was not stored."), asked),
                 (b"nonsense", failure(NO_ANSWER), asked),

@@ -17,7 +17,6 @@ const mac = '00:00:5E:00:53:02';
 const languages = ['en', 'de', 'fr'];
 // Pictures and accessibility are checked in one language only, the one with the longest words.
 const pictured = 'de';
-const narrowest = 320;
 // Tables that fit even on a narrow screen; other boxes scroll.
 const unscrolled = ['home', 'powerline'];
 // What a page needs beside its name.
@@ -72,31 +71,26 @@ test('a link claims nothing that only a form can have done, in no language', asy
   }
 });
 
-for (const [width, pixels] of Object.entries(widths)) {
-  const options = { viewport: { width: pixels, height: 900 }, colorScheme: width === 'phone' ? 'dark' : 'light' };
-  inBrowser(`every page fits, is accessible and on record: ${width}`, options, async (page) => {
-    for (const [language, name] of languages.flatMap((one) => Object.keys(pages).map((other) => [one, other]))) {
-      await page.goto(url(name, language, pages[name]));
-      if (language === pictured) {
-        assert.deepEqual(await accessibilityFaults(page), [], name);
+inBrowser('every page fits, is accessible and on record', {}, async (page) => {
+  for (const [name, language, address] of [
+    ...languages.flatMap((one) => Object.entries(pages).map(([name, more]) => [name, one, url(name, one, more)])),
+    ...words.map((word) => [word, pictured, `${home}?_file=${word}&_lang=${pictured}`]),
+  ]) {
+    await page.goto(address);
+    for (const [width, pixels] of Object.entries(widths)) {
+      await page.setViewportSize({ width: pixels, height: 900 });
+      await page.emulateMedia({ colorScheme: width === 'desktop' ? 'light' : 'dark' });
+      const overflow = await page.$$eval(unscrolled.includes(name) ? 'html, .wide' : 'html',
+        (boxes) => boxes.map((box) => box.scrollWidth - box.clientWidth));
+      assert.ok(Math.max(...overflow) <= 0, `${name} ${language}: ${overflow} pixels too wide at ${pixels}`);
+      if (language === pictured && width !== 'narrowest') {
+        // Without a style sheet, the browser chooses the size of a link.
+        assert.deepEqual(await accessibilityFaults(page, name === 'ie6' ? ['target-size'] : []), [], name);
         await picture(page, `${name}-${width}`);
       }
-      for (const actual of width === 'phone' ? [pixels, narrowest] : [pixels]) {
-        await page.setViewportSize({ width: actual, height: 900 });
-        const overflow = await page.$$eval(unscrolled.includes(name) ? 'html, .wide' : 'html',
-          (boxes) => boxes.map((box) => box.scrollWidth - box.clientWidth));
-        assert.ok(Math.max(...overflow) <= 0, `${name} ${language}: ${overflow} pixels too wide at ${actual}`);
-      }
-      await page.setViewportSize({ width: pixels, height: 900 });
     }
-    for (const word of words) {
-      await page.goto(`${home}?_file=${word}&_lang=${pictured}`);
-      // Without a style sheet, the browser chooses the size of a link.
-      assert.deepEqual(await accessibilityFaults(page, word === 'ie6' ? ['target-size'] : []), [], word);
-      await picture(page, `${word}-${width}`);
-    }
-  });
-}
+  }
+});
 
 inBrowser('the language follows the link, the browser and nothing else', { locale: 'fr-FR' }, async (page) => {
   await page.goto(home);
@@ -104,6 +98,30 @@ inBrowser('the language follows the link, the browser and nothing else', { local
   for (const link of ['#lang-de', '#to-settings']) {
     await submit(page, link);
     assert.equal(await page.getAttribute('html', 'lang'), 'de');
+  }
+});
+
+inBrowser('programs get the values of the pages, as JSON and as XML', {}, async (page) => {
+  await page.goto(home);
+  const { types, json, product, link, names } = await page.evaluate(async () => {
+    const answers = await Promise.all(['getjson&_lang=de', 'sysinfo'].map((word) => fetch(`/?_file=${word}`)));
+    const xml = new DOMParser().parseFromString(await answers[1].text(), 'text/xml');
+    return {
+      types: answers.map((answer) => answer.headers.get('Content-Type')),
+      json: await answers[0].json(),
+      product: xml.querySelector(':root > product').textContent,
+      link: xml.querySelector(':root > network').getAttribute('link'),
+      names: Array.from(xml.querySelectorAll(':root > powerline > station > name'), (name) => name.textContent),
+    };
+  });
+  assert.deepEqual(types, ['text/javascript', 'text/xml']);
+  assert.equal(json.system.product, product);
+  assert.match(`${product} ${link}`, /. (up|down)$/);
+  const [columns, ...stations] = json.stations;
+  const named = stations.map((station) => station[columns.indexOf('name')]);
+  assert.deepEqual(named, names.slice(-named.length));
+  for (const hostile of ['"><img src=x onerror=alert(1)>', '<script>alert("powerline")</script>']) {
+    assert.ok(named.includes(hostile) && names.length > named.length);
   }
 });
 
@@ -148,6 +166,7 @@ withAndWithoutScript('settings: refused with the fault beside the field, or stor
 inBrowser('a field is checked while it is typed into, and its value is in no address', {}, async (page) => {
   const asked = [];
   page.on('request', (request) => asked.push(request.url()));
+  await page.clock.install();
   await page.goto(url('settings', 'de'));
   assert.ok(!await page.isVisible('#address'));
   await page.check('#mode-two');
@@ -159,6 +178,7 @@ inBrowser('a field is checked while it is typed into, and its value is in no add
     ['password', 'secret', 'Geben Sie 8 bis 64 Zeichen ein.'],
   ]) {
     await page.fill(`#${id}`, value);
+    await page.clock.runFor(500);
     await page.waitForFunction(([error, expected]) => document.getElementById(error)?.textContent === expected,
       [`${id}-error`, problem], patient);
     assert.equal(await page.getAttribute(`#${id}`, 'aria-invalid'), problem === '' ? null : 'true');

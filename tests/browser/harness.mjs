@@ -14,7 +14,7 @@ import { fileURLToPath } from 'node:url';
 export const source = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const build = path.join(source, 'build');
 export const root = path.join(build, 'served/root');
-export const widths = { desktop: 1280, phone: 390 };
+export const widths = { desktop: 1280, phone: 390, narrowest: 320 };
 
 const libraries = createRequire(path.join(build, 'browser-libraries/package.json'));
 const { chromium } = libraries('playwright-core');
@@ -82,7 +82,7 @@ export const withAndWithoutScript = (name, look) => [true, false].forEach((javaS
 // What axe-core finds against WCAG 2.2 AA and its own best practices, a line each. `but` are rules
 // that a page is excepted from.
 export async function accessibilityFaults(page, but = []) {
-  await page.evaluate(axeSource);
+  if (!await page.evaluate(() => 'axe' in globalThis)) await page.evaluate(axeSource);
   const { violations } = await page.evaluate((rules) => globalThis.axe.run(document, {
     runOnly: ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa', 'best-practice'],
     rules: Object.fromEntries(rules.map((rule) => [rule, { enabled: false }])),

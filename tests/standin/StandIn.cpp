@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The library that belongs to the headers: a device maker's own instead of ours.
-#include "platform/SysMgrProxy.h"
+#include "tests/standin/StandIn.h"
 
-SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrAdapter& service, const std::string&)
-    : name_(name), service_(service) {}
+SysMgrProxy::SysMgrProxy(std::string name, SvcMgrAdapter& service, const std::string&)
+    : name(std::move(name)), service(service) {}
 
 int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
                            const std::string& option, std::string& reply) {
-  reply = query + "|" + name_ + "|" + client + "|" + option + "|" +
-          std::to_string(service_.start(nullptr)) + std::to_string(service_.stop());
+  reply = query + "|" + name + "|" + client + "|" + option + "|" +
+          std::to_string(service.start(nullptr)) + std::to_string(service.stop());
   return query == "fail" ? 1 : 0;
 }
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Fuzz target: multipart bodies, compared with a reader that reads one byte at a time. The input's
-// first byte is the size of the pieces in which the body arrives, 0 for all at once. The boundary
-// follows up to a newline, then the body; both are expanded.
+// Fuzz target: what a client sends, once as a urlencoded text, and once as a multipart body,
+// compared with a reader that reads one byte at a time. The input's first byte is the size of the
+// pieces in which the body arrives, 0 for all at once. The boundary follows up to a newline, then
+// the body; both are expanded.
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
@@ -14,11 +15,12 @@
 #include "request/RequestHandler.h"
 #include "tests/TestFolder.h"
 #include "tests/fuzz/FuzzTarget.h"
+#include "values/WGLEscaper.h"
 #include "values/WGLVariables.h"
 
 // A file for this process only, because several may run at once.
 const std::string gUploadFile =
-    std::filesystem::temp_directory_path() / ("fuzz_multipart." + std::to_string(getpid()));
+    std::filesystem::temp_directory_path() / ("fuzz_request." + std::to_string(getpid()));
 
 namespace {
 
@@ -121,6 +123,27 @@ class Reference {
   Outcome outcome_;
 };
 
+bool Same(const WGLVariables& one, const WGLVariables& other) {
+  return std::equal(one.begin(), one.end(), other.begin(), other.end());
+}
+
+void CheckUrlencoded(const std::string& text) {
+  const WGLEscaper escaper("htmlesc");
+  Check(RequestHandler::Unescape(escaper.Escape(text)) == text, "decoding undoes the escaping");
+  WGLVariables variables;
+  RequestHandler(&variables).ParseQueryString(text);
+  WGLVariables twice = variables;
+  RequestHandler(&twice).ParseQueryString(text);
+  Check(Same(variables, twice), "a name occurs once and keeps its place");
+  std::string written;
+  for (const auto& [name, value] : variables) {
+    written += (written.empty() ? "" : "&") + escaper.Escape(name) + "=" + escaper.Escape(value);
+  }
+  WGLVariables again;
+  RequestHandler(&again).ParseQueryString(written);
+  Check(Same(variables, again), "what the links of a page send back arrives as it was");
+}
+
 std::string_view gInput;  // the rest of standard input
 std::size_t gPieceBytes;
 
@@ -134,6 +157,7 @@ extern "C" ssize_t __wrap_read(int /*file*/, void* bytes, std::size_t size) {
 }
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  CheckUrlencoded(std::string(data, data + size));
   if (size == 0) return 0;
   std::string input(data + 1, data + size);
   // Ends at a NUL byte, because it comes from an environment variable.
@@ -150,8 +174,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   const Outcome expected = Reference(body, boundary).Read();
   Check(result == (expected.whole ? 1 : 0), "a body is whole or not");
-  Check(std::equal(fields.begin(), fields.end(), expected.fields.begin(), expected.fields.end()),
-        "fields are read as byte by byte");
+  Check(Same(fields, expected.fields), "fields are read as byte by byte");
   Check(hasFile == expected.file.has_value() && file == expected.file.value_or(""),
         "the last file is what stays");
   return 0;
