@@ -1,0 +1,134 @@
+# SPDX-License-Identifier: MIT
+"""
+The author's tool. `vistel render` answers as the pages' program does: for the cases of tests/cases, and
+for every page of the site with a device's values.
+
+usage: test_author.py VISTEL [INSTALLED-BUILD]   (a build folder of the program for its installed site)
+"""
+import itertools
+import json
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+import urllib.parse
+from pathlib import Path
+
+from program import Program, SystemManager, answer, read_cases, run, table
+
+VISTEL = Path(sys.argv[1]).resolve()
+BUILD = Path(sys.argv[2]).resolve() if len(sys.argv) > 2 else None
+SOURCE = Path(__file__).resolve().parent.parent
+MODEL = SOURCE / "sysmgr/model.json"
+NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
+LEAST_CASES = 100
+
+VALUES = {
+    "System.DeviceName": "Attic <b>'\"&", "System.Firmware": "2.3", "System.Uptime": "4711",
+    "System.Log": [["2026-11-23 10:00:00", "Started."]], "System.ConfigPasswordSet": "1",
+    "System.FirmwareState": "idle", "System.FirmwareImage": [["Vistel", "2.4", "10", "ab"]],
+    "System.ConfigPending": "1", "System.ConfigChanges": [["System.Led", "0", "1", "0"]],
+    "System.Check": "Enter 1 to 63 characters.", "Network.Link": "up", "Network.CurrentAddress": "192.0.2.7",
+    "HomePlug.OutputPower": "256,0,12",
+    "HomePlug.Stations": [["local", "00:00:5E:00:53:01", "Vistel", "", "", "2.3", "5"],
+                          ["remote", "00:00:5E:00:53:02", "<i>Küche", "90", "12", "2.3", "77", "26", "1", "2", "3"],
+                          ["remote", "00:00:5e:00:53:03", "${01}"]]}
+
+
+class Tool(Program):
+    """The tool in place of a program: a request becomes its options."""
+    options = []
+
+    def run(self, environment, body=("",), closed=None, limit=None):
+        words = [VISTEL, "render", "--headers", "--root", self.root, *self.options]
+        language = environment.get("HTTP_ACCEPT_LANGUAGE", "")
+        words += ["--query", environment.get("QUERY_STRING", ""), "--lang", language]
+        answered = run(words, {"PATH": "/usr/bin:/bin"})
+        # The message follows the headers, without its line's text.
+        error = re.fullmatch(r"(WGL error.*: .*\n)(?: *\d+ \| .*\n)?((?:.*\n)?)", answered.errors)
+        if answered.status == 1 and error:
+            return answered._replace(output=answered.output + error[1] + "\n" + error[2], errors="")
+        return answered
+
+
+def ways(sections):
+    """Whether a request can be written with the tool's options: no body, no file or process limits."""
+    kinds = {kind for kind, *_ in sections}
+    request = "\n".join(text for kind, _, text in sections if kind in ("request", "fields"))
+    return not kinds & {"body", "closed", "limit", "uploaded"} and "sys" not in request and (
+        "REQUEST_METHOD=GET\n" in request + "\n" or "request" not in kinds)
+
+
+def column(keys, definition, values):
+    """The columns of one key, as the system manager answers it; None when it refuses."""
+    path, selectors, name = re.fullmatch(r"([\w.-]+)(?:{(.*)})?\.?([\w-]+)?", keys).groups()
+    key = definition.get(path)
+    if key is None or key["access"] not in ("read", "read-write"):
+        return None
+    if key["type"] != "table":
+        return [[values.get(path, key.get("default", ""))]]
+    names = [column["name"] for column in key["columns"]]
+    rows = [row + [""] * (len(names) - len(row)) for row in values.get(path, [])]
+    for selector in filter(None, (selectors or "").split(",")):
+        at, _, value = selector.partition("=")
+        value = urllib.parse.unquote(value).lower()
+        rows = [row for row in rows if row[names.index(at)].lower() == value]
+    return [[row[i] for row in rows] for i in range(len(names)) if name in (None, names[i])]
+
+
+def service(keys):
+    definition = {key["key"]: key for key in json.loads(MODEL.read_text())["keys"]}
+    columns = [column(key, definition, VALUES) for key in keys]
+    if None in columns:
+        return answer(1, b"")
+    rows = list(itertools.zip_longest(*itertools.chain(*columns), fillvalue=""))
+    width = len(list(itertools.chain(*columns)))
+    return answer(0, table(*rows) if rows else b"\x01%d:0:" % width)
+
+
+class Render(unittest.TestCase):
+    maxDiff = 5000
+
+    def test_cases(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as model:
+            model.write(NO_KEYS)
+            model.flush()
+            tool, count = Tool(VISTEL), 0
+            tool.options = ["--model", model.name]
+            for file in sorted((SOURCE / "tests/cases").iterdir()):
+                for name, sections in read_cases(file.read_text(encoding="utf-8")):
+                    if not ways(sections):
+                        continue
+                    answered, expected = tool.outcome(sections)
+                    count += 1
+                    with self.subTest(f"{file.stem}: {name}"):
+                        self.assertEqual(answered[:2], expected[:2])
+                        failed = "WGL error" in expected.output
+                        self.assertEqual(answered.status, 1 if failed else expected.status)
+            self.assertGreater(count, LEAST_CASES)
+
+    @unittest.skipIf(BUILD is None, "needs an installed site")
+    def test_pages_of_the_site(self):
+        subprocess.run(["cmake", "--install", BUILD], check=True, stdout=subprocess.DEVNULL)
+        program, tool = Program(BUILD / "main/vistel.cgi"), Tool(BUILD / "main/vistel.cgi")
+        pages = re.findall("eq `(\\w+)` then `\\1`", (SOURCE / "site/wgl/main.wgl").read_text())
+        queries = ["", "_file=fs", "_file=ie6", "_file=sysinfo", "_file=getjson", "_file=image&_type=power&_style=std",
+                   "_file=validate&field=System.DeviceName&value=", "_page=x&_okpage=help&_file=/wgl/main.wgl"]
+        queries += [f"_file=/wgl/main.wgl&_page={page}&mac=00:00:5E:00:53:02" for page in pages]
+        queries += [f"_file=/wgl/{file.relative_to(SOURCE / 'site/wgl')}" for file in (SOURCE / "site/wgl").rglob("*.wgl")]
+        self.assertGreater(len(pages), 10)
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as values, SystemManager(program, service) as manager:
+            json.dump(VALUES, values)
+            values.flush()
+            tool.options = ["--model", MODEL, "--values", values.name]
+            for query, language in itertools.product(queries, ("fr-FR,de", "")):
+                environment = {"REQUEST_METHOD": "GET", "QUERY_STRING": query, "HTTP_ACCEPT_LANGUAGE": language}
+                with self.subTest(query, language=language):
+                    self.assertEqual(tool.run(environment)[:2], program.run(environment)[:2])
+        self.assertEqual(manager.faults, [])
+        self.assertGreater(len(manager.requests), 100)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
