@@ -34,6 +34,9 @@ constexpr const char* kHelp =
     "  get KEY ...          show values; several keys stand side by side\n"
     "  set KEY=VALUE ...    change settings, all of them or none; or have an action done, with\n"
     "                       its parameters\n"
+    "  keys [PREFIX]        list the keys, or those that are PREFIX or below it: name, type, "
+    "access,\n"
+    "                       limits, and what each is\n"
     "  cat KEY              write a single value as it is, a text of many lines for example\n"
     "  provide NAME [--every SECONDS] -- COMMAND ...\n"
     "                       be the source NAME: push what COMMAND prints, every 60 seconds or so\n"
@@ -103,6 +106,26 @@ int Get(SysMgrProxy& proxy, const std::vector<std::string_view>& keys) {
   std::string text;
   if (!QueryText(proxy, QueryOf(keys), text)) return kExitRefused;
   Write(text, stdout);
+  return std::fflush(stdout) == 0 ? 0 : kExitRefused;
+}
+
+// The keys that are `prefix` or below it.
+int ListKeys(SysMgrProxy& proxy, const std::vector<std::string_view>& prefixes) {
+  if (prefixes.size() > 1) return Usage();
+  const std::string prefix(prefixes.empty() ? "" : prefixes[0]);
+  std::string reply;
+  if (!Query(proxy, "Model.Keys", reply)) return kExitRefused;
+  const StringTable all(std::move(reply), StringTable::kSerialized);
+  StringTable table(all.Columns());
+  for (unsigned row = 0; row < all.Rows(); ++row) {
+    std::vector<std::string_view> cells;
+    for (unsigned column = 0; column < all.Columns(); ++column)
+      cells.push_back(all.View(row, column));
+    const std::string name(cells[0]);
+    const bool isBelow = name.compare(0, prefix.size() + 1, prefix + ".") == 0;
+    if (prefix.empty() || name == prefix || isBelow) table.AddCells(cells);
+  }
+  Write(Print(table), stdout);
   return std::fflush(stdout) == 0 ? 0 : kExitRefused;
 }
 
@@ -194,12 +217,13 @@ int main(int count, char** arguments) {
       return Usage();
     }
   }
-  if (count - at < 2) return Usage();
-  const std::string_view command = arguments[at];
+  const std::string_view command = at < count ? arguments[at] : "";
+  if (count - at < (command == "keys" ? 1 : 2)) return Usage();
   const std::vector<std::string_view> rest(arguments + at + 1, arguments + count);
   SvcMgrAdapter adapter;
   SysMgrProxy proxy(kServiceName, adapter, authorisation, socketPath);
   if (command == "get") return Get(proxy, rest);
+  if (command == "keys") return ListKeys(proxy, rest);
   if (command == "cat") return Cat(proxy, rest);
   if (command == "set") return Set(proxy, rest);
   if (command == "provide") return RunProvider(providers, rest);

@@ -3,10 +3,12 @@
 // Creates the service's own parts, first those that others need.
 #include "sysmgr/Features.h"
 
-#include "sysmgr/OwnSources.h"
-
+#include <memory>
 #include <utility>
 #include <vector>
+
+#include "sysmgr/OwnSources.h"
+#include "sysmgr/model/KeyList.h"
 
 namespace {
 
@@ -21,6 +23,13 @@ void OfferCheck(Sources& sources, const Settings& settings) {
     return {settings.Check(*key, value == nullptr ? "" : *value, question.client).Text()};
   };
   sources.OfferValue("setting-check", std::move(check));
+}
+
+void OfferKeys(Sources& sources, const Model& model) {
+  const auto rows = [&model](const Question& question) {
+    return std::make_shared<std::vector<LiveRow>>(KeyList::Rows(model, question.client));
+  };
+  sources.OfferTable(KeyList::kSource, {KeyList::Columns(), rows});
 }
 
 }  // namespace
@@ -38,6 +47,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   firmware_.OfferTo(sources_);
   configuration_.OfferTo(sources_);
   OfferCheck(sources_, settings);
+  OfferKeys(sources_, settings.Definitions());
   CheckOffers(sources_);
   restarts_.AddListener([this] {
     configuration_.Restart();

@@ -13,7 +13,7 @@ namespace {
 
 enum class Kind { kValue, kTable, kAction };
 
-constexpr std::size_t kMaxColumns = 4;
+constexpr std::size_t kMaxColumns = 5;
 
 struct OwnSource {
   std::string_view name;
@@ -38,6 +38,7 @@ constexpr OwnSource kOwn[] = {
     {"firmware-state", Kind::kValue},
     {"firmware-update", Kind::kAction},
     {"log", Kind::kTable, {"Time", "Text"}},
+    {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
     {"restart", Kind::kAction},
     {"setting-check", Kind::kValue},
 };

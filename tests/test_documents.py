@@ -33,6 +33,7 @@ at most {Connection.kReadBytes // KIB} KiB beyond the request
 without a final newline, at most {Authorisation.kMaxBytes:,} bytes
 may remove it after {HandoverFolder.kMaxAgeSeconds // 60} minutes
 One query may ask for {Device.kMaxFilesPerQuery} such key
+larger than {Device.kMaxLiveBytes // MIB} MiB.
 docs/configuration.md
 at most {ConfigurationText.kMaxBytes // KIB} KiB and {ConfigurationText.kMaxSettings} settings
 {ConfigurationCipher.kHashPasses} passes and {ConfigurationCipher.kHashMemoryBytes // MIB} MiB

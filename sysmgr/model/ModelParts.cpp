@@ -53,6 +53,14 @@ Value Choose(const Object& object, const char* member, const std::array<Word<Val
   object.Fail("'" + std::string(member) + "' is '" + text + "'; it must be one of " + known);
 }
 
+template <typename Value, std::size_t size>
+std::string_view Find(Value value, const std::array<Word<Value>, size>& words) {
+  for (const auto& row : words) {
+    if (row.value == value) return row.word;
+  }
+  return "";
+}
+
 bool IsKeyName(const std::string& name) {
   const Config::Key::Key key(name);
   return key.IsValid() && key.Path() == name;
@@ -313,6 +321,14 @@ void ReadSource(const Object& object, ModelKey& key) {
 }
 
 }  // namespace
+
+std::string_view WordOf(ValueType type) {
+  return Find(type, kTypes);
+}
+
+std::string_view WordOf(Access access) {
+  return Find(access, kAccess);
+}
 
 ModelKey ReadKey(const json& part, const std::string& where, const std::string& file) {
   ModelKey key;

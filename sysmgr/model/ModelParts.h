@@ -45,6 +45,10 @@ class Object {
 
 // Messages name `where` until the key's name is known, and then `file` and the name.
 ModelKey ReadKey(const nlohmann::json& json, const std::string& where, const std::string& file);
+// The words of the file for a type and an access.
+std::string_view WordOf(ValueType type);
+std::string_view WordOf(Access access);
+
 ModelRule ReadRule(const nlohmann::json& json, const std::string& where);
 
 }  // namespace ModelParts

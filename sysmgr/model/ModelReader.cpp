@@ -14,6 +14,7 @@
 #include "base/Utf8.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/model/Check.h"
+#include "sysmgr/model/KeyList.h"
 #include "sysmgr/model/ModelParts.h"
 
 namespace {
@@ -137,6 +138,7 @@ Model ReadModel(const std::string& path, const std::string& text) {
   }
   if (model.Keys().empty()) throw StartFailure(where + ": there are no keys");
   for (const ModelKey& key : model.Keys()) CheckParameter(model, key, where);
+  if (!model.Add(KeyList::Definition())) FailAtKey(where, KeyList::kKey, "is the service's own");
 
   number = 0;
   if (!top.Has("rules")) return model;

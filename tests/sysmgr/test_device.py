@@ -96,6 +96,7 @@ class Model(ServiceTest):
         self.check(model(key("M.a", "boolean parameter"), MODE), f": key 'M.a' {fault}")
         self.check(model(key("a", "boolean parameter")), f": key 'a' {fault}")
         self.check(model(MODE, MODE), ": key 'M' is there twice")
+        self.check(model(key("Model.Keys", "boolean read, 'default': '0'")), ": key 'Model.Keys' is the service's own")
         for rule, fault in rows("""
                 'rule': 'maybe', 'keys': ['M'] => 'rule' is 'maybe'; it must be one of required, same-network
                 'rule': 'required', 'keys': ['N'] => there is no key 'N'
@@ -212,6 +213,12 @@ class Device(ServiceTest):
             System.Check{Key=System.Led,Value=secret,More=secret}
               => [1: key 'System.Check', 'More': There is no such selector.]
             System.Check{Value=secret => [1: key 'System.Check': The key is malformed.]
+            Model.Keys{Access=write-only};Model.Keys{Key=Model.Keys}.Limits;Model.Keys{Key=Network.Netmask}.Limits
+              => System.ConfigPassword|password|write-only|8 to 64 characters, or empty. Use letters, digits and signs \
+without accents only.|Protects enciphered configurations; there are none while it is empty.|\
+Key, Type, Access, Limits, Help|a network mask, or empty/\
+HomePlug.NetworkPassword|password|write-only|8 to 64 characters. Use letters, digits and signs without accents only.|\
+Secret of the powerline network; all its stations must have the same.||
             System.ConfigShow:secrets=include => [1: key 'System.ConfigShow', 'secrets': There is no such option.]
             HomePlug.Stations{Role=remote,Role=local}.Role;System.Check{Key=System.Led,Value=2,Value=1};System.Led => ||1
             HomePlug.Stations{Role=remote}.Role:format=table:format=scalar
@@ -360,6 +367,7 @@ class Device(ServiceTest):
         self.expect(service, """
             Owner.Led => [1: key 'Owner.Led': This is not open to this client.]
             set Owner.Led=1 => This is not open to this client.
+            Model.Keys{Key=Owner.Led} =>
             """)
         self.expect(service, "set System.ConfigRestore=check =>\n System.ConfigChanges => Owner.Led|0|1|0",
                     client="Owner")

@@ -76,6 +76,9 @@ class Requests(ServiceTest):
                 test "$(sh c get System.DeviceName System.Led)" = "$(printf 'a=b\t0')" => 0
                 test "$(sh c set System.Led=2 2>&1)" = 'sysmgrctl: System.Led: Choose 0 or 1.' => 0
                 sh c get Foo 2>/dev/null => 1
+                sh c keys >all && sh c keys System >some && grep -q ^Network all && ! grep -v '^System\.' some => 0
+                test "$(sh c keys System.Led)" = "$(grep '^System.Led' all)" => 0
+                sh c keys a b 2>/dev/null => 2
                 sh c cat System.Led System.Led 2>/dev/null => 2
                 sh c cat System.ConfigShow >upload.bin => 0
                 sh c set System.Led=1 && sh c set System.ConfigRestore=apply => 0
