@@ -6,13 +6,9 @@
 #include <sched.h>
 #include <stdio_ext.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <string>
 
 #include "request/RequestHandler.h"
@@ -40,49 +36,6 @@ TEST(RequestHandler, Headers) {
             }),
             "Content-Type: a/b; c=%s\r\nContent-Disposition: attachment; filename=\"%n\"\r\n"
             "Pragma: no-cache\r\nCache-Control: no-cache\r\nExpires: -1\r\n\r\n");
-}
-
-// An upload of ten bytes in two writes.
-static std::int64_t UploadTo(const std::string& path) {
-  UploadFile file(path);
-  file.Write("01234");
-  file.Write("56789");
-  return file.Size();
-}
-
-TEST(UploadFile, ReplacesWhateverStandsThere) {
-  // Makes what is at `path`; the upload must neither change `other` nor make a file at path + "x".
-  using Maker = std::function<void(const std::string& path, const std::string& other)>;
-  const struct {
-    Maker make;
-    bool replaced = true;
-  } rows[] = {
-      {[](auto&, auto&) {}},
-      {[](auto& path, auto&) { std::ofstream(path) << "longer than an upload"; }},
-      {[](auto& path, auto&) { mkfifo(path.c_str(), 0666); }},
-      {[](auto& path, auto& other) { fs::create_symlink(other, path); }},
-      {[](auto& path, auto&) { fs::create_symlink(path + "x", path); }},
-      {[](auto& path, auto& other) { fs::create_hard_link(other, path); }},
-      {[](auto& path, auto&) { fs::create_directory(path); }, false},
-      {[](auto& path, auto&) { fs::remove_all(fs::path(path).parent_path()); }, false},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    const TestFolder folder(testing::TempDir() + "vistel-upload");
-    const std::string path = folder.Path("upload.bin");
-    const std::string other = folder.Write("other", "untouched");
-    row.make(path, other);
-    const mode_t umaskBefore = umask(0277);
-    EXPECT_EQ(UploadTo(path), row.replaced ? 10 : UploadFile::kFailed);
-    umask(umaskBefore);
-    EXPECT_EQ(ReadFile(other), fs::exists(other) ? "untouched" : "");
-    EXPECT_FALSE(fs::exists(path + "x"));
-    struct stat status = {};
-    if (!row.replaced) continue;
-    EXPECT_EQ(lstat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
-    EXPECT_EQ(ReadFile(path), "0123456789");
-  }
 }
 
 TEST(UploadFile, TwoAtOnceShareNothing) {

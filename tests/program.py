@@ -9,7 +9,7 @@ A file of cases, which any author of templates can write, looks like this:
   comments, up to the first section
   --- template [FILE]          the content of a file in the case's own folder; without a name, of
                                main.wgl, which the default request asks for
-  --- symlink FILE TARGET      and further kinds of files: fifo FILE, directory FILE
+  --- symlink FILE TARGET      and further kinds of files: hardlink FILE TARGET, fifo FILE, directory FILE
   --- fields                   what follows "&" in the default request
   --- request                  the whole environment instead, with a NAME=value on each line
   --- body                     standard input. A second one is sent, together with a SIGIO, when the
@@ -19,8 +19,8 @@ A file of cases, which any author of templates can write, looks like this:
   --- response [CONTENT-TYPE]  the whole output; with a content type, the output after the header
                                block of that type
   --- wgl-error [FILE:]LINE MESSAGE    the response is this template error, then this text
-  --- uploaded                 the content of the upload file afterwards; without this section, there
-                               must be no upload file
+  --- uploaded                 the content of the upload file afterwards, which nobody else may read;
+                               without this section, there must be no such file
   --- exit N                   the exit status, if it isn't 0
   --- errors                   standard error, if it isn't empty
   --- rows                     the case runs once for each line, whose columns replace @1@, @2@ and so
@@ -28,7 +28,7 @@ A file of cases, which any author of templates can write, looks like this:
                                don't count, and a missing one is empty
 
 The newline before the next section or case belongs to that one. \\n, \\r, \\t, \\\\ and \\xHH mean a
-byte, @ROOT@ the document root, @DIR@ the case's folder as a path from there.
+byte, @UPLOAD@ the upload file, @ROOT@ the document root, @DIR@ the case's folder as a path from there.
 """
 import fcntl
 import os
@@ -36,6 +36,7 @@ import re
 import resource
 import signal
 import socketserver
+import stat
 import subprocess
 import sys
 import tempfile
@@ -80,7 +81,7 @@ def run(words, environment, body=("",), closed=None, limit=None):
             os.close(closed)
 
     with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          env={name: encode(value) for name, value in environment.items()},
+                          umask=0o277, env={name: encode(value) for name, value in environment.items()},
                           preexec_fn=prepare if closed is not None or limit else None) as process:
         try:
             for piece in body[:-1]:
@@ -135,10 +136,10 @@ class Program:
             self.upload.unlink(missing_ok=True)
             for kind, argument, text in sections:
                 argument, text = (part.replace("@ROOT@", str(self.root)).replace("@DIR@", "/" + folder.name)
-                                  for part in (argument, text))
+                                  .replace("@UPLOAD@", str(self.upload)) for part in (argument, text))
                 first, _, rest = argument.partition(" ")
-                file = folder / ((first if kind == "symlink" else argument) or "main.wgl")
-                if kind in ("template", "symlink", "fifo", "directory"):
+                file = folder / ((first if kind.endswith("link") else argument) or "main.wgl")
+                if kind in ("template", "symlink", "hardlink", "fifo", "directory"):
                     file.parent.mkdir(parents=True, exist_ok=True)
                     if argument.startswith(("..", "/")):
                         stack.callback(file.rmdir if kind == "directory" else file.unlink)
@@ -147,6 +148,8 @@ class Program:
                         file.write_bytes(encode(text))
                     case "symlink":
                         file.symlink_to(rest)
+                    case "hardlink":
+                        file.hardlink_to(rest)
                     case "fifo":
                         os.mkfifo(file)
                     case "directory":
@@ -176,7 +179,7 @@ class Program:
                     case _:
                         raise ValueError(f"no section is called '{kind}'")
             answer = self.run(environment, body or [""], closed, limit)
-            if self.upload.is_file():
+            if self.upload.exists() and self.upload.lstat().st_mode == stat.S_IFREG | 0o600:
                 answer = answer._replace(uploaded=decode(self.upload.read_bytes()))
             return answer, expected
 
