@@ -39,7 +39,8 @@ class Requests:
         self.assertNotRegex(policy, r"unsafe|sandbox\s*\w", what)
         self.assertEqual(("sandbox" in policy, "script-src 'self'" in policy), (strict, not strict), what)
         self.assertEqual(response.getheader("X-Content-Type-Options"), "nosniff", what)
-        self.assertEqual(response.getheader("Referrer-Policy"), "same-origin", what)
+        for name in ("Referrer-Policy", "Cross-Origin-Resource-Policy", "Cross-Origin-Opener-Policy"):
+            self.assertEqual(response.getheader(name), "same-origin", what)
 
     def assert_programs(self, answer, expected, what, strict=None):
         status, response, body = answer
@@ -166,6 +167,31 @@ class Requests:
         self.assert_programs(self.server.request("/?_file=fs", Origin="http://evil.example"),
                              program("GET", "_file=fs"), "GET")
 
+    def test_names_and_sites(self):
+        """A name that anybody can register may lead here; what a browser does for another site is told."""
+        post = {"method": "POST", "body": b"_file=fs", "Content_Type": FORM}
+        for host in ("attacker.example", "vistel.local.attacker.example", "xadapter.example.net",
+                     "adapterxexample.net", "127.0.0.1.nip.io", "local", ".local", "a b.local", "[::1].evil.example",
+                     "1.2.3.4.5", "vistel:80:80", "vistel@evil.example"):
+            for request in ({}, {"path": "/cgi-bin/vistel.cgi?_file=fs"}, {**post, "Origin": "http://" + host}):
+                status, _, page = self.server.request(**{"path": "/", **request}, Host=host)
+                if host == "local":  # a name without a dot
+                    self.assertEqual(status, 200)
+                elif status != 400:
+                    self.assertEqual((status, page), (421, b"<p>Our own 421.</p>"), (host, request))
+        for host in ("127.0.0.1", "192.0.2.7:80", "[2001:db8::7]", "[2001:DB8::7]:8080", "vistel", "VISTEL:80",
+                     "a-b.Local", "a.b.lan:81", "x.home.arpa", "x.internal", "adapter.example.net",
+                     "Other.Example.net:8080"):
+            self.assertEqual(self.server.request("/?_file=fs", Host=host)[0], 200, host)
+        self.assertRegex(self.server.raw("GET /?_file=fs HTTP/1.0\r\n\r\n"), rb"\AHTTP/1\.\d 200 ")
+        for site, path, request, status in (
+                ("cross-site", "/", {}, 200), ("cross-site", "/?_file=/wgl/main.wgl&_page=help&x=%3C", {}, 200),
+                ("cross-site", "/?_file=image", {}, 403), ("Cross-Site", "/?_file=syscfg&_type=xml", {}, 403),
+                ("cross-site", "/?a=b&_fil%65=syscfg", {}, 403), ("cross-site", "/?_file=fs&_file=image", {}, 403),
+                ("cross-site", "/", post, 403), ("same-origin", "/", post, 200), ("none", "/?_file=image", {}, 200),
+                ("same-site", "/?_file=image", {}, 200), ("cross-site", "/?_file=fs", {"method": "HEAD"}, 200)):
+            self.assertEqual(self.server.request(path, **request, Sec_Fetch_Site=site)[0], status, (site, path))
+
     def test_policy_follows_what_a_request_can_name(self):
         dice = random.Random(7)
         words = ("_file=", "_file=", "&_file=", "_fil%65=", "%5ffile=", "_page", "_lang", "a",
@@ -215,6 +241,12 @@ class Requests:
             status, _, page = self.server.request(path, "POST", announced=7 * 1024 * 1024,
                                                   Content_Type="multipart/form-data; boundary=x")
             self.assertEqual((status, page), (413, b"<p>Our own 413.</p>"))
+
+    def test_a_body_that_is_cut_off_is_nothing(self):
+        for announced, sent in ((9, b"_file=fs"), (200, b"_file=fs&"), (20000, b"_file=fs&x=" + b"y" * 19000)):
+            answer = self.server.raw(f"POST / HTTP/1.1\r\nHost: x\r\nContent-Length: {announced}\r\n"
+                                     f"Content-Type: {FORM}\r\n\r\n{sent.decode()}", ends=True)
+            self.assertNotRegex(answer, rb"\AHTTP/1\.\d 200 |<frame", announced)
 
     def test_passwords(self):
         """With authentication switched on, and without error pages of the site."""

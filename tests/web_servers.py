@@ -85,7 +85,7 @@ class Server:
             self.switch_authentication_on(password)
         else:
             (self.www / "errors").mkdir()
-            for status in (403, 404, 413, 500, 502):
+            for status in (403, 404, 413, 421, 500, 502):
                 (self.www / f"errors/{status}.html").write_text(f"<p>Our own {status}.</p>")
         try:
             for process in ("fcgiwrap", name) if name == "nginx" else (name,):
@@ -106,7 +106,8 @@ class Server:
 
     def start(self, name):
         environment = {**os.environ, "VISTEL_WWW": str(self.www), "VISTEL_CGI": str(CGI),
-                       "VISTEL_BIND": HOST, "VISTEL_PORT": str(self.port), "VISTEL_STATE": str(self.state)}
+                       "VISTEL_BIND": HOST, "VISTEL_PORT": str(self.port), "VISTEL_STATE": str(self.state),
+                       "VISTEL_HOSTS": "adapter.example.net other.example.net"}
         with open(self.folder / "output.log", "ab") as log:
             self.processes.append(subprocess.Popen(
                 ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", self.folder / "deploy/start", name],
@@ -160,7 +161,10 @@ class Server:
         finally:
             connection.close()
 
-    def raw(self, request):
+    def raw(self, request, ends=False):
+        """The whole answer; with `ends`, the client sends no more after the request."""
         with socket.create_connection((HOST, self.port), ANSWER_SECONDS) as connection:
             connection.sendall(request.encode())
+            if ends:
+                connection.shutdown(socket.SHUT_WR)
             return b"".join(iter(lambda: connection.recv(65536), b""))

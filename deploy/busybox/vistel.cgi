@@ -26,6 +26,8 @@ base-uri 'none'; frame-ancestors 'self'; sandbox"
 headers() { # policy
   printf 'Content-Security-Policy: %s\r\n' "$1"
   printf 'X-Content-Type-Options: nosniff\r\nReferrer-Policy: same-origin\r\n'
+  printf 'Cross-Origin-Resource-Policy: same-origin\r\n'
+  printf 'Cross-Origin-Opener-Policy: same-origin\r\n'
 }
 
 refuse() { # status, reason
@@ -46,6 +48,27 @@ holds_settings() {
   case $QUERY_STRING in *[:%]*) ;; *) return 1 ;; esac
   printf '%s\n' "$QUERY_STRING" | grep -Eq "$settings" && return 0
   [ $? -ne 1 ]
+}
+
+# Whether the text matches the pattern; false if grep fails.
+matches() { # text, options of grep, pattern
+  printf '%s\n' "$1" | grep "$2" -e "$3"
+}
+
+# Whether the device answers under this name. Under another one, somebody else may have led the browser
+# here.
+named() {
+  matches "${HTTP_HOST-}" -Eiq "$VISTEL_HOST_PATTERN"
+}
+
+# Whether the request is none that a browser sends for another site: those may only lead to a page.
+own_or_link() {
+  case ${HTTP_SEC_FETCH_SITE-} in
+    [Cc][Rr][Oo][Ss][Ss]-[Ss][Ii][Tt][Ee]) ;;
+    *) return 0 ;;
+  esac
+  case $REQUEST_METHOD in GET | HEAD) ;; *) return 1 ;; esac
+  matches "$QUERY_STRING" -Eq "$VISTEL_LINK_PATTERN"
 }
 
 # Whether the origin of a post is this host. The scheme is ignored, because a TLS server may be in
@@ -83,7 +106,8 @@ case ${REQUEST_URI%%\?*} in
   *) refuse 403 Forbidden ;;
 esac
 if [ -n "${PATH_INFO-}" ]; then refuse 403 Forbidden; fi
-if holds_settings; then refuse 403 Forbidden; fi
+if ! named; then refuse 421 'Misdirected Request'; fi
+if holds_settings || ! own_or_link; then refuse 403 Forbidden; fi
 
 policy=$strict_policy
 case $REQUEST_METHOD in
@@ -117,20 +141,28 @@ case $REQUEST_METHOD$QUERY_STRING in
     exit 0
     ;;
 esac
-headers "$policy"
 case $REQUEST_METHOD in
   GET)
+    headers "$policy"
     exec "$VISTEL_CGI/vistel.cgi"
     ;;
   HEAD)
     # busybox sends everything that it gets, but the answer to a HEAD has no page.
     return=$(printf '\r')
+    headers "$policy"
     "$VISTEL_CGI/vistel.cgi" | sed "/^$return\$/q"
     ;;
   *)
-    # The program refuses some bodies without reading them. busybox resets a connection on which a
-    # client still sends as soon as no process reads the body, so this shell reads the rest.
-    "$VISTEL_CGI/vistel.cgi"
-    cat >/dev/null
+    # busybox passes on what comes, and the program would apply the half of a form that was cut off: so
+    # the whole body is here before the program starts.
+    body=$VISTEL_STATE/body.$$
+    umask 077
+    head -c "${CONTENT_LENGTH-0}" >"$body"
+    bytes=$(wc -c <"$body")
+    exec <"$body"
+    rm -f -- "$body"
+    if [ "$bytes" -ne "${CONTENT_LENGTH-0}" ]; then refuse 400 'Bad Request'; fi
+    headers "$policy"
+    exec "$VISTEL_CGI/vistel.cgi"
     ;;
 esac
