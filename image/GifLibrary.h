@@ -8,12 +8,14 @@
 
 #if defined(GIFLIB_MAJOR) && GIFLIB_MAJOR >= 5
 
-// Closes the descriptor even on failure.
-inline GifFileType* DGifOpenFileHandle(int descriptor) {
-  return DGifOpenFileHandle(descriptor, nullptr);
+inline GifFileType* DGifOpen(void* data, InputFunc read) {
+  return DGifOpen(data, read, nullptr);
 }
 inline int DGifCloseFile(GifFileType* file) {
   return DGifCloseFile(file, nullptr);
+}
+inline GifFileType* EGifOpen(void* data, OutputFunc write) {
+  return EGifOpen(data, write, nullptr);
 }
 inline GifFileType* EGifOpenFileHandle(int descriptor) {
   return EGifOpenFileHandle(descriptor, nullptr);

@@ -5,9 +5,15 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 #include "base/RegularFile.h"
+#include "base/Response.h"
+#include "base/Transfer.h"
 #include "image/GifLibrary.h"
 
 namespace {
@@ -16,6 +22,28 @@ namespace {
 // have two thousand million pixels, and giflib would reserve the memory for them.
 constexpr off_t kMaxFileBytes = off_t{4} * 1024 * 1024;
 constexpr long kMaxPixels = 4L * 1024 * 1024;
+
+// The bytes of a file that giflib has not read yet. giflib makes streams of descriptors, and
+// crashes when there is no memory for a stream.
+struct Unread {
+  const char* bytes;
+  std::size_t size;
+};
+
+int ReadBytes(GifFileType* file, GifByteType* bytes, int size) {
+  auto& unread = *static_cast<Unread*>(file->UserData);
+  const std::size_t count = std::min(unread.size, static_cast<std::size_t>(std::max(size, 0)));
+  std::memcpy(bytes, unread.bytes, count);
+  unread.bytes += count;
+  unread.size -= count;
+  return static_cast<int>(count);
+}
+
+// Leaves failures to the final flush, because giflib's clean-up depends on where it failed.
+int WriteBytes(GifFileType* /*file*/, const GifByteType* bytes, int size) {
+  std::fwrite(bytes, 1, static_cast<std::size_t>(size), stdout);
+  return size;
+}
 
 bool AddPixels(GifFileType* file, long& pixels) {
   if (DGifGetImageDesc(file) == GIF_ERROR) return false;
@@ -70,28 +98,36 @@ bool HasAllowedSize(GifFileType* file) {
   }
 }
 
-// Leaves the descriptor open and at its beginning.
-bool HasAllowedSize(int descriptor) {
-  const int another = dup(descriptor);
-  GifFileType* file = another >= 0 ? DGifOpenFileHandle(another) : nullptr;
+bool HasAllowedSize(const std::string& bytes) {
+  Unread unread = {bytes.data(), bytes.size()};
+  GifFileType* file = DGifOpen(&unread, ReadBytes);
   if (file == nullptr) return false;
   const bool allowed = HasAllowedSize(file);
   DGifCloseFile(file);
-  return allowed && lseek(descriptor, 0, SEEK_SET) == 0;
+  return allowed;
+}
+
+bool ReadFile(const std::string& path, std::string& bytes) {
+  const OpenedFile opened = OpenRegularFile(path);
+  if (!opened.descriptor.IsOpen() || opened.status.st_size > kMaxFileBytes) return false;
+  bytes.resize(static_cast<std::size_t>(opened.status.st_size));
+  const ssize_t count = ReadUpTo(opened.descriptor.Number(), bytes.data(), bytes.size());
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  return count >= 0;
 }
 
 // Returns null when the file is not a whole GIF file.
 GifFileType* Read(const std::string& path) {
-  OpenedFile opened = OpenRegularFile(path);
-  if (!opened.descriptor.IsOpen() || opened.status.st_size > kMaxFileBytes ||
-      !HasAllowedSize(opened.descriptor.Number())) {
-    return nullptr;
-  }
-  GifFileType* file = DGifOpenFileHandle(opened.descriptor.Release());
+  std::string bytes;
+  if (!ReadFile(path, bytes)) return nullptr;
+  errno = 0;
+  Unread unread = {bytes.data(), bytes.size()};
+  GifFileType* file = HasAllowedSize(bytes) ? DGifOpen(&unread, ReadBytes) : nullptr;
   if (file != nullptr && DGifSlurp(file) == GIF_ERROR) {
     DGifCloseFile(file);
-    return nullptr;
+    file = nullptr;
   }
+  if (file == nullptr && errno == ENOMEM) Response::Lose();
   return file;
 }
 
@@ -110,27 +146,28 @@ GifTemplate::~GifTemplate() {
 }
 
 bool GifTemplate::WriteToStandardOutput() const {
-  if (std::fflush(stdout) != 0) return false;
-  GifFileType* output = EGifOpenFileHandle(STDOUT_FILENO);
-  if (output == nullptr) return false;
-  output->SWidth = file_->SWidth;
-  output->SHeight = file_->SHeight;
-  output->SColorResolution = file_->SColorResolution;
-  output->SBackGroundColor = file_->SBackGroundColor;
-  // The output only borrows these: EGifSpew first replaces the map by a copy, and closing an output
-  // never frees its images.
-  output->SColorMap = file_->SColorMap;
-  output->ImageCount = file_->ImageCount;
-  output->SavedImages = file_->SavedImages;
-  if (EGifSpew(output) == GIF_OK) return true;
-  // EGifSpew closes the output at its end. If the closing failed, the handle is freed nevertheless,
-  // and only the descriptor shows it.
-  if (fcntl(STDOUT_FILENO, F_GETFD) != -1) EGifCloseFile(output);
-  return false;
+  GifFileType* output = EGifOpen(nullptr, WriteBytes);
+  bool written = false;
+  if (output != nullptr) {
+    output->SWidth = file_->SWidth;
+    output->SHeight = file_->SHeight;
+    output->SColorResolution = file_->SColorResolution;
+    output->SBackGroundColor = file_->SBackGroundColor;
+    // The output only borrows these: EGifSpew first replaces the map by a copy, and closing an
+    // output never frees its images.
+    output->SColorMap = file_->SColorMap;
+    output->ImageCount = file_->ImageCount;
+    output->SavedImages = file_->SavedImages;
+    written = EGifSpew(output) == GIF_OK;
+    // EGifSpew closes the output at its end, and can't fail then.
+    if (!written) EGifCloseFile(output);
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) written = false;
+  if (!written) Response::Lose();
+  return written;
 }
 
 bool IsStandardOutputOpen() {
-  // Without this check, giflib would make an output without a stream and crash.
   const int flags = fcntl(STDOUT_FILENO, F_GETFL);
   return flags != -1 && (flags & O_ACCMODE) != O_RDONLY;
 }

@@ -21,9 +21,8 @@ class GifTemplate {
   // null if the file has no global one. Owned by this object.
   GifFileType* Image() { return file_; }
 
-  // Writes screen size, palette and picture to descriptor 1, which must be open, after what
-  // `stdout` still holds. Call it only with an image. Returns false on failure; the output may be
-  // cut then. Closes descriptor 1, unless it fails before the first byte.
+  // Writes screen size, palette and picture to `stdout` and flushes it. Call it only with an image.
+  // Returns false on failure and notes a loss, see Response; the output may be cut then.
   bool WriteToStandardOutput() const;
 
  private:

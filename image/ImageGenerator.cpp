@@ -8,6 +8,7 @@
 
 #include "base/Number.h"
 #include "base/RegularFile.h"
+#include "base/Response.h"
 #include "base/Transfer.h"
 #include "image/GifLibrary.h"
 #include "image/GifTemplate.h"
@@ -82,7 +83,10 @@ void WarnOfSmallImage(const SavedImage& image, const std::string& path) {
 // draw them into, but not if the output is closed: the connection would get its descriptor.
 template <class Fetch, class Modify>
 bool MakeImage(const std::string& templatePath, Fetch fetch, Modify modify) {
-  if (!IsStandardOutputOpen()) return false;
+  if (!IsStandardOutputOpen()) {
+    Response::Lose();
+    return false;
+  }
   const auto values = fetch();
   GifTemplate image(templatePath);
   if (image.Image() == nullptr) return false;

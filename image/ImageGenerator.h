@@ -17,8 +17,8 @@ class ImageGenerator {
   virtual ~ImageGenerator() = default;
 
   // Writes the chart of the output power, or of the signal-to-noise ratio towards the station with
-  // that address, drawn into the GIF file at `templatePath`. The headers must have been written;
-  // descriptor 1 is closed afterwards. Without values, all bars have the height 0.
+  // that address, drawn into the GIF file at `templatePath`. The headers must have been written.
+  // Without values, all bars have the height 0.
   void MakeImagePower(const std::string& templatePath) const;
   void MakeImageSNR(const std::string& templatePath, const std::string& macAddress) const;
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/RegularFile.h"
+#include "base/Response.h"
 #include "base/Transfer.h"
 #include "platform/StringTable.h"
 #include "platform/StringVector.h"
@@ -53,7 +54,11 @@ void DeliverFile(const char* key, const char* kind, const char* contentType) {
   RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
   const bool delivered = CopyToOutput(file.descriptor);
   unlink(path.c_str());
-  if (delivered) syslog(LOG_INFO, "and delivered");
+  if (delivered) {
+    syslog(LOG_INFO, "and delivered");
+  } else {
+    Response::Lose();
+  }
 }
 
 // The disposition holds its prefix twice on purpose: this download's header is fixed to the byte.

@@ -12,10 +12,12 @@
 #include <iterator>
 #include <string>
 
+#include "base/Response.h"
 #include "base/Settings.h"
 #include "main/Catalogue.h"
 #include "main/ConfigurationDownload.h"
 #include "main/ImageResponse.h"
+#include "main/ProcessLimits.h"
 #include "main/SettingsSubmission.h"
 #include "request/RequestHandler.h"
 #include "values/WGLVariables.h"
@@ -28,12 +30,12 @@ namespace {
 constexpr std::size_t kOutputBufferBytes = 65536;
 
 // Words that select a kind of response instead of a template.
-struct Response {
+struct Kind {
   const char* file;
   const char* contentType;
   const char* templatePath;
 };
-constexpr Response kResponses[] = {
+constexpr Kind kKinds[] = {
     {"fs", "text/html", "/wgl/frameset.wgl"},
     {"sysinfo", "text/xml", "/wgl/sysinfo.wgl"},
     {"getjson", "text/javascript", "/wgl/getjson.wgl"},
@@ -59,9 +61,10 @@ void InstallSignalHandler() {
 }
 
 // If output is closed, the first thing opened would get its number and the page: the connection to
-// the system manager, or an upload.
+// the system manager, or an upload. The response is lost then.
 void OccupyStandardOutput() {
   if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return;
+  Response::Lose();
   int descriptor = -1;
   do {
     descriptor = open("/dev/null", O_WRONLY);
@@ -82,10 +85,10 @@ void Respond(const std::string& file) {
   if (file == "syscfg") return DeliverConfiguration(gVariables);
   const char* contentType = "text/html";
   std::string templatePath = file;
-  for (const Response& response : kResponses) {
-    if (file == response.file) {
-      contentType = response.contentType;
-      templatePath = response.templatePath;
+  for (const Kind& kind : kKinds) {
+    if (file == kind.file) {
+      contentType = kind.contentType;
+      templatePath = kind.templatePath;
       break;
     }
   }
@@ -94,10 +97,28 @@ void Respond(const std::string& file) {
   WGLParse();
 }
 
+void ChooseLanguage(const RequestHandler& request) {
+  const std::string language = request.DetermineLanguage(gLocaleDir, gTextDomain);
+  gVariables.Set("_actlang", language);
+  // Without a catalogue that gettext can read, it gets none, and leaves all texts as they are.
+  if (request.Catalogue() == CatalogueState::kDamaged) return;
+  const bool translates = SelectCatalogue(language, gLocaleDir, gTextDomain);
+  if (translates && request.Catalogue() == CatalogueState::kDescribed) WGLExpectTranslations();
+}
+
+// The exit status of a request that was answered.
+int Finish() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) Response::Lose();
+  if (Response::IsWhole()) return 0;
+  Response::WriteFailure(Response::kOutOfMemory);
+  return 2;
+}
+
 }  // namespace
 
 int main() {
   OccupyStandardOutput();
+  LimitProcess();
   static char outputBuffer[kOutputBufferBytes];
   std::setvbuf(stdout, outputBuffer, _IOFBF, sizeof outputBuffer);
   InstallSignalHandler();
@@ -108,11 +129,8 @@ int main() {
   SubmitSettings(gVariables);
   ApplyPageDefaults(gVariables);
 
-  const std::string language = request.DetermineLanguage(gLocaleDir, gTextDomain);
-  gVariables.Set("_actlang", language);
-  SelectCatalogue(language, gLocaleDir, gTextDomain);
+  ChooseLanguage(request);
 
   Respond(gVariables.Get("_file", ""));
-  std::fflush(stdout);
-  return 0;
+  return Finish();
 }

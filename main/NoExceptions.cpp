@@ -12,18 +12,22 @@
 #include <new>
 #include <string>
 
+#include "base/Response.h"
+
 namespace {
 
-// Skips the clean-up of exit(), which could need what has just failed.
+// Skips the clean-up of exit(), which could need what has just failed. A message of the library's
+// own goes to the log only.
 [[noreturn]] void Fail(const char* message) {
   std::fprintf(stderr, "%s\n", message);
   std::fflush(stdout);
+  Response::WriteFailure(Response::kOutOfMemory);
   std::_Exit(2);
 }
 
 void* Allocate(std::size_t size) {
   void* memory = std::malloc(size != 0 ? size : 1);
-  if (memory == nullptr) Fail("out of dynamic memory");
+  if (memory == nullptr) Fail(Response::kOutOfMemory);
   return memory;
 }
 
@@ -63,10 +67,10 @@ void __throw_out_of_range_fmt(const char* format, ...) {
   Fail(format);
 }
 void __throw_bad_alloc() {
-  Fail("out of dynamic memory");
+  Fail(Response::kOutOfMemory);
 }
 void __throw_bad_array_new_length() {
-  Fail("out of dynamic memory");
+  Fail(Response::kOutOfMemory);
 }
 
 }  // namespace std

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string>
 
+#include "request/MessageCatalogue.h"
+
 class UploadOutput;
 class WGLVariables;
 
@@ -47,11 +49,16 @@ class RequestHandler {
   int ParseUploadData(const std::string& boundary);
 
   // The language of the response, a two-letter code (ISO 639-1): the variable "_lang", if it has a
-  // catalogue; else the first entry of HTTP_ACCEPT_LANGUAGE that has one; else "en".
+  // catalogue; else the first entry of HTTP_ACCEPT_LANGUAGE that has one; else kDefaultLanguage,
+  // even without a catalogue.
+  static constexpr char kDefaultLanguage[] = "en";
   std::string DetermineLanguage(const std::string& localeDir, const std::string& textDomain) const;
 
+  // The catalogue of the language that was asked about last; kDamaged when there is none.
+  CatalogueState Catalogue() const { return catalogue_; }
+
   // Whether `language` is two letters and has a compiled catalogue of that domain: a file that can
-  // be opened. Doesn't read its content.
+  // be opened and isn't a damaged catalogue.
   bool IsValidLanguage(const std::string& language, const std::string& localeDir,
                        const std::string& textDomain) const;
 
@@ -89,4 +96,5 @@ class RequestHandler {
   std::string contentType_;
   std::uint32_t contentLength_;  // a negative CONTENT_LENGTH wraps
   WGLVariables* variables_;
+  mutable CatalogueState catalogue_ = CatalogueState::kDamaged;
 };

@@ -1,29 +1,33 @@
 // SPDX-License-Identifier: MIT
 //
-// Language negotiation: a language is available only if its compiled catalogue can be opened.
+// Language negotiation: a language is available only if its compiled catalogue can be opened and
+// isn't damaged.
 #include <algorithm>
 
 #include "base/Characters.h"
 #include "base/RegularFile.h"
 #include "request/Environment.h"
+#include "request/MessageCatalogue.h"
 #include "request/RequestHandler.h"
 #include "values/WGLVariables.h"
 
 namespace {
 
-constexpr char kDefaultLanguage[] = "en";
 constexpr std::size_t kLanguageBytes = 2;
 
 }  // namespace
 
 bool RequestHandler::IsValidLanguage(const std::string& language, const std::string& localeDir,
                                      const std::string& textDomain) const {
+  catalogue_ = CatalogueState::kDamaged;
   // Checks the letters first, so that nothing else of the request becomes part of a path.
   if (language.size() != kLanguageBytes) return false;
   if (!IsAsciiLetter(language[0]) || !IsAsciiLetter(language[1])) return false;
   const std::string path = localeDir + "/" + language + "/LC_MESSAGES/" + textDomain + ".mo";
   // gettext would wait for the writer of a FIFO for ever.
-  return OpenRegularFile(path).descriptor.IsOpen();
+  const OpenedFile file = OpenRegularFile(path);
+  if (file.descriptor.IsOpen()) catalogue_ = StateOfCatalogue(file);
+  return catalogue_ != CatalogueState::kDamaged;
 }
 
 // Tries entries in the header's order. Blanks aren't skipped, so "en, de" never selects "de";
@@ -42,5 +46,6 @@ std::string RequestHandler::DetermineLanguage(const std::string& localeDir,
     if (IsValidLanguage(candidate, localeDir, textDomain)) return candidate;
     position = end + 1;
   }
+  static_cast<void>(IsValidLanguage(kDefaultLanguage, localeDir, textDomain));
   return kDefaultLanguage;
 }

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "base/Response.h"
 #include "request/RequestHandler.h"
 
 namespace {
@@ -17,32 +18,29 @@ void WriteHeader(const char* name, const std::string& value) {
 
 // Pages show the current state, so they must not be cached. Flushes the block, so that the body
 // follows it even if it is not written through this stream.
-void EndHeaders() {
-  std::fputs(
-      "Pragma: no-cache\r\n"
-      "Cache-Control: no-cache\r\n"
-      "Expires: -1\r\n"
-      "\r\n",
-      stdout);
-  std::fflush(stdout);
+void EndHeaders(bool areOfText) {
+  std::fputs(Response::kCommonHeaders, stdout);
+  if (std::fflush(stdout) != 0) Response::Lose();
+  Response::Reach(areOfText ? Response::Stage::kTextHeaders : Response::Stage::kContent);
 }
 
 }  // namespace
 
 void RequestHandler::WriteHeaders(const std::string& contentType) {
   WriteHeader("Content-Type", contentType);
-  EndHeaders();
+  EndHeaders(contentType.compare(0, 5, "text/") == 0);
 }
 
 void RequestHandler::WriteHeaders(const std::string& contentType,
                                   const std::string& contentDisposition) {
   WriteHeader("Content-Type", contentType);
   WriteHeader("Content-Disposition", contentDisposition);
-  EndHeaders();
+  EndHeaders(false);
 }
 
 void RequestHandler::WriteErrorPage(const char* format, ...) {
   WriteHeaders("text/plain");
+  Response::Reach(Response::Stage::kContent);
   va_list arguments;
   va_start(arguments, format);
   std::vprintf(format, arguments);
@@ -50,5 +48,5 @@ void RequestHandler::WriteErrorPage(const char* format, ...) {
   std::fputs("\r\n", stdout);
   // Flushes now, because the caller writes to the log next: if descriptor 1 is closed, the log's
   // connection gets that number.
-  std::fflush(stdout);
+  if (std::fflush(stdout) != 0) Response::Lose();
 }

@@ -72,15 +72,18 @@ def wait_until_read(pipe):
         time.sleep(0.005)
 
 
-def run(words, environment, body=("",), closed=None, limit=None):
-    """Runs a program with only this environment, pieces of standard input, a closed descriptor, a limit."""
+def run(words, environment, body=("",), closed=None, limit=None, stdout=subprocess.PIPE):
+    """
+    Runs a program with only this environment, pieces of standard input, a closed descriptor, a limit
+    (resource, soft, and hard if it differs).
+    """
     def prepare():
         if limit:
-            resource.setrlimit(limit[0], limit[1:] * 2)
+            resource.setrlimit(limit[0], (limit[1:] * 2)[:2])
         if closed is not None:
             os.close(closed)
 
-    with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+    with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=stdout, stderr=subprocess.PIPE,
                           umask=0o277, env={name: encode(value) for name, value in environment.items()},
                           preexec_fn=prepare if closed is not None or limit else None) as process:
         try:
@@ -92,7 +95,7 @@ def run(words, environment, body=("",), closed=None, limit=None):
         except BaseException:
             process.kill()
             raise
-    return Answer(decode(output), decode(errors), process.returncode)
+    return Answer(decode(output or b""), decode(errors), process.returncode)
 
 
 def read_cases(text):

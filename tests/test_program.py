@@ -6,7 +6,10 @@ examples of docs/language.md, and pages with values of a system manager.
 usage: test_program.py PROGRAM...   (the first in a build of the whole project; the others, built for
 the same paths but linked differently, get only the cases and the large inputs)
 """
+import os
 import re
+import resource
+import shutil
 import signal
 import subprocess
 import sys
@@ -16,7 +19,7 @@ import time
 import unittest
 import urllib.parse
 from concurrent.futures import ThreadPoolExecutor
-from contextlib import contextmanager
+from contextlib import ExitStack, contextmanager
 from pathlib import Path
 
 from program import Program, SystemManager, answer, decode, headers, read_cases, table
@@ -172,6 +175,27 @@ class Large(TestCase):
                 ("request", "", "REQUEST_METHOD=POST\nCONTENT_TYPE=multipart/form-data; boundary=B"),
                 ("body", "", f'{part}f"; filename="x"\r\n\r\n{content[:70_000]}'),
                 ("body", "", f'{content[70_000:]}\r\n{part}{ME[:5]}"\r\n\r\n{ME[6:]}\r\n--B--\r\n')])
+
+
+class Limits(TestCase):
+    """Programs without sanitizers, which allow themselves any memory."""
+
+    def test_memory_and_time(self):
+        doubled = "<~ set `x` `${x}${x}` ~>"
+        for template, limit, message in (
+                (doubled * 21 + "${x}", None, None),
+                (doubled * 30 + "${x}", None, "out of dynamic memory"),
+                (doubled * 20 + "${x}" * 100, None, "out of dynamic memory"),
+                (doubled * 20 + "<~ if ${x} eq `` then `` ~>" * 100_000, (resource.RLIMIT_CPU, 1, 3),
+                 "the page takes too much time")):
+            for program in PROGRAMS[1:]:
+                with self.subTest(template[-30:], program=program.build.name), program.folder() as folder:
+                    Path(folder, "main.wgl").write_text(template)
+                    done = program.run({"REQUEST_METHOD": "GET",
+                                        "QUERY_STRING": f"_file=/{Path(folder).name}/main.wgl&x=y"}, limit=limit)
+                    expected = (message + "\r\n", 2) if message else ("y" * (1 << 21), 0)
+                    self.assertEqual((brief(done.output.removeprefix(headers("text/html"))), done.status),
+                                     tuple(map(brief, expected)))
 
 
 def examples(text):
@@ -350,7 +374,7 @@ class Values(TestCase):
                 (b"16777217:", failure(NO_ANSWER), asked),
                 (answer(0, b"\x011:4294967296:0:,"), failure(NO_ANSWER), asked),
                 # With a closed output, the connection does not become the output.
-                (answer(0, b""), [("template", "", "x"), ("closed", "1", ""), ("fields", "", ":sys:a=1")],
+                (answer(0, b""), [("template", "", "x"), ("closed", "1", ""), ("fields", "", ":sys:a=1"), ("exit", "2", "")],
                  [("set", ["a"], ["1"])])):
             with SystemManager(PROGRAM, lambda _: reply) as manager:
                 self.check(reply, case, PROGRAM)
@@ -358,6 +382,36 @@ class Values(TestCase):
                 self.assertEqual((manager.requests, manager.faults), (asked, []))
         self.check("nobody", failure("The system manager could not be reached; the setting was not stored."),
                    PROGRAM)
+
+    def test_lost_output(self):
+        with ExitStack() as stack:
+            folder = Path(stack.enter_context(PROGRAM.folder()))
+            pictures = PROGRAM.root / "styles" / folder.name / "img"
+            shutil.copytree(PROGRAM.build / "site/styles/std/img", pictures)
+            stack.callback(shutil.rmtree, pictures.parent)
+            for name, text in (("page", "<~ query `a` ~>" + "x" * 200_000), ("wrong", "<~ x"), ("syntax", "<~ +")):
+                Path(folder, name).write_text(text)
+            file = folder / "file"
+            stack.enter_context(SystemManager(PROGRAM, lambda _: answer(0, str(file).encode())))
+            full = stack.enter_context(open("/dev/full", "wb"))
+            reader, writer = os.pipe()
+            os.set_blocking(writer, False)
+            stack.callback(os.close, reader)
+            stack.callback(os.close, writer)
+            for query, status, method in (
+                    (f"_file=/{folder.name}/page", 0, "GET"), ("", 1, "PUT"), (f"_file=/{folder.name}/wrong", 1, "GET"),
+                    (f"_file=/{folder.name}/syntax", 0, "GET"), ("_file=/none", 1, "GET"),
+                    (f"_file=image&_type=power&_style={folder.name}", 0, "GET"), ("_file=syscfg&_type=xml", 0, "GET"),
+                    ("_file=syscfg&_type=ac", 0, "GET"), ("_file=syscfg&_type=cfg", 0, "GET")):
+                for output in ({}, {"stdout": full}, {"closed": 1}, {"stdout": writer}):
+                    file.write_text("y" * 200_000)
+                    os.write(writer, b"z" * 65536) if output == {"stdout": writer} else None
+                    expected = status or (2 if output else 0)
+                    with self.subTest(query=query, **output):
+                        done = PROGRAM.run({"REQUEST_METHOD": method, "QUERY_STRING": query}, **output)
+                        self.assertEqual((done.status, file.exists()), (expected, not query.endswith(("ac", "cfg"))))
+                    if output == {"stdout": writer}:
+                        os.read(reader, 65536)
 
     def test_silence(self):
         (done, expected), seconds = waiting.result()

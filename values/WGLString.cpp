@@ -6,6 +6,8 @@
 #include <new>
 #include <type_traits>
 
+#include "base/Response.h"
+
 static_assert(std::is_trivial_v<WGLString>, "the parser's value stack grows with memcpy");
 
 namespace {
@@ -86,9 +88,10 @@ void WGLString::Initialize() {
 }
 
 void WGLString::Append(const char* text) {
-  if (text == nullptr) return;
+  if (text == nullptr) return Response::Lose();
   auto* part = new (std::nothrow) WGLStringPart(text);
   if (part == nullptr) {
+    Response::Lose();
     FreeText(text);
     return;
   }
@@ -129,6 +132,7 @@ void WGLString::Combine() {
   auto* combined = static_cast<char*>(std::malloc(total + 1));
   auto* single = new (std::nothrow) WGLStringPart(combined);
   if (combined == nullptr || single == nullptr) {
+    Response::Lose();
     std::free(combined);
     delete single;
     return;

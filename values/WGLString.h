@@ -42,8 +42,9 @@ class WGLString {
   // Makes this the empty string without freeing anything. Must be the first call on a new value.
   void Initialize();
 
-  // Appends one part that takes ownership of `text`, which malloc allocated. Null appends nothing.
-  // When memory is short, frees the text and leaves the string unchanged.
+  // Appends one part that takes ownership of `text`, which malloc allocated; null, for which memory
+  // was short, appends nothing. When memory is short here, frees the text and leaves the string
+  // unchanged. Both note a loss, see Response.
   void Append(const char* text);
 
   // Moves all parts of `other` to the end of this string and leaves `other` empty.
@@ -52,7 +53,7 @@ class WGLString {
   // Frees everything and makes the string empty.
   void Clear();
 
-  // Turns two or more parts into one. When memory is short, changes nothing.
+  // Turns two or more parts into one. When memory is short, changes nothing and notes a loss.
   void Combine();
 
   // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.

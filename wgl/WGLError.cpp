@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <string>
 
+#include "base/Response.h"
 #include "wgl/WGLIncludeStack.h"
 
 void yywglerror(const char* message) {
+  Response::Reach(Response::Stage::kContent);
   std::fputs("WGL error", stdout);
   if (gIncludeStack.LineNum() != 0) {
     std::printf(" (line %u", gIncludeStack.LineNum());

@@ -7,13 +7,14 @@
 #include <string>
 
 #include "base/Number.h"
+#include "base/Response.h"
 #include "query/WGLQueryExecutor.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLIncludeStack.h"
 
 namespace {
 
-// The string takes ownership of `text`, which malloc allocated.
+// The string takes ownership of `text`, which malloc allocated; null when memory was short.
 WGLString Own(const char* text) {
   WGLString result = WGLEmpty();
   result.Append(text);
@@ -24,10 +25,24 @@ WGLString CopyOf(const char* text) {
   return Own(strdup(text));  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
 }
 
+bool gMustTranslate = false;
+
+// gettext says nothing when it has no memory for its catalogue; it leaves every text as it is.
+const char* Translate(const char* text) {
+  const char* const translation = gettext(text);
+  if (translation == text && gMustTranslate && *gettext("") == '\0') Response::Lose();
+  return translation;
+}
+
 }  // namespace
 
 void WGLWritePage(WGLString page) {
-  page.Write(stdout);
+  if (Response::IsWhole()) {
+    Response::Reach(Response::Stage::kContent);
+    page.Write(stdout);
+  } else {
+    Response::WriteFailure(Response::kOutOfMemory);
+  }
   // The page's parts stay until the process ends, because freeing them one by one would take a
   // tenth of the time for a large page. A further page frees the one before it.
   static WGLString writtenPage;
@@ -63,8 +78,12 @@ WGLString WGLSetVariable(WGLString name, WGLString value) {
   return WGLDrop(value);
 }
 
+void WGLExpectTranslations() {
+  gMustTranslate = true;
+}
+
 WGLString WGLTranslate(WGLString text) {
-  const WGLString translation = CopyOf(gettext(text.GetCombined()));
+  const WGLString translation = CopyOf(Translate(text.GetCombined()));
   text.Clear();
   return translation;
 }

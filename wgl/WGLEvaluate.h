@@ -14,7 +14,12 @@
 // reports these errors instead of the page.
 int WGLParse();
 
-// Writes the finished page to standard output and keeps it until the next one.
+// Says that gettext's catalogue has a description, the translation of the empty text. When that is
+// missing nevertheless, the catalogue couldn't be loaded and the page is lost.
+void WGLExpectTranslations();
+
+// Writes the finished page to standard output and keeps it until the next one. When a part of it is
+// lost, writes a line of text instead.
 void WGLWritePage(WGLString page);
 
 WGLString WGLEmpty();

@@ -1,15 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "wgl/WGLIncludeStack.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/RegularFile.h"
+#include "base/Response.h"
 #include "base/Settings.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLScanner.h"
 
 namespace {
+
+// Ends the process if the last call failed for want of memory: there is nothing wrong with the
+// template then.
+void RequireMemory() {
+  if (errno != ENOMEM) return;
+  Response::WriteFailure(Response::kOutOfMemory);
+  std::fprintf(stderr, "%s\n", Response::kOutOfMemory);
+  std::exit(2);
+}
 
 // Opens a template; null when that is impossible. A FIFO, which would wait for a writer for ever,
 // and a device count as impossible. A folder can be opened, and fails when it is read.
@@ -17,7 +28,11 @@ FILE* OpenTemplate(const std::string& path) {
   OpenedFile file = OpenToRead(path);
   if (!file.IsRegular() && !file.IsFolder()) return nullptr;
   FILE* stream = fdopen(file.descriptor.Number(), "r");
-  if (stream != nullptr) file.descriptor.Release();
+  if (stream == nullptr) {
+    RequireMemory();
+  } else {
+    file.descriptor.Release();
+  }
   return stream;
 }
 
@@ -54,7 +69,10 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   // A file name can't hold a NUL byte; realpath would silently use only the bytes before it.
   if (candidate.find('\0') != std::string::npos) return std::string();
   char* resolved = realpath(candidate.c_str(), nullptr);
-  if (resolved == nullptr) return std::string();
+  if (resolved == nullptr) {
+    RequireMemory();
+    return std::string();
+  }
   std::string result = resolved;
   std::free(resolved);
   if (result.compare(0, rootPrefix.size(), rootPrefix) != 0) return std::string();

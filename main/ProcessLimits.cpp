@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include "main/ProcessLimits.h"
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "base/Response.h"
+
+namespace {
+
+// Address space, in MiB; set by the build; 0 for no limit.
+constexpr rlim_t kMaxMemoryMegabytes = VISTEL_MEMORY_MEGABYTES;
+
+// A typical page takes a thousandth of a second, and a hundredth on a slow device. Waiting for the
+// system manager takes none.
+constexpr rlim_t kMaxProcessorSeconds = 20;
+
+// The time for the message, after which the kernel ends the process.
+constexpr rlim_t kMessageSeconds = 1;
+
+constexpr int kLostStatus = 2;
+
+void Limit(decltype(RLIMIT_AS) resource, rlim_t soft, rlim_t hard) {
+  rlimit old = {};
+  if (getrlimit(resource, &old) != 0) return;
+  const rlimit limit = {std::min(soft, old.rlim_cur), std::min(hard, old.rlim_max)};
+  setrlimit(resource, &limit);
+}
+
+void EndForTime(int /*signal*/) {
+  Response::WriteFailure("the page takes too much time");
+  _exit(kLostStatus);
+}
+
+}  // namespace
+
+void LimitProcess() {
+  constexpr rlim_t kMaxMemoryBytes = kMaxMemoryMegabytes << 20;
+  if (kMaxMemoryBytes != 0) Limit(RLIMIT_AS, kMaxMemoryBytes, kMaxMemoryBytes);
+  std::signal(SIGXCPU, EndForTime);
+  Limit(RLIMIT_CPU, kMaxProcessorSeconds, kMaxProcessorSeconds + kMessageSeconds);
+  Limit(RLIMIT_CORE, 0, 0);
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+}

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+//
+// Looks through a compiled message catalogue before gettext does: gettext trusts the numbers in it,
+// and a catalogue that was cut or changed would crash it in the middle of a page, or make it search
+// for ever.
+#pragma once
+
+struct OpenedFile;
+
+enum class CatalogueState {
+  kDescribed,  // sound, and the empty text has a translation, which describes the catalogue
+  kPlain,      // sound, without a description
+  kForeign,    // doesn't begin as a catalogue does; gettext looks at no more than the beginning
+  kDamaged,    // gettext must not read it
+};
+
+// Maps the file and holds every number in it against its size.
+CatalogueState StateOfCatalogue(const OpenedFile& file);
