@@ -5,6 +5,7 @@
 // but the source is the service's own library, and the program takes the same options.
 #include <malloc.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -63,15 +64,18 @@ int main(int count, char** arguments) {
   try {
     const Options options = ParseOptions(count, arguments);
     const Model model = ReadModelFile(options.model);
-    const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
+    Authorisation authorisation(options.authorisation, options.isOpen);
     Storage storage(options.database, model);
     Settings settings(model, storage);
     Sources sources;
     LargeTable().OfferTo(sources);
     Device device(settings, sources);
     Dispatcher dispatcher(device, authorisation);
-    Server server(options.socket, dispatcher);
-    server.Run();
+    EventLoop loop;
+    loop.OnSignal(SIGTERM, [&loop] { loop.End(); });
+    Listener listener(options.socket, 0600);
+    Server server(loop, listener, dispatcher);
+    loop.Run();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "large-table: %s\n", error.what());
     return 1;

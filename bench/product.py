@@ -78,7 +78,7 @@ def settings_service():
     """With the simulated adapter, whose values are there when its charts and tables are asked for."""
     control = [STATE / "sbin" / "sysmgrctl", "get", "Network.CurrentGateway"]
     has_values = lambda: subprocess.run(control, capture_output=True).returncode == 0
-    with started("sysmgrd", [STATE / "sbin" / "sysmgrd"], (STATE / "run" / "socket").exists) as service:
+    with started("sysmgrd", [STATE / "sbin" / "sysmgrd", "--open"], (STATE / "run" / "socket").exists) as service:
         with started("simulator", [BUILT / "simulator" / "vistel-simulator"], has_values):
             yield service
 

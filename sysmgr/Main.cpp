@@ -55,13 +55,13 @@ int main(int count, char** arguments) {
   try {
     options = ParseOptions(count, arguments);
   } catch (const std::exception& error) {
-    Log::Write(error.what());
+    Log::Write(error.what(), Log::Priority::kError);
     return kExitUsage;
   }
   try {
     return Run(options);
   } catch (const std::exception& error) {
-    Log::Write(error.what());
+    Log::Write(error.what(), Log::Priority::kError);
     return kExitFailure;
   }
 }

@@ -16,6 +16,7 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"authorisation", required_argument, nullptr, 'a'},
                                {"files", required_argument, nullptr, 'f'},
                                {"upload", required_argument, nullptr, 'u'},
+                               {"open", no_argument, nullptr, 'o'},
                                {"check-model", no_argument, nullptr, 'c'},
                                {"messages", no_argument, nullptr, 'g'},
                                {"help", no_argument, nullptr, 'h'},
@@ -60,6 +61,9 @@ Options ParseOptions(int count, char** arguments) {
       case 'c':
         options.action = Options::Action::kCheckModel;
         break;
+      case 'o':
+        options.isOpen = true;
+        break;
       case 'g':
         options.action = Options::Action::kMessages;
         break;
@@ -86,7 +90,8 @@ std::string HelpText() {
   return "Usage: sysmgrd [OPTION ...]\n"
          "\n"
          "Serves the device's settings and live values to programs on this device, in the\n"
-         "foreground, until SIGTERM. Writes its log to standard error.\n"
+         "foreground, until SIGTERM. Writes its log to standard error. SIGHUP: reads the secret "
+         "again.\n"
          "\n"
          "  --socket PATH         listen here (" VISTEL_SYSMGR_SOCKET
          ")\n"
@@ -97,8 +102,8 @@ std::string HelpText() {
          "  --database FILE       the settings (" VISTEL_SYSMGR_DATABASE
          ")\n"
          "  --authorisation FILE  the secret that clients show (" VISTEL_AUTHORISATION_FILE
-         ");\n"
-         "                        without the file none is expected\n"
+         ")\n"
+         "  --open                without that file, serve every client that reaches the socket\n"
          "  --files FOLDER        files for clients to fetch (" VISTEL_SYSMGR_FILES
          ")\n"
          "  --upload FILE         what a page has uploaded (" VISTEL_UPLOAD_FILE

@@ -16,6 +16,7 @@ struct Options {
   std::string authorisation;
   std::string files;
   std::string upload;
+  bool isOpen = false;  // serves without a secret
 };
 
 // Throws StartFailure with what is wrong. The build sets the defaults.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sysmgr/Features.h"
+#include "sysmgr/Notify.h"
 #include "sysmgr/OwnSources.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Settings.h"
@@ -55,15 +56,17 @@ std::int64_t SteadyTime() {
 void Serve(const Options& options, const Pace& pace) {
   const Model model = ReadModelFile(options.model);
   CheckOwnSources(model);
-  const Authorisation authorisation = Authorisation::FromFile(options.authorisation);
+  Authorisation authorisation(options.authorisation, options.isOpen);
   EventLoop loop;
   // Before the sockets are made: a signal that ended the process would leave them behind.
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+  for (const int number : {SIGTERM, SIGINT}) {
     loop.OnSignal(number, [&loop, number] {
       Log::Write("ending on signal " + std::to_string(number));
+      NotifyServiceManager("STOPPING=1");
       loop.End();
     });
   }
+  loop.OnSignal(SIGHUP, [&authorisation] { authorisation.Reload(); });
   // First of all that is written, so that a second service ends before it touches the files of the
   // first one.
   Listener clients(options.socket, kClientsMode);
@@ -88,9 +91,11 @@ void Serve(const Options& options, const Pace& pace) {
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });
-  if (!authorisation.IsExpected()) {
-    Log::Write("no authorisation file '" + options.authorisation + "': none is expected");
+  if (authorisation.AdmitsEverybody()) {
+    Log::Write("no authorisation file '" + options.authorisation + "': none is expected",
+               Log::Priority::kWarning);
   }
   Log::Write("ready on '" + options.socket + "'");
+  NotifyServiceManager("READY=1");
   loop.Run();
 }

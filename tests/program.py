@@ -231,6 +231,7 @@ class SystemManager(socketserver.ThreadingMixIn, socketserver.UnixStreamServer):
     def __init__(self, program, react):
         self.react, self.requests, self.connections, self.faults = react, [], 0, []
         program.socket.parent.mkdir(parents=True, exist_ok=True)
+        program.socket.unlink(missing_ok=True)  # of a test that was killed
         super().__init__(str(program.socket), None)
 
     def finish_request(self, request, client_address):

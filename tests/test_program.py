@@ -256,7 +256,7 @@ def real_system_manager():
     PROGRAM.socket.parent.chmod(0o750)
     with tempfile.TemporaryDirectory() as folder:
         providers = Path(folder, "run/providers")
-        with running("sysmgr/sysmgrd", "--socket", PROGRAM.socket, "--providers", providers, "--model",
+        with running("sysmgr/sysmgrd", "--open", "--socket", PROGRAM.socket, "--providers", providers, "--model",
                      TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")) as process:
             with running("simulator/vistel-simulator", "--socket", providers):
                 wait_for(process, "ready on")

@@ -76,7 +76,8 @@ bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
   const OpenedFile file = OpenRegularFile(Path(name), O_NOFOLLOW);
   if (file.error != 0) return false;
   const Outcome outcome = VerifyFirmware(file.descriptor.Number(), model_, image);
-  if (!outcome.IsSuccess()) Log::Write("'" + Path(name) + "' is not used: " + outcome.Record());
+  if (!outcome.IsSuccess())
+    Log::Write("'" + Path(name) + "' is not used: " + outcome.Record(), Log::Priority::kError);
   return outcome.IsSuccess();
 }
 
@@ -172,7 +173,8 @@ Outcome FirmwareUpdate::TryStep() {
   try {
     return StepOn();
   } catch (const std::exception& error) {
-    Log::Write("a step of the installation failed: " + std::string(error.what()));
+    Log::Write("a step of the installation failed: " + std::string(error.what()),
+               Log::Priority::kError);
     return Sentence::kNotInstalled;
   }
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The service's log: records of one line on standard error, each with the time in UTC at its start.
-// Never log values of settings or authorisations.
+// The service's log: records of one line on standard error, each with the time in UTC at its start,
+// and before that its priority where standard error is the journal. Never log values of settings or
+// authorisations.
 #pragma once
 
 #include <cstddef>
@@ -25,14 +26,18 @@ inline constexpr std::size_t kMaxRecordBytes = 1024;
 // record.
 inline constexpr unsigned kMaxClientRecordsPerSecond = 20;
 
+// As the journal counts them.
+enum class Priority { kError = 3, kWarning = 4, kInfo = 6 };
+
+// The same for successful sets, which are counted apart, so that no mistakes push them out.
+inline constexpr unsigned kMaxSetRecordsPerSecond = 200;
+
 // Writes a record. Control characters and bytes beyond ASCII become "?". Cuts a text that is too
 // long, and drops a record that would block.
-void Write(std::string_view text);
+void Write(std::string_view text, Priority priority = Priority::kInfo);
 
-// The same for records that a client can cause at any rate.
+// The same for records that a client can cause at any rate: warnings, and successful sets.
 void WriteAboutClient(std::string_view text);
-
-// The record that Write would make of `text`, with its newline.
-std::string Record(std::string_view time, std::string_view text);
+void WriteAboutSet(std::string_view text);
 
 }  // namespace Log

@@ -61,7 +61,7 @@ void EventLoop::CallTask(int, short, void* task) {
   try {
     static_cast<Task*>(task)->action();
   } catch (const std::exception& error) {
-    Log::Write("what is due regularly failed: " + std::string(error.what()));
+    Log::Write("what is due regularly failed: " + std::string(error.what()), Log::Priority::kError);
   }
 }
 
@@ -71,7 +71,7 @@ void EventLoop::CallStep(int, short, void* loop) {
   try {
     goesOn = self->step_();
   } catch (const std::exception& error) {
-    Log::Write("a step failed: " + std::string(error.what()));
+    Log::Write("a step failed: " + std::string(error.what()), Log::Priority::kError);
   }
   if (!goesOn) event_del(self->stepEvent_.get());
 }

@@ -145,7 +145,8 @@ std::string ProviderSession::TakeOffer(const Fields& fields) {
     Register(source, offer);
     offers_.emplace(source, std::move(offer));
   } else {
-    Log::Write("provider '" + name_ + "' offers '" + source + "': " + refusal);
+    Log::Write("provider '" + name_ + "' offers '" + source + "': " + refusal,
+               Log::Priority::kWarning);
   }
   link_.Send({"offered", source, refusal});
   return "";
@@ -471,7 +472,8 @@ std::string ProviderSession::Event(const Fields& fields) {
   if (++events_ <= kMaxEvents) {
     world_.log.Add(fields[1]);
   } else if (events_ == kMaxEvents + 1) {
-    Log::Write("provider '" + name_ + "' has too many events: the next ones are dropped");
+    Log::Write("provider '" + name_ + "' has too many events: the next ones are dropped",
+               Log::Priority::kWarning);
   }
   return "";
 }

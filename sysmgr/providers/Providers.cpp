@@ -74,5 +74,5 @@ void Providers::Remove(ProviderLink& link, const std::string& why) {
   if (found == sessions_.end()) return;
   const std::unique_ptr<ProviderSession> session = std::move(*found);
   sessions_.erase(found);
-  Log::Write("provider '" + session->Name() + "' is disconnected: " + why);
+  Log::Write("provider '" + session->Name() + "' is disconnected: " + why, Log::Priority::kWarning);
 }

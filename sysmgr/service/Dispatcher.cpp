@@ -88,7 +88,7 @@ Dispatcher::Progress Dispatcher::Answer(std::string_view payload, std::string& o
     AppendAnswer(out, kNotUnderstood, Sentences::TextOf(Sentence::kNotUnderstood));
     return Progress::kAnswered;
   }
-  if (!authorisation_.Matches(fields[kAuthorisation])) {
+  if (!authorisation_.Admits(fields[kAuthorisation])) {
     AppendAnswer(out, kNotAuthorised, Sentences::TextOf(Sentence::kNotAuthorised));
     Log::WriteAboutClient("wrong authorisation from client '" +
                           std::string(Shorten(fields[kClient])) + "'");
@@ -152,8 +152,13 @@ void Dispatcher::Set(const std::shared_ptr<Request>& request, const StringTable&
     for (unsigned row = 0; row < names.Rows() && record.size() < Log::kMaxNameBytes; ++row) {
       record.append(" ").append(Log::PathOf(names.View(row, 0)));
     }
-    Log::WriteAboutClient("set of client '" + std::string(Shorten(request->client)) + "' " +
-                          Verb(failure) + ":" + std::string(Shorten(record)));
+    record = "set of client '" + std::string(Shorten(request->client)) + "' " + Verb(failure) +
+             ":" + std::string(Shorten(record));
+    if (failure.IsSuccess()) {
+      Log::WriteAboutSet(record);
+    } else {
+      Log::WriteAboutClient(record);
+    }
     request->Finish(kOk, answer.Serialize());
   });
 }

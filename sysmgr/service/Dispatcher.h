@@ -28,7 +28,7 @@ class Dispatcher {
   };
 
   // Both must outlive the dispatcher.
-  Dispatcher(Device& device, const Authorisation& authorisation)
+  Dispatcher(Device& device, Authorisation& authorisation)
       : device_(device), authorisation_(authorisation) {}
 
   // Takes an answer that comes later, as a message.
@@ -53,5 +53,5 @@ class Dispatcher {
   void Set(const std::shared_ptr<Request>& request, const StringTable& values);
 
   Device& device_;
-  const Authorisation& authorisation_;
+  Authorisation& authorisation_;
 };

@@ -136,10 +136,10 @@ class Client:
 class Service:
     """The finished program, or the impatient one, in a folder of its own."""
 
-    def __init__(self, program=SYSMGRD, before=(), secret=None, mode=0o640, **arguments):
+    def __init__(self, program=SYSMGRD, before=(), secret=None, mode=0o640, without_secret=("--open",), **arguments):
         self.temporary = tempfile.TemporaryDirectory(prefix="vistel-sysmgr-")
         self.folder = Path(self.temporary.name)
-        self.program, self.before, self.client = program, before, None
+        self.program, self.before, self.more, self.client = program, before, without_secret, None
         self.arguments = {"model": PRODUCT, "database": "settings.db", "socket": "run/socket", "providers": "run/providers",
                           "authorisation": "auth", "files": self.folder / "files", "upload": self.folder / "upload.bin"}
         self.clock()
@@ -153,7 +153,7 @@ class Service:
         if isinstance(text := self.arguments["model"], str):
             self.arguments["model"] = self.write(f"model-{hash(text)}.json", text)
         with open(self.folder / "log", "ab") as log:
-            words = [*self.before, self.program, *(f"--{name}={value}" for name, value in self.arguments.items())]
+            words = [*self.before, self.program, *self.more, *(f"--{name}={value}" for name, value in self.arguments.items())]
             self.process = subprocess.Popen(words, cwd=self.folder, stderr=log)
         eventually(lambda: self.process.poll() is not None or self.is_listening())
 

@@ -8,14 +8,16 @@ usage: test_service.py BUILD [TEST...]
 import ctypes
 import json
 import os
+import re
 import resource
 import signal
+import socket
 import subprocess
 import sys
 import time
 import unittest
 
-from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, Client, ServiceTest, eventually, frame, key, model, rows, text_key
+from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, WAIT_SECONDS, Client, ServiceTest, eventually, frame, key, model, rows, text_key
 
 NAME = "Vistel Powerline Adapter"
 ASK_NAME = frame("query|||tester|System.ProductName|0")
@@ -53,6 +55,8 @@ class Requests(ServiceTest):
                 ({"secret": "secret\n", "mode": 0o644}, "is too open; its mode must be 0640 or less"),
                 ({"secret": "secret\n", "mode": 0o660}, "is too open"),
                 ({"secret": "\n"}, "is empty"),
+                ({"secret": "s" * 4097}, "is longer than 4096 bytes"),
+                ({"without_secret": ()}, "is not there; without one, clients are served with --open only"),
                 ({"database": "/nowhere/s.db"}, "can't be opened")):
             service = self.service(**options)
             self.assertEqual(service.process.poll(), 1, record)
@@ -71,7 +75,7 @@ class Requests(ServiceTest):
                 "$D" --check-model --model /dev/null 2>/dev/null => 1
                 "$D" --unknown 2>/dev/null => 2
                 "$D" extra 2>/dev/null => 2
-                "$D" --socket run/socket --database other.db --model "$M" 2>/dev/null => 1
+                "$D" --open --socket run/socket --database other.db --model "$M" 2>&1 | grep -q 'another service' => 0
                 sh c set System.DeviceName=a=b System.Led=0 => 0
                 test "$(sh c get System.DeviceName System.Led)" = "$(printf 'a=b\t0')" => 0
                 test "$(sh c set System.Led=2 2>&1)" = 'sysmgrctl: System.Led: Choose 0 or 1.' => 0
@@ -92,7 +96,7 @@ class Requests(ServiceTest):
                 sh c 2>/dev/null => 2
                 "$L" -c 200 -n 2000 -s run/socket -a secret >/dev/null => 0
                 """):
-            done = subprocess.run(["sh", "-c", command], cwd=service.folder, env={**os.environ, **paths})
+            done = subprocess.run(["timeout", str(WAIT_SECONDS), "sh", "-c", command], cwd=service.folder, env={**os.environ, **paths})
             self.assertEqual(done.returncode, int(status), command)
         self.assertNotIn("long enough", service.read("log"))
 
@@ -128,6 +132,41 @@ class Requests(ServiceTest):
                 """):
             self.assertEqual(client.ask(frame(fields)), long.get(answer, answer), fields)
         self.assertNotIn("secret", service.read("log"))
+
+    def test_a_secret_that_changes(self):
+        """Each change counts at the next request of a connection that is open already."""
+        service, other = self.service(secret="first\n", without_secret=()), self.service(secret="first\n")
+        for secret, mode, answers in (("other\n", 0o640, "101"), ("\n", 0o640, "000"), ("first", 0o644, "000"),
+                                      ("other", 0o600, "101"), (None, 0, "000"), ("s" * 4096, 0o640, "010"),
+                                      ("s" * 4097, 0o640, "000")):
+            file = service.folder / "auth"
+            file.unlink(missing_ok=True)
+            if secret is not None:
+                service.write("auth", secret).chmod(mode)
+            shown = [service.client.ask(frame(f"query||{text}|c|System.Led|0")) for text in ("other", "s" * 4096, "other")]
+            self.assertEqual("".join(answer.replace("[2: The authorisation is wrong.]", "0") for answer in shown),
+                             answers, secret)
+        (other.folder / "auth").unlink()
+        self.assertEqual(other.client.ask(frame("query|||c|System.Led|0")), "1")
+        other.write("auth", "second").chmod(0o600)
+        other.process.send_signal(signal.SIGHUP)
+        eventually(lambda: "auth': the secret is read again" in other.read("log"))
+        self.assertEqual(other.ask("System.Led"), "1")
+        self.assertNotRegex(service.read("log") + other.read("log"), "'(first|second)")
+
+    def test_what_starts_it(self):
+        """It tells the service manager when clients can connect, and gives the journal priorities."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as told:
+            told.bind(f"\0vistel-{os.getpid()}")
+            service = self.service(before=["env", f"NOTIFY_SOCKET=@vistel-{os.getpid()}", "sh", "-c",
+                                           'JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2) exec "$@"', "-"])
+            self.assertEqual(told.recv(99), b"READY=1")
+            self.assertEqual(service.ask("Foo")[:2], "[1")
+            self.assertEqual(service.end(), 0)
+            self.assertEqual(told.recv(99), b"STOPPING=1")
+        service.start(database="/nowhere/s.db")
+        levels = re.findall(r"^<(\d)>\S+ sysmgrd: (ready|query|ending|database)", service.read("log"), re.M)
+        self.assertEqual(levels, [("6", "ready"), ("4", "query"), ("6", "ending"), ("3", "database")])
 
     def test_bytes_that_are_no_request(self):
         """For any bytes, a client gets an answer or is disconnected: never silence, never half an answer."""
@@ -169,6 +208,10 @@ class Requests(ServiceTest):
         for record in service.read("log").split("\n"):
             self.assertRegex(record, r"\A[ -~]{,1023}\Z")
         self.assertIn("'a?b?[0m??'", service.read("log"))
+        # Mistakes do not push successful sets out.
+        self.assertEqual([service.ask("Foo")[:2] for _ in range(50)], ["[1"] * 50)
+        service.ask("set System.Led=1")
+        self.assertIn("set of client 'tester' done: System.Led", service.read("log"))
         self.assertEqual(len(self.service(model=f'{{"{"x" * 5000}": 0}}').read("log")), 1024)
 
 
