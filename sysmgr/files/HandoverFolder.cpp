@@ -126,6 +126,7 @@ Outcome HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
     unlink(path.c_str());
     errno = error;
   }
-  Log::Write("a file can't be put into '" + path_ + "': " + std::strerror(errno));
+  Log::Write("a file can't be put into '" + path_ + "': " + std::strerror(errno),
+             Log::Priority::kError);
   return Sentence::kFileNotMade;
 }

@@ -18,6 +18,14 @@ bool IsOurs(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
+// Whether we may read it as an upload. A second name means that somebody has put one of our own
+// files there, or keeps the upload to change it while we read.
+Outcome OutcomeOf(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return Sentence::kUploadNotReadable;
+  if (!IsOurs(status)) return Sentence::kUploadOfOther;
+  return status.st_nlink > 1 ? Outcome(Sentence::kUploadLinked) : Outcome();
+}
+
 }  // namespace
 
 UploadedFile::Opened UploadedFile::Open() const {
@@ -33,13 +41,14 @@ UploadedFile::Opened UploadedFile::Open() const {
     return opened;
   }
   if (found.error != 0) {
-    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(found.error));
+    Log::Write("upload file '" + path_ + "' can't be opened: " + std::strerror(found.error),
+               Log::Priority::kWarning);
     opened.outcome = Sentence::kUploadNotReadable;
     return opened;
   }
-  if (!IsOurs(found.status)) {
-    Log::Write("upload file '" + path_ + "' is no regular file of the service's user");
-    opened.outcome = Sentence::kUploadNotReadable;
+  opened.outcome = OutcomeOf(found.status);
+  if (!opened.outcome.IsSuccess()) {
+    Log::Write("upload file '" + path_ + "': " + opened.outcome.Text(), Log::Priority::kWarning);
     return opened;
   }
   opened.file = std::move(found.descriptor);
@@ -68,7 +77,8 @@ void UploadedFile::Delete(const Opened& opened) const {
     return;
   }
   if (unlink(path_.c_str()) != 0 && errno != ENOENT) {
-    Log::Write("upload file '" + path_ + "' can't be removed: " + std::strerror(errno));
+    Log::Write("upload file '" + path_ + "' can't be removed: " + std::strerror(errno),
+               Log::Priority::kWarning);
   }
 }
 

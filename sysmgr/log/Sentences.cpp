@@ -72,6 +72,8 @@ constexpr std::array kRows = {
     Row{Sentence::kDeviceAddress, OutcomeKind::kInvalid, Topic::kLimit, "Enter the IPv4 address of a device, such as 192.168.1.10."},
     Row{Sentence::kNoUpload, OutcomeKind::kInvalid, Topic::kUpload, "No file has been uploaded."},
     Row{Sentence::kUploadNotReadable, OutcomeKind::kInvalid, Topic::kUpload, "The uploaded file cannot be read."},
+    Row{Sentence::kUploadOfOther, OutcomeKind::kDenied, Topic::kUpload, "The uploaded file belongs to another user of the device."},
+    Row{Sentence::kUploadLinked, OutcomeKind::kDenied, Topic::kUpload, "The uploaded file has a second name on the device."},
     Row{Sentence::kUploadTooLarge, OutcomeKind::kInvalid, Topic::kUpload, "The uploaded file is too large."},
     Row{Sentence::kTryAgain, OutcomeKind::kBusy, Topic::kConfiguration, "Wait a moment and try again."},
     Row{Sentence::kPasswordNeeded, OutcomeKind::kInvalid, Topic::kConfiguration, "The file is enciphered: its password is needed."},

@@ -90,6 +90,8 @@ enum class Sentence : unsigned {
   // kUpload
   kNoUpload,
   kUploadNotReadable,
+  kUploadOfOther,
+  kUploadLinked,
   kUploadTooLarge,
   // kConfiguration
   kTryAgain,

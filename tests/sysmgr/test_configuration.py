@@ -286,8 +286,10 @@ class Files(ServiceTest):
                 (lambda: None, "No file has been uploaded."),
                 (lambda: upload.symlink_to(target), "The uploaded file cannot be read."),
                 (lambda: os.mkfifo(upload), "The uploaded file cannot be read."),
+                (lambda: os.link(target, upload), "The uploaded file has a second name on the device."),
                 (lambda: os.geteuid() == 0 and os.chown(service.write("upload.bin", "x"), 1, 1),
-                 "The uploaded file cannot be read." if os.geteuid() == 0 else "No file has been uploaded."),
+                 "The uploaded file belongs to another user of the device." if os.geteuid() == 0
+                 else "No file has been uploaded."),
                 (upload.mkdir, "The uploaded file cannot be read.")):
             for action in ("System.ConfigRestore", "System.FirmwareUpdate"):
                 make()
