@@ -3,14 +3,18 @@
 The programs that make a device: what they offer, push, answer and are told, and what becomes of those
 that are silent, slow or lie. The example of the documents and the simulated adapter are providers too.
 """
+import contextlib
 import json
+import os
+import re
+import signal
 import socket
 import subprocess
 import sys
 import time
 import unittest
 
-from service import IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
+from service import BUILD, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
 
 PLUG = SOURCE / "docs/examples/plug"
 MODEL = model(key("Speed", "integer read, 'source': 'speed', 'minimum': 0, 'maximum': 9"),
@@ -218,15 +222,30 @@ class Providers(ServiceTest):
             else:
                 self.assertEqual(service.ask("System.DeviceName;Network.Link"), "Vistel|up")
 
-    def test_the_example(self):
-        service = self.service(model=(PLUG / "model.json").read_text())
-        plug = subprocess.Popen([sys.executable, PLUG / "plug.py", service.folder / "run/providers"])
-        self.addCleanup(plug.wait)
-        self.addCleanup(plug.kill)
-        eventually(lambda: service.ask("Plug.Watts") == "0")
-        self.expect(service, "set Plug.On=1|Plug.MaximumWatts=100 => /")
-        eventually(lambda: service.ask("Plug.Watts;Plug.History{Watts=42}.Watts") == "42|42")
-        self.expect(service, "set Plug.ResetCounter=1 =>\n Plug.History => \n set Plug.On=2 => Choose 0 or 1.")
+    def test_from_nothing_to_a_device(self):
+        """The steps of docs/model.md: a model restarts the service, and each command prints what stands below it."""
+        text = (SOURCE / "docs/model.md").read_text().partition("## From nothing to a device")[2]
+        service, tool = None, ""
+        for kind, block in re.findall("```(json|console)\n(.*?)```", text.partition("\n## ")[0], re.S):
+            if kind == "json" or service and "plug.py" in block:
+                model = block if kind == "json" else service.read("model.json")
+                service = service or self.service(model=model)
+                service.restart(model=model)
+                service.write("model.json", model)
+            for line, output in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.M):
+                tool = line if line.startswith("sysmgrctl()") else tool
+                words = ["bash", "-c", f"{tool}\n{line.removesuffix('&')}"]
+                options = {"cwd": service.folder, "env": {**os.environ, "SOURCE": str(SOURCE), "PATH":
+                           f"{BUILD / 'sysmgr'}:{os.environ['PATH']}"}, "stderr": subprocess.STDOUT}
+                if line.endswith("&"):
+                    process = subprocess.Popen(words, process_group=0, **options)
+                    self.addCleanup(process.wait)
+                    self.addCleanup(os.killpg, process.pid, signal.SIGTERM)
+                else:
+                    show = lambda: subprocess.run(words, stdout=subprocess.PIPE, text=True, **options).stdout
+                    with contextlib.suppress(TimeoutError):
+                        eventually(lambda: show() == output)
+                    self.assertEqual(show(), output, line)
         self.assertLessEqual(sum(bool(line.strip()) for line in open(PLUG / "plug.py")), 40)
 
     def sent(self, service, line):
