@@ -30,9 +30,17 @@ bool ReadRows(const json& value, std::size_t columns, std::vector<std::vector<st
   return true;
 }
 
+// The value of the key's option "format"; "" when it has none.
+std::string FormatOf(const Config::Key::Key& key) {
+  for (const Config::Key::Pair& option : key.Options()) {
+    if (option.name == "format") return option.value;
+  }
+  return "";
+}
+
 bool KnowsFormat(const Config::Key::Key& key) {
-  const std::string* format = key.Option("format");
-  return format == nullptr || *format == "scalar" || *format == "table";
+  const std::string format = FormatOf(key);
+  return format.empty() || format == "scalar" || format == "table";
 }
 
 // The cells of all columns from `first` on as one, row by row, with commas between them.
@@ -123,8 +131,7 @@ bool Values::Append(std::string_view keyText, Columns& columns) const {
   if (definition->type == ValueType::kTable) {
     const std::size_t first = columns.size();
     if (!AppendTable(*definition, key, columns)) return false;
-    const std::string* format = key.Option("format");
-    if (format != nullptr && *format == "scalar") JoinFrom(first, columns);
+    if (FormatOf(key) == "scalar") JoinFrom(first, columns);
     return true;
   }
   // Only a source knows selectors; a setting or constant has none.
