@@ -13,7 +13,7 @@ constexpr std::size_t kBlockBytes = 8192;
 
 }  // namespace
 
-std::string ReadFormBody() {
+std::string ReadFormBody(std::size_t maxBytes) {
   std::string word;
   char block[kBlockBytes];
   while (const std::size_t count = ReadInput(block, sizeof block)) {
@@ -22,7 +22,7 @@ std::string ReadFormBody() {
     if (word.empty()) begin = std::find_if_not(begin, blockEnd, IsWhiteSpace);
     const char* const end = std::find_if(begin, blockEnd, IsWhiteSpace);
     word.append(begin, end);
-    if (end != blockEnd) break;
+    if (end != blockEnd || word.size() > maxBytes) break;
   }
   return word;
 }

@@ -3,23 +3,37 @@
 // Parses the environment and a form body into variables.
 #include "request/RequestHandler.h"
 
-#include <vector>
+#include <string_view>
 
 #include "base/Characters.h"
 #include "base/Number.h"
-#include "platform/RegExp.h"
 #include "request/Environment.h"
 #include "request/FormBody.h"
 #include "values/WGLVariables.h"
 
 namespace {
 
-// The star after the last letter matches any content type that begins with the form type without
-// that letter, so that parameters may follow it.
-constexpr char kFormPattern[] = "^application/x-www-form-urlencoded*";
+// The form type without its last letter: parameters may follow, and any other text may.
+constexpr std::string_view kFormType = "application/x-www-form-urlencode";
+
+constexpr std::string_view kMultipartType = "multipart/form-data";
+constexpr std::string_view kBoundary = "boundary=";
+
+// More bytes than the largest allowed fields take, when all of them are written as "%XX".
+constexpr std::size_t kMaxFormTextBytes =
+    RequestHandler::kMaxFieldBytes * 3 + RequestHandler::kMaxFields * 2;
+
+bool StartsWith(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
 
 // The boundary is everything after the last "boundary=", including quotes.
-constexpr char kMultipartPattern[] = "^multipart/form-data.*boundary=(.*)$";
+bool TakeBoundary(const std::string& contentType, std::string& boundary) {
+  const std::size_t found = contentType.rfind(kBoundary);
+  if (!StartsWith(contentType, kMultipartType) || found == std::string::npos) return false;
+  boundary = contentType.substr(found + kBoundary.size());
+  return true;
+}
 
 // See RequestHandler::Unescape.
 unsigned DigitValue(char byte) {
@@ -40,15 +54,12 @@ bool RequestHandler::Parse() {
   contentType_ = Environment("CONTENT_TYPE");
   contentLength_ = static_cast<std::uint32_t>(WGLToInt(Environment("CONTENT_LENGTH").c_str()));
   if (method_ == "GET" || method_ == "HEAD") {
-    ParseQueryString(Environment("QUERY_STRING"));
-    return true;
+    return ParseFields(Environment("QUERY_STRING"));
   }
   if (method_ == "POST") {
-    if (RegExp(kFormPattern, RegExp::kExtended).Match(contentType_)) return ParseForm();
-    std::vector<std::string> groups;
-    if (RegExp(kMultipartPattern, RegExp::kExtended).Match(contentType_, &groups)) {
-      return ParseMultipart(groups[1]);
-    }
+    if (StartsWith(contentType_, kFormType)) return ParseForm();
+    std::string boundary;
+    if (TakeBoundary(contentType_, boundary)) return ParseMultipart(boundary);
     WriteErrorPage("Unsupported content type: '%s'", contentType_.c_str());
     return false;
   }
@@ -62,7 +73,21 @@ bool RequestHandler::ParseForm() {
     WriteErrorPage("Missing or invalid content length: %u", contentLength_);
     return false;
   }
-  ParseQueryString(ReadFormBody());
+  return ParseFields(ReadFormBody(kMaxFormTextBytes));
+}
+
+bool RequestHandler::ParseFields(const std::string& text) {
+  if (text.size() <= kMaxFormTextBytes) ParseQueryString(text);
+  if (text.size() <= kMaxFormTextBytes && !HasTooManyFields()) return true;
+  WriteErrorPage(kTooManyFields);
+  return false;
+}
+
+bool RequestHandler::Store(const std::string& name, const std::string& value) {
+  ++fields_;
+  fieldBytes_ += name.size() + value.size();
+  if (HasTooManyFields()) return false;
+  if (variables_ != nullptr) variables_->Set(name, value);
   return true;
 }
 
@@ -71,7 +96,7 @@ void RequestHandler::ParseQueryString(const std::string& text) {
   while (position < text.size()) {
     const std::string name = Unescape(ParseQueryStringPart(text, position, text.size(), "="));
     const std::string value = Unescape(ParseQueryStringPart(text, position, text.size(), "&"));
-    if (variables_ != nullptr) variables_->Set(name, value);
+    if (!Store(name, value)) return;
   }
 }
 

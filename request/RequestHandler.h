@@ -27,8 +27,13 @@ class RequestHandler {
   // a complete error page, and the fields read before stay in the store.
   bool Parse();
 
-  // Stores the fields of an application/x-www-form-urlencoded text in their order. A name ends at
-  // the next "=", even when an "&" comes first.
+  // The fields that one request may have, and the bytes of all their names and values together:
+  // far above those of any page. A request with more is refused.
+  static constexpr std::size_t kMaxFields = 32768;
+  static constexpr std::size_t kMaxFieldBytes = std::size_t{2} << 20;
+
+  // Stores the fields of an application/x-www-form-urlencoded text in their order, as far as the
+  // limits allow. A name ends at the next "=", even when an "&" comes first.
   void ParseQueryString(const std::string& text);
 
   // The field of `text[0, length)` that starts at `position` and ends before `delimiter` or at
@@ -76,6 +81,13 @@ class RequestHandler {
 
   struct Upload;  // a multipart body while it is being read
 
+  // Stores a field. Returns false, now and for all further fields, when there are too many.
+  bool Store(const std::string& name, const std::string& value);
+  bool HasTooManyFields() const { return fields_ > kMaxFields || fieldBytes_ > kMaxFieldBytes; }
+  static constexpr char kTooManyFields[] = "Too many or too large fields";
+
+  // Stores the fields of the text; refuses the request if there are too many.
+  bool ParseFields(const std::string& text);
   bool ParseForm();
   bool ParseMultipart(const std::string& boundary);
 
@@ -96,5 +108,7 @@ class RequestHandler {
   std::string contentType_;
   std::uint32_t contentLength_;  // a negative CONTENT_LENGTH wraps
   WGLVariables* variables_;
+  std::size_t fields_ = 0;      // and those that were refused
+  std::size_t fieldBytes_ = 0;  // of their names and values
   mutable CatalogueState catalogue_ = CatalogueState::kDamaged;
 };

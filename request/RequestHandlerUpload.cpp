@@ -9,10 +9,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "base/Settings.h"
-#include "platform/RegExp.h"
 #include "request/InputWindow.h"
 #include "request/RequestHandler.h"
 #include "request/UploadFile.h"
@@ -33,8 +31,18 @@ constexpr std::size_t kFieldLimitBytes = 8192;
 constexpr std::size_t kFileLimitBytes = 6291456;
 
 // The space keeps the first one from matching inside the second.
-constexpr char kNamePattern[] = " name=\"([^\"]*)\"";
-constexpr char kFileNamePattern[] = " filename=\"([^\"]*)\"";
+constexpr std::string_view kName = " name=\"";
+constexpr std::string_view kFileName = " filename=\"";
+
+// Sets `value` to what stands between the start and the next quote; leaves it if there is no such
+// text.
+void ReadAttribute(const std::string& line, std::string_view start, std::string& value) {
+  const std::size_t found = line.find(start);
+  if (found == std::string::npos) return;
+  const std::size_t begin = found + start.size();
+  const std::size_t end = line.find('"', begin);
+  if (end != std::string::npos) value = line.substr(begin, end - begin);
+}
 
 // Looks for the delimiter in block after block and passes on the content before it.
 //
@@ -90,20 +98,14 @@ class PartCopier {
 
 }  // namespace
 
-// The patterns are compiled once for all parts. It is on the heap because of the window's size.
+// It is on the heap because of the window's size.
 struct RequestHandler::Upload {
-  Upload()
-      : namePattern(kNamePattern, RegExp::kExtended),
-        fileNamePattern(kFileNamePattern, RegExp::kExtended) {}
-
   InputWindow input;
-  RegExp namePattern;
-  RegExp fileNamePattern;
 };
 
 bool RequestHandler::ParseMultipart(const std::string& boundary) {
   if (ParseUploadData(boundary) > 0) return true;
-  WriteErrorPage("Malformed multipart data");
+  WriteErrorPage(HasTooManyFields() ? kTooManyFields : "Malformed multipart data");
   return false;
 }
 
@@ -125,7 +127,7 @@ int RequestHandler::ParseUploadData(const std::string& boundary) {
     }
     StringOutput value;
     if (!ParseUploadDataPart(*upload, boundary, value, kFieldLimitBytes, true)) return 0;
-    if (variables_ != nullptr) variables_->Set(name, value.Text());
+    if (!Store(name, value.Text())) return 0;
   }
 }
 
@@ -142,7 +144,6 @@ bool RequestHandler::ParseUploadDataHeader(Upload& upload, std::string& name,
   name.clear();
   fileName.clear();
   std::string line;
-  std::vector<std::string> groups;
   for (std::size_t i = 0; i < kMaxHeaderBytes; ++i) {
     const int byte = upload.input.Get();
     if (byte == InputWindow::kEnd) return false;
@@ -152,8 +153,8 @@ bool RequestHandler::ParseUploadDataHeader(Upload& upload, std::string& name,
       continue;
     }
     if (line.empty()) return true;
-    if (upload.namePattern.Match(line, &groups)) name = groups[1];
-    if (upload.fileNamePattern.Match(line, &groups)) fileName = groups[1];
+    ReadAttribute(line, kName, name);
+    ReadAttribute(line, kFileName, fileName);
     line.clear();
   }
   return false;

@@ -61,21 +61,30 @@ docs/architecture.md
 at least {Chart.kRequiredWidth} by {Chart.kRequiredHeight} pixels
 docs/settings.md
 needs {3 * (FirmwareImage.kMaxBytes + 1) // MIB} MiB for them
-| 1 to {RequestHandler.kMaxFormBytes} bytes |
-longer ones are an error | {RequestHandlerUpload.kMaxHeaderBytes} bytes |
-and `--` before it | {RequestHandlerUpload.kMaxDelimiterBytes} bytes |
-| Window on a multipart body | {InputWindow.kBlockBytes} bytes |
-| Authorisation file | {SysMgrProxy.kMaxAuthorisationBytes} bytes |
-| Authorisation file | {Authorisation.kMaxBytes} bytes |
-for a longer token | {WGLScanner.kWGLScannerBufferBytes} bytes |
 in the device's log | {EventLog.kMaxTextBytes} |
 | {HandoverFolder.kMaxFiles}, {HandoverFolder.kMaxAgeSeconds // 60} minutes, {HandoverFolder.kSafeSeconds} seconds |
 no action takes | {UploadedFile.kMaxAgeSeconds // 60} minutes |
 | {Chart.kCarriers}; {Chart.kPowerLowestDecibels} to {Chart.kPowerHighestDecibels} dB
 and {Chart.kSnrLowestDecibels} to {Chart.kSnrHighestDecibels} dB;
 dB; {Chart.kFirstColumn} pixels from the left, {Chart.kBaseRow} from
-| {GifTemplate.kMaxFileBytes // MIB} MiB, {GifTemplate.kMaxPixels // MIB} Mi |
+docs/limits.md
+| Processor time | {ProcessLimits.kMaxProcessorSeconds} seconds |
+a name among them | {RequestHandler.kMaxFields} |
+| Names and values of all fields together | {RequestHandler.kMaxFieldBytes // MIB} MiB |
+| 1 to {RequestHandler.kMaxFormBytes} bytes |
+| Value of a field in a multipart body | {RequestHandlerUpload.kFieldLimitBytes - 1} bytes |
+| File in a multipart body | {RequestHandlerUpload.kFileLimitBytes - 1} bytes |
+| Headers of a part of a multipart body | {RequestHandlerUpload.kMaxHeaderBytes} bytes |
+and `--` before it | {RequestHandlerUpload.kMaxDelimiterBytes} bytes |
+| Window on a multipart body | {InputWindow.kBlockBytes} bytes |
+at its start | {WGLScanner.kWGLScannerBufferBytes} bytes |
 | Output buffer | {Main.kOutputBufferBytes} bytes |
+| {MessageCatalogue.kMaxCatalogueBytes // MIB} MiB; {MessageCatalogue.kMaxDescriptionBytes} bytes
+its description, {MessageCatalogue.kMaxCharacterSetBytes} of the name
+| {GifTemplate.kMaxFileBytes // MIB} MiB, {GifTemplate.kMaxPixels // MIB} Mi |
+| {SysMgrProxy.kMaxAnswerBytes // MIB} MiB, {SysMgrProxy.kAnswerMilliseconds // 1000} seconds |
+| The authorisation file | {SysMgrProxy.kMaxAuthorisationBytes} bytes |
+| The authorisation file | {Authorisation.kMaxBytes} bytes |
 docs/deploy.md
 a body of more than {(RequestHandlerUpload.kFileLimitBytes + FORM) / MIB} MiB
 a limit of {FILES} open files

@@ -198,6 +198,30 @@ class Limits(TestCase):
                                      tuple(map(brief, expected)))
 
 
+    def test_fields(self):
+        part = lambda name, value: f'--B\r\nX: name="{name}"\r\n\r\n{value}\r\n'
+        text = lambda name, value: f"{name}={urllib.parse.quote(value)}&"
+        for kind, field, end in (("application/x-www-form-urlencoded", text, ""),
+                                 ("multipart/form-data; boundary=B", part, "--B--")):
+            for name, accepted in (
+                    ("many", ["'" * 50] * 32768), ("too many", [""] * 32769), ("once", None),
+                    ("large", ["'" * 8183] * 256), ("too large", ["'" * 8183] * 255 + ["'" * 8184])):
+                body = (field(":sys:a", "v") * 32769 if accepted is None else
+                        "".join(field(f":sys:{i:04d}", value) for i, value in enumerate(accepted))) + end
+                fits = name in ("many", "large")
+                environment = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": kind, "CONTENT_LENGTH": "1"}
+                with SystemManager(PROGRAM, lambda keys: answer(0, table(*[[""]] * len(keys)))) as manager:
+                    for program in PROGRAMS:
+                        # The memory that docs/limits.md promises.
+                        limit = None if program is PROGRAM else (resource.RLIMIT_AS, 32 << 20)
+                        with self.subTest(kind, name=name, program=program.build.name):
+                            done = program.run(environment, [body], limit=limit)
+                            self.assertEqual((done.status, done.errors), (0 if fits else 1, ""))
+                            if not fits:
+                                self.assertEqual(done.output, headers("text/plain") + "Too many or too large fields\r\n")
+                self.assertTrue(fits or manager.requests == [])
+
+
 def examples(text):
     """
     Line and sections of every example of a document. The rule to know: no example is exempt. A `wgl`
