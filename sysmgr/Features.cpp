@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sysmgr/OwnSources.h"
+#include "sysmgr/device/LostSettings.h"
 #include "sysmgr/model/KeyList.h"
 
 namespace {
@@ -48,13 +49,14 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   configuration_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferKeys(sources_, settings.Definitions());
-  CheckOffers(sources_);
   restarts_.AddListener([this] {
     configuration_.Restart();
     files_.RemoveAll();
     upload_.DeleteOurs();
   });
   AddEvents(settings);
+  LostSettings::OfferTo(sources_, settings, log_);
+  CheckOffers(sources_);
 }
 
 // Adds the events of the device's log that the parts don't add themselves.

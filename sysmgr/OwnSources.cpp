@@ -41,6 +41,8 @@ constexpr OwnSource kOwn[] = {
     {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
     {"restart", Kind::kAction},
     {"setting-check", Kind::kValue},
+    {"settings-lost", Kind::kValue},
+    {"settings-lost-noted", Kind::kAction},
 };
 
 const OwnSource* Find(std::string_view name) {

@@ -25,7 +25,12 @@ void Restarts::Restart(const ActionRequest& request, const OutcomeTaker& done) {
     done(Sentence::kInstalling);
     return;
   }
-  firmware_.Restart();
+  StartAgain(request, done);
+}
+
+void Restarts::StartAgain(const ActionRequest& request, const OutcomeTaker& done) {
+  // An installation that began while a reset went to the disk goes on.
+  if (!firmware_.IsInstalling()) firmware_.Restart();
   for (const auto& listener : listeners_) listener();
   log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
   if (const Action* device = sources_.FindAction(kDeviceRestart)) {
@@ -40,12 +45,13 @@ void Restarts::FactoryReset(const ActionRequest& request, const OutcomeTaker& do
     done(Sentence::kInstalling);
     return;
   }
-  const Outcome reset = settings_.Reset();
-  if (!reset.IsSuccess()) {
-    done(reset);
-    return;
-  }
-  log_.Add("All settings have their factory values again.");
-  if (onReset_) onReset_();
-  Restart(request, done);
+  settings_.Reset([this, kept = KeptRequest(request), done](const Outcome& reset) {
+    if (!reset.IsSuccess()) {
+      done(reset);
+      return;
+    }
+    log_.Add("All settings have their factory values again.");
+    if (onReset_) onReset_();
+    StartAgain(kept.Request(), done);
+  });
 }

@@ -33,6 +33,8 @@ class Restarts {
   // The settings have their defaults, what was kept for providers is forgotten, and then as
   // Restart; or nothing of it. The installed firmware stays.
   void FactoryReset(const ActionRequest& request, const OutcomeTaker& done);
+  // What follows when nothing refuses it.
+  void StartAgain(const ActionRequest& request, const OutcomeTaker& done);
 
   Settings& settings_;
   FirmwareUpdate& firmware_;

@@ -19,6 +19,7 @@
 #include "sysmgr/log/Log.h"
 #include "sysmgr/loop/EventLoop.h"
 #include "sysmgr/loop/Listener.h"
+#include "sysmgr/loop/Worker.h"
 #include "sysmgr/model/ModelReader.h"
 #include "sysmgr/providers/Providers.h"
 #include "sysmgr/service/Authorisation.h"
@@ -71,7 +72,11 @@ void Serve(const Options& options, const Pace& pace) {
   // first one.
   Listener clients(options.socket, kClientsMode);
   Listener devices(options.providers, kProvidersMode);
-  Storage storage(options.database, model, pace.openMilliseconds);
+  Storage storage(options.database, model, pace.openMilliseconds, pace.databaseVersion);
+  Worker disk(loop);
+  storage.RunWith([&disk](std::function<void()> work, std::function<void()> done) {
+    disk.Run(std::move(work), std::move(done));
+  });
   Settings settings(model, storage);
   FeatureSetup setup;
   setup.timeOfDay = pace.timeOfDay;
@@ -98,4 +103,6 @@ void Serve(const Options& options, const Pace& pace) {
   Log::Write("ready on '" + options.socket + "'");
   NotifyServiceManager("READY=1");
   loop.Run();
+  // Whoever has handed over settings learns what became of them.
+  disk.Finish();
 }

@@ -21,6 +21,7 @@ struct Pace {
   int deadlineMilliseconds = Server::kDeadlineMilliseconds;
   int stepMilliseconds = FirmwareUpdate::kStepMilliseconds;
   int openMilliseconds = Storage::kOpenMilliseconds;
+  unsigned databaseVersion = Database::kVersion;
   std::function<std::int64_t()> timeOfDay = TimeOfDay;
   std::function<std::int64_t()> steady = SteadyTime;
   ProviderPatience patience = {};

@@ -62,8 +62,9 @@ void Configuration::OfferTo(Sources& sources) {
                       [this](const Question& question) { return Changes(question); }});
   sources.OfferTable("config-mistakes", {{"Number", "Line", "Key", "Text"},
                                          [this](const Question&) { return Mistakes(); }});
-  sources.OfferQuickAction("config-restore",
-                           [this](const ActionRequest& request) { return Restore(request); });
+  sources.OfferAction("config-restore", [this](const ActionRequest& request, OutcomeTaker done) {
+    Restore(request, std::move(done));
+  });
 }
 
 std::string Configuration::Show(Part part, std::string_view client) const {
@@ -130,27 +131,26 @@ void Configuration::DropOld() {
   if (now - mistakesSince_ > kPendingSeconds) mistakes_ = {};
 }
 
-Outcome Configuration::Restore(const ActionRequest& request) {
+void Configuration::Restore(const ActionRequest& request, OutcomeTaker done) {
   DropOld();
   mistakes_ = {};
   if (request.Value() == "drop") {
     pending_.reset();
-    return {};
+    done({});
+    return;
   }
-  PendingPointer loaded;
-  if (request.Value() == "check") {
-    pending_.reset();
-    Outcome outcome = Load(request, loaded);
-    if (outcome.IsSuccess()) pending_ = std::move(loaded);
-    return outcome;
+  const bool checks = request.Value() == "check";
+  if (checks) pending_.reset();
+  PendingPointer chosen = pending_;
+  if (chosen == nullptr) {
+    Outcome outcome = Load(request, chosen);
+    if (checks && outcome.IsSuccess()) pending_ = chosen;
+    if (checks || !outcome.IsSuccess()) {
+      done(std::move(outcome));
+      return;
+    }
   }
-  if (pending_ == nullptr) {
-    Outcome outcome = Load(request, loaded);
-    return outcome.IsSuccess() ? Apply(*loaded, request.Client()) : outcome;
-  }
-  Outcome outcome = Apply(*pending_, request.Client());
-  if (outcome.IsSuccess()) pending_.reset();
-  return outcome;
+  Apply(chosen, request.Client(), std::move(done));
 }
 
 Outcome Configuration::ReadUpload(std::string_view password, Secret& text) {
@@ -173,10 +173,11 @@ Outcome Configuration::Load(const ActionRequest& request, PendingPointer& loaded
   Secret text;
   Outcome outcome = ReadUpload(request.Parameter("Password"), text);
   if (!outcome.IsSuccess()) return outcome;
-  loaded = std::make_unique<Pending>();
-  loaded->since = clock_();
+  const auto made = std::make_shared<Pending>();
+  loaded = made;
+  made->since = clock_();
   ConfigurationText::Parsed parsed = ConfigurationText::Read(text.Text());
-  loaded->settings = std::move(parsed.settings);
+  made->settings = std::move(parsed.settings);
   if (!parsed.outcome.IsSuccess()) return std::move(parsed.outcome);
   ProblemList& mistakes = parsed.mistakes;
   // If the file is so malformed that it names no device, doesn't check its values.
@@ -221,10 +222,22 @@ Outcome Configuration::Refuse(ProblemList mistakes) {
   return Sentence::kMistakes;
 }
 
-Outcome Configuration::Apply(const Pending& pending, std::string_view client) {
+void Configuration::Apply(const PendingPointer& applied, std::string_view client,
+                          OutcomeTaker done) {
   // Checks again, because the client that applies it may not be the one that loaded it.
-  Outcome outcome = Examine(pending.settings, client, {});
-  if (outcome.IsSuccess()) outcome = settings_.Store(pending.settings);
-  if (outcome.IsSuccess() && onRestored_) onRestored_();
-  return outcome;
+  Outcome outcome = Examine(applied->settings, client, {});
+  if (!outcome.IsSuccess()) {
+    done(std::move(outcome));
+    return;
+  }
+  Storage::Batch batch = applied->settings;
+  settings_.TakeNote(batch);
+  settings_.Store(std::move(batch), [this, applied, done = std::move(done)](const Outcome& stored) {
+    if (stored.IsSuccess()) {
+      // Another one may have been loaded meanwhile.
+      if (pending_ == applied) pending_.reset();
+      if (onRestored_) onRestored_();
+    }
+    done(stored);
+  });
 }

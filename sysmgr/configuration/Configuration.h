@@ -67,7 +67,7 @@ class Configuration {
     Pending(const Pending&) = delete;
     Pending& operator=(const Pending&) = delete;
   };
-  using PendingPointer = std::unique_ptr<Pending>;
+  using PendingPointer = std::shared_ptr<const Pending>;
 
   std::string Show(Part part, std::string_view client) const;
   LiveValue HandOver(std::string_view prefix, std::string_view suffix, std::string_view content);
@@ -75,10 +75,10 @@ class Configuration {
   LiveRows Changes(const Question& question);
   LiveRows Mistakes();
 
-  Outcome Restore(const ActionRequest& request);
+  void Restore(const ActionRequest& request, OutcomeTaker done);
   Outcome ReadUpload(std::string_view password, Secret& text);
   Outcome Load(const ActionRequest& request, PendingPointer& loaded);
-  Outcome Apply(const Pending& pending, std::string_view client);
+  void Apply(const PendingPointer& applied, std::string_view client, OutcomeTaker done);
   Outcome Examine(const Storage::Batch& batch, std::string_view client, ProblemList mistakes);
   Outcome Refuse(ProblemList mistakes);
   Outcome ExamineOne(const std::string& key, const std::string& value,

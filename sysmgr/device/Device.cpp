@@ -406,9 +406,13 @@ void Device::Set(const StringTable& keys, const StringTable& values, std::string
         });
     return;
   }
-  if (fine && !batch.empty()) {
-    Outcome outcome = settings_.Store(batch);
-    if (!outcome.IsSuccess()) outcomes.push_back(std::move(outcome));
+  if (!fine) {
+    done(outcomes);
+    return;
   }
-  done(outcomes);
+  settings_.Store(std::move(batch), [outcomes = std::move(outcomes),
+                                     done = std::move(done)](Outcome outcome) mutable {
+    if (!outcome.IsSuccess()) outcomes.push_back(std::move(outcome));
+    done(outcomes);
+  });
 }

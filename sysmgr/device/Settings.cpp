@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks the model's limits for single values, then its rules, and then writes to the disk.
+// Checks the model's limits for single values when they come, and its rules when they go to the
+// disk: other values may have been stored in between.
 #include "sysmgr/device/Settings.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/ConfigKey.h"
 #include "sysmgr/model/Check.h"
@@ -28,13 +30,23 @@ Outcome Settings::Check(std::string_view name, std::string_view value,
   return CheckValue(*definition, value);
 }
 
+Settings::Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {
+  storage_.CheckWith([this](const Storage::Batch& batch, const Storage::Lookup& valueOf) {
+    return CheckRules(batch, valueOf);
+  });
+  storage_.Observe([this](const std::vector<std::string>& keys) { OnChange(keys); });
+}
+
 Outcome Settings::CheckTogether(const Storage::Batch& batch) const {
-  const auto valueOf = [&](const std::string& key) {
+  return CheckRules(batch, [&](const std::string& key) -> const std::string& {
     for (const auto& [name, value] : batch) {
       if (name == key) return value;
     }
     return storage_.Get(key);
-  };
+  });
+}
+
+Outcome Settings::CheckRules(const Storage::Batch& batch, const Storage::Lookup& valueOf) const {
   for (const ModelRule& rule : model_.Rules()) {
     const bool concerned = std::any_of(batch.begin(), batch.end(), [&rule](const auto& setting) {
       return rule.Concerns(setting.first);
@@ -46,26 +58,17 @@ Outcome Settings::CheckTogether(const Storage::Batch& batch) const {
   return {};
 }
 
-Outcome Settings::Store(const Storage::Batch& batch) {
-  std::vector<std::string> changed;
-  for (const auto& [name, value] : batch) {
-    if (storage_.Get(name) != value) changed.push_back(name);
+void Settings::OnChange(const std::vector<std::string>& keys) const {
+  std::vector<std::string> settings;
+  for (const std::string& key : keys) {
+    if (key.front() != Storage::kOwnPrefix) settings.push_back(key);
   }
-  Outcome outcome = CheckTogether(batch);
-  if (outcome.IsSuccess()) outcome = storage_.Store(batch);
-  if (!outcome.IsSuccess()) return outcome;
-  if (!changed.empty()) {
-    for (const Observer& observer : observers_) observer(changed);
-  }
-  return {};
+  if (settings.empty()) return;
+  for (const Observer& observer : observers_) observer(settings);
 }
 
-const std::string& Settings::GetOwn(const std::string& name) const {
-  return storage_.Get(Storage::kOwnPrefix + name);
-}
-
-Outcome Settings::StoreOwn(const std::string& name, const std::string& value) {
-  return storage_.Store({{Storage::kOwnPrefix + name, value}});
+void Settings::TakeNote(Storage::Batch& batch) const {
+  if (!Lost().empty()) batch.emplace_back(Storage::kLost, "");
 }
 
 std::map<std::string, std::string> Settings::OwnOf(const std::string& owner) const {
@@ -77,8 +80,8 @@ std::map<std::string, std::string> Settings::OwnOf(const std::string& owner) con
   return texts;
 }
 
-Outcome Settings::StoreOwnOf(const std::string& owner, const Storage::Batch& texts) {
+void Settings::StoreOwnOf(const std::string& owner, const Storage::Batch& texts, Done done) {
   Storage::Batch batch;
   for (const auto& [name, value] : texts) batch.emplace_back(OwnPrefix(owner) + name, value);
-  return storage_.Store(batch);
+  storage_.Store(std::move(batch), std::move(done));
 }

@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "sysmgr/device/Storage.h"
@@ -15,12 +16,16 @@
 
 class Settings {
  public:
-  // Called after a batch has been stored, with the settings whose values have changed, at least
-  // one.
+  // Called after batches have been stored, with the settings whose values have changed, at least
+  // one. They are on the disk then, and nobody has been told yet.
   using Observer = std::function<void(const std::vector<std::string>& keys)>;
 
-  // Both must outlive the settings.
-  Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {}
+  using Done = Storage::Done;
+
+  // Both must outlive the settings, which check every batch of the storage.
+  Settings(const Model& model, Storage& storage);
+  Settings(const Settings&) = delete;
+  Settings& operator=(const Settings&) = delete;
 
   const Model& Definitions() const { return model_; }
 
@@ -35,30 +40,30 @@ class Settings {
   // Check.
   Outcome CheckTogether(const Storage::Batch& batch) const;
 
-  // Stores a batch whose values have passed Check. Stores nothing if they don't fit together or
-  // can't be stored.
-  Outcome Store(const Storage::Batch& batch);
+  // Stores a batch whose values have passed Check. Stores nothing if they don't fit together, with
+  // each other or with what was stored meanwhile, or can't be stored.
+  void Store(Storage::Batch batch, Done done) { storage_.Store(std::move(batch), std::move(done)); }
 
-  // Values that the service stores for itself with the settings, under names of its own; "" for a
-  // missing one. No client reaches them, and no list of settings holds them.
-  const std::string& GetOwn(const std::string& name) const;
-  Outcome StoreOwn(const std::string& name, const std::string& value);
+  // How settings were lost that had been stored: "damaged", "newer", or "" when none were or
+  // somebody has taken note of it. A batch with TakeNote is that note.
+  const std::string& Lost() const { return storage_.Get(Storage::kLost); }
+  void TakeNote(Storage::Batch& batch) const;
 
   // Values that the service keeps for a provider, by the provider's name. Storing the empty value
   // removes one.
   std::map<std::string, std::string> OwnOf(const std::string& owner) const;
-  Outcome StoreOwnOf(const std::string& owner, const Storage::Batch& texts);
+  void StoreOwnOf(const std::string& owner, const Storage::Batch& texts, Done done);
 
   // Resets every setting to its default and forgets the service's own values; does all of it or
   // nothing. Observers are not called.
-  Outcome Reset() { return storage_.Reset(); }
-
-  // How often settings or own values have changed.
-  unsigned Changes() const { return storage_.Changes(); }
+  void Reset(Done done) { storage_.Reset(std::move(done)); }
 
   void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }
 
  private:
+  Outcome CheckRules(const Storage::Batch& batch, const Storage::Lookup& valueOf) const;
+  void OnChange(const std::vector<std::string>& keys) const;
+
   const Model& model_;
   Storage& storage_;
   std::vector<Observer> observers_;

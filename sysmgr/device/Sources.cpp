@@ -51,6 +51,12 @@ StringTable ActionRequest::Parameters() const {
   return table;
 }
 
+KeptRequest::KeptRequest(const ActionRequest& request)
+    : keys_(request.keys_),
+      values_(request.values_),
+      name_(request.name_),
+      client_(request.client_) {}
+
 void Sources::OfferValue(const std::string& name, ValueSource source) {
   Offer(values_, name, std::move(source));
 }

@@ -87,12 +87,29 @@ class ActionRequest {
   StringTable Parameters() const;
 
  private:
+  friend class KeptRequest;
+
   std::string_view Find(std::string_view key) const;
 
   const StringTable& keys_;
   const StringTable& values_;
   std::string_view name_;
   std::string_view client_;
+};
+
+// A request that outlasts the call with which it came.
+class KeptRequest {
+ public:
+  explicit KeptRequest(const ActionRequest& request);
+
+  // Valid as long as the object.
+  ActionRequest Request() const { return {keys_, values_, name_, client_}; }
+
+ private:
+  StringTable keys_;
+  StringTable values_;
+  std::string name_;
+  std::string client_;
 };
 
 // Carries out the action, then calls the taker once, perhaps later, with the outcome. The request

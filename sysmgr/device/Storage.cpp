@@ -1,188 +1,70 @@
 // SPDX-License-Identifier: MIT
 //
-// Uses a rollback journal, not a write-ahead log: between batches the database is a single file,
-// which can be read even from a disk that has become read-only. TRUNCATE with synchronous=FULL also
-// syncs the end of the journal, so a power cut can't undo a finished batch.
+// A transaction is put together on the loop's thread, while nothing runs beside it: each batch is
+// checked against what the ones before it will have stored.
 #include "sysmgr/device/Storage.h"
 
-#include <fcntl.h>
-#include <sqlite3.h>
+#include <exception>
 
-#include "base/Descriptor.h"
-#include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/model/Check.h"
 
 namespace {
 
-// "VisS": distinguishes our databases from others.
-constexpr int kApplicationId = 0x56697353;
-constexpr int kSchemaVersion = 1;
+const char* WordFor(Database::Loss loss) {
+  return loss == Database::Loss::kNewer ? "newer" : "damaged";
+}
 
-Outcome OutcomeOf(int result) {
-  switch (result & 0xFF) {
-    case SQLITE_FULL:
-      return Sentence::kStorageFull;
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-    case SQLITE_CANTOPEN:
-      return Sentence::kStorageReadOnly;
-    default:
-      return Sentence::kStorageFails;
+std::size_t BytesOf(const Storage::Batch& batch) {
+  std::size_t bytes = 0;
+  for (const auto& setting : batch) {
+    bytes += sizeof setting + setting.first.size() + setting.second.size();
   }
+  return bytes;
 }
 
 }  // namespace
 
-void Storage::Closer::operator()(sqlite3* database) const {
-  sqlite3_close_v2(database);
-}
-void Storage::Closer::operator()(sqlite3_stmt* statement) const {
-  sqlite3_finalize(statement);
-}
-
-Storage::Storage(const std::string& path, const Model& model, int openMilliseconds)
-    : path_(path), model_(model) {
-  Open(path, openMilliseconds);
-  Load();
-  AddDefaults();
-  sqlite3_busy_timeout(database_.get(), 0);
-}
-
-Storage::~Storage() = default;
-
-void Storage::FailToStart(const std::string& what) {
-  std::string text = "database '" + path_ + "' " + what;
-  if (database_ != nullptr) text += ": " + std::string(sqlite3_errmsg(database_.get()));
-  throw StartFailure(text);
-}
-
-void Storage::Open(const std::string& path, int milliseconds) {
-  // The database holds secrets, so only our user may read it; the journal gets the same mode. The
-  // descriptor is closed before the library locks the file, because closing it later would remove
-  // the lock.
-  { const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)); }
-  sqlite3* database = nullptr;
-  const int result = sqlite3_open_v2(path.c_str(), &database,
-                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-  database_.reset(database);
-  if (result != SQLITE_OK) FailToStart("can't be opened");
-  sqlite3_extended_result_codes(database, 1);
-  sqlite3_busy_timeout(database, milliseconds);
-  // Locks the database while the service runs: no other process can change it or make the service
-  // wait.
-  Execute("PRAGMA locking_mode=EXCLUSIVE");
-  Execute("PRAGMA synchronous=FULL");
-  Execute("PRAGMA trusted_schema=OFF");
-  // Overwrites deleted secrets on the disk. This is the default in some builds of the library only.
-  Execute("PRAGMA secure_delete=ON");
-}
-
-void Storage::Execute(const char* sql) {
-  if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    FailToStart("can't be used");
+Storage::Storage(const std::string& path, const Model& model, int openMilliseconds,
+                 unsigned version)
+    : model_(model), database_(path, version) {
+  const Database::Loss loss = database_.Read(openMilliseconds);
+  Database::Rows missing = Load();
+  if (loss != Database::Loss::kNone) missing[kLost] = values_[kLost] = WordFor(loss);
+  database_.Owe(missing);
+  const auto failure = database_.Write({}, false);
+  if (failure) {
+    Log::Write(failure->why + "; settings can't be stored, which is tried again with each one",
+               Log::Priority::kError);
   }
 }
 
-Storage::Statement Storage::Prepare(const char* sql) {
-  sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(database_.get(), sql, -1, &statement, nullptr) != SQLITE_OK) {
-    FailToStart("can't be used");
-  }
-  return Statement(statement);
-}
-
-void Storage::Load() {
+// Takes over what is stored and returns the defaults of what is not.
+std::map<std::string, std::string> Storage::Load() {
+  std::map<std::string, std::string> missing;
+  const Database::Rows& stored = database_.Stored();
   for (const ModelKey& key : model_.Keys()) {
-    if (key.IsSetting()) values_[key.name] = key.defaultValue;
+    if (!key.IsSetting()) continue;
+    values_[key.name] = key.defaultValue;
+    if (stored.count(key.name) == 0) missing[key.name] = key.defaultValue;
   }
-  const auto number = [this](const char* sql) {
-    const Statement statement = Prepare(sql);
-    if (sqlite3_step(statement.get()) != SQLITE_ROW) FailToStart("can't be read");
-    return sqlite3_column_int(statement.get(), 0);
-  };
-  const int application = number("PRAGMA application_id");
-  const int version = number("PRAGMA user_version");
-  if (application == 0 && version == 0 && number("SELECT count(*) FROM sqlite_schema") == 0) {
-    return;  // a new database
-  }
-  if (application != kApplicationId) {
-    throw StartFailure("database '" + path_ + "' is not one of this service");
-  }
-  if (version != kSchemaVersion) {
-    throw StartFailure("database '" + path_ + "' is of version " + std::to_string(version) +
-                       "; this service knows version " + std::to_string(kSchemaVersion));
-  }
-  const Statement statement = Prepare("SELECT key, value FROM setting");
-  int result = SQLITE_OK;
-  while ((result = sqlite3_step(statement.get())) == SQLITE_ROW) {
-    const auto text = [&statement](int column) {
-      const void* bytes = sqlite3_column_blob(statement.get(), column);
-      const int size = sqlite3_column_bytes(statement.get(), column);
-      return std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
-    };
-    const std::string name = text(0);
+  for (const auto& [name, value] : stored) {
     if (!name.empty() && name.front() == kOwnPrefix) {
-      values_[name] = text(1);
+      values_[name] = value;
       continue;
     }
     const ModelKey* key = model_.Find(name);
     // Settings of another model version stay in the database, in case the device goes back to it.
     if (key == nullptr || !key->IsSetting()) continue;
-    std::string value = text(1);
     const Outcome outcome = CheckValue(*key, value);
     if (outcome.IsSuccess()) {
-      values_[name] = std::move(value);
+      values_[name] = value;
     } else {
-      std::string record = "setting " + name;
-      Log::Write(
-          record.append(" takes its default instead of what is stored: ").append(outcome.Text()));
+      Log::Write("setting " + name +
+                 " takes its default instead of what is stored: " + outcome.Text());
     }
   }
-  if (result != SQLITE_DONE) FailToStart("can't be read");
-}
-
-void Storage::AddDefaults() {
-  const auto execute = [this](const char* sql) {
-    return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
-  };
-  int result = execute("PRAGMA journal_mode=TRUNCATE");
-  if (result == SQLITE_OK) result = execute("BEGIN IMMEDIATE");
-  if (result == SQLITE_OK) {
-    result = execute(
-        "CREATE TABLE IF NOT EXISTS setting (key BLOB PRIMARY KEY, value BLOB NOT NULL) "
-        "WITHOUT ROWID");
-  }
-  if (result == SQLITE_OK) {
-    const std::string marks = "PRAGMA application_id=" + std::to_string(kApplicationId) +
-                              "; PRAGMA user_version=" + std::to_string(kSchemaVersion);
-    result = execute(marks.c_str());
-  }
-  if (result == SQLITE_OK) {
-    const Statement add = Prepare("INSERT OR IGNORE INTO setting (key, value) VALUES (?, ?)");
-    for (const ModelKey& key : model_.Keys()) {
-      if (!key.IsSetting()) continue;
-      const auto bind = [&add](int index, const std::string& text) {
-        sqlite3_bind_blob64(add.get(), index, text.data(), text.size(), SQLITE_STATIC);
-      };
-      bind(1, key.name);
-      bind(2, key.defaultValue);
-      result = sqlite3_step(add.get());
-      if (result != SQLITE_DONE) break;
-      sqlite3_reset(add.get());
-    }
-    if (result == SQLITE_DONE) result = SQLITE_OK;
-  }
-  if (result == SQLITE_OK) result = execute("COMMIT");
-  if (result != SQLITE_OK) {
-    const std::string reason = sqlite3_errmsg(database_.get());
-    if ((result & 0xFF) == SQLITE_BUSY) FailToStart("is in use by another service");
-    if ((result & 0xFF) == SQLITE_NOTADB || (result & 0xFF) == SQLITE_CORRUPT) {
-      FailToStart("is damaged");
-    }
-    if (sqlite3_get_autocommit(database_.get()) == 0) execute("ROLLBACK");
-    Log::Write("database '" + path_ + "' can't be written, settings can't be stored: " + reason);
-  }
+  return missing;
 }
 
 const std::string& Storage::Get(const std::string& key) const {
@@ -200,63 +82,134 @@ Storage::Batch Storage::Below(const std::string& prefix) const {
   return found;
 }
 
-int Storage::Write(const Batch& batch, bool deleteOthers) {
-  sqlite3* const database = database_.get();
-  if (insert_ == nullptr) {
-    sqlite3_stmt* statement = nullptr;
-    const int result =
-        sqlite3_prepare_v2(database, "INSERT OR REPLACE INTO setting (key, value) VALUES (?, ?)",
-                           -1, &statement, nullptr);
-    // A database without its table could never be written.
-    if (result != SQLITE_OK) return SQLITE_READONLY;
-    insert_.reset(statement);
+void Storage::Store(Batch batch, Done done) {
+  Entry entry{std::move(batch), std::move(done)};
+  entry.bytes = BytesOf(entry.batch);
+  if (waitingBytes_ + entry.bytes > kMaxWaitingBytes) {
+    // It keeps its place among the others, but nothing of it is kept.
+    entry.batch.clear();
+    entry.batch.shrink_to_fit();
+    entry.bytes = 0;
+    entry.outcome = Sentence::kDeviceBusy;
   }
-  const auto execute = [database](const char* sql) {
-    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
-  };
-  int result = execute("BEGIN IMMEDIATE");
-  if (result == SQLITE_OK && deleteOthers) result = execute("DELETE FROM setting");
-  for (const auto& [key, value] : batch) {
-    if (result != SQLITE_OK) break;
-    sqlite3_bind_blob64(insert_.get(), 1, key.data(), key.size(), SQLITE_STATIC);
-    sqlite3_bind_blob64(insert_.get(), 2, value.data(), value.size(), SQLITE_STATIC);
-    result = sqlite3_step(insert_.get());
-    if (result == SQLITE_DONE) result = SQLITE_OK;
-    sqlite3_reset(insert_.get());
-    sqlite3_clear_bindings(insert_.get());
-  }
-  if (result == SQLITE_OK) result = execute("COMMIT");
-  return result;
+  Add(std::move(entry));
 }
 
-Outcome Storage::Store(const Batch& batch) {
-  std::map<std::string, std::string> values = values_;
-  for (const auto& [key, value] : batch) values[key] = value;
-  return Change(batch, std::move(values), false);
+void Storage::Reset(Done done) {
+  Entry entry{{}, std::move(done)};
+  entry.isReset = true;
+  Add(std::move(entry));
 }
 
-Outcome Storage::Reset() {
-  Batch batch;
-  for (const ModelKey& key : model_.Keys()) {
-    if (key.IsSetting()) batch.emplace_back(key.name, key.defaultValue);
-  }
-  return Change(batch, {batch.begin(), batch.end()}, true);
+void Storage::Add(Entry entry) {
+  waitingBytes_ += entry.bytes;
+  waiting_.push_back(std::move(entry));
+  Begin();
 }
 
-// `values` are the values after the change. They are built before the commit, so that nothing can
-// fail after it.
-Outcome Storage::Change(const Batch& batch, std::map<std::string, std::string> values,
-                        bool deleteOthers) {
-  const int result = Write(batch, deleteOthers);
-  if (result != SQLITE_OK) {
-    Log::Write("a batch of " + std::to_string(batch.size()) +
-               " settings was not stored: " + sqlite3_errstr(result));
-    if (sqlite3_get_autocommit(database_.get()) == 0) {
-      sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+void Storage::Begin() {
+  while (!isRunning_) {
+    const int pages = database_.LogPages();
+    if (pages >= (waiting_.empty() ? kLogPages : kMostLogPages)) {
+      Run([this] { database_.CopyLog(); }, [] {});
+      return;
     }
-    return OutcomeOf(result);
+    if (waiting_.empty()) return;
+    Assemble();
+    if (transaction_.isReset || !transaction_.rows.empty()) {
+      Run(
+          [this] {
+            transaction_.failure = database_.Write(transaction_.rows, transaction_.isReset);
+          },
+          [this] { Complete(); });
+    } else {
+      Complete();
+    }
   }
-  values_.swap(values);
-  ++changes_;
-  return {};
+}
+
+void Storage::Run(std::function<void()> work, std::function<void()> done) {
+  isRunning_ = true;
+  runner_(std::move(work), [this, done = std::move(done)] {
+    isRunning_ = false;
+    done();
+    Begin();
+  });
+}
+
+// Takes the batches that wait, up to the next reset, which is a transaction of its own.
+void Storage::Assemble() {
+  transaction_ = Transaction();
+  if (waiting_.front().isReset) {
+    AssembleReset();
+    return;
+  }
+  Database::Rows rows;
+  std::vector<std::string> names;  // of the rows, in the order in which they came
+  while (!waiting_.empty() && !waiting_.front().isReset) {
+    Entry& entry = transaction_.entries.emplace_back(std::move(waiting_.front()));
+    waiting_.pop_front();
+    waitingBytes_ -= entry.bytes;
+    if (entry.outcome.IsSuccess()) entry.outcome = CheckOne(entry.batch, rows);
+    if (!entry.outcome.IsSuccess()) continue;
+    for (const auto& [key, value] : entry.batch) {
+      if (rows.count(key) == 0) names.push_back(key);
+      rows[key] = value;
+    }
+  }
+  for (const std::string& key : names) {
+    if (Get(key) != rows[key]) transaction_.changed.push_back(key);
+  }
+  for (const auto& [key, value] : rows) {
+    if (!database_.Holds(key, value)) transaction_.rows.emplace(key, value);
+  }
+  transaction_.values = values_;
+  for (auto& [key, value] : rows) transaction_.values[key] = std::move(value);
+}
+
+void Storage::AssembleReset() {
+  transaction_.entries.push_back(std::move(waiting_.front()));
+  waiting_.pop_front();
+  transaction_.isReset = true;
+  for (const ModelKey& key : model_.Keys()) {
+    if (key.IsSetting()) transaction_.rows[key.name] = key.defaultValue;
+  }
+  transaction_.values = transaction_.rows;
+}
+
+// `rows` are those of the batches with which it goes to the disk.
+Outcome Storage::CheckOne(const Batch& batch, const Database::Rows& rows) const {
+  if (!check_) return {};
+  return check_(batch, [&](const std::string& key) -> const std::string& {
+    for (const auto& [name, value] : batch) {
+      if (name == key) return value;
+    }
+    const auto row = rows.find(key);
+    return row == rows.end() ? Get(key) : row->second;
+  });
+}
+
+void Storage::Complete() {
+  Transaction transaction = std::move(transaction_);
+  transaction_ = Transaction();
+  // Whoever fails to take the news does not keep it from the others.
+  const auto tell = [](const auto& call) {
+    try {
+      call();
+    } catch (const std::exception& error) {
+      Log::Write("what follows a stored batch failed: " + std::string(error.what()));
+    }
+  };
+  if (transaction.failure) {
+    Log::WriteAboutClient("settings are not stored: " + transaction.failure->why);
+  } else {
+    values_.swap(transaction.values);
+    if (observer_ && !transaction.changed.empty()) tell([&] { observer_(transaction.changed); });
+  }
+  for (Entry& entry : transaction.entries) {
+    if (transaction.failure && entry.outcome.IsSuccess()) {
+      entry.outcome = transaction.failure->words;
+    }
+    tell([&entry] { entry.done(std::move(entry.outcome)); });
+  }
 }

@@ -83,9 +83,11 @@ ProviderSession::ProviderSession(const ProviderWorld& world, ProviderLink::Owner
     : world_(world),
       patience_(patience),
       isTaken_(std::move(isTaken)),
+      self_(std::make_shared<ProviderSession*>(this)),
       link_(owner, world.loop.Base(), std::move(descriptor), patience) {}
 
 ProviderSession::~ProviderSession() {
+  *self_ = nullptr;
   for (const auto& [source, offer] : offers_) world_.sources.Withdraw(source);
   // Whoever is told may begin something new, but not with us.
   const std::map<std::string, Open> open = std::move(open_);
@@ -117,8 +119,9 @@ std::string ProviderSession::Hello(const Fields& fields) {
 }
 
 void ProviderSession::SendWelcome() {
+  kept_ = world_.settings.OwnOf(name_);
   StringTable kept(2);
-  for (const auto& [name, value] : world_.settings.OwnOf(name_)) kept.AddCells({name, value});
+  for (const auto& [name, value] : kept_) kept.AddCells({name, value});
   link_.Send({"welcome", kept.Serialize(), world_.firmware()});
 }
 
@@ -443,7 +446,8 @@ std::string ProviderSession::Applied(const Fields& fields) {
 std::string ProviderSession::Keep(const Fields& fields) {
   const StringTable table = ReadTable(fields[1]);
   if (table.Columns() != 2) return "it keeps nonsense";
-  std::map<std::string, std::string> kept = world_.settings.OwnOf(name_);
+  if (keeping_ >= kMaxKeeping) return "it keeps too much at once";
+  std::map<std::string, std::string> kept = kept_;
   std::vector<std::pair<std::string, std::string>> texts;
   for (unsigned row = 0; row < table.Rows(); ++row) {
     const std::string name(table.View(row, 0));
@@ -455,12 +459,23 @@ std::string ProviderSession::Keep(const Fields& fields) {
     kept[name] = value;
     texts.emplace_back(name, value);
   }
-  if (kept.size() > kMaxKept) {
-    link_.Send({"kept", "there are too many texts"});
-    return "";
+  const bool areTooMany = kept.size() > kMaxKept;
+  if (areTooMany) {
+    texts.clear();  // its answer still comes after those to earlier messages
+  } else {
+    kept_ = std::move(kept);
   }
-  link_.Send({"kept", world_.settings.StoreOwnOf(name_, texts).Text()});
+  ++keeping_;
+  world_.settings.StoreOwnOf(name_, texts, [self = self_, areTooMany](const Outcome& outcome) {
+    if (*self != nullptr) (*self)->OnKept(areTooMany ? "there are too many texts" : outcome.Text());
+  });
   return "";
+}
+
+void ProviderSession::OnKept(const std::string& reason) {
+  --keeping_;
+  if (keeping_ == 0) kept_ = world_.settings.OwnOf(name_);
+  link_.Send({"kept", reason});
 }
 
 std::string ProviderSession::Event(const Fields& fields) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -41,6 +42,7 @@ class ProviderSession {
   static constexpr std::size_t kMaxNames = 64;  // selectors, options or columns of an offer
   static constexpr std::size_t kMaxKept = 256;  // texts
   static constexpr std::size_t kMaxKeptBytes = 1024;
+  static constexpr std::size_t kMaxKeeping = 64;  // messages whose texts are not on the disk yet
   static constexpr std::size_t kMaxSentenceBytes = 400;
 
   // Everything pushed that is in force.
@@ -127,6 +129,7 @@ class ProviderSession {
   bool Await(const std::string& id, Open one, int milliseconds);
   bool TakeOpen(std::string_view id, bool isAction, Open& one);
   void SendWelcome();
+  void OnKept(const std::string& reason);
   void SendSettings();
 
   ProviderWorld world_;
@@ -137,6 +140,9 @@ class ProviderSession {
   std::size_t pushedBytes_ = 0;
   std::map<std::string, Open> open_;  // by id
   std::uint64_t lastId_ = 0;
+  std::map<std::string, std::string> kept_;  // with what is not on the disk yet
+  std::size_t keeping_ = 0;
+  std::shared_ptr<ProviderSession*> self_;  // for what comes from the disk; null once we are gone
   std::vector<std::string> prefixes_;
   std::set<std::string> changed_;  // settings that it has not been told yet
   std::string applyingId_;         // of the settings that it is applying

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The service for tests: it goes by the clock of TestClock.h, and its timeouts are at
-// most a second.
+// The service for tests: it goes by the clock of TestClock.h, its timeouts are at most a second,
+// and the version of its database is in the file "version", if that is there.
+#include <fstream>
+
 #include "sysmgr/Options.h"
 #include "sysmgr/Serve.h"
 #include "tests/sysmgr/TestClock.h"
@@ -14,6 +16,7 @@ int main(int count, char** arguments) {
   pace.timeOfDay = [] { return ReadClock(TestClock::kTimeOfDay); };
   pace.steady = [] { return ReadClock(TestClock::kSteady); };
   pace.patience = {1000, 300, 1000, 1000};
+  std::ifstream("version") >> pace.databaseVersion;
   Serve(ParseOptions(count, arguments), pace);
   return 0;
 }

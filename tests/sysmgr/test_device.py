@@ -14,6 +14,7 @@ import sys
 import tempfile
 import unittest
 import urllib.parse
+from contextlib import closing
 
 from service import IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, eventually, key, messages, model, rows
 
@@ -303,7 +304,7 @@ Secret of the powerline network; all its stations must have the same.||
         self.assertEqual(service.ask("HomePlug.ToneMaps").count("/"), 7)
         # Nonsense in the stored names would not reach a page.
         service.end()
-        with sqlite3.connect(service.folder / "settings.db") as database:
+        with closing(sqlite3.connect(service.folder / "settings.db", isolation_level=None)) as database:
             database.execute("UPDATE setting SET value = ? WHERE CAST(key AS TEXT) LIKE '!simulator name %09'",
                              (b"\xc3\xbc \xef\xbf\xbf\n\xc3",))
         service.start()

@@ -17,14 +17,13 @@ import sys
 import time
 import unittest
 
-from service import BUILD, IMPATIENT, PRODUCT, SYSMGRD, WAIT_SECONDS, Client, ServiceTest, eventually, frame, key, model, rows, text_key
+from service import BUILD, IMPATIENT, PRODUCT, RANDOM, SYSMGRD, WAIT_SECONDS, Client, ServiceTest, eventually, frame, key, model, rows, text_key
 
 NAME = "Vistel Powerline Adapter"
 ASK_NAME = frame("query|||tester|System.ProductName|0")
 LARGE = model(text_key("a", "x" * 65536), text_key("b"), text_key("System.ProductName", NAME))
 LARGE_QUERY = frame("query|||tester|#1:200:" + "1:a," * 200 + "|0")  # its answer has some 13 MB
 
-LEAST_SYNCS = 3  # of one batch: of the journal, of the database, and of the journal's end
 MS_RDONLY, MS_REMOUNT, MNT_DETACH = 1, 32, 2
 
 
@@ -317,12 +316,46 @@ class Disk(ServiceTest):
 
     def test_unusable_databases(self):
         first = self.service()
-        text = first.write("text", "x" * 5000)
-        for database, fault in ((text, "can't be used: file is not a database"),
-                                (first.folder / "no/s.db", "can't be opened: unable to open database file"),
-                                (first.folder / "settings.db", "can't be used: database is locked")):
+        for database, fault in ((first.folder / "no/s.db", "can't be opened: No such file or directory"),
+                                (first.folder / "settings.db", "is in use by another service: it can't be used: "
+                                                               "database is locked")):
             service = self.service(IMPATIENT, database=database)
             self.assertIn(f"database '{database}' {fault}\n", service.read("log"))
+
+    def test_damaged_databases(self):
+        """They are put aside, and pages hear of it until somebody takes note or restores a configuration."""
+        service, look = self.service(IMPATIENT), "System.SettingsLost;System.DeviceName"
+        database, aside = service.folder / "settings.db", service.folder / "settings.db.damaged-1"
+        for spoil, end in ((lambda whole: b"", "set System.SettingsLostNoted=1"),
+                           (lambda whole: bytes(len(whole)), "set System.ConfigRestore=apply"),
+                           (lambda whole: whole[:len(whole) // 2], "set System.FactoryReset=1"),
+                           (lambda whole: RANDOM.randbytes(5000), "set System.SettingsLostNoted=1")):
+            service.write("upload.bin", service.ask("System.ConfigShow"))
+            self.expect(service, f"set System.DeviceName=mine =>\n {look} => no|mine")
+            service.end()
+            database.write_bytes(spoiled := spoil(database.read_bytes()))
+            for _ in range(2):
+                service.start()
+                self.expect(service, f"{look} => damaged|Vistel")
+                self.assertIn("|The stored settings were damaged.", service.ask("System.Log"))
+                service.end()
+            self.assertEqual(aside.read_bytes(), spoiled)
+            service.start()
+            self.expect(service, f"{end} =>\n {look} => no|Vistel")
+        self.assertEqual(len(list(service.folder.glob("settings.db.damaged-*"))), 3)
+
+    def test_older_and_newer_firmware(self):
+        """Each finds the settings that it had, whatever the other one has stored meanwhile."""
+        service = self.service(IMPATIENT)
+        for version, lost, name in ((1, "no", "Vistel"), (2, "no", "name 1"), (1, "newer", "Vistel"), (2, "no", "name 2"),
+                                    (1, "no", "name 1"), (2, "no", "name 2")):
+            service.write("version", str(version))
+            service.restart()
+            self.expect(service, f"""
+                System.SettingsLost;System.DeviceName => {lost}|{name}
+                set System.SettingsLostNoted=1 =>
+                set System.DeviceName=name {version} =>
+                """)
 
     def test_writing_cut_short(self):
         """A limit on the size of files cuts a write in the middle of a batch, as a full disk does."""
@@ -373,7 +406,8 @@ class Disk(ServiceTest):
         self.addCleanup(ctypes.CDLL(None).umount2, bytes(disk), MNT_DETACH)
         service.restart(database=disk / "settings.db")
         self.expect(service, "set a=before =>")
-        subprocess.run(["sh", "-c", "yes >disk/filler 2>/dev/null"], cwd=service.folder, stderr=subprocess.DEVNULL)
+        fill = lambda: subprocess.run(["sh", "-c", "yes >disk/filler"], cwd=service.folder, stderr=subprocess.DEVNULL)
+        fill()
         self.expect(service, f"""
             set a={'x' * 9000}|b=after => //This could not be stored: the storage is full.
             a;b => before|2
@@ -381,18 +415,48 @@ class Disk(ServiceTest):
         (disk / "filler").unlink()
         self.expect(service, "set b=room =>")
         service.end()
-        self.assertEqual(mount(b"none", bytes(disk), b"tmpfs", MS_REMOUNT | MS_RDONLY, None), 0)
-        service.start()
-        self.expect(service, "set a=lost => /This could not be stored: the storage is read-only.\n a;b => before|room")
+        remount = lambda more: self.assertEqual(mount(b"none", bytes(disk), b"tmpfs", MS_REMOUNT | more, None), 0)
+        # What was wrong at the start is tried again with each set.
+        for spoil, repair, words in (
+                (lambda: remount(MS_RDONLY), lambda: remount(0), "is read-only"),
+                (lambda: fill(), lambda: (disk / "filler").unlink(), "is full"),
+                (lambda: (fill(), (disk / "settings.db").unlink()), lambda: (disk / "filler").unlink(), "is full")):
+            spoil()
+            service.start()
+            now = service.ask("a;b")
+            self.expect(service, f"set a=lost => /This could not be stored: the storage {words}.\n a;b => {now}")
+            repair()
+            self.expect(service, "set a=again|b=room => /")
+            service.restart()
+            self.expect(service, "a;b => again|room")
+            service.end()
 
     def test_answers_after_syncing(self):
-        """A kill doesn't lose the page cache, so only the system calls show what a power cut would lose."""
+        """
+        With a disk that takes its time, nobody waits but those who set. A kill doesn't lose the page cache, so
+        only the system calls show what a power cut would lose.
+        """
         service = self.service(model=self.BOTH, before=[
-            "env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync", "-o", "syncs"])
-        self.assertEqual(service.ask("a"), "1")
-        before = service.read("syncs").count("(")
-        self.assertEqual(service.ask("set a=x|b=y"), "/")
-        self.assertGreaterEqual(service.read("syncs").count("(") - before, LEAST_SYNCS)
+            "env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync", "-o", "syncs",
+            "-e", "inject=fsync,fdatasync:delay_exit=200000"])
+        syncs = lambda: service.read("syncs").count("(")
+        for batch, least, most in (("a=x|b=y", 1, 2), ("a=z", 1, 2), ("a=z|b=y", 0, 0), ("b=w", 1, 2)):
+            before, setter = syncs(), Client(service)
+            setter.send(service.message("set " + batch))
+            self.assertNotEqual(service.ask("a"), "")
+            self.assertEqual(syncs(), before)
+            self.assertEqual(setter.ask().strip("/"), "")
+            self.assertTrue(least <= syncs() - before <= most, batch)
+        # Those that come meanwhile go to the disk together, and the service ends when they are there.
+        before, setters = syncs(), [Client(service).send(service.message(f"set a={i}")) for i in range(20)]
+        for _ in range(2 * len(setters)):  # one of them gets its turn in each
+            service.ask("a")
+        service.process.send_signal(signal.SIGTERM)
+        self.assertEqual([setter.ask() for setter in setters], [""] * 20)
+        self.assertLessEqual(syncs() - before, 4)
+        self.assertEqual(service.process.wait(60), 0)
+        service.start()
+        self.assertEqual(service.ask("a"), "19")
 
     def test_killed_at_any_moment(self):
         """Afterwards the values are those of one whole batch, and no older than the last answered one."""
