@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The status images: the heights of their bars, the templates of the site, and whole images, byte
-// by byte, with values of the test's own system manager, good and bad templates, and outputs that
-// fail.
+// The status images: whole ones, byte by byte, with values of the test's own system manager, good
+// and bad templates, and outputs that fail.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
@@ -119,35 +118,6 @@ class Images : public testing::Test {
 };
 
 }  // namespace
-
-// The templates of the style "std" are made from the constants that place the bars; this test
-// compares them with numbers of its own.
-TEST(Chart, TemplatesOfTheSite) {
-  for (const char* name : {"power", "snr"}) {
-    const Gif gif = ReadGif(VISTEL_TEST_CHARTS "/"s + name + "_template.gif");
-    ASSERT_NE(gif, nullptr) << name;
-    const int width = gif->SWidth;
-    const GifByteType* const pixels = gif->SavedImages[0].RasterBits;
-    const auto isAxis = [&](int x, int y) {
-      return pixels[y * width + x] == pixels[385 * width + 30];
-    };
-    EXPECT_TRUE(std::none_of(pixels, pixels + width * gif->SHeight, [&](GifByteType index) {
-      return gif->SColorMap->Colors[index].Green == kGreen.Green;
-    })) << name;
-    // The axes are right beside and below the bars, with a tick for each 5 dB and 5 MHz.
-    std::vector<int> rows, columns;
-    for (int y = 0; y < gif->SHeight; ++y) {
-      if (isAxis(25, y)) rows.push_back(y);
-      EXPECT_EQ(isAxis(30, y), y >= (name == "power"s ? 55 : 60) && y <= 385) << y;
-    }
-    for (int x = 0; x < width; ++x) {
-      if (isAxis(x, 390)) columns.push_back(x);
-      EXPECT_EQ(isAxis(x, 385), x >= 25 && x <= 609) << x;
-    }
-    EXPECT_EQ(rows, (std::vector<int>{85, 135, 185, 235, 285, 335, 385})) << name;
-    EXPECT_EQ(columns, (std::vector<int>{96, 198, 301, 403, 506, 608})) << name;
-  }
-}
 
 TEST_F(Images, Values) {
   const std::vector<double> all(1155, 10);

@@ -267,27 +267,36 @@ inBrowser('stations: added by their password and named, refused when it is wrong
   }
 });
 
-inBrowser('both charts have their size and their bars', {}, async (page) => {
-  for (const [name, id] of [['station', 'snr'], ['power', 'power']]) {
+inBrowser('both charts have their size, their axes and their bars', {}, async (page) => {
+  const range = (first, last) => Array.from({ length: last + 1 - first }, (_, at) => first + at);
+  for (const [name, id, top] of [['station', 'snr', 60], ['power', 'power', 55]]) {
     await page.goto(url(name, 'en', pages[name]));
-    const [shown, natural, heights] = await page.$eval(`#${id}`, (image) => {
-      const canvas = new OffscreenCanvas(image.naturalWidth, image.naturalHeight);
-      const context = canvas.getContext('2d', { willReadFrequently: true });
+    const { shown, natural, axes, heights, greens } = await page.$eval(`#${id}`, (image) => {
+      const [width, height] = [image.naturalWidth, image.naturalHeight];
+      const context = new OffscreenCanvas(width, height).getContext('2d');
       context.drawImage(image, 0, 0);
-      // How many pixels from the base line upward have the bars' colour.
-      const height = (x) => {
-        const { data } = context.getImageData(x, 0, 1, 385);
-        for (let y = 384; y >= 0; y -= 1) {
-          if (data.subarray(4 * y, 4 * y + 3).join() !== '64,128,64') return 384 - y;
-        }
-        return 385;
+      const { data } = context.getImageData(0, 0, width, height);
+      const color = (x, y) => data.subarray(4 * (y * width + x), 4 * (y * width + x) + 3).join();
+      const [columns, rows] = [[...Array(width).keys()], [...Array(height).keys()]];
+      const isAxis = (x, y) => color(x, y) === color(30, 385);
+      const isBar = (x, y) => color(x, y) === '64,128,64';
+      return {
+        shown: [image.width, image.height],
+        natural: [width, height],
+        axes: [rows.filter((y) => isAxis(30, y)), columns.filter((x) => isAxis(x, 385)),
+          rows.filter((y) => isAxis(25, y)), columns.filter((x) => isAxis(x, 390))],
+        // How many pixels from the base line upward have the bars' colour, and how many have it at all.
+        heights: columns.slice(31, 609).map((x) => rows.slice(0, 385).reverse().findIndex((y) => !isBar(x, y))),
+        greens: rows.reduce((sum, y) => sum + columns.filter((x) => isBar(x, y)).length, 0),
       };
-      return [[image.width, image.height], [canvas.width, canvas.height], Array.from({ length: 578 }, (_, bar) => height(31 + bar))];
     });
     assert.deepEqual(shown, natural, name);
-    assert.ok(natural[0] >= 640 && natural[1] >= 420, name);
+    // The axes are right beside and below the bars, with a tick for each 5 dB and 5 MHz.
+    assert.deepEqual(axes, [range(top, 385), range(25, 609),
+      [85, 135, 185, 235, 285, 335, 385], [96, 198, 301, 403, 506, 608]], name);
     const bars = heights.filter((height) => height > 100).length;
     assert.ok(bars > 400 && bars < 578, `${name}: ${bars} bars`);
+    assert.equal(greens, heights.reduce((sum, height) => sum + height), name);
     // One band of radio amateurs, which is left out: carriers 498 to 522, bars 249 to 261.
     assert.ok(heights.slice(250, 260).every((height) => height <= 15), name);
   }
