@@ -47,6 +47,9 @@ from collections import namedtuple
 from contextlib import ExitStack
 from pathlib import Path
 
+SOURCE = Path(__file__).resolve().parent.parent
+BUILD = Path(os.environ.get("VISTEL_BUILD", SOURCE / "build/dev"))  # of the whole project, with sanitizers
+OTHER_PROGRAMS = [*filter(None, os.environ.get("VISTEL_TEST_PROGRAMS", "").split(":"))]  # linked as the product, for the same paths
 TIME_LIMIT_SECONDS = 60  # far more than any test needs, on a busy machine as well
 Answer = namedtuple("Answer", "output errors status uploaded", defaults=[None])
 

@@ -2,19 +2,17 @@
 """
 Every text of the templates and every sentence that the system manager or its client library can put
 on a page has its translations, and the catalogues hold nothing else.
-
-usage: test_catalogues.py SYSTEM-MANAGER
 """
 import json
 import re
 import subprocess
-import sys
 import tempfile
 import unittest
 from pathlib import Path
 
-SYSMGRD = sys.argv.pop(1)
-SOURCE = Path(__file__).resolve().parent.parent
+from program import BUILD, SOURCE
+
+SYSMGRD = BUILD / "sysmgr/sysmgrd"
 MODEL = SOURCE / "sysmgr/model.json"
 
 
@@ -59,7 +57,3 @@ class Catalogues(unittest.TestCase):
                 self.assertEqual(texts - known, set(), language)
             if language == "fr":  # a no-break space, so that no line begins with the sign
                 self.assertEqual(re.findall(r'^msgstr ".*[^\xa0][:;?!](?=[ "]).*', catalogue, re.M), [])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,8 +2,6 @@
 """
 Installs the product into a scratch folder and checks the result: the files, the hardening of the
 program, and that it works with nothing else on the machine.
-
-usage: test_installation.py BUILD-FOLDER   (a build at the product's real paths)
 """
 import io
 import os
@@ -11,16 +9,15 @@ import shutil
 import socket
 import stat
 import subprocess
-import sys
 import tarfile
 import tempfile
 import unittest
 from pathlib import Path
 
-from program import headers, run
+from program import SOURCE, headers, run
 
-BUILD = Path(sys.argv.pop(1) if len(sys.argv) > 1 else "build/release")
-SITE = Path(__file__).resolve().parent.parent / "site"
+BUILD = Path(os.environ.get("VISTEL_TEST_RELEASE_DIR", SOURCE / "build/release"))  # at its real paths
+SITE = SOURCE / "site"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
 FILES = {"usr/share/vistel/model.json", "usr/www/errors/500.html",
@@ -119,7 +116,3 @@ class Installation(unittest.TestCase):
             # Priority LOG_USER | LOG_CRIT.
             self.assertRegex(receiver.recv(4096).decode(),
                              r"^<10>.*: RequestHandler::Parse\(\) failed\n?\0?$")
-
-
-if __name__ == "__main__":
-    unittest.main()

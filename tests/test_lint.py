@@ -1,18 +1,15 @@
 # SPDX-License-Identifier: MIT
 """
 Lint sees the whole program: a fault in a header of any folder is reported, and no source is left out.
-
-usage: test_lint.py BUILD-FOLDER
 """
 import re
 import subprocess
-import sys
 import tempfile
 import unittest
 from pathlib import Path
 
-BUILD = Path(sys.argv.pop(1))
-SOURCE = Path(__file__).resolve().parent.parent
+from program import BUILD, SOURCE
+
 FILES = [file.relative_to(SOURCE) for top in SOURCE.iterdir() if top.name not in ("build", "tests", "bench")
          for file in top.rglob("*.*")]
 
@@ -36,7 +33,3 @@ class Lint(unittest.TestCase):
     def test_every_source_is_checked(self):
         checked = re.findall(r"^build tidy/([\w./-]+\.cpp):? ", (BUILD / "build.ninja").read_text(), re.M)
         self.assertEqual(sorted(checked), sorted(str(file) for file in FILES if file.suffix == ".cpp"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -52,7 +52,3 @@ class OwnPlatform(unittest.TestCase):
         self.assertEqual(answer.output.partition("\r\n\r\n")[2], "".join(PAGE.values()))
         # Nothing of ours is built.
         self.assertNotRegex((BUILD / "build.ninja").read_text(), r"(platform|sysmgr|simulator)/\w+\.cpp")
-
-
-if __name__ == "__main__":
-    unittest.main()

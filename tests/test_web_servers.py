@@ -291,7 +291,3 @@ class Apache(Requests, unittest.TestCase):
 
 class Busybox(Requests, unittest.TestCase):
     name, headers_on_errors, serves_dotfiles, own_403 = "busybox", False, True, False
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -21,9 +21,8 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
 sys.path.append(str(SOURCE / "tests"))
-from program import decode, encode, netstring, parts, table  # noqa: E402
+from program import BUILD, decode, encode, netstring, parts, table  # noqa: E402
 
-BUILD = Path(sys.argv[1]).resolve()  # of the whole project
 SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
 SIMULATOR = BUILD / "tests/sysmgr/timed-simulator"
 PRODUCT = SOURCE / "sysmgr/model.json"

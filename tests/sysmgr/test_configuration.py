@@ -2,15 +2,11 @@
 """
 Exports and restores configurations: nothing is lost, and only whole and correct ones are restored. Also
 tests the files that are handed over: their owner and their number.
-
-usage: test_configuration.py BUILD [TEST...]
 """
 import base64
 import json
 import os
 import signal
-import sys
-import unittest
 
 from service import IMPATIENT, PRODUCT, ServiceTest, encode
 
@@ -297,7 +293,3 @@ class Files(ServiceTest):
                 if upload.is_dir():
                     upload.rmdir()
         self.assertTrue(target.exists())
-
-
-if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

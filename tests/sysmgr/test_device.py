@@ -2,17 +2,13 @@
 """
 Faulty models, the values and rules of a model, and queries, batches and actions with the product's model
 and a simulated device whose clocks are stopped.
-
-usage: test_device.py BUILD [TEST...]
 """
 import json
 import re
 import sqlite3
 import struct
 import subprocess
-import sys
 import tempfile
-import unittest
 import urllib.parse
 from contextlib import closing
 
@@ -410,7 +406,3 @@ Secret of the powerline network; all its stations must have the same.||
                          "[1: key 'HomePlug.SNR': The query asks for more files than one may, which is 8.]")
         self.assertEqual(one.ask("System.AutoConfigShow;Foo"), "[1: key 'Foo': There is no such key.]")
         self.assertEqual([str(path) for path in (one.folder / "files").iterdir()], [file])
-
-
-if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

@@ -1,16 +1,12 @@
 # SPDX-License-Identifier: MIT
 """
 Correct and faulty firmware images, and their installation.
-
-usage: test_firmware.py BUILD [TEST...]
 """
 import hashlib
 import os
 import re
 import signal
 import subprocess
-import sys
-import unittest
 
 from service import IMPATIENT, SOURCE, ServiceTest, encode, eventually, rows
 
@@ -206,7 +202,3 @@ class Installation(ServiceTest):
             now = device.ask("System.Firmware")
             self.assertIn(now, (before, str(version)))
             before = now
-
-
-if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")

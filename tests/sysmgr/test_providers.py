@@ -12,7 +12,6 @@ import socket
 import subprocess
 import sys
 import time
-import unittest
 
 from service import BUILD, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
 
@@ -253,7 +252,3 @@ class Providers(ServiceTest):
 
     def received(self, service):
         return service.client.ask()
-
-
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], warnings="ignore")

@@ -2,8 +2,6 @@
 """
 The service from outside: who may connect, malformed requests, the effect of one client on others, and the
 effect of disk errors and kills on the settings.
-
-usage: test_service.py BUILD [TEST...]
 """
 import ctypes
 import json
@@ -13,9 +11,7 @@ import resource
 import signal
 import socket
 import subprocess
-import sys
 import time
-import unittest
 
 from service import BUILD, IMPATIENT, PRODUCT, RANDOM, SYSMGRD, WAIT_SECONDS, Client, ServiceTest, eventually, frame, key, model, rows, text_key
 
@@ -476,7 +472,3 @@ class Disk(ServiceTest):
             stored = {cell.rstrip(".") for cell in service.ask("a;b;c;d;e;f").split("|")}
             self.assertEqual(len(stored), 1, "half a batch")
             self.assertTrue(answered <= int(stored.pop()) <= value)
-
-
-if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], warnings="ignore")
