@@ -4,13 +4,11 @@ The programs that make a device: what they offer, push, answer and are told, and
 that are silent, slow or lie. The example of the documents and the simulated adapter are providers too.
 """
 import contextlib
-import json
 import os
 import re
 import signal
 import socket
 import subprocess
-import sys
 import time
 
 from service import BUILD, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
