@@ -23,5 +23,9 @@ struct OpenedFile {
 // Opens a file of any kind. `flags` are added to those of open().
 OpenedFile OpenToRead(const std::string& path, int flags = 0);
 
-// The same, but closes a file that is not a regular one; `error` is 0 then.
+// The same, but only if no folder on the path, nor the file, is a symbolic link. Fails with ENOSYS
+// where the system can't tell (Linux before 5.6).
+OpenedFile OpenWithoutLinks(const std::string& path);
+
+// As OpenToRead, but closes a file that is not a regular one; `error` is 0 then.
 OpenedFile OpenRegularFile(const std::string& path, int flags = 0);

@@ -11,11 +11,6 @@
 
 namespace {
 
-#ifdef __GLIBC__
-
-// A locale without a language; see SetMessageLocale.
-constexpr char kNeutralLocale[] = "C.utf8";
-
 void Set(const char* name, const char* value) {
   if (setenv(name, value, 1) != 0) Response::Lose();
 }
@@ -26,6 +21,11 @@ bool UseLocaleOfEnvironment() {
   if (errno == ENOMEM) Response::Lose();
   return false;
 }
+
+#ifdef __GLIBC__
+
+// A locale without a language; see SetMessageLocale.
+constexpr char kNeutralLocale[] = "C.utf8";
 
 // gettext obeys LANGUAGE, but not while the locale for messages is "C". The locale of the request's
 // language is rarely installed, but any other locale than "C" is enough. Returns whether there is
@@ -47,10 +47,10 @@ bool SetMessageLocale(const std::string& language, const std::string& localeDir)
 
 // musl's gettext ignores LANGUAGE: the name of the locale for messages chooses the catalogue. musl
 // takes any name.
-void SetMessageLocale(const std::string& language, const std::string& /*localeDir*/) {
-  setenv("LANG", language.c_str(), 1);
-  setenv("LC_ALL", language.c_str(), 1);
-  static_cast<void>(std::setlocale(LC_MESSAGES, ""));
+bool SetMessageLocale(const std::string& language, const std::string& /*localeDir*/) {
+  Set("LANG", language.c_str());
+  Set("LC_ALL", language.c_str());
+  return UseLocaleOfEnvironment();
 }
 
 #endif
@@ -60,15 +60,20 @@ void SetMessageLocale(const std::string& language, const std::string& /*localeDi
 bool SelectCatalogue(const std::string& language, const std::string& localeDir,
                      const std::string& textDomain) {
   const bool translates = SetMessageLocale(language, localeDir);
-  // Without the second, the "C" locale's character set would turn every umlaut into "?".
   if (bindtextdomain(textDomain.c_str(), localeDir.c_str()) == nullptr ||
-      bind_textdomain_codeset(textDomain.c_str(), "UTF-8") == nullptr ||
       ::textdomain(textDomain.c_str()) == nullptr) {
     Response::Lose();
   }
+  // Without this, the "C" locale's character set would turn every umlaut into "?". musl, which
+  // knows no other character set, always returns null.
+  const char* const codeset = bind_textdomain_codeset(textDomain.c_str(), "UTF-8");
 #if defined(__GLIBC__) && !defined(__UCLIBC__)
+  if (codeset == nullptr) Response::Lose();
   return translates;
 #else
-  return translates && false;  // other libraries don't obey LANGUAGE
+  // musl's gettext doesn't translate the empty text; another one was not tried.
+  static_cast<void>(codeset);
+  static_cast<void>(translates);
+  return false;
 #endif
 }

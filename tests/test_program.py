@@ -403,6 +403,15 @@ class Values(TestCase):
         self.check("nobody", failure("The system manager could not be reached; the setting was not stored."),
                    PROGRAM)
 
+    def test_a_template_that_is_cut_while_it_is_read(self):
+        with PROGRAM.folder() as folder:
+            file = Path(folder, "main.wgl")
+            file.write_text("<~ query `a` ~>" + "x" * 200_000)
+            with SystemManager(PROGRAM, lambda _: os.truncate(file, 100) or answer(0, b"1")):
+                done = PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{file.parent.name}/main.wgl"})
+        self.assertEqual((done.status, done.output),
+                         (2, headers("text/html") + "a file was cut while it was read\r\n"))
+
     def test_lost_output(self):
         with ExitStack() as stack:
             folder = Path(stack.enter_context(PROGRAM.folder()))

@@ -6,6 +6,7 @@
 #include <new>
 #include <type_traits>
 
+#include "base/PieceWriter.h"
 #include "base/Response.h"
 
 static_assert(std::is_trivial_v<WGLString>, "the parser's value stack grows with memcpy");
@@ -69,22 +70,41 @@ void WGLStringPart::operator delete(void* part) noexcept {
 
 #endif
 
+bool WGLStringPart::MakeOwn() {
+  if (borrowedSize_ == kOwned) return true;
+  char* copy = strndup(text_, borrowedSize_);
+  if (copy == nullptr) return false;
+  text_ = copy;
+  borrowedSize_ = kOwned;
+  return true;
+}
+
 void WGLStringPart::Destroy() {
   WGLStringPart* part = next_;
   next_ = nullptr;
   while (part != nullptr) {
     WGLStringPart* following = part->next_;
-    FreeText(part->text_);
+    if (part->borrowedSize_ == kOwned) FreeText(part->text_);
     delete part;
     part = following;
   }
-  FreeText(text_);
+  if (borrowedSize_ == kOwned) FreeText(text_);
   text_ = nullptr;
+  borrowedSize_ = kOwned;
 }
 
 void WGLString::Initialize() {
   first_ = nullptr;
   last_ = nullptr;
+}
+
+void WGLString::Link(WGLStringPart* part) {
+  if (first_ == nullptr) {
+    first_ = part;
+  } else {
+    last_->Link(part);
+  }
+  last_ = part;
 }
 
 void WGLString::Append(const char* text) {
@@ -95,12 +115,13 @@ void WGLString::Append(const char* text) {
     FreeText(text);
     return;
   }
-  if (first_ == nullptr) {
-    first_ = part;
-  } else {
-    last_->Link(part);
-  }
-  last_ = part;
+  Link(part);
+}
+
+void WGLString::AppendBorrowed(std::string_view text) {
+  auto* part = new (std::nothrow) WGLStringPart(text);
+  if (part == nullptr) return Response::Lose();
+  Link(part);
 }
 
 void WGLString::Append(WGLString& other) {
@@ -124,10 +145,13 @@ void WGLString::Clear() {
 }
 
 void WGLString::Combine() {
-  if (first_ == last_) return;
+  if (first_ == last_) {
+    if (first_ != nullptr && !first_->MakeOwn()) Response::Lose();
+    return;
+  }
   std::size_t total = 0;
   for (WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
-    total += std::strlen(part->GetString());
+    total += part->View().size();
   }
   auto* combined = static_cast<char*>(std::malloc(total + 1));
   auto* single = new (std::nothrow) WGLStringPart(combined);
@@ -139,9 +163,9 @@ void WGLString::Combine() {
   }
   char* end = combined;
   for (WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
-    const std::size_t length = std::strlen(part->GetString());
-    std::memcpy(end, part->GetString(), length);
-    end += length;
+    const std::string_view text = part->View();
+    std::memcpy(end, text.data(), text.size());
+    end += text.size();
   }
   *end = '\0';
   Clear();
@@ -155,7 +179,8 @@ const char* WGLString::GetCombined() {
 }
 
 void WGLString::Write(FILE* stream) const {
+  PieceWriter writer(stream);
   for (const WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
-    fputs_unlocked(part->GetString(), stream);
+    writer.Write(part->View());
   }
 }

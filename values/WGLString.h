@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <new>
+#include <string_view>
 
 class WGLStringPart {
  public:
@@ -20,10 +21,21 @@ class WGLStringPart {
   static void operator delete(void* part) noexcept;
 
   // Takes ownership of `text`, which malloc allocated; null means the empty text.
-  explicit WGLStringPart(const char* text) : text_(text), next_(nullptr) {}
+  explicit WGLStringPart(const char* text) : text_(text), next_(nullptr), borrowedSize_(kOwned) {}
 
-  // Never null; owned by the part.
-  const char* GetString() const { return text_ != nullptr ? text_ : ""; }
+  // Uses a text that somebody else owns, which need not end with a NUL byte.
+  explicit WGLStringPart(std::string_view text)
+      : text_(text.data()), next_(nullptr), borrowedSize_(text.size()) {}
+
+  // Never null; owned by the part; "" for a text that is still borrowed.
+  const char* GetString() const { return text_ != nullptr && borrowedSize_ == kOwned ? text_ : ""; }
+
+  std::string_view View() const {
+    return borrowedSize_ != kOwned ? std::string_view(text_, borrowedSize_) : GetString();
+  }
+
+  // Replaces a borrowed text by a copy. Returns false when memory is short.
+  bool MakeOwn();
 
   WGLStringPart* Next() const { return next_; }
   void Link(WGLStringPart* next) { next_ = next; }
@@ -33,8 +45,11 @@ class WGLStringPart {
   void Destroy();
 
  private:
+  static constexpr std::size_t kOwned = static_cast<std::size_t>(-1);
+
   const char* text_;
   WGLStringPart* next_;
+  std::size_t borrowedSize_;  // kOwned if the part owns its text
 };
 
 class WGLString {
@@ -47,22 +62,30 @@ class WGLString {
   // unchanged. Both note a loss, see Response.
   void Append(const char* text);
 
+  // Appends a part for a text without NUL bytes that somebody else keeps for as long as this string
+  // lives. When memory is short, leaves the string unchanged and notes a loss.
+  void AppendBorrowed(std::string_view text);
+
   // Moves all parts of `other` to the end of this string and leaves `other` empty.
   void Append(WGLString& other);
 
   // Frees everything and makes the string empty.
   void Clear();
 
-  // Turns two or more parts into one. When memory is short, changes nothing and notes a loss.
+  // Turns two or more parts, or a borrowed one, into one that owns its text. When memory is short,
+  // changes nothing and notes a loss.
   void Combine();
 
   // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.
   const char* GetCombined();
 
-  // Writes the text part by part.
+  // Writes the text part by part, without copying it into the stream's buffer first. An error is
+  // noted in the stream, as by fputs.
   void Write(FILE* stream) const;
 
  private:
+  void Link(WGLStringPart* part);
+
   WGLStringPart* first_;
   WGLStringPart* last_;
 };

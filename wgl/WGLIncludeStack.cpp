@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "wgl/WGLIncludeStack.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "base/RegularFile.h"
 #include "base/Response.h"
@@ -22,10 +24,31 @@ void RequireMemory() {
   std::exit(2);
 }
 
-// Opens a template; null when that is impossible. A FIFO, which would wait for a writer for ever,
-// and a device count as impossible. A folder can be opened, and fails when it is read.
-FILE* OpenTemplate(const std::string& path) {
-  OpenedFile file = OpenToRead(path);
+// A path without ".", ".." and empty names. It is the real path if there is no symbolic link on it.
+std::string WithoutDots(const std::string& path) {
+  std::string result;
+  for (std::size_t start = 0; start < path.size();) {
+    const std::size_t end = std::min(path.find('/', start), path.size());
+    const std::string name = path.substr(start, end - start);
+    start = end + 1;
+    if (name == "..") {
+      result.erase(std::min(result.rfind('/'), result.size()));
+    } else if (!name.empty() && name != ".") {
+      result += '/';
+      result += name;
+    }
+  }
+  return result;
+}
+
+bool IsInRoot(const std::string& realPath) {
+  const std::string prefix = gDocumentRoot + "/";
+  return realPath.compare(0, prefix.size(), prefix) == 0;
+}
+
+// The stream of an open template; null when there is none. A FIFO, which would wait for a writer
+// for ever, and a device count as none. A folder can be opened, and fails when it is read.
+FILE* StreamOf(OpenedFile& file) {
   if (!file.IsRegular() && !file.IsFolder()) return nullptr;
   FILE* stream = fdopen(file.descriptor.Number(), "r");
   if (stream == nullptr) {
@@ -55,17 +78,15 @@ WGLIncludeStack::~WGLIncludeStack() {
   for (const WGLIncludeInfo& file : files_) yywgl_delete_buffer(file.buffer);
 }
 
+std::string WGLIncludeStack::Candidate(const std::string& path) const {
+  if (!path.empty() && path[0] == '/') return gDocumentRoot + path;
+  if (files_.empty()) return gDocumentRoot + "/" + path;
+  const std::string& includer = files_.back().fileName;
+  return includer.substr(0, includer.rfind('/')) + "/" + path;
+}
+
 std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
-  const std::string rootPrefix = gDocumentRoot + "/";
-  std::string candidate;
-  if (!path.empty() && path[0] == '/') {
-    candidate = rootPrefix + path.substr(1);
-  } else if (!files_.empty()) {
-    const std::string& includer = files_.back().fileName;
-    candidate = includer.substr(0, includer.rfind('/')) + "/" + path;
-  } else {
-    candidate = rootPrefix + path;
-  }
+  const std::string candidate = Candidate(path);
   // A file name can't hold a NUL byte; realpath would silently use only the bytes before it.
   if (candidate.find('\0') != std::string::npos) return std::string();
   char* resolved = realpath(candidate.c_str(), nullptr);
@@ -75,26 +96,47 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   }
   std::string result = resolved;
   std::free(resolved);
-  if (result.compare(0, rootPrefix.size(), rootPrefix) != 0) return std::string();
-  return result;
+  return IsInRoot(result) ? result : std::string();
+}
+
+// Makes a template the file being read. Nearly always, one call opens it and finds no symbolic link on
+// its path. Nothing outside the document root is opened.
+void WGLIncludeStack::Open(const std::string& path, const char* failure) {
+  const std::string candidate = Candidate(path);
+  std::string realPath = WithoutDots(candidate);
+  OpenedFile file;
+  if (IsInRoot(realPath)) file = OpenWithoutLinks(candidate);
+  if (!file.descriptor.IsOpen()) {
+    realPath = MakeRealPath(path);
+    if (!realPath.empty()) file = OpenToRead(realPath);
+  }
+  if (realPath.empty()) Fail(kOutsideRoot, path);
+  yywglin = StreamOf(file);
+  if (yywglin == nullptr) Fail(failure, realPath);
+  if (!files_.empty()) files_.back().buffer = yywglCurrentBuffer();
+  const auto size = static_cast<std::size_t>(file.IsRegular() ? file.status.st_size : 0);
+  files_.push_back({1, realPath, nullptr, size, nullptr, nullptr});
 }
 
 void WGLIncludeStack::Init(const std::string& path) {
-  const std::string realPath = MakeRealPath(path);
-  if (realPath.empty()) Fail(kOutsideRoot, path);
-  yywglin = OpenTemplate(realPath);
-  if (yywglin == nullptr) Fail("failed to open main file", realPath);
-  files_.push_back({1, realPath, nullptr});
+  Open(path, "failed to open main file");
 }
 
 void WGLIncludeStack::BeginInclude(const std::string& path) {
-  const std::string realPath = MakeRealPath(path);
-  if (realPath.empty()) Fail(kOutsideRoot, path);
-  yywglin = OpenTemplate(realPath);
-  if (yywglin == nullptr) Fail("failed to open file", realPath);
-  files_.back().buffer = yywglCurrentBuffer();
-  files_.push_back({1, realPath, nullptr});
+  Open(path, "failed to open file");
   yywgl_switch_to_buffer(yywgl_create_buffer(yywglin, kWGLScannerBufferBytes));
+}
+
+WGLIncludeInfo* WGLIncludeStack::Content() {
+  WGLIncludeInfo& file = files_.back();
+  if (file.next == nullptr) {
+    FileContent content;
+    if (!content.Load(fileno(yywglin), file.size)) return nullptr;
+    file.next = content.Bytes().data();
+    file.end = file.next + content.Bytes().size();
+    contents_.push_back(std::move(content));
+  }
+  return &file;
 }
 
 bool WGLIncludeStack::EndInclude() {

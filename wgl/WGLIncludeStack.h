@@ -9,12 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "base/FileContent.h"
+
 struct yy_buffer_state;  // of the scanner, see WGLScanner.h
 
 struct WGLIncludeInfo {
   std::uint32_t line;       // the current line, from 1
   std::string fileName;     // absolute, without symbolic links
   yy_buffer_state* buffer;  // where to resume, owned; null for the file being read
+  std::size_t size;         // of a regular file when it was opened
+  const char* next;         // what the scanner has not taken yet: from here ...
+  const char* end;          // ... to here; both are null before the file is read
 };
 
 class WGLIncludeStack {
@@ -41,6 +46,10 @@ class WGLIncludeStack {
   // after its directive; false at the end of the main template, whose entry stays.
   bool EndInclude();
 
+  // The file being read. Reads its content first if that has not happened; returns null, with errno
+  // set, when that fails. The content stays until this object ends. For the scanner, after Init.
+  WGLIncludeInfo* Content();
+
   // Called by the scanner with the number of newlines read.
   void AdvanceLine(std::uint32_t lines);
 
@@ -53,7 +62,11 @@ class WGLIncludeStack {
  private:
   static constexpr std::size_t kInitialDepth = 32;
 
+  std::string Candidate(const std::string& path) const;
+  void Open(const std::string& path, const char* failure);
+
   std::vector<WGLIncludeInfo> files_;  // the file being read is the last
+  std::vector<FileContent> contents_;  // of all files read so far
 };
 
 extern WGLIncludeStack gIncludeStack;
