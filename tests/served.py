@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """
-Starts `./run` on a free port, with a device in its factory state and in a foreign locale. The rule to
+Starts `./run` on a free port, with a device that has lost its settings and in a foreign locale. The rule to
 know: its end is tested each time; it must leave no process, port or folder.
 
 usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_MANAGER)
@@ -50,6 +50,8 @@ def served():
     """Address and process of a `./run`."""
     for state in ("lib/sysmgr", "run/sysmgr"):
         shutil.rmtree(BUILD / "root/var" / state, ignore_errors=True)
+    (BUILD / "root/var/lib/sysmgr").mkdir(parents=True)
+    (BUILD / "root/var/lib/sysmgr/settings.db").write_bytes(bytes(4096))
     port = free_port()
     address, output = f"http://{HOST}:{port}/", ""
     run = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", text=True,

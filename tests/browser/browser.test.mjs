@@ -41,6 +41,22 @@ async function upload(page, where, content) {
   await submit(page, 'form[enctype] button');
 }
 
+inBrowser('the settings were lost: every page says so until somebody takes note', {}, async (page) => {
+  for (const address of [
+    ...Object.entries(pages).map(([name, more]) => url(name, pictured, more)), ...words.map((word) => `/?_file=${word}`),
+  ]) {
+    const html = await read(address);
+    assert.ok(html.includes('id="lost"'), address);
+    assert.deepEqual(htmlFaults(html), [], address);
+  }
+  await page.goto(url('settings', pictured));
+  assert.deepEqual(await accessibilityFaults(page), []);
+  await picture(page, 'lost');
+  await submit(page, '#lost-noted');
+  assert.ok(await page.isVisible('#settings-form'));
+  assert.equal(await page.locator('#lost').count(), 0);
+});
+
 test('every page in every language is sound, and its links lead somewhere', async () => {
   const links = new Set();
   for (const language of languages) {
