@@ -24,11 +24,19 @@ constexpr rlim_t kMessageSeconds = 1;
 
 constexpr int kLostStatus = 2;
 
+// Lowers a limit. Few callers have set a lower one, so the old one comes with the call that sets
+// the new one, and returns in another.
 void Limit(decltype(RLIMIT_AS) resource, rlim_t soft, rlim_t hard) {
+  const rlimit wanted = {soft, hard};
   rlimit old = {};
-  if (getrlimit(resource, &old) != 0) return;
-  const rlimit limit = {std::min(soft, old.rlim_cur), std::min(hard, old.rlim_max)};
-  setrlimit(resource, &limit);
+  if (prlimit(0, resource, &wanted, &old) != 0) {
+    // Only a privileged process may exceed its hard limit, which is lower then.
+    if (getrlimit(resource, &old) != 0) return;
+  } else if (old.rlim_cur >= soft && old.rlim_max >= hard) {
+    return;
+  }
+  const rlimit lower = {std::min(soft, old.rlim_cur), std::min(hard, old.rlim_max)};
+  setrlimit(resource, &lower);
 }
 
 void EndForTime(int /*signal*/) {
