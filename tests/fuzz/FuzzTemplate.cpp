@@ -182,6 +182,22 @@ int WriteTokens() {
   return 0;
 }
 
+// The end of the scanner's buffer may come anywhere: code without an effect moves it along the
+// template.
+void CheckPlaces(const std::string& tokens) {
+  constexpr std::size_t kStep = 17;  // templates of different sizes begin at different places
+  constexpr std::size_t kBufferBytes = 256;
+  const std::string main = std::exchange(gMain, "<~~>");
+  const std::string around = RunTemplate("", WriteTokens).output;
+  const std::string before = around.substr(0, around.rfind('\1'));
+  for (std::size_t blanks = main.size() % kStep; blanks < kBufferBytes; blanks += kStep) {
+    gMain = "<~" + std::string(blanks, ' ') + "~>" + main;
+    Check(RunTemplate("", WriteTokens).output == before + tokens,
+          "tokens do not depend on their place in the scanner's buffer");
+  }
+  gMain = main;
+}
+
 // The output must be the page or a message, never a part of the page.
 void CheckKindOfOutput(const Outcome& outcome) {
   const std::string& output = outcome.output;
@@ -302,7 +318,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                         again.output == outcome.output;
     Check(isSame || (readsFail && EndsWith(again.output, kReadError)),
           "neither tokens nor a page depend on how the templates' bytes arrive");
-    if (body == WriteTokens) continue;
+    if (body == WriteTokens) {
+      CheckPlaces(outcome.output);
+      continue;
+    }
     CheckKindOfOutput(outcome);
     CheckKindOfOutput(again);
   }
