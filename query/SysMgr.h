@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The program's requests to the system manager. All of them use these three functions, in the name
-// of gServiceName; none of the functions writes a message.
+// of gServiceName; none of the functions writes a message. After a query that the system manager
+// could not be reached for or did not answer, the variable "_unanswered" is "1".
 #pragma once
 
 #include <string>

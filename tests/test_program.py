@@ -404,6 +404,35 @@ class Values(TestCase):
         self.assertEqual((done.status, done.output),
                          (2, headers("text/html") + "a file was cut while it was read\r\n"))
 
+    def test_a_service_that_goes(self):
+        for reaction, mark in ((b"nonsense", "1"), (answer(1, b"refused"), ""), (answer(0, b""), "")):
+            with SystemManager(PROGRAM, lambda _: reaction):
+                self.check(mark, page("<~ query `a` ~>[${_unanswered}]", f"[{mark}]"), PROGRAM)
+        # However many queries it answers, the site's page comes whole or not at all.
+        site, copies = TESTS.parent / "site/wgl", (PROGRAM.root / "wgl/std", PROGRAM.root / "wgl/site.wgl")
+        with ExitStack() as stack:
+            shutil.copytree(site / "std", copies[0])
+            stack.callback(shutil.rmtree, copies[0])
+            shutil.copy(site / "main.wgl", copies[1])
+            stack.callback(copies[1].unlink)
+            left = [0]
+
+            def react(keys):
+                left[0] -= 1
+                return answer(0, table(["1"] * len(keys))) if left[0] >= 0 else b"nonsense"
+            for answers in range(100):
+                left[0] = answers
+                with SystemManager(PROGRAM, react) as manager:
+                    output = PROGRAM.run({"REQUEST_METHOD": "GET",
+                                          "QUERY_STRING": "_file=/wgl/site.wgl&_page=firmware&_unanswered=1"}).output
+                whole = len(manager.requests) <= answers
+                self.assertIn("</html>", output)
+                self.assertEqual('id="unreached"' in output, not whole, answers)
+                self.assertEqual("<form" in output, whole or answers == 0, answers)
+                if whole:
+                    break
+            self.assertTrue(whole and answers > 3)
+
     def test_lost_output(self):
         with ExitStack() as stack:
             folder = Path(stack.enter_context(PROGRAM.folder()))
