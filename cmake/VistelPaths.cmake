@@ -14,6 +14,10 @@ set(VISTEL_SYSMGR_PROVIDERS "/var/run/sysmgr/providers" CACHE STRING
 set(VISTEL_SYSMGR_MODEL "/usr/share/vistel/model.json" CACHE STRING
     "The device's model: keys, types, limits")
 set(VISTEL_SYSMGR_DATABASE "/var/lib/sysmgr/settings.db" CACHE STRING "The settings")
+set(VISTEL_PASSWORD_FILE "/var/lib/sysmgr/passwords" CACHE STRING
+    "The device's password, which the web servers read")
+set(VISTEL_COMMON_PASSWORDS "/usr/share/vistel/common-passwords" CACHE STRING
+    "Passwords that nobody may choose")
 set(VISTEL_SYSMGR_FILES "/var/run/sysmgr/files" CACHE STRING
     "Where the system manager puts files for others to fetch")
 set(VISTEL_SBIN_DIR "/usr/sbin" CACHE STRING "Where sysmgrd and sysmgrctl are installed")
@@ -26,6 +30,7 @@ endif()
 # Template names are confined by comparing paths, which works only if all paths have the same form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
              VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_PROVIDERS VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
+             VISTEL_PASSWORD_FILE VISTEL_COMMON_PASSWORDS
              VISTEL_SBIN_DIR VISTEL_CGI_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")

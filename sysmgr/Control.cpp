@@ -16,6 +16,7 @@
 #include "platform/SvcMgrAdapter.h"
 #include "platform/SysMgrProxy.h"
 #include "sysmgr/ControlProvider.h"
+#include "sysmgr/password/DevicePassword.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
 
 constexpr const char* kHelp =
-    "Usage: sysmgrctl [--socket PATH] [--providers PATH] [--authorisation FILE] COMMAND\n"
+    "Usage: sysmgrctl [--socket PATH] [--providers PATH] [--authorisation FILE]\n"
+    "                 [--password FILE] COMMAND\n"
     "\n"
     "  get KEY ...          show values; several keys stand side by side\n"
     "  set KEY=VALUE ...    change settings, all of them or none; or have an action done, with\n"
@@ -44,6 +46,9 @@ constexpr const char* kHelp =
     "                       run COMMAND for each changed batch of settings, which it reads as "
     "lines\n"
     "                       key=value; first with all whose keys are PREFIX or below it\n"
+    "  password --new       give the device a new password, and print it: for a label, or when "
+    "the\n"
+    "                       old one is forgotten. Works without the system manager.\n"
     "  --help, --version\n"
     "\n"
     "Cells of a row stand with tabs between them. Values on a command line can be seen by other\n"
@@ -195,12 +200,21 @@ int RunWatch(const std::string& socketPath, const std::vector<std::string_view>&
   return Complain(WatchSettings(socketPath, std::string(words[0]), command));
 }
 
+int NewPassword(const std::string& file, const std::vector<std::string_view>& words) {
+  if (words.size() != 1 || words[0] != "--new") return Usage();
+  const std::string password = DevicePassword::Make();
+  const Outcome outcome = DevicePassword::Store(file, password);
+  if (!outcome.IsSuccess()) return Complain("'" + file + "': " + outcome.Text());
+  return std::puts(password.c_str()) < 0 || std::fflush(stdout) != 0 ? kExitRefused : 0;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
   std::string socketPath = VISTEL_SYSMGR_SOCKET;
   std::string providers = VISTEL_SYSMGR_PROVIDERS;
   std::string authorisation = VISTEL_AUTHORISATION_FILE;
+  std::string password = VISTEL_PASSWORD_FILE;
   int at = 1;
   for (; at < count && std::strncmp(arguments[at], "--", 2) == 0; ++at) {
     const std::string_view option = arguments[at];
@@ -213,6 +227,8 @@ int main(int count, char** arguments) {
       providers = arguments[++at];
     } else if (option == "--authorisation") {
       authorisation = arguments[++at];
+    } else if (option == "--password") {
+      password = arguments[++at];
     } else {
       return Usage();
     }
@@ -220,6 +236,7 @@ int main(int count, char** arguments) {
   const std::string_view command = at < count ? arguments[at] : "";
   if (count - at < (command == "keys" ? 1 : 2)) return Usage();
   const std::vector<std::string_view> rest(arguments + at + 1, arguments + count);
+  if (command == "password") return NewPassword(password, rest);
   SvcMgrAdapter adapter;
   SysMgrProxy proxy(kServiceName, adapter, authorisation, socketPath);
   if (command == "get") return Get(proxy, rest);

@@ -42,10 +42,12 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       upload_(setup.uploadFile),
       log_(setup.timeOfDay),
       firmware_(setup.stateFolder, upload_, settings.Definitions().DeviceName(), log_),
-      configuration_(settings, files_, upload_, setup.steady),
+      password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
+      configuration_(settings, files_, upload_, password_, setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
   log_.OfferTo(sources_);
   firmware_.OfferTo(sources_);
+  password_.OfferTo(sources_);
   configuration_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferKeys(sources_, settings.Definitions());
@@ -64,6 +66,7 @@ void Features::AddEvents(Settings& settings) {
   settings.AddObserver(
       [this](const std::vector<std::string>& keys) { log_.AddNames("Settings changed", keys); });
   configuration_.OnRestored([this] { log_.Add("A configuration was restored."); });
+  configuration_.OnPassword([this] { log_.Add("The password for configuration files changed."); });
   log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Creates the parts that offer the service's own sources and actions: firmware, configurations, the
-// log, restarts. All others come from providers.
+// device's password, the log, restarts. All others come from providers.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,7 @@
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "sysmgr/loop/EventLoop.h"
+#include "sysmgr/password/DevicePassword.h"
 #include "sysmgr/providers/ProviderSession.h"
 
 struct FeatureSetup {
@@ -25,6 +26,8 @@ struct FeatureSetup {
   std::function<std::int64_t()> steady;     // seconds of the monotonic clock
   std::string filesFolder;                  // for files to fetch
   std::string uploadFile;
+  std::string passwordFile;
+  std::string commonPasswords;
   std::string stateFolder;  // for firmware images
 };
 
@@ -64,6 +67,7 @@ class Features {
   UploadedFile upload_;
   EventLog log_;
   FirmwareUpdate firmware_;
+  DevicePassword password_;
   Configuration configuration_;
   Sources sources_;
   Restarts restarts_;

@@ -15,9 +15,15 @@ struct ActionTopic {
   Topic topic;
 };
 constexpr ActionTopic kActionTopics[] = {
-    {"config-restore", Topic::kUpload},   {"config-restore", Topic::kConfiguration},
-    {"firmware-update", Topic::kUpload},  {"firmware-update", Topic::kFirmware},
-    {"firmware-update", Topic::kRestart}, {"restart", Topic::kRestart},
+    {"change-password", Topic::kDevicePassword},
+    {"change-password", Topic::kNewPassword},
+    {"config-password", Topic::kDevicePassword},
+    {"config-restore", Topic::kUpload},
+    {"config-restore", Topic::kConfiguration},
+    {"firmware-update", Topic::kUpload},
+    {"firmware-update", Topic::kFirmware},
+    {"firmware-update", Topic::kRestart},
+    {"restart", Topic::kRestart},
     {"factory-reset", Topic::kRestart},
 };
 

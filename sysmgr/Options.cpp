@@ -17,6 +17,8 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"files", required_argument, nullptr, 'f'},
                                {"upload", required_argument, nullptr, 'u'},
                                {"open", no_argument, nullptr, 'o'},
+                               {"password", required_argument, nullptr, 'w'},
+                               {"common-passwords", required_argument, nullptr, 'k'},
                                {"check-model", no_argument, nullptr, 'c'},
                                {"messages", no_argument, nullptr, 'g'},
                                {"help", no_argument, nullptr, 'h'},
@@ -37,6 +39,10 @@ std::string& PathOf(Options& options, int chosen) {
       return options.authorisation;
     case 'f':
       return options.files;
+    case 'w':
+      return options.password;
+    case 'k':
+      return options.commonPasswords;
     default:
       return options.upload;
   }
@@ -53,6 +59,8 @@ Options ParseOptions(int count, char** arguments) {
   options.authorisation = VISTEL_AUTHORISATION_FILE;
   options.files = VISTEL_SYSMGR_FILES;
   options.upload = VISTEL_UPLOAD_FILE;
+  options.password = VISTEL_PASSWORD_FILE;
+  options.commonPasswords = VISTEL_COMMON_PASSWORDS;
   optind = 1;
   opterr = 0;
   int chosen = 0;
@@ -107,6 +115,11 @@ std::string HelpText() {
          "  --files FOLDER        files for clients to fetch (" VISTEL_SYSMGR_FILES
          ")\n"
          "  --upload FILE         what a page has uploaded (" VISTEL_UPLOAD_FILE
+         ")\n"
+         "  --password FILE       the device's password, for web servers (" VISTEL_PASSWORD_FILE
+         ")\n"
+         "  --common-passwords FILE\n"
+         "                        those that nobody may choose (" VISTEL_COMMON_PASSWORDS
          ")\n"
          "  --check-model         only check the model\n"
          "  --messages            only print all sentences that pages can get, for translators\n"

@@ -17,6 +17,8 @@ struct Options {
   std::string files;
   std::string upload;
   bool isOpen = false;  // serves without a secret
+  std::string password;
+  std::string commonPasswords;
 };
 
 // Throws StartFailure with what is wrong. The build sets the defaults.

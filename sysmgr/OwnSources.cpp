@@ -23,8 +23,10 @@ struct OwnSource {
 
 constexpr OwnSource kOwn[] = {
     {"auto-config-show", Kind::kValue},
+    {"change-password", Kind::kAction},
     {"config-changes", Kind::kTable, {"Key", "Current", "New", "Secret"}},
     {"config-mistakes", Kind::kTable, {"Number", "Line", "Key", "Text"}},
+    {"config-password", Kind::kAction},
     {"config-password-set", Kind::kValue},
     {"config-pending", Kind::kValue},
     {"config-restore", Kind::kAction},
@@ -39,6 +41,7 @@ constexpr OwnSource kOwn[] = {
     {"firmware-update", Kind::kAction},
     {"log", Kind::kTable, {"Time", "Text"}},
     {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
+    {"password-set", Kind::kValue},
     {"restart", Kind::kAction},
     {"setting-check", Kind::kValue},
     {"settings-lost", Kind::kValue},

@@ -83,6 +83,8 @@ void Serve(const Options& options, const Pace& pace) {
   setup.steady = pace.steady;
   setup.filesFolder = options.files;
   setup.uploadFile = options.upload;
+  setup.passwordFile = options.password;
+  setup.commonPasswords = options.commonPasswords;
   setup.stateFolder = FolderOf(options.database);
   Features features(settings, setup);
   Device device(settings, features.All());

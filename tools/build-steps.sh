@@ -8,7 +8,7 @@ readonly buildPackages=(
   g++ cmake ninja-build flex bison gettext             # the program
   libgif-dev                                           # its status images
   nlohmann-json3-dev libsqlite3-dev libevent-dev       # the system manager
-  libexpat1-dev libsodium-dev
+  libexpat1-dev libsodium-dev libcrypt-dev
   lighttpd                                             # the web server
 )
 readonly services=(lighttpd nginx fcgiwrap) # of the packages of the same names

@@ -4,7 +4,6 @@
 // key and then as a whole, and then keeps it until it is confirmed, or stores it at once.
 #include "sysmgr/configuration/Configuration.h"
 
-#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -12,7 +11,9 @@
 
 namespace {
 
-constexpr const char* kPassword = "System.ConfigPassword";
+// Among the values that are kept for providers, none of which has this name.
+constexpr const char* kOwner = "";
+constexpr const char* kPassword = "config-password";
 
 // An enciphered file adds a header and a tag.
 constexpr std::size_t kMaxFileBytes = ConfigurationText::kMaxBytes + 1024;
@@ -24,12 +25,33 @@ Configuration::Pending::~Pending() {
 }
 
 Configuration::Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload,
-                             Clock clock)
-    : settings_(settings), files_(files), upload_(upload), clock_(std::move(clock)) {
-  // Forget the derived key when the password changes.
-  settings_.AddObserver([this](const std::vector<std::string>& keys) {
-    if (std::find(keys.begin(), keys.end(), kPassword) != keys.end()) cipher_.Forget();
-  });
+                             DevicePassword& device, Clock clock)
+    : settings_(settings),
+      files_(files),
+      upload_(upload),
+      device_(device),
+      clock_(std::move(clock)) {}
+
+std::string Configuration::Password() const {
+  return settings_.OwnOf(kOwner)[kPassword];
+}
+
+// Whoever knows the password of the files can read every secret in them, so a new one takes the
+// device's password.
+void Configuration::SetPassword(const ActionRequest& request, OutcomeTaker done) {
+  const std::string password(request.Value());
+  Outcome outcome =
+      password.empty() ? Outcome() : device_.Confirm(request.Parameter("DevicePassword"));
+  if (!outcome.IsSuccess() || password == Password()) {
+    done(outcome);
+    return;
+  }
+  settings_.StoreOwnOf(kOwner, {{kPassword, password}},
+                       [this, done = std::move(done)](const Outcome& stored) {
+                         if (stored.IsSuccess()) cipher_.Forget();
+                         if (stored.IsSuccess() && onPassword_) onPassword_();
+                         done(stored);
+                       });
 }
 
 void Configuration::OfferTo(Sources& sources) {
@@ -51,8 +73,7 @@ void Configuration::OfferTo(Sources& sources) {
   };
   sources.OfferValue("auto-config-show", std::move(shared));
 
-  sources.OfferText("config-password-set",
-                    [this] { return settings_.Get(kPassword).empty() ? "0" : "1"; });
+  sources.OfferText("config-password-set", [this] { return Password().empty() ? "0" : "1"; });
   sources.OfferText("config-pending", [this] {
     DropOld();
     return pending_ == nullptr ? "0" : "1";
@@ -62,6 +83,9 @@ void Configuration::OfferTo(Sources& sources) {
                       [this](const Question& question) { return Changes(question); }});
   sources.OfferTable("config-mistakes", {{"Number", "Line", "Key", "Text"},
                                          [this](const Question&) { return Mistakes(); }});
+  sources.OfferAction("config-password", [this](const ActionRequest& request, OutcomeTaker done) {
+    SetPassword(request, std::move(done));
+  });
   sources.OfferAction("config-restore", [this](const ActionRequest& request, OutcomeTaker done) {
     Restore(request, std::move(done));
   });
@@ -87,7 +111,7 @@ LiveValue Configuration::HandOver(std::string_view prefix, std::string_view suff
 }
 
 LiveValue Configuration::ShowSealed(const Question& question) {
-  const std::string& password = settings_.Get(kPassword);
+  const std::string password = Password();
   if (password.empty()) return {"", Sentence::kNoPassword};
   const Secret plain(Show(Part::kAll, question.client));
   if (plain.Text().size() > ConfigurationText::kMaxBytes) return {"", Sentence::kExportTooLarge};
@@ -161,7 +185,7 @@ Outcome Configuration::ReadUpload(std::string_view password, Secret& text) {
   if (isSealed && clock_() < retry_) return Sentence::kTryAgain;
   upload_.Delete(upload);
   if (!isSealed) return outcome;
-  const Secret chosen(password.empty() ? settings_.Get(kPassword) : std::string(password));
+  const Secret chosen(password.empty() ? Password() : std::string(password));
   if (chosen.Text().empty()) return Sentence::kPasswordNeeded;
   const Secret sealed(text.Text());
   outcome = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);

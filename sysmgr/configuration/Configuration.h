@@ -5,7 +5,8 @@
 //
 // It offers the values "config-show", "config-show-crypt", "auto-config-show",
 // "config-password-set" and "config-pending", the tables "config-changes" and "config-mistakes" and
-// the action "config-restore" with the parameter "Password".
+// the actions "config-restore" with the parameter "Password" and "config-password" with the
+// parameter "DevicePassword".
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,7 @@
 #include "sysmgr/files/HandoverFolder.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/log/ProblemList.h"
+#include "sysmgr/password/DevicePassword.h"
 
 class Configuration {
  public:
@@ -35,13 +37,17 @@ class Configuration {
   static constexpr std::int64_t kRetrySeconds = 2;
 
   // All must outlive the configuration, which must outlive every storing of settings.
-  Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload, Clock clock);
+  Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload,
+                DevicePassword& device, Clock clock);
 
   // The configuration must outlive the sources.
   void OfferTo(Sources& sources);
 
   // Called for every restored configuration, after its settings have been stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
+
+  // Called when the password for enciphered files has changed.
+  void OnPassword(std::function<void()> observer) { onPassword_ = std::move(observer); }
 
   // Forgets everything that is kept only in memory: a pending configuration, mistakes, and the key
   // of the password.
@@ -75,6 +81,8 @@ class Configuration {
   LiveRows Changes(const Question& question);
   LiveRows Mistakes();
 
+  std::string Password() const;
+  void SetPassword(const ActionRequest& request, OutcomeTaker done);
   void Restore(const ActionRequest& request, OutcomeTaker done);
   Outcome ReadUpload(std::string_view password, Secret& text);
   Outcome Load(const ActionRequest& request, PendingPointer& loaded);
@@ -87,6 +95,7 @@ class Configuration {
   Settings& settings_;
   HandoverFolder& files_;
   const UploadedFile& upload_;
+  DevicePassword& device_;
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;
@@ -94,4 +103,5 @@ class Configuration {
   std::int64_t mistakesSince_ = 0;
   std::int64_t retry_ = 0;  // the time from which enciphered files are read again
   std::function<void()> onRestored_;
+  std::function<void()> onPassword_;
 };

@@ -25,6 +25,8 @@ enum class Topic {
   kSetting,        // any setting, action or parameter
   kLimit,          // a key's limits, which the model fills in
   kUpload,         // any uploaded file
+  kDevicePassword,  // what asks for the device's password
+  kNewPassword,     // a new one
   kConfiguration,  // a configuration to be restored
   kFirmware,       // an image to be installed
   kRestart,        // restart, factory reset, firmware update
@@ -93,6 +95,13 @@ enum class Sentence : unsigned {
   kUploadOfOther,
   kUploadLinked,
   kUploadTooLarge,
+  // kDevicePassword
+  kTryPasswordAgain,
+  kDevicePasswordWrong,
+  // kNewPassword
+  kNoDevicePassword,
+  kPasswordsDiffer,
+  kCommonPassword,
   // kConfiguration
   kTryAgain,
   kPasswordNeeded,

@@ -140,7 +140,8 @@ class Service:
         self.folder = Path(self.temporary.name)
         self.program, self.before, self.more, self.client = program, before, without_secret, None
         self.arguments = {"model": PRODUCT, "database": "settings.db", "socket": "run/socket", "providers": "run/providers",
-                          "authorisation": "auth", "files": self.folder / "files", "upload": self.folder / "upload.bin"}
+                          "authorisation": "auth", "files": self.folder / "files", "upload": self.folder / "upload.bin",
+                          "password": "passwords", "common-passwords": SOURCE / "sysmgr/password/common-passwords"}
         self.clock()
         if secret is not None:
             self.write("auth", secret).chmod(mode)

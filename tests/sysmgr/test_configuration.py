@@ -7,8 +7,9 @@ import base64
 import json
 import os
 import signal
+import subprocess
 
-from service import IMPATIENT, PRODUCT, ServiceTest, encode
+from service import IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, rows
 
 MISTAKES = "There are mistakes in the configuration."
 DAMAGED = "The password is wrong, or the file is damaged."
@@ -37,8 +38,8 @@ class Configuration(ServiceTest):
         return self.device.ask("System.ConfigShow")
 
     def test_exports(self):
-        self.expect(self.device, "set System.DeviceName=<Attic> & \"more\"|HomePlug.NetworkPassword=very secret|"
-                                 "System.ConfigPassword=even more so => //")
+        self.expect(self.device, "set System.DeviceName=<Attic> & \"more\"|HomePlug.NetworkPassword=very secret => /\n"
+                                 "set System.ConfigPassword=even more so =>")
         shared = ["System.Led=1", "System.PowerSave=1", "System.TimeZone=Europe/Berlin", "HomePlug.NetworkName=HomePlug"]
         readable = ["System.DeviceName=&lt;Attic&gt; &amp; &quot;more&quot;", *shared[:3], "Network.Mode=dhcp",
                     "Network.Address=", "Network.Netmask=", "Network.Gateway=", shared[3]]
@@ -137,8 +138,8 @@ class Configuration(ServiceTest):
         sealed = lambda: encode(self.device.read(self.device.ask("System.ConfigShowCrypt")))
         salt = lambda: sealed()[23:39]
         factory = self.all()
-        self.expect(self.device, "set System.DeviceName=Attic|HomePlug.NetworkPassword=very secret|"
-                                 "System.ConfigPassword=even more so => //")
+        self.expect(self.device, "set System.DeviceName=Attic|HomePlug.NetworkPassword=very secret => /\n"
+                                 "set System.ConfigPassword=even more so =>")
         changed, file, first = self.all(), sealed(), salt()
         self.assertEqual(file[:23], b"vistel-configuration 1\n")
         self.assertNotIn(b"Attic", file)
@@ -153,7 +154,7 @@ class Configuration(ServiceTest):
         self.assertNotIn(salt(), (first, second))
         self.assertEqual(self.restore(factory, "apply"), "")
         self.assertEqual(self.all(), factory)
-        self.expect(self.device, "set System.ConfigPassword=|HomePlug.NetworkPassword=HomePlugAV => /\n"
+        self.expect(self.device, "set System.ConfigPassword= =>\n set HomePlug.NetworkPassword=HomePlugAV =>\n"
                                  "System.ConfigPasswordSet => 0")
 
         now, with_password = 1000, "check|System.ConfigRestore.Password=even more so"
@@ -217,6 +218,56 @@ class Configuration(ServiceTest):
             set System.ConfigRestore=apply => A static address needs address, network mask and gateway.
             Network.Mode => static
             """)
+
+    def test_the_password_of_the_device(self):
+        """Whoever may set a password for files could read every secret, and whoever changes the device's keeps its
+        owner out: both ask for the old one."""
+        run = lambda *words: subprocess.run([SYSMGRD.with_name("sysmgrctl"), "--password", self.device.folder / "passwords",
+                                             "password", *words], capture_output=True, text=True)
+        wrong, later = "This is not the password of the device.", "Wait two seconds before you try another password."
+        change = lambda new, old, again=None: f"set System.Password={new}|System.Password.Old={old}|" \
+            f"System.Password.Again={new if again is None else again}"
+        self.expect(self.device, change("a new password", "x") + " => The device has no password yet. The first one is "
+                                 "made at the device itself.//\n System.PasswordSet => 0")
+        self.assertEqual(run("--old").returncode, 2)
+        made = [run("--new").stdout for _ in range(2)]
+        self.assertNotEqual(*made)
+        for text in made:
+            self.assertRegex(text, r"\A[a-hjkmnp-z2-9]{5}(-[a-hjkmnp-z2-9]{5}){2}\n\Z")
+        first, file = made[1].strip(), self.device.read("passwords")
+        self.assertRegex(file, r"\Aadmin:\$6\$[./0-9A-Za-z]{16}\$[./0-9A-Za-z]{86}\n\Z")
+        protect = "set System.ConfigPassword=even more so"
+        now = 1000
+        for line, answer in rows(f"""
+                System.PasswordSet => 1
+                {change("a new password", made[0].strip())} => {wrong}//
+                {change("a new password", first)} => {later}//
+                {change("x" * 9, first)} => Enter 10 to 64 characters.//
+                {change("a new password", first, "another password")} => The two new passwords are not the same.//
+                {change("PassWord123", first)} => This password is among the first that anybody tries.//
+                {protect} => {wrong}
+                {protect}|System.ConfigPassword.DevicePassword=x => {wrong}/
+                System.ConfigPasswordSet => 0
+                {protect}|System.ConfigPassword.DevicePassword={first} => /
+                System.ConfigPasswordSet => 1
+                set System.ConfigPassword= =>
+                System.ConfigPasswordSet => 0
+                """):
+            self.device.clock(steady=(now := now + (0 if answer == later + "//" else 2)))
+            self.assertEqual(self.device.ask(line), answer, line)
+        usual = self.device.limit_files(50)
+        self.device.clock(steady=now + 2)
+        self.assertEqual(self.device.ask(change("a new password", first)),
+                         "This could not be stored: the storage is full.//")
+        self.device.limit_files(usual)
+        self.assertEqual((self.device.read("passwords"), self.device.read("passwords.new")), (file, None))
+        self.expect(self.device, f"""
+            {change("a new password", first)} => //
+            {change("a newer password", "a new password")} => //
+            System.Log{{Text=The password of the device was changed.}}.Text
+              => The password of the device was changed./The password of the device was changed.
+            """)
+        self.assertNotIn("password", self.all())
 
 
 class Files(ServiceTest):

@@ -211,11 +211,9 @@ class Device(ServiceTest):
               => [1: key 'System.Check', 'More': There is no such selector.]
             System.Check{Value=secret => [1: key 'System.Check': The key is malformed.]
             Model.Keys{Access=write-only};Model.Keys{Key=Model.Keys}.Limits;Model.Keys{Key=Network.Netmask}.Limits
-              => System.ConfigPassword|password|write-only|8 to 64 characters, or empty. Use letters, digits and signs \
-without accents only.|Protects enciphered configurations; there are none while it is empty.|\
-Key, Type, Access, Limits, Help|a network mask, or empty/\
-HomePlug.NetworkPassword|password|write-only|8 to 64 characters. Use letters, digits and signs without accents only.|\
-Secret of the powerline network; all its stations must have the same.||
+              => HomePlug.NetworkPassword|password|write-only|8 to 64 characters. Use letters, digits and signs \
+without accents only.|Secret of the powerline network; all its stations must have the same.|\
+Key, Type, Access, Limits, Help|a network mask, or empty
             System.ConfigShow:secrets=include => [1: key 'System.ConfigShow', 'secrets': There is no such option.]
             HomePlug.Stations{Role=remote,Role=local}.Role;System.Check{Key=System.Led,Value=2,Value=1};System.Led => ||1
             HomePlug.Stations{Role=remote}.Role:format=table:format=scalar

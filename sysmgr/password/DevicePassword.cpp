@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+//
+// The file has one line, "admin:" and a hash of crypt(3). SHA-512 is the one that all of the web
+// servers can check, whichever C library they are linked with.
+#include "sysmgr/password/DevicePassword.h"
+
+#include <crypt.h>
+#include <sodium.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <new>
+#include <utility>
+
+#include "sysmgr/files/NewFile.h"
+
+namespace {
+
+constexpr std::string_view kMethod = "$6$";
+constexpr std::string_view kSaltLetters =
+    "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+constexpr std::size_t kSaltBytes = 16;
+
+// For a label: no letter or digit that looks like another one.
+constexpr std::string_view kMadeOf = "abcdefghjkmnpqrstuvwxyz23456789";
+constexpr std::size_t kGroupLetters = 5;
+
+std::string Random(std::string_view letters, std::size_t count) {
+  if (sodium_init() < 0) throw std::bad_alloc();
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i) {
+    text += letters[randombytes_uniform(static_cast<std::uint32_t>(letters.size()))];
+  }
+  return text;
+}
+
+// The hash of the password, made as `setting` says: a hash, or a method with its salt. "" when it
+// can't be made.
+std::string Hash(const std::string& password, const std::string& setting) {
+  const char* const hash = crypt(password.c_str(), setting.c_str());
+  return hash == nullptr || *hash == '*' ? "" : hash;
+}
+
+// The hash in the file; "" without one.
+std::string HashIn(const std::string& file) {
+  std::ifstream stream(file);
+  const std::string begin = std::string(DevicePassword::kUser) + ":";
+  for (std::string line; std::getline(stream, line);) {
+    if (line.compare(0, begin.size(), begin) == 0) return line.substr(begin.size());
+  }
+  return "";
+}
+
+}  // namespace
+
+DevicePassword::DevicePassword(std::string file, std::string common, Clock clock, EventLog& log)
+    : file_(std::move(file)), common_(std::move(common)), clock_(std::move(clock)), log_(log) {}
+
+bool DevicePassword::IsSet() const {
+  return !HashIn(file_).empty();
+}
+
+Outcome DevicePassword::Confirm(std::string_view given) {
+  const std::string hash = HashIn(file_);
+  if (hash.empty()) return {};
+  if (clock_() < retry_) return Sentence::kTryPasswordAgain;
+  if (Hash(std::string(given), hash) == hash) return {};
+  retry_ = clock_() + kRetrySeconds;
+  return Sentence::kDevicePasswordWrong;
+}
+
+Outcome DevicePassword::Store(const std::string& file, const std::string& password) {
+  const std::string hash =
+      Hash(password, std::string(kMethod).append(Random(kSaltLetters, kSaltBytes)));
+  if (hash.empty()) return Sentence::kNoMemory;
+  NewFile next(file);
+  struct stat folder {};
+  if (geteuid() == 0 && stat(file.substr(0, file.rfind('/') + 1).c_str(), &folder) == 0 &&
+      fchown(next.Number(), folder.st_uid, folder.st_gid) != 0) {
+    return Sentence::kStorageFails;
+  }
+  Outcome outcome = next.Write(std::string(kUser) + ":" + hash + "\n");
+  return outcome.IsSuccess() ? next.Commit() : outcome;
+}
+
+std::string DevicePassword::Make() {
+  std::string password = Random(kMadeOf, kMadeLetters);
+  for (std::size_t at = kMadeLetters - kGroupLetters; at > 0; at -= kGroupLetters) {
+    password.insert(at, "-");
+  }
+  return password;
+}
+
+// Letters of either case are the same here, as they are to those who guess.
+bool DevicePassword::IsCommon(std::string_view password) const {
+  const auto isSame = [](char one, char other) {
+    const auto small = [](char byte) {
+      return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+    };
+    return small(one) == small(other);
+  };
+  std::ifstream stream(common_);
+  for (std::string line; std::getline(stream, line);) {
+    if (std::equal(line.begin(), line.end(), password.begin(), password.end(), isSame)) return true;
+  }
+  return false;
+}
+
+Outcome DevicePassword::Change(const ActionRequest& request) {
+  if (!IsSet()) return Sentence::kNoDevicePassword;
+  const std::string_view password = request.Value();
+  if (password != request.Parameter("Again")) return Sentence::kPasswordsDiffer;
+  if (IsCommon(password)) return Sentence::kCommonPassword;
+  Outcome outcome = Confirm(request.Parameter("Old"));
+  if (outcome.IsSuccess()) outcome = Store(file_, std::string(password));
+  if (outcome.IsSuccess()) log_.Add("The password of the device was changed.");
+  return outcome;
+}
+
+void DevicePassword::OfferTo(Sources& sources) {
+  sources.OfferText("password-set", [this] { return IsSet() ? "1" : "0"; });
+  sources.OfferQuickAction("change-password",
+                           [this](const ActionRequest& request) { return Change(request); });
+}
