@@ -39,9 +39,11 @@ int ReadBytes(GifFileType* file, GifByteType* bytes, int size) {
   return static_cast<int>(count);
 }
 
-// Leaves failures to the final flush, because giflib's clean-up depends on where it failed.
-int WriteBytes(GifFileType* /*file*/, const GifByteType* bytes, int size) {
-  std::fwrite(bytes, 1, static_cast<std::size_t>(size), stdout);
+// Leaves failures to the final flush, because giflib's clean-up depends on where it failed. Writes
+// nothing without a stream.
+int WriteBytes(GifFileType* file, const GifByteType* bytes, int size) {
+  auto* const stream = static_cast<FILE*>(file->UserData);
+  if (stream != nullptr) std::fwrite(bytes, 1, static_cast<std::size_t>(size), stream);
   return size;
 }
 
@@ -146,7 +148,7 @@ GifTemplate::~GifTemplate() {
 }
 
 bool GifTemplate::WriteToStandardOutput() const {
-  GifFileType* output = EGifOpen(nullptr, WriteBytes);
+  GifFileType* output = EGifOpen(stdout, WriteBytes);
   bool written = false;
   if (output != nullptr) {
     output->SWidth = file_->SWidth;
@@ -159,8 +161,11 @@ bool GifTemplate::WriteToStandardOutput() const {
     output->ImageCount = file_->ImageCount;
     output->SavedImages = file_->SavedImages;
     written = EGifSpew(output) == GIF_OK;
-    // EGifSpew closes the output at its end, and can't fail then.
-    if (!written) EGifCloseFile(output);
+    // EGifSpew closes the output at its end, and can't fail then. Closing writes the last byte.
+    if (!written) {
+      output->UserData = nullptr;
+      EGifCloseFile(output);
+    }
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) written = false;
   if (!written) Response::Lose();

@@ -92,7 +92,7 @@ bool MakeImage(const std::string& templatePath, Fetch fetch, Modify modify) {
   if (image.Image() == nullptr) return false;
   WarnOfSmallImage(image.Image()->SavedImages[0], templatePath);
   modify(image.Image(), values);
-  return image.WriteToStandardOutput();
+  return Response::IsWhole() && image.WriteToStandardOutput();
 }
 
 void LogFailure(const std::string& templatePath) {

@@ -52,7 +52,7 @@ void DeliverFile(const char* key, const char* kind, const char* contentType) {
   // hold secrets.
   std::signal(SIGPIPE, SIG_IGN);
   RequestHandler::WriteHeaders(contentType, kDisposition + name + '"');
-  const bool delivered = CopyToOutput(file.descriptor);
+  const bool delivered = Response::IsWhole() && CopyToOutput(file.descriptor);
   unlink(path.c_str());
   if (delivered) {
     syslog(LOG_INFO, "and delivered");
@@ -67,7 +67,7 @@ void DeliverText() {
       SysMgr_Query(StringTable("System.ProductName", kQueryText)).Serialize() + ".xml";
   RequestHandler::WriteHeaders("text/xml", std::string(kDisposition) + kDisposition + name + '"');
   const std::string text = QueryString("System.ConfigShow");
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (Response::IsWhole()) std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 }  // namespace

@@ -20,8 +20,10 @@ void WriteHeader(const char* name, const std::string& value) {
 // follows it even if it is not written through this stream.
 void EndHeaders(bool areOfText) {
   std::fputs(Response::kCommonHeaders, stdout);
-  if (std::fflush(stdout) != 0) Response::Lose();
-  Response::Reach(areOfText ? Response::Stage::kTextHeaders : Response::Stage::kContent);
+  const bool written = std::fflush(stdout) == 0;
+  // Nothing may follow headers that are cut.
+  if (!written) Response::Lose();
+  Response::Reach(areOfText && written ? Response::Stage::kTextHeaders : Response::Stage::kContent);
 }
 
 }  // namespace
@@ -40,6 +42,7 @@ void RequestHandler::WriteHeaders(const std::string& contentType,
 
 void RequestHandler::WriteErrorPage(const char* format, ...) {
   WriteHeaders("text/plain");
+  if (!Response::IsWhole()) return;
   Response::Reach(Response::Stage::kContent);
   va_list arguments;
   va_start(arguments, format);

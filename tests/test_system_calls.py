@@ -1,15 +1,20 @@
 # SPDX-License-Identifier: MIT
 """
 What must not happen: a page opens only its templates, its catalogue and a few files of the C library,
-and connects to nothing.
+and connects to nothing; no request executes anything.
 """
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
+from contextlib import ExitStack
 from pathlib import Path
 
-from program import OTHER_PROGRAMS, Program, run
+from program import OTHER_PROGRAMS, SOURCE, Program, run
+
+sys.path.append(str(SOURCE / "bench"))
+from every_request import Site
 
 CALLS = "trace=%file,%network,%process,%ipc"
 # Resolving a name checks every folder on its path, and opens none.
@@ -20,11 +25,11 @@ SYSTEM = re.compile(r"(/usr)?/lib/locale/.*|/usr/share/locale/.*|/etc/ld\.so\..*
                     r"/usr/lib/x86_64-linux-gnu/(glibc-hwcaps|gconv)/.*|/proc/self/auxv")
 
 
-def traced(program, environment):
+def traced(program, environment, body=""):
     with tempfile.NamedTemporaryFile() as log:
-        answer = run(["strace", "-f", "-s", "4096", "-e", CALLS, "-o", log.name, program.path], environment)
-        return answer.output, [line for line in Path(log.name).read_text().splitlines()
-                               if "execve" not in line and "+++" not in line]
+        answer = run(["strace", "-f", "-s", "4096", "-e", CALLS, "-o", log.name, program.path], environment, [body])
+        return answer.output, [line for line in Path(log.name).read_text().splitlines()[1:]
+                               if "+++" not in line]
 
 
 class SystemCalls(unittest.TestCase):
@@ -52,6 +57,21 @@ class SystemCalls(unittest.TestCase):
                     elif " = -1 " not in call:
                         inside.add(path[len(str(program.root)):])
                 self.assertEqual(inside - {"/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES"}, set(opened))
+
+    def test_nothing_is_executed(self):
+        for program in map(Program, OTHER_PROGRAMS):
+            # A dynamic program's imports; a static one's symbols.
+            list_names = lambda *options: subprocess.run(["nm", *options, program.path], stdout=subprocess.PIPE,
+                                                         text=True, check=True).stdout
+            names = list_names("-D", "--undefined-only") or list_names()
+            self.assertRegex(names, r"(?m) malloc(@.*)?$")
+            self.assertNotRegex(names, r"(?m) _*(libc_)?(f?exec[lv]\w*|system|popen|posix_spawnp?|v?fork|clone3?)(@.*)?$")
+            with ExitStack() as stack:
+                for name, environment, body in Site(program, stack).requests():
+                    with self.subTest(program=program.build.name, request=name):
+                        output, calls = traced(program, environment, body)
+                        self.assertTrue(output)
+                        self.assertNotRegex("\n".join(calls), r"(?m)^\d+ +(v?fork|clone3?|exec\w*)\(")
 
     def test_what_is_opened(self):
         self.check("_lang=de", page="_actlang=de",

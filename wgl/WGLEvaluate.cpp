@@ -27,11 +27,12 @@ WGLString CopyOf(const char* text) {
 
 bool gMustTranslate = false;
 
-// gettext says nothing when it has no memory for its catalogue; it leaves every text as it is.
+// gettext says nothing when it has no memory for its catalogue; it leaves every text as it is. So
+// the first call asks for what must be there. Later ones need no further memory.
 const char* Translate(const char* text) {
-  const char* const translation = gettext(text);
-  if (translation == text && gMustTranslate && *gettext("") == '\0') Response::Lose();
-  return translation;
+  if (gMustTranslate && *gettext("") == '\0') Response::Lose();
+  gMustTranslate = false;
+  return gettext(text);
 }
 
 }  // namespace
