@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The settings that the language's folders read. The document root is a
+// The settings that the language's folders read, and its include stack. The document root is a
 // constant that exists before main() starts, so the command line is read here too, for this one
 // option.
 #include <algorithm>
@@ -11,6 +11,7 @@
 
 #include "author/Options.h"
 #include "base/Settings.h"
+#include "wgl/WGLIncludeStack.h"
 
 namespace {
 
@@ -53,3 +54,5 @@ std::string RootOfCommandLine() {
 }  // namespace
 
 const std::string gDocumentRoot = RootOfCommandLine();
+
+WGLIncludeStack gIncludeStack;

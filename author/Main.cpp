@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "author/CheckCommand.h"
 #include "author/Options.h"
 #include "author/RenderCommand.h"
 #include "author/system/Failure.h"
@@ -21,6 +22,7 @@ int Run(const Options& options) {
     std::puts("vistel " VISTEL_VERSION);
     return 0;
   }
+  if (options.command == "check") return CheckSite(options);
   if (options.command == "render") return RenderPage(options);
   throw Failure("there is no command '" + options.command + "'; see --help");
 }

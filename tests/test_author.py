@@ -14,10 +14,15 @@ import urllib.parse
 from program import BUILD, SOURCE, Program, SystemManager, answer, read_cases, run, table
 
 VISTEL = BUILD / "author/vistel"
+SYSMGRD = BUILD / "sysmgr/sysmgrd"
 INSTALLED = SOURCE / "build/web"
 MODEL = SOURCE / "sysmgr/model.json"
+ENVIRONMENT = {"PATH": "/usr/bin:/bin", "ASAN_OPTIONS": "detect_leaks=0"}  # a library of others leaks
 NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
 LEAST_CASES = 100
+
+PO = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n' + "".join(
+    f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert')))
 
 VALUES = {
     "System.DeviceName": "Attic <b>'\"&", "System.Firmware": "2.3", "System.Uptime": "4711",
@@ -39,7 +44,7 @@ class Tool(Program):
         words = [VISTEL, "render", "--headers", "--root", self.root, *self.options]
         language = environment.get("HTTP_ACCEPT_LANGUAGE", "")
         words += ["--query", environment.get("QUERY_STRING", ""), "--lang", language]
-        answered = run(words, {"PATH": "/usr/bin:/bin"})
+        answered = run(words, ENVIRONMENT)
         # The message follows the headers, without its line's text.
         error = re.fullmatch(r"(WGL error.*: .*\n)(?: *\d+ \| .*\n)?((?:.*\n)?)", answered.errors)
         if answered.status == 1 and error:
@@ -80,6 +85,53 @@ def service(keys):
     rows = list(itertools.zip_longest(*itertools.chain(*columns), fillvalue=""))
     width = len(list(itertools.chain(*columns)))
     return answer(0, table(*rows) if rows else b"\x01%d:0:" % width)
+
+
+def check(root, *options):
+    """The findings as "FILE:LINE:COLUMN RULE", and the exit status."""
+    answered = run([VISTEL, "check", "--root", root, "--model", MODEL, "--format", "json", *options], ENVIRONMENT)
+    found = map(json.loads, answered.output.splitlines())
+    return [f"{at['file']}:{at['line']}:{at['column']} {at['rule']}" for at in found], answered.status
+
+
+class Check(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        (self.root / "locale").mkdir()
+        for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("locale/de.po", PO),
+                           ("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~><~ trans `Quoted` ~>")):
+            self.write(name, text)
+
+    def write(self, name, text):
+        (self.root / name).parent.mkdir(exist_ok=True)
+        (self.root / name).write_text(text)
+
+    def test_rules(self):
+        lines = (SOURCE / "tests/author/rules.txt").read_text().splitlines()
+        rows = [line.split(" => ") for line in lines if line and line[0] != "#"]
+        explained = run([VISTEL, "check", "--explain", "?"], ENVIRONMENT).errors
+        self.assertEqual(set(re.findall("[a-z-]+", explained.split("there are ")[1])) - {row[0].split()[1] for row in rows},
+                         {"unused-translation", "form-value"})
+        for expected, wrong, right in rows:
+            with self.subTest(wrong):
+                if "lazy" in wrong:
+                    self.write("wgl/lazy.wgl", "<~ - `")
+                self.write("wgl/main.wgl", wrong.replace("\\n", "\n"))
+                found, status = check(self.root)
+                self.assertIn(expected if "wgl:" in expected else f"wgl/main.wgl:{expected}", found)
+                self.assertEqual(status, 1)
+            (self.root / "wgl/lazy.wgl").unlink(missing_ok=True)
+            with self.subTest(right):
+                self.write("wgl/main.wgl", right.replace("\\n", "\n"))
+                found, status = check(self.root)
+                rule = expected.split()[1]
+                self.assertEqual([each for each in found if "form-" not in rule or rule in each], [])
+
+    def test_site(self):
+        answered = run([VISTEL, "check", "--root", SOURCE / "site", "--model", MODEL, "--sentences", SYSMGRD], ENVIRONMENT)
+        self.assertEqual(tuple(answered[:3]), ("", "", 0))
 
 
 class Render(unittest.TestCase):

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "author/check/CatalogueRules.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/Characters.h"
+
+namespace {
+
+constexpr std::size_t kShownBytes = 60;
+
+std::string Shown(const std::string& text) {
+  return "'" + (text.size() > kShownBytes ? text.substr(0, kShownBytes) + "..." : text) + "'";
+}
+
+// The tags of a text, "<b>" and "</b>", and its placeholders, sorted.
+std::vector<std::string> MarkupOf(std::string_view text) {
+  std::vector<std::string> markup;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::string_view rest = text.substr(i);
+    const char next = rest.size() > 1 ? rest[1] : ' ';
+    if (rest[0] == '<' && (IsAsciiLetter(next) || next == '/')) {
+      markup.emplace_back(rest.substr(0, rest.find_first_of(" >") + 1));
+    } else if (rest[0] == '$' && next == '{') {
+      markup.emplace_back(rest.substr(0, rest.find('}')));
+    } else if (rest[0] == '%' && (next == 's' || next == 'd')) {
+      markup.emplace_back(rest.substr(0, 2));
+    }
+  }
+  std::sort(markup.begin(), markup.end());
+  return markup;
+}
+
+// The name of a catalogue from the root, if it is below it.
+std::string NameFrom(const std::string& root, const std::string& path) {
+  const bool below = path.compare(0, root.size() + 1, root + "/") == 0;
+  return below ? path.substr(root.size() + 1) : path;
+}
+
+}  // namespace
+
+void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
+                     const std::optional<std::set<std::string>>& sentences,
+                     const std::string& language, const std::string& root, const Context& context,
+                     std::set<Finding>& findings) {
+  for (const auto& [text, uses] : texts) {
+    std::string missing;
+    for (const auto& [each, catalogue] : context.catalogues) {
+      const auto found = catalogue.translations.find(text);
+      const bool there = found != catalogue.translations.end() && !found->second.text.empty();
+      if (!there && each != language) missing += (missing.empty() ? "" : ", ") + each;
+    }
+    if (missing.empty()) continue;
+    findings.insert(
+        uses.begin()->ToFinding("untranslated", Shown(text) + " has no translation in " + missing));
+  }
+  for (const auto& [each, catalogue] : context.catalogues) {
+    const std::string file = NameFrom(root, catalogue.path);
+    for (const auto& [text, translation] : catalogue.translations) {
+      const bool known = texts.count(text) != 0 || !sentences || sentences->count(text) != 0;
+      if (!known) {
+        findings.insert({file, translation.line, 1, "unused-translation",
+                         "no template translates " + Shown(text)});
+      } else if (!translation.text.empty() && MarkupOf(text) != MarkupOf(translation.text)) {
+        findings.insert({file, translation.line, 1, "translation-markup",
+                         "tags or placeholders differ from those of " + Shown(text)});
+      }
+    }
+  }
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+//
+// Keys, columns, selectors and placeholders, compared with the model.
+#include <algorithm>
+
+#include "author/check/Context.h"
+#include "author/trace/Alternatives.h"
+#include "platform/ConfigKey.h"
+
+namespace {
+
+std::string Suggestion(const std::string& nearest) {
+  return nearest.empty() ? "" : "; is it '" + nearest + "'?";
+}
+
+// Judges the keys of one query.
+class QueryJudge {
+ public:
+  QueryJudge(const Record& record, const Record::Query& query, const Context& context,
+             PassResult& result)
+      : record_(record), query_(query), context_(context), result_(result) {}
+
+  void Judge() {
+    for (const std::string& text : AlternativesOf(*query_.key, {})) {
+      if (!JudgeForeign(text)) continue;
+      std::string plain = text;
+      std::replace(plain.begin(), plain.end(), kPlainMark, 'x');
+      for (const std::string_view each : Config::Key::Split(plain)) JudgeKey(each);
+    }
+  }
+
+ private:
+  void Find(const char* rule, const std::string& message) {
+    result_.always.push_back(At(record_, query_.place, rule, message));
+  }
+
+  // Foreign text may stand inside the braces only, and percent-encoded. Returns false when the key
+  // can't be judged further.
+  bool JudgeForeign(const std::string& text) {
+    if (query_.repeated && text.find("${") != std::string::npos) {
+      Find("cell-condition", "a key can't depend on the row: the query runs once, before");
+      return false;
+    }
+    bool braces = false;
+    for (const char byte : text) {
+      if (byte == '{' || byte == '}') braces = byte == '{';
+      if (byte == kForeignMark || (byte == kPlainMark && !braces)) {
+        Find("planted-key", braces ? "foreign text in a key's braces needs htmlesc"
+                                   : "a request or the device decides which key this asks for; "
+                                     "foreign text belongs into the key's braces, with htmlesc");
+        return false;
+      }
+    }
+    return true;
+  }
+
+  void JudgeKey(std::string_view text) {
+    const Config::Key::Key key(text);
+    if (!key.IsValid()) {
+      Find("unknown-key", "'" + std::string(text) + "' is no key");
+      return;
+    }
+    const DeviceKey* definition = context_.model.Find(key.Path());
+    if (definition == nullptr) {
+      Find("unknown-key", "the model has no key '" + key.Path() + "'" +
+                              Suggestion(context_.model.Nearest(key.Path())));
+    } else if (!definition->CanBeRead()) {
+      Find("unreadable-key", "'" + key.Path() + "' can only be set");
+    } else if (definition->type == ValueType::kTable) {
+      for (const Config::Key::Pair& selector : key.Selectors()) {
+        JudgeColumn(*definition, selector.name);
+      }
+      if (!key.Column().empty()) JudgeColumn(*definition, key.Column());
+    } else if (!key.Column().empty() || (!key.Selectors().empty() && definition->source.empty())) {
+      Find("unknown-key", "'" + key.Path() + "' is no table");
+    }
+  }
+
+  void JudgeColumn(const DeviceKey& table, const std::string& name) {
+    if (table.Column(name) != nullptr) return;
+    std::vector<std::string> names;
+    for (const DeviceColumn& column : table.columns) names.push_back(column.name);
+    Find("unknown-key", "'" + table.name + "' has no column '" + name + "'" +
+                            Suggestion(NearestName(name, names)));
+  }
+
+  const Record& record_;
+  const Record::Query& query_;
+  const Context& context_;
+  PassResult& result_;
+};
+
+// Placeholders that nothing has filled.
+void FindPlaceholders(const Record& record, PassResult& result) {
+  VisitPieces(*record.page, [&](const Piece& piece) {
+    const std::string_view words = piece.text;
+    if (piece.kind != Piece::Kind::kLiteral) return true;
+    for (std::size_t i = words.find("${"); i != std::string_view::npos;
+         i = words.find("${", i + 2)) {
+      if (PlaceholderAt(words.substr(i)).size == 0) continue;
+      result.always.push_back(At(record, Advance(piece.place, words.substr(0, i)), "placeholder",
+                                 "outside of the text after a do, this comes out as it is"));
+    }
+    return true;
+  });
+}
+
+}  // namespace
+
+void JudgeQueries(const Record& record, const Context& context, PassResult& result) {
+  for (const Record::Query& query : record.queries) {
+    QueryJudge(record, query, context, result).Judge();
+  }
+  for (const WrongPlaceholder& wrong : record.wrongPlaceholders) {
+    result.always.push_back(
+        At(record, wrong.place, "column",
+           "the answer has no column " + std::to_string(wrong.placeholder.column)));
+  }
+  if (record.page != nullptr) FindPlaceholders(record, result);
+}

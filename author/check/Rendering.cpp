@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "author/check/Rendering.h"
+
+#include <algorithm>
+
+#include "author/trace/Alternatives.h"
+#include "author/trace/Placeholders.h"
+#include "base/Characters.h"
+#include "values/WGLEscaper.h"
+
+namespace {
+
+// More pages show hardly anything new, and larger ones are none.
+constexpr unsigned kMaxRenderings = 40;
+constexpr std::size_t kMaxPageBytes = std::size_t{1} << 20;
+
+// Letters that no template writes, and that mean nothing anywhere in a page.
+constexpr std::string_view kMarkStart = "zvq";
+constexpr std::string_view kMarkEnd = "qvz";
+
+const char* ModeOf(Escaping escaping) {
+  return escaping == Escaping::kHtml ? "htmltext" : escaping == Escaping::kUrl ? "htmlesc" : "json";
+}
+
+// Another way for each piece and each alternative (FNV-1a over the pieces' addresses).
+std::uint64_t Extend(std::uint64_t path, const void* step) {
+  constexpr std::uint64_t kPrime = 1099511628211U;
+  return (path ^ reinterpret_cast<std::uintptr_t>(step)) * kPrime;
+}
+
+}  // namespace
+
+bool Spot::IsEscaped(Escaping escaping) const {
+  return std::find(escapings.begin(), escapings.end(), escaping) != escapings.end();
+}
+
+Place Rendering::PlaceOf(std::size_t offset) const {
+  const auto after = std::upper_bound(
+      literals.begin(), literals.end(), offset,
+      [](std::size_t wanted, const auto& literal) { return wanted < literal.first; });
+  if (after == literals.begin()) return {};
+  const auto& literal = *std::prev(after);
+  return Advance(literal.second,
+                 std::string_view(page).substr(literal.first, offset - literal.first));
+}
+
+std::vector<Mark> MarksIn(std::string_view text) {
+  std::vector<Mark> marks;
+  for (std::size_t i = text.find(kMarkStart); i != std::string_view::npos;
+       i = text.find(kMarkStart, i + 1)) {
+    std::size_t spot = 0;
+    std::size_t end = i + kMarkStart.size();
+    for (; end < text.size() && IsAsciiDigit(text[end]); ++end) {
+      spot = spot * 10 + static_cast<std::size_t>(text[end] - '0');
+    }
+    if (text.substr(end, kMarkEnd.size()) == kMarkEnd) marks.push_back({i, spot});
+  }
+  return marks;
+}
+
+bool Renderer::Next(Rendering& rendering) {
+  if (!isNew_ || count_ == kMaxRenderings) return false;
+  isNew_ = false;
+  rendering_ = Rendering();
+  Render(page_, 0);
+  // The first page is always something to show.
+  const bool show = isNew_ || count_ == 0;
+  ++count_;
+  rendering = std::move(rendering_);
+  return show;
+}
+
+void Renderer::Render(const Text& text, std::uint64_t path) {
+  for (const Piece& piece : text.pieces) {
+    if (rendering_.page.size() > kMaxPageBytes) return;
+    Render(piece, Extend(path, &piece));
+  }
+}
+
+void Renderer::Render(const Piece& piece, std::uint64_t path) {
+  switch (piece.kind) {
+    case Piece::Kind::kLiteral:
+      return RenderLiteral(piece);
+    case Piece::Kind::kRequest:
+    case Piece::Kind::kDevice:
+      return AppendSpot(piece, piece.text, false);
+    case Piece::Kind::kTranslation: {
+      const std::vector<std::string> texts = AlternativesOf(*piece.first, {});
+      const bool own = std::all_of(texts.begin(), texts.end(), IsConcrete);
+      return AppendSpot(piece, own ? texts.front() : "a text that is translated", own);
+    }
+    case Piece::Kind::kValue:
+      escapings_.push_back(piece.escaping);
+      Render(*piece.first, path);
+      escapings_.pop_back();
+      return;
+    case Piece::Kind::kChoice:
+      return RenderChoice(piece, path);
+    case Piece::Kind::kRows:
+      return Render(*piece.first, path);
+  }
+}
+
+void Renderer::RenderChoice(const Piece& piece, std::uint64_t path) {
+  Shown& shown = choices_[path];
+  const bool second = shown.first && !shown.second;
+  isNew_ |= !shown.first || !shown.second;
+  (second ? shown.second : shown.first) = true;
+  Render(second ? *piece.second : *piece.first,
+         Extend(path, second ? &piece.second : &piece.first));
+}
+
+void Renderer::RenderLiteral(const Piece& piece) {
+  std::string text = piece.text;
+  bool changed = false;
+  for (auto escaping = escapings_.rbegin(); escaping != escapings_.rend(); ++escaping) {
+    if (*escaping == Escaping::kNone) continue;
+    text = WGLEscaper(ModeOf(*escaping)).Escape(text);
+    changed = true;
+  }
+  if (!changed) rendering_.literals.emplace_back(rendering_.page.size(), piece.place);
+  rendering_.page += text;
+}
+
+void Renderer::AppendSpot(const Piece& piece, std::string name, bool isTranslation) {
+  Spot spot;
+  spot.name = std::move(name);
+  spot.isTranslation = isTranslation;
+  spot.type = isTranslation || piece.IsForeign() ? piece.type : ValueType::kText;
+  spot.place = piece.place;
+  spot.escapings.push_back(piece.escaping);
+  spot.escapings.insert(spot.escapings.end(), escapings_.rbegin(), escapings_.rend());
+  rendering_.page += std::string(kMarkStart) + std::to_string(rendering_.spots.size());
+  rendering_.page += kMarkEnd;
+  rendering_.spots.push_back(std::move(spot));
+}

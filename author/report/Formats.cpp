@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "author/report/Formats.h"
+
+#include "author/report/Rules.h"
+#include "base/Utf8.h"
+
+namespace {
+
+using nlohmann::json;
+
+const char* SeverityOf(const Finding& finding) {
+  const Rule* rule = FindRule(finding.rule);
+  return rule != nullptr && rule->isError ? "error" : "warning";
+}
+
+// Templates may hold any bytes; JSON holds UTF-8 only.
+std::string Dumped(const json& value, int indent) {
+  return value.dump(indent, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string AsText(const std::set<Finding>& findings, bool colours) {
+  constexpr char kBold[] = "\x1b[1m";
+  constexpr char kRed[] = "\x1b[31m";
+  constexpr char kYellow[] = "\x1b[33m";
+  constexpr char kPlain[] = "\x1b[0m";
+  std::string text;
+  for (const Finding& finding : findings) {
+    const std::string severity = SeverityOf(finding);
+    const char* const colour = severity == "error" ? kRed : kYellow;
+    if (colours) text += kBold;
+    Utf8::AppendSafe(text, finding.file);
+    text += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": ";
+    if (colours) text.append(kPlain).append(colour);
+    text += severity + ":";
+    if (colours) text += kPlain;
+    text += " ";
+    Utf8::AppendSafe(text, finding.message);
+    text += " [" + finding.rule + "]\n";
+  }
+  return text;
+}
+
+std::string AsJson(const std::set<Finding>& findings) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    json object = finding;
+    object["severity"] = SeverityOf(finding);
+    text += Dumped(object, -1);
+  }
+  return text;
+}
+
+std::string AsSarif(const std::set<Finding>& findings) {
+  json rules = json::array();
+  for (const Rule& rule : AllRules()) {
+    rules.push_back({{"id", rule.name},
+                     {"shortDescription", {{"text", rule.explanation}}},
+                     {"defaultConfiguration", {{"level", rule.isError ? "error" : "warning"}}}});
+  }
+  json results = json::array();
+  for (const Finding& finding : findings) {
+    const json region = {{"startLine", finding.line}, {"startColumn", finding.column}};
+    const json place = {{"artifactLocation", {{"uri", finding.file}, {"uriBaseId", "ROOT"}}},
+                        {"region", region}};
+    results.push_back({{"ruleId", finding.rule},
+                       {"level", SeverityOf(finding)},
+                       {"message", {{"text", finding.message}}},
+                       {"locations", json::array({{{"physicalLocation", place}}})}});
+  }
+  const json driver = {{"name", "vistel"}, {"version", VISTEL_VERSION}, {"rules", rules}};
+  const json run = {
+      {"tool", {{"driver", driver}}}, {"columnKind", "unicodeCodePoints"}, {"results", results}};
+  return Dumped({{"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
+                 {"version", "2.1.0"},
+                 {"runs", json::array({run})}},
+                2);
+}

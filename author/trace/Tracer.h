@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+//
+// The second evaluation of the language: the parser's actions build what the page can be, instead
+// of the page. Both branches of a condition always run, so one pass sees everything that a template
+// can do; only an include with several possible files needs one pass for each.
+//
+// A process traces one page, because it has one scanner.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "author/model/DeviceModel.h"
+#include "author/trace/Alternatives.h"
+#include "author/trace/Record.h"
+#include "values/WGLString.h"
+
+class Tracer {
+ public:
+  // The n-th computed include takes the file number decisions[n], and the first one beyond them.
+  // The model must outlive the tracer.
+  Tracer(EntryPoint entry, std::vector<std::size_t> decisions, const DeviceModel& model);
+
+  // Complete after NoteEnd.
+  const Record& Seen() const { return record_; }
+
+  // Begins with the entry point's template. Returns false, with an error in the record, when there
+  // is none.
+  bool Begin();
+
+  // Call it when the parser has returned, or the language ends the process. A page that ended early
+  // without an error gets one.
+  void NoteEnd();
+
+  void TakeToken(int token, WGLString& value);
+  void NoteError(const std::string& message);
+
+  // The actions of the grammar, see WGLEvaluate.h.
+  WGLString Keep(Text text);
+  Text Take(WGLString handle);
+  Text Variable(WGLString name, std::string_view escaping);
+  void Assign(Text name, Text value);
+  Text Translate(Text text);
+  void Include(Text path);  // ends the process when there is no such file
+  Text Choose(Text thenText, Text elseText);
+  void Compare(Text left, Text right);
+  Text Query(Text key, std::string_view otype);
+  Text QueryIf(Text key, std::string_view otype);
+  Text CountRows(Text key);
+  void BeginRows(Text key, std::string_view otype);
+  Text EndRows(Text body);
+  void WritePage(Text page);
+
+ private:
+  struct Rows {
+    std::shared_ptr<const Condition> condition;  // null without one
+  };
+
+  std::uint32_t FileNumber(const std::string& realPath);
+  Text VariableNamed(const std::string& name, Escaping escaping, Place place);
+  ResultSet NoteQuery(const TextPtr& key, std::string_view otype, bool repeats, bool counts);
+  void Note(Record::Include::Problem problem, const std::string& name);
+  std::vector<std::string> FilesOf(const std::vector<std::string>& names);
+  const std::shared_ptr<const Condition>& ConditionAt(std::size_t depth) const;
+  Text Chosen(const std::shared_ptr<const Condition>& condition, Text thenText, Text elseText);
+
+  Record record_;
+  Locator locator_;
+  const DeviceModel& model_;
+  std::vector<std::size_t> decisions_;
+  std::vector<Constraint> constraints_;
+  std::map<std::string, TextPtr> variables_;
+  std::vector<Text> texts_;  // by the numbers that the parser's strings hold
+  std::vector<std::shared_ptr<const Condition>> conditions_;  // by the depth of constructs
+  std::vector<ResultSet> sets_;
+  std::vector<Rows> rows_;
+};
+
+// The tracer of this process; the actions and the scanner's tokens go there.
+extern Tracer* gTracer;
