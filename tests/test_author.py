@@ -10,6 +10,7 @@ import subprocess
 import tempfile
 import unittest
 import urllib.parse
+from pathlib import Path
 
 from program import BUILD, SOURCE, Program, SystemManager, answer, read_cases, run, table
 
