@@ -7,6 +7,7 @@
 #include "author/CheckCommand.h"
 #include "author/Options.h"
 #include "author/RenderCommand.h"
+#include "author/StringsCommand.h"
 #include "author/system/Failure.h"
 
 namespace {
@@ -24,6 +25,7 @@ int Run(const Options& options) {
   }
   if (options.command == "check") return CheckSite(options);
   if (options.command == "render") return RenderPage(options);
+  if (options.command == "strings") return WriteStrings(options);
   throw Failure("there is no command '" + options.command + "'; see --help");
 }
 

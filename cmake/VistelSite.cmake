@@ -18,7 +18,10 @@ function(vistel_add_catalogue language)
   set_property(GLOBAL APPEND PROPERTY VISTEL_CATALOGUES "${catalogue}")
 endfunction()
 
-foreach(language en de fr)
+# The languages are those of the catalogues; no other list exists.
+file(GLOB catalogue_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/site/locale/??.po")
+foreach(source IN LISTS catalogue_sources)
+  cmake_path(GET source STEM language)
   vistel_add_catalogue(${language})
 endforeach()
 get_property(catalogues GLOBAL PROPERTY VISTEL_CATALOGUES)

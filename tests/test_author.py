@@ -135,6 +135,22 @@ class Check(unittest.TestCase):
         self.assertEqual(tuple(answered[:3]), ("", "", 0))
 
 
+class Strings(unittest.TestCase):
+    def test_templates_and_pseudo_translations(self):
+        template = ("<~ - `For translators: a verb` ~>\n<~ trans `Store` ~> <~ trans `<b>&amp;</b> it` ~>\n"
+                    "<~ trans <~ if ${_page} eq `a` then `One` else `Two` ~> ~>")
+        with tempfile.TemporaryDirectory() as root:
+            Path(root, "a.wgl").write_text(template)
+            words = [VISTEL, "strings", "--root", root, "--model", MODEL]
+            plain, pseudo = run(words, ENVIRONMENT), run([*words, "--pseudo"], ENVIRONMENT)
+        self.assertEqual(plain.output.split("\n\n")[1:], [
+            '#. For translators: a verb\n#: a.wgl:2\nmsgid "Store"\nmsgstr ""',
+            '#: a.wgl:2\nmsgid "<b>&amp;</b> it"\nmsgstr ""',
+            '#: a.wgl:3\nmsgid "One"\nmsgstr ""', '#: a.wgl:3\nmsgid "Two"\nmsgstr ""\n'])
+        self.assertEqual(re.findall('msgstr "(\\[.*)"', pseudo.output),
+                         ["[Štøré~~]", "[<b>&amp;</b> ît~]", "[Øñé~]", "[Twø~]"])
+
+
 class Render(unittest.TestCase):
     maxDiff = 5000
 

@@ -1,56 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "author/catalogue/Catalogue.h"
 
-#include <gettext-po.h>
-
-#include <memory>
 #include <sstream>
 #include <string_view>
 
+#include "author/catalogue/PoHandler.h"
 #include "author/system/Failure.h"
 #include "author/system/JsonFile.h"
 
 namespace {
-
-// The library's handlers take no context of their own.
-std::string gProblem;
-
-// After a fatal problem, the library wants no return; it keeps nothing that would be left behind.
-struct FatalProblem {};
-
-void TakeProblem(int severity, po_message_t /*message*/, const char* file, std::size_t line,
-                 std::size_t /*column*/, int /*multiline*/, const char* text) {
-  if (severity == PO_SEVERITY_WARNING || !gProblem.empty()) return;
-  gProblem = file != nullptr ? file : "";
-  if (line != static_cast<std::size_t>(-1)) gProblem += ", line " + std::to_string(line);
-  gProblem += std::string(": ") + text;
-  if (severity == PO_SEVERITY_FATAL_ERROR) throw FatalProblem();
-}
-
-void TakeProblems(int severity, po_message_t message, const char* file, std::size_t line,
-                  std::size_t column, int multiline, const char* text,
-                  po_message_t /*otherMessage*/, const char* /*otherFile*/,
-                  std::size_t /*otherLine*/, std::size_t /*otherColumn*/, int /*otherMultiline*/,
-                  const char* /*otherText*/) {
-  TakeProblem(severity, message, file, line, column, multiline, text);
-}
-
-struct Closer {
-  void operator()(po_file_t file) const { po_file_free(file); }
-};
-using File = std::unique_ptr<po_file, Closer>;
-
-File Open(const std::string& path) {
-  const po_xerror_handler handler = {TakeProblem, TakeProblems};
-  gProblem.clear();
-  try {
-    File file(po_file_read(path.c_str(), &handler));
-    if (file != nullptr && gProblem.empty()) return file;
-  } catch (const FatalProblem&) {
-    gProblem += "; and more";
-  }
-  throw Failure("'" + path + "' is no catalogue: " + gProblem);
-}
 
 // The text between the quotes of a line, without escapes.
 std::string Unquoted(std::string_view line) {
@@ -92,7 +50,12 @@ std::map<std::string, unsigned> LinesOf(const std::string& file) {
 
 Catalogue Catalogue::Read(const std::string& path) {
   const std::map<std::string, unsigned> lines = LinesOf(ReadFile(path));
-  const File file = Open(path);
+  PoFile file;
+  const std::string problem = PoProblem([&](const po_xerror_handler& handler) {
+    file.reset(po_file_read(path.c_str(), &handler));
+    return file != nullptr;
+  });
+  if (!problem.empty()) throw Failure("'" + path + "' is no catalogue: " + problem);
   Catalogue catalogue;
   catalogue.path = path;
   po_message_iterator_t messages = po_message_iterator(file.get(), nullptr);

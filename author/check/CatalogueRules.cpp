@@ -57,6 +57,11 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
   }
   for (const auto& [each, catalogue] : context.catalogues) {
     const std::string file = NameFrom(root, catalogue.path);
+    for (const std::string& sentence : sentences.value_or(std::set<std::string>())) {
+      if (catalogue.translations.count(sentence) != 0 || each == language) continue;
+      findings.insert({file, 1, 1, "untranslated",
+                       "the device's sentence " + Shown(sentence) + " has no translation here"});
+    }
     for (const auto& [text, translation] : catalogue.translations) {
       const bool known = texts.count(text) != 0 || !sentences || sentences->count(text) != 0;
       if (!known) {
