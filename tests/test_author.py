@@ -148,7 +148,7 @@ class Strings(unittest.TestCase):
             '#: a.wgl:2\nmsgid "<b>&amp;</b> it"\nmsgstr ""',
             '#: a.wgl:3\nmsgid "One"\nmsgstr ""', '#: a.wgl:3\nmsgid "Two"\nmsgstr ""\n'])
         self.assertEqual(re.findall('msgstr "(\\[.*)"', pseudo.output),
-                         ["[Štøré~~]", "[<b>&amp;</b> ît~]", "[Øñé~]", "[Twø~]"])
+                         ["[Støré~~]", "[<b>&amp;</b> ît~]", "[Øñé~]", "[Twø~]"])
 
 
 class Render(unittest.TestCase):
