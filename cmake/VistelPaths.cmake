@@ -23,6 +23,11 @@ set(VISTEL_SYSMGR_FILES "/var/run/sysmgr/files" CACHE STRING
 set(VISTEL_SBIN_DIR "/usr/sbin" CACHE STRING "Where sysmgrd and sysmgrctl are installed")
 set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
     "Where vistel.cgi is installed; outside the document root")
+set(VISTEL_DATA_DIR "/usr/share/vistel" CACHE STRING
+    "Where the web servers' configurations are installed, in the folder deploy")
+set(VISTEL_UNIT_DIR "/lib/systemd/system" CACHE STRING "Where systemd looks for units")
+set(VISTEL_MAN_DIR "/usr/share/man" CACHE STRING "Manual pages")
+set(VISTEL_BIN_DIR "/usr/bin" CACHE STRING "Where the author's programs are installed")
 
 if(NOT VISTEL_LOCALE_DIR)
   set(VISTEL_LOCALE_DIR "${VISTEL_DOCUMENT_ROOT}/locale")
@@ -31,7 +36,7 @@ endif()
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
              VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_PROVIDERS VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
              VISTEL_PASSWORD_FILE VISTEL_COMMON_PASSWORDS
-             VISTEL_SBIN_DIR VISTEL_CGI_DIR)
+             VISTEL_SBIN_DIR VISTEL_CGI_DIR VISTEL_DATA_DIR VISTEL_UNIT_DIR VISTEL_MAN_DIR VISTEL_BIN_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")
   endif()

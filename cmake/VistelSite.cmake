@@ -14,7 +14,7 @@ function(vistel_add_catalogue language)
     DEPENDS "${source}" "${PROJECT_SOURCE_DIR}/cmake/CompileCatalogue.cmake"
     COMMENT "Compiling the ${language} catalogue"
     VERBATIM)
-  install(FILES "${catalogue}" DESTINATION "${VISTEL_LOCALE_DIR}/${language}/LC_MESSAGES")
+  install(FILES "${catalogue}" COMPONENT product DESTINATION "${VISTEL_LOCALE_DIR}/${language}/LC_MESSAGES")
   set_property(GLOBAL APPEND PROPERTY VISTEL_CATALOGUES "${catalogue}")
 endfunction()
 
@@ -29,16 +29,19 @@ add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
                   "${PROJECT_SOURCE_DIR}/site/errors"
-        DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+        COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
 # Some web servers use the status 502 for an empty answer, others 500.
 install(FILES "${PROJECT_SOURCE_DIR}/site/errors/502.html"
-        DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
-install(FILES ${VISTEL_CHARTS} DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
+        COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
+install(FILES ${VISTEL_CHARTS} COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_NEUTRAL_LOCALE}")
   install(FILES "${VISTEL_NEUTRAL_LOCALE}"
-          DESTINATION "${VISTEL_LOCALE_DIR}/C.utf8/LC_MESSAGES")
+          COMPONENT product DESTINATION "${VISTEL_LOCALE_DIR}/C.utf8/LC_MESSAGES")
 elseif(NOT VISTEL_LINK STREQUAL "static")
   message(WARNING "${VISTEL_NEUTRAL_LOCALE} is missing: on a machine without locales, this "
                   "program would not translate")
 endif()
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/deploy" COMPONENT product DESTINATION "${VISTEL_DATA_DIR}"
+        USE_SOURCE_PERMISSIONS PATTERN "*.service" EXCLUDE)

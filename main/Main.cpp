@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <string>
 
@@ -106,6 +107,11 @@ void ChooseLanguage(const RequestHandler& request) {
   if (translates && request.Catalogue() == CatalogueState::kDescribed) WGLExpectTranslations();
 }
 
+// Some web servers make arguments of the words of a query, which must not become options.
+bool IsRunByHand() {
+  return std::getenv("GATEWAY_INTERFACE") == nullptr && std::getenv("REQUEST_METHOD") == nullptr;
+}
+
 // The exit status of a request that was answered.
 int Finish() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) Response::Lose();
@@ -116,7 +122,10 @@ int Finish() {
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
+  if (count == 2 && IsRunByHand() && std::strcmp(arguments[1], "--version") == 0) {
+    return std::puts("vistel.cgi " VISTEL_VERSION) < 0 || std::fflush(stdout) != 0 ? 2 : 0;
+  }
   OccupyStandardOutput();
   LimitProcess();
   static char outputBuffer[kOutputBufferBytes];

@@ -28,6 +28,7 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "vistel-simulator: %s\n", problem.c_str());
     return kExitUsage;
   }
+  if (options.wantsVersion) return std::puts("vistel-simulator " VISTEL_VERSION) < 0 ? 1 : 0;
   if (options.wantsHelp) return std::fputs(HelpText().c_str(), stdout) < 0 ? 1 : 0;
   Simulate(options, Seconds<std::chrono::system_clock>, Seconds<std::chrono::steady_clock>);
 }

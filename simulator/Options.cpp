@@ -14,6 +14,7 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"fail", required_argument, nullptr, 'f'},
                                {"fail-after", required_argument, nullptr, 'a'},
                                {"help", no_argument, nullptr, 'h'},
+                               {"version", no_argument, nullptr, 'v'},
                                {nullptr, 0, nullptr, 0}};
 
 template <typename Number>
@@ -50,6 +51,9 @@ std::string ParseOptions(int count, char** arguments, Options& options) {
       case 'h':
         options.wantsHelp = true;
         break;
+      case 'v':
+        options.wantsVersion = true;
+        break;
       default:
         return "'" + std::string(arguments[optind - 1]) + "' is unknown or lacks its value";
     }
@@ -71,5 +75,5 @@ std::string HelpText() {
          "  --hostile-names       stations go by names that pages have to bear\n"
          "  --fail KIND           misbehave: die, stall, flood or lie\n"
          "  --fail-after SECONDS  after having behaved for so long (0)\n"
-         "  --help\n";
+         "  --help, --version\n";
 }

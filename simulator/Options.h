@@ -16,6 +16,7 @@ struct Options {
   Misbehaviour::Kind failure = Misbehaviour::Kind::kNone;
   int failAfterSeconds = 0;
   bool wantsHelp = false;
+  bool wantsVersion = false;
 };
 
 // "" or what is wrong.

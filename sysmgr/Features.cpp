@@ -51,6 +51,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   configuration_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferKeys(sources_, settings.Definitions());
+  sources_.OfferText("service-version", [] { return std::string(VISTEL_VERSION); });
   restarts_.AddListener([this] {
     configuration_.Restart();
     files_.RemoveAll();

@@ -43,6 +43,7 @@ constexpr OwnSource kOwn[] = {
     {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
     {"password-set", Kind::kValue},
     {"restart", Kind::kAction},
+    {"service-version", Kind::kValue},
     {"setting-check", Kind::kValue},
     {"settings-lost", Kind::kValue},
     {"settings-lost-noted", Kind::kAction},

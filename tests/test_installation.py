@@ -5,6 +5,7 @@ program, and that it works with nothing else on the machine.
 """
 import io
 import os
+import re
 import shutil
 import socket
 import stat
@@ -20,7 +21,11 @@ BUILD = Path(os.environ.get("VISTEL_TEST_RELEASE_DIR", SOURCE / "build/release")
 SITE = SOURCE / "site"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
-FILES = {"usr/share/vistel/model.json", "usr/www/errors/500.html",
+SERVERS = "usr/share/vistel/deploy/"
+PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}
+SCRIPTS = {SERVERS + name for name in ("start", "drain.cgi", "busybox/vistel.cgi")}
+FILES = {"usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
+         "lib/systemd/system/sysmgrd.service", "usr/www/errors/500.html",
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
          *("usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")),
          *("usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr"))}
@@ -43,12 +48,22 @@ class Installation(unittest.TestCase):
     def test_files_and_modes(self):
         site = {"usr/www/" + file.relative_to(SITE).as_posix() for folder in ("wgl", "styles", "errors")
                 for file in (SITE / folder).rglob("*") if file.is_file()}
+        servers = {SERVERS + file.relative_to(SOURCE / "deploy").as_posix()
+                   for file in (SOURCE / "deploy").rglob("*") if file.is_file() and file.suffix != ".service"}
         expected = {"drwxr-xr-x": {file.relative_to(self.root).as_posix() for file in self.root.rglob("*/")},
-                    "-rwxr-xr-x": {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}, "-rw-r--r--": FILES | site}
+                    "-rwxr-xr-x": PROGRAMS | SCRIPTS, "-rw-r--r--": (FILES | site | servers) - SCRIPTS}
         found = {}
         for file in self.root.rglob("*"):
             found.setdefault(stat.filemode(file.lstat().st_mode), set()).add(file.relative_to(self.root).as_posix())
         self.assertEqual(found, expected)
+
+    def test_versions(self):
+        version = re.search(r"project\(vistel VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
+        for program in PROGRAMS:
+            self.assertEqual(command(self.root / program, "--version"), f"{Path(program).name} {version}\n")
+        # For a web server that makes arguments of a query's words.
+        answer = run([self.program, "--version"], {"GATEWAY_INTERFACE": "CGI/1.1", "REQUEST_METHOD": "PUT"})
+        self.assertEqual(answer.output, headers("text/plain") + "Unsupported request method: 'PUT'\r\n")
 
     def test_size_of_the_site(self):
         """Pages, catalogues and pictures, as one compressed archive."""
