@@ -118,15 +118,15 @@ def read_cases(text):
 class Program:
     """A finished program in its build folder, whose settings hold the paths that it was built for."""
 
-    def __init__(self, path):
-        self.path = Path(path).resolve()
+    def __init__(self, path, before=()):
+        self.path, self.before = Path(path).resolve(), before  # the words of a command that starts it
         self.build = next(folder for folder in self.path.parents if (folder / "CMakeCache.txt").exists())
         settings = dict(re.findall("^VISTEL_(.*):.*=(.*)$", (self.build / "CMakeCache.txt").read_text(), re.M))
         self.root, self.socket, self.upload = (
             Path(settings[name]) for name in ("DOCUMENT_ROOT", "SYSMGR_SOCKET", "UPLOAD_FILE"))
 
     def run(self, environment, *arguments, **options):
-        return run([self.path], environment, *arguments, **options)
+        return run([*self.before, self.path], environment, *arguments, **options)
 
     def folder(self):
         """A folder of the document root, for a `with`."""

@@ -3,6 +3,7 @@
 The finished program, as a web server runs it: the files of cases, inputs too large for a file, the
 examples of docs/language.md, and pages with values of a system manager.
 """
+import itertools
 import os
 import re
 import resource
@@ -121,12 +122,23 @@ class Large(TestCase):
             self.check(template[:50], page(template, output, "x=y"))
         self.check("a line far down", error(megabytes + "<~ +", 100_001, "syntax error, unexpected $end"))
 
-    def test_signals_while_the_page_waits(self):
-        text = "x" * 1_000_000
+    def test_a_machine_without_locales(self):
+        alone = ["/usr/bin/unshare", "--mount", *["--map-root-user"] * (os.geteuid() != 0), "/bin/sh", "-c",
+                 'mount -t tmpfs none /usr/lib/locale && exec "$0"']
+        if subprocess.run([*alone, "/bin/true"], capture_output=True).returncode != 0:
+            self.skipTest("mounting is not permitted here")
         for program in PROGRAMS:
-            with self.subTest(program=program.build.name), program.folder() as folder:
+            self.check("de", page("<~ trans `Settings` ~>", "Einstellungen für Größe & Übertragung", "_lang=de"),
+                       Program(program.path, alone))
+
+    def test_signals_while_the_page_waits(self):
+        """A page and an error, each larger than the pipe; only the page tries again by itself."""
+        text, name = "x" * 1_000_000, "/" + "x" * 120_000
+        error = f"WGL error: requested file outside of document subtree\n\n{name}\n"
+        for program, (file, text) in itertools.product(PROGRAMS, (("", text), (name, error))):
+            with self.subTest(program=program.build.name, text=text[:9]), program.folder() as folder:
                 Path(folder, "main.wgl").write_text(text)
-                environment = {"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{Path(folder).name}/main.wgl"}
+                environment = {"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file={file or f'/{Path(folder).name}/main.wgl'}"}
                 with subprocess.Popen([program.path], env=environment, stdout=subprocess.PIPE) as process:
                     output = process.stdout.read(1)
                     for _ in range(10):  # the first ones may come before the pipe is full
