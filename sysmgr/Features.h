@@ -48,6 +48,9 @@ class Features {
     firmware_.RunStepsWith(std::move(runner));
   }
 
+  // Sets how work is done that waits for the disk. It must have ended before the features go.
+  void RunDiskWith(FirmwareUpdate::DiskRunner runner) { firmware_.RunDiskWith(std::move(runner)); }
+
   // What providers use of it.
   ProviderWorld WorldOf(EventLoop& loop) {
     return {loop,   sources_, settings_,

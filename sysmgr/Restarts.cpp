@@ -21,16 +21,14 @@ Restarts::Restarts(Settings& settings, FirmwareUpdate& firmware, Sources& source
 }
 
 void Restarts::Restart(const ActionRequest& request, const OutcomeTaker& done) {
-  if (firmware_.IsInstalling()) {
-    done(Sentence::kInstalling);
-    return;
-  }
+  const Outcome ready = firmware_.Readiness();
+  if (!ready.IsSuccess()) return done(ready);
   StartAgain(request, done);
 }
 
 void Restarts::StartAgain(const ActionRequest& request, const OutcomeTaker& done) {
-  // An installation that began while a reset went to the disk goes on.
-  if (!firmware_.IsInstalling()) firmware_.Restart();
+  // What began with an image while a reset went to the disk goes on.
+  if (firmware_.Readiness().IsSuccess()) firmware_.Restart();
   for (const auto& listener : listeners_) listener();
   log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
   if (const Action* device = sources_.FindAction(kDeviceRestart)) {
@@ -41,10 +39,8 @@ void Restarts::StartAgain(const ActionRequest& request, const OutcomeTaker& done
 }
 
 void Restarts::FactoryReset(const ActionRequest& request, const OutcomeTaker& done) {
-  if (firmware_.IsInstalling()) {
-    done(Sentence::kInstalling);
-    return;
-  }
+  const Outcome ready = firmware_.Readiness();
+  if (!ready.IsSuccess()) return done(ready);
   settings_.Reset([this, kept = KeptRequest(request), done](const Outcome& reset) {
     if (!reset.IsSuccess()) {
       done(reset);

@@ -28,7 +28,7 @@ class Restarts {
   void OnReset(std::function<void()> listener) { onReset_ = std::move(listener); }
 
  private:
-  // Both are refused while firmware is being installed.
+  // Both are refused while firmware is being checked or installed.
   void Restart(const ActionRequest& request, const OutcomeTaker& done);
   // The settings have their defaults, what was kept for providers is forgotten, and then as
   // Restart; or nothing of it. The installed firmware stays.

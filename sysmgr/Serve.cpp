@@ -73,10 +73,6 @@ void Serve(const Options& options, const Pace& pace) {
   Listener clients(options.socket, kClientsMode);
   Listener devices(options.providers, kProvidersMode);
   Storage storage(options.database, model, pace.openMilliseconds, pace.databaseVersion);
-  Worker disk(loop);
-  storage.RunWith([&disk](std::function<void()> work, std::function<void()> done) {
-    disk.Run(std::move(work), std::move(done));
-  });
   Settings settings(model, storage);
   FeatureSetup setup;
   setup.timeOfDay = pace.timeOfDay;
@@ -98,6 +94,13 @@ void Serve(const Options& options, const Pace& pace) {
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });
+  // The last, so that its work has ended before anything goes that it uses.
+  Worker disk(loop);
+  const auto runner = [&disk](std::function<void()> work, std::function<void()> done) {
+    disk.Run(std::move(work), std::move(done));
+  };
+  storage.RunWith(runner);
+  features.RunDiskWith(runner);
   if (authorisation.AdmitsEverybody()) {
     Log::Write("no authorisation file '" + options.authorisation + "': none is expected",
                Log::Priority::kWarning);

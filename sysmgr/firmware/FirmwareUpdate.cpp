@@ -27,6 +27,18 @@ constexpr std::size_t kBlockBytes = 65536;
 // The share of writing in the whole progress, in percent; the rest is reading back.
 constexpr unsigned kWritingShare = 80;
 
+// Calls what may run beside the event loop, where nothing may be thrown.
+template <typename Work>
+Outcome Guard(Work work) {
+  try {
+    return work();
+  } catch (const std::exception& error) {
+    Log::Write("an image could not be worked on: " + std::string(error.what()),
+               Log::Priority::kError);
+    return Sentence::kNotInstalled;
+  }
+}
+
 // Reads from `offset` on until `bytes` is full. Returns false at the end of the file and on an
 // error.
 bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
@@ -50,6 +62,10 @@ struct FirmwareUpdate::Installation {
   std::size_t written = 0;
   std::size_t verified = 0;
   FirmwareVerifier verifier;  // of the bytes read back from the disk
+
+  // Of the loop's thread: what is above belongs to the step while there is one.
+  std::size_t progress = 0;  // percent
+  bool isStepping = false;
 };
 
 FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadedFile& upload, std::string model,
@@ -104,20 +120,39 @@ Outcome FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   return outcome.IsSuccess() ? file.Commit() : outcome;
 }
 
-Outcome FirmwareUpdate::Check() {
-  if (IsInstalling()) return Sentence::kInstalling;
+Outcome FirmwareUpdate::Readiness() const {
+  if (isChecking_) return Sentence::kDeviceBusy;
+  return IsInstalling() ? Sentence::kInstalling : Outcome();
+}
+
+void FirmwareUpdate::Check(const OutcomeTaker& done) {
+  struct Copy {
+    UploadedFile::Opened upload;
+    FirmwareImage image;
+    Outcome outcome = {};
+  };
+  const Outcome ready = Readiness();
+  if (!ready.IsSuccess()) return done(ready);
   fault_.clear();
-  const UploadedFile::Opened upload = upload_.Open();
-  upload_.Delete(upload);
-  if (!upload.outcome.IsSuccess()) return upload.outcome;
+  const auto copy = std::make_shared<Copy>(Copy{upload_.Open(), {}});
+  upload_.Delete(copy->upload);
+  if (!copy->upload.outcome.IsSuccess()) return done(copy->upload.outcome);
   DropWaiting();
-  FirmwareImage image;
-  Outcome outcome = CopyUpload(upload.file.Number(), image);
-  if (!outcome.IsSuccess()) {
+  isChecking_ = true;
+  disk_(
+      [this, copy] {
+        copy->outcome = Guard([&] { return CopyUpload(copy->upload.file.Number(), copy->image); });
+      },
+      [this, copy, done] { done(TakeImage(copy->outcome, copy->image)); });
+}
+
+Outcome FirmwareUpdate::TakeImage(const Outcome& copied, const FirmwareImage& image) {
+  isChecking_ = false;
+  if (!copied.IsSuccess()) {
     unlink(Path(kWaiting).c_str());
-    fault_ = outcome.Name();
-    log_.Add("Firmware image refused: " + outcome.Text());
-    return outcome;
+    fault_ = copied.Name();
+    log_.Add("Firmware image refused: " + copied.Text());
+    return copied;
   }
   waiting_ = image;
   state_ = State::kChecked;
@@ -125,12 +160,14 @@ Outcome FirmwareUpdate::Check() {
   return {};
 }
 
-Outcome FirmwareUpdate::Install() {
-  if (IsInstalling()) return Sentence::kInstalling;
-  if (waiting_.bytes == 0) {
-    Outcome checked = Check();
-    if (!checked.IsSuccess()) return checked;
-  }
+void FirmwareUpdate::Install(const OutcomeTaker& done) {
+  const Outcome ready = Readiness();
+  if (!ready.IsSuccess()) return done(ready);
+  if (waiting_.bytes > 0) return done(Begin());
+  Check([this, done](const Outcome& checked) { done(checked.IsSuccess() ? Begin() : checked); });
+}
+
+Outcome FirmwareUpdate::Begin() {
   auto installation = std::make_unique<Installation>(Path(kWaiting), Path(kInstalled), model_);
   if (!runner_ || !installation->source.IsOpen()) return Sentence::kNotInstalled;
   runner_([this] { return Step(); });
@@ -141,7 +178,8 @@ Outcome FirmwareUpdate::Install() {
 }
 
 Outcome FirmwareUpdate::Drop() {
-  if (IsInstalling()) return Sentence::kInstalling;
+  Outcome ready = Readiness();
+  if (!ready.IsSuccess()) return ready;
   DropWaiting();
   return {};
 }
@@ -153,8 +191,20 @@ void FirmwareUpdate::DropWaiting() {
 
 bool FirmwareUpdate::Step() {
   if (!IsInstalling()) return false;
-  const Outcome outcome = TryStep();
-  if (outcome.IsSuccess() && installation_->verified < waiting_.bytes) return true;
+  if (installation_->isStepping) return true;  // the disk takes longer
+  installation_->isStepping = true;
+  const auto outcome = std::make_shared<Outcome>();
+  disk_([this, outcome] { *outcome = Guard([this] { return StepOn(); }); },
+        [this, outcome] { FinishStep(*outcome); });
+  return IsInstalling();
+}
+
+void FirmwareUpdate::FinishStep(const Outcome& outcome) {
+  Installation& now = *installation_;
+  now.isStepping = false;
+  now.progress =
+      (kWritingShare * now.written + (100 - kWritingShare) * now.verified) / waiting_.bytes;
+  if (outcome.IsSuccess() && now.verified < waiting_.bytes) return;
   installation_.reset();
   if (outcome.IsSuccess()) {
     needsRestart_ = true;
@@ -165,17 +215,6 @@ bool FirmwareUpdate::Step() {
   } else {
     state_ = State::kFailed;
     log_.Add("Firmware installation failed: " + outcome.Text());
-  }
-  return false;
-}
-
-Outcome FirmwareUpdate::TryStep() {
-  try {
-    return StepOn();
-  } catch (const std::exception& error) {
-    Log::Write("a step of the installation failed: " + std::string(error.what()),
-               Log::Priority::kError);
-    return Sentence::kNotInstalled;
   }
 }
 
@@ -217,10 +256,7 @@ void FirmwareUpdate::Restart() {
 unsigned FirmwareUpdate::Progress() const {
   if (state_ == State::kInstalled) return 100;
   if (!IsInstalling()) return 0;
-  const std::size_t percent =
-      (kWritingShare * installation_->written + (100 - kWritingShare) * installation_->verified) /
-      waiting_.bytes;
-  return static_cast<unsigned>(percent);
+  return static_cast<unsigned>(installation_->progress);
 }
 
 LiveRows FirmwareUpdate::WaitingImage() const {
@@ -243,8 +279,10 @@ void FirmwareUpdate::OfferTo(Sources& sources) {
   sources.OfferText("firmware-fault", [this] { return fault_; });
   sources.OfferTable("firmware-image", {{"Model", "Version", "Bytes", "Sha256"},
                                         [this](const Question&) { return WaitingImage(); }});
-  sources.OfferQuickAction("firmware-update", [this](const ActionRequest& request) {
-    if (request.Value() == "check") return Check();
-    return request.Value() == "install" ? Install() : Drop();
-  });
+  sources.OfferAction("firmware-update",
+                      [this](const ActionRequest& request, const OutcomeTaker& done) {
+                        if (request.Value() == "check") return Check(done);
+                        if (request.Value() == "install") return Install(done);
+                        done(Drop());
+                      });
 }
