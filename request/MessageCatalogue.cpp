@@ -36,15 +36,35 @@ constexpr std::size_t kRevision = 1, kTexts = 2, kOriginals = 3, kTranslations =
                       kHashTable = 6;
 constexpr std::size_t kHeaderBytes = 48;
 
+// Precedes the name of the character set in the description. Without it, gettext converts nothing.
+constexpr std::string_view kCharacterSet = "charset=";
+
 // gettext doesn't use a smaller hash table.
 constexpr std::uint32_t kMinHashSize = 3;
 
 class Catalogue {
  public:
   explicit Catalogue(std::string_view bytes)
-      : bytes_(bytes), swapped_(Raw(0) == kSwappedMagic), texts_(0), isDescribed_(false) {}
+      : bytes_(bytes), swapped_(Raw(0) == kSwappedMagic), texts_(0) {}
 
-  bool IsDescribed() const { return isDescribed_; }
+  // Whether gettext finds the description, as it searches for the empty text, and converts nothing.
+  // Call it for a sound catalogue.
+  bool IsDescribed() const {
+    const std::uint32_t size = Word(kHashSize);
+    const std::size_t first = Word(kHashTable) / sizeof(std::uint32_t);
+    if (size < kMinHashSize) return false;
+    for (std::uint32_t i = 0; i < size; ++i) {
+      const std::uint32_t number = Word(first + i);
+      std::string_view text;
+      if (number == 0) return false;
+      const std::size_t entry = std::size_t{number - 1} * 2;
+      if (!HasText(Word(kOriginals) / sizeof(std::uint32_t) + entry, text)) return false;
+      if (!IsEmpty(text)) continue;
+      return HasText(Word(kTranslations) / sizeof(std::uint32_t) + entry, text) && !IsEmpty(text) &&
+             text.find(kCharacterSet) == text.npos;
+    }
+    return false;
+  }
 
   bool IsSound() {
     if (bytes_.size() < kHeaderBytes) return false;
@@ -84,22 +104,22 @@ class Catalogue {
     return bytes_[place + length] == '\0';
   }
 
-  bool AreTextsSound() {
+  // As gettext sees it, for which a text ends at its first NUL byte.
+  static bool IsEmpty(std::string_view text) { return text.empty() || text[0] == '\0'; }
+
+  bool AreTextsSound() const {
     std::size_t original = Word(kOriginals) / sizeof(std::uint32_t);
     std::size_t translation = Word(kTranslations) / sizeof(std::uint32_t);
     for (std::uint32_t i = 0; i < texts_; ++i, original += 2, translation += 2) {
       std::string_view from;
       std::string_view to;
       if (!HasText(original, from) || !HasText(translation, to)) return false;
-      if (!from.empty() && from[0] != '\0') continue;
-      if (!IsDescriptionSound(to)) return false;
-      isDescribed_ = !to.empty() && to[0] != '\0';
+      if (IsEmpty(from) && !IsDescriptionSound(to)) return false;
     }
     return true;
   }
 
   static bool IsDescriptionSound(std::string_view description) {
-    constexpr std::string_view kCharacterSet = "charset=";
     if (description.size() > kMaxDescriptionBytes) return false;
     const std::size_t found = description.find(kCharacterSet);
     if (found == std::string_view::npos) return true;
@@ -138,7 +158,6 @@ class Catalogue {
   std::string_view bytes_;
   bool swapped_;
   std::uint32_t texts_;
-  bool isDescribed_;
 };
 
 // Judges a whole file.

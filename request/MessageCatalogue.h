@@ -8,8 +8,8 @@
 struct OpenedFile;
 
 enum class CatalogueState {
-  kDescribed,  // sound, and the empty text has a translation, which describes the catalogue
-  kPlain,      // sound, without a description
+  kDescribed,  // sound; the empty text has a translation, the description, in UTF-8 as all texts
+  kPlain,      // sound, but without a description, or in a character set that gettext may not know
   kForeign,    // doesn't begin as a catalogue does; gettext looks at no more than the beginning
   kDamaged,    // gettext must not read it
 };
