@@ -69,6 +69,7 @@ and {Chart.kSnrLowestDecibels} to {Chart.kSnrHighestDecibels} dB;
 dB; {Chart.kFirstColumn} pixels from the left, {Chart.kBaseRow} from
 docs/limits.md
 | Processor time | {ProcessLimits.kMaxProcessorSeconds} seconds |
+| Open files | {ProcessLimits.kMaxOpenFiles} |
 a name among them | {RequestHandler.kMaxFields} |
 | Names and values of all fields together | {RequestHandler.kMaxFieldBytes // MIB} MiB |
 | 1 to {RequestHandler.kMaxFormBytes} bytes |
@@ -87,7 +88,6 @@ its description, {MessageCatalogue.kMaxCharacterSetBytes} of the name
 | The authorisation file | {Authorisation.kMaxBytes} bytes |
 docs/deploy.md
 a body of more than {(RequestHandlerUpload.kFileLimitBytes + FORM) / MIB} MiB
-a limit of {FILES} open files
 deploy/lighttpd.conf
 server.max-request-size   = {(RequestHandlerUpload.kFileLimitBytes + FORM) // KIB}
 server.max-fds            = {FILES}
@@ -117,7 +117,7 @@ def read(name):
 
 def constants():
     """The numbers among the constants of the sources, as file.kName."""
-    found = {"KIB": 1024, "MIB": 1024 * 1024, "FORM": 256 * 1024, "FILES": 256}
+    found = {"KIB": 1024, "MIB": 1024 * 1024, "FORM": 256 * 1024, "FILES": 2048}
     sources = [path for folder in FOLDERS for path in folder.glob("**/*.[hc]*")]
     for path in sorted(sources, key=lambda path: path.suffix != ".h"):
         own = found.setdefault(path.stem, SimpleNamespace())

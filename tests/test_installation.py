@@ -23,7 +23,7 @@ PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
 SERVERS = "usr/share/vistel/deploy/"
 PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}
-SCRIPTS = {SERVERS + name for name in ("start", "drain.cgi", "busybox/vistel.cgi")}
+SCRIPTS = {SERVERS + name for name in ("start", "guesses", "drain.cgi", "busybox/vistel.cgi")}
 FILES = {"usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
          "lib/systemd/system/sysmgrd.service", "usr/www/errors/500.html",
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",

@@ -10,6 +10,7 @@ import re
 import shutil
 import signal
 import socket
+import ssl
 import subprocess
 import tempfile
 import time
@@ -68,12 +69,11 @@ def program(method, query="", body=b"", content_type="", **headers):
 class Server:
     """A web server with a scratch folder: configuration, state and document root."""
 
-    def __init__(self, name, password=None):
-        self.name, self.port, self.processes = name, free_port(), []
+    def __init__(self, name, password=None, **environment):
+        self.name, self.port, self.processes, self.environment = name, free_port(), [], environment
         self.folder = Path(tempfile.mkdtemp(prefix="vistel web "))
         self.folder.chmod(0o755)
-        self.www, self.state = self.folder / "www", self.folder / "state"
-        shutil.copytree(SOURCE / "deploy", self.folder / "deploy")
+        self.www, self.state, self.passwords = (self.folder / name for name in ("www", "state", "passwords"))
         shutil.copytree(WWW, self.www)
         self.state.mkdir()
         self.state.chmod(0o777)
@@ -82,11 +82,10 @@ class Server:
             (self.www / path).write_text("<~ probe ~>")
         shutil.rmtree(self.www / "errors")
         if password is not None:
-            self.switch_authentication_on(password)
-        else:
-            (self.www / "errors").mkdir()
-            for status in (403, 404, 413, 421, 500, 502):
-                (self.www / f"errors/{status}.html").write_text(f"<p>Our own {status}.</p>")
+            self.set_password(password)
+        (self.www / "errors").mkdir()
+        for status in (403, 404, 413, 421, 500, 502) if password is None else (401,):
+            (self.www / f"errors/{status}.html").write_text(f"<p>Our own {status}.</p>")
         try:
             for process in ("fcgiwrap", name) if name == "nginx" else (name,):
                 self.start(process)
@@ -95,22 +94,21 @@ class Server:
             self.stop()
             raise
 
-    def switch_authentication_on(self, password):
-        """Switches authentication on, as the configurations' comments say."""
+    def set_password(self, password):
+        """Stores its hash as the device's service does."""
         salted = subprocess.check_output(["openssl", "passwd", "-6", password], text=True).strip()
-        (self.state / "passwords").write_text(f"admin:{salted}\n")
-        for file in self.folder.glob("deploy/**/*.conf"):
-            text = file.read_text()
-            assert "#auth# " in text, file
-            file.write_text(text.replace("#auth# ", "").replace("admin:HASH", "admin:" + salted))
+        (self.folder / "new").write_text(f"admin:{salted}\n")
+        (self.folder / "new").rename(self.passwords)
 
     def start(self, name):
         environment = {**os.environ, "VISTEL_WWW": str(self.www), "VISTEL_CGI": str(CGI),
                        "VISTEL_BIND": HOST, "VISTEL_PORT": str(self.port), "VISTEL_STATE": str(self.state),
-                       "VISTEL_HOSTS": "adapter.example.net other.example.net"}
+                       "VISTEL_PASSWORDS": str(self.passwords),
+                       "VISTEL_HOSTS": "adapter.example.net other.example.net",
+                       "VISTEL_OPEN": str(int(not self.passwords.exists())), **self.environment}
         with open(self.folder / "output.log", "ab") as log:
             self.processes.append(subprocess.Popen(
-                ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", self.folder / "deploy/start", name],
+                ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", SOURCE / "deploy/start", name],
                 env=environment, cwd="/", stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True))
 
@@ -144,9 +142,12 @@ class Server:
         with socket.socket() as probe:
             assert not left and probe.connect_ex((HOST, self.port)) != 0, left
 
-    def request(self, path, method="GET", body=None, announced=None, **headers):
+    def request(self, path, method="GET", body=None, announced=None, source=HOST, **headers):
         """(status, headers, body). With `announced`, announces a body of that length and never sends it."""
-        connection = http.client.HTTPConnection(HOST, self.port, timeout=ANSWER_SECONDS)
+        connection = http.client.HTTPConnection(HOST, self.port, timeout=ANSWER_SECONDS, source_address=(source, 0))
+        if "VISTEL_TLS" in self.environment:
+            connection = http.client.HTTPSConnection(HOST, self.port, timeout=ANSWER_SECONDS,
+                                                     context=ssl._create_unverified_context())
         try:
             connection.putrequest(method, path, skip_host=True, skip_accept_encoding=True)
             length = announced or (None if body is None else len(body))

@@ -9,7 +9,7 @@ readonly buildPackages=(
   libgif-dev                                           # its status images
   nlohmann-json3-dev libsqlite3-dev libevent-dev       # the system manager
   libexpat1-dev libsodium-dev libcrypt-dev
-  lighttpd                                             # the web server
+  lighttpd lighttpd-modules-lua                        # the web server
 )
 readonly services=(lighttpd nginx fcgiwrap) # of the packages of the same names
 readonly policy=/usr/sbin/policy-rc.d # while this file exists, packages start no services
