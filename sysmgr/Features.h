@@ -49,7 +49,10 @@ class Features {
   }
 
   // Sets how work is done that waits for the disk. It must have ended before the features go.
-  void RunDiskWith(FirmwareUpdate::DiskRunner runner) { firmware_.RunDiskWith(std::move(runner)); }
+  void RunDiskWith(const FirmwareUpdate::DiskRunner& runner) {
+    firmware_.RunDiskWith(runner);
+    password_.RunDiskWith(runner);
+  }
 
   // What providers use of it.
   ProviderWorld WorldOf(EventLoop& loop) {

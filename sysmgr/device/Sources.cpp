@@ -73,14 +73,6 @@ void Sources::OfferText(const std::string& name, std::function<std::string()> te
   OfferValue(name, {[text = std::move(text)](const Question&) { return LiveValue{text()}; }});
 }
 
-void Sources::OfferQuickAction(const std::string& name,
-                               std::function<Outcome(const ActionRequest&)> action) {
-  OfferAction(name,
-              [action = std::move(action)](const ActionRequest& request, const OutcomeTaker& done) {
-                done(action(request));
-              });
-}
-
 void Sources::Withdraw(const std::string& name) {
   values_.erase(name);
   tables_.erase(name);

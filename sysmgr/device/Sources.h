@@ -134,10 +134,6 @@ class Sources {
   // Whether anything is offered under that name.
   bool Has(const std::string& name) const;
 
-  // An action that is done at once.
-  void OfferQuickAction(const std::string& name,
-                        std::function<Outcome(const ActionRequest&)> action);
-
   // The most common value: without selectors and options, and without failures.
   void OfferText(const std::string& name, std::function<std::string()> text);
 

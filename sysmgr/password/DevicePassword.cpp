@@ -10,11 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <fstream>
+#include <memory>
 #include <new>
 #include <utility>
 
 #include "sysmgr/files/NewFile.h"
+#include "sysmgr/log/Log.h"
 
 namespace {
 
@@ -41,6 +44,22 @@ std::string Random(std::string_view letters, std::size_t count) {
 std::string Hash(const std::string& password, const std::string& setting) {
   const char* const hash = crypt(password.c_str(), setting.c_str());
   return hash == nullptr || *hash == '*' ? "" : hash;
+}
+
+// "" when it can't be made.
+std::string NewHash(const std::string& password) {
+  return Hash(password, std::string(kMethod).append(Random(kSaltLetters, kSaltBytes)));
+}
+
+Outcome Write(const std::string& file, const std::string& hash) {
+  NewFile next(file);
+  struct stat folder {};
+  if (geteuid() == 0 && stat(file.substr(0, file.rfind('/') + 1).c_str(), &folder) == 0 &&
+      fchown(next.Number(), folder.st_uid, folder.st_gid) != 0) {
+    return Sentence::kStorageFails;
+  }
+  Outcome outcome = next.Write(std::string(DevicePassword::kUser) + ":" + hash + "\n");
+  return outcome.IsSuccess() ? next.Commit() : outcome;
 }
 
 // The hash in the file; "" without one.
@@ -72,17 +91,8 @@ Outcome DevicePassword::Confirm(std::string_view given) {
 }
 
 Outcome DevicePassword::Store(const std::string& file, const std::string& password) {
-  const std::string hash =
-      Hash(password, std::string(kMethod).append(Random(kSaltLetters, kSaltBytes)));
-  if (hash.empty()) return Sentence::kNoMemory;
-  NewFile next(file);
-  struct stat folder {};
-  if (geteuid() == 0 && stat(file.substr(0, file.rfind('/') + 1).c_str(), &folder) == 0 &&
-      fchown(next.Number(), folder.st_uid, folder.st_gid) != 0) {
-    return Sentence::kStorageFails;
-  }
-  Outcome outcome = next.Write(std::string(kUser) + ":" + hash + "\n");
-  return outcome.IsSuccess() ? next.Commit() : outcome;
+  const std::string hash = NewHash(password);
+  return hash.empty() ? Sentence::kNoMemory : Write(file, hash);
 }
 
 std::string DevicePassword::Make() {
@@ -108,19 +118,38 @@ bool DevicePassword::IsCommon(std::string_view password) const {
   return false;
 }
 
-Outcome DevicePassword::Change(const ActionRequest& request) {
+Outcome DevicePassword::CheckChange(const ActionRequest& request) {
   if (!IsSet()) return Sentence::kNoDevicePassword;
   const std::string_view password = request.Value();
   if (password != request.Parameter("Again")) return Sentence::kPasswordsDiffer;
   if (IsCommon(password)) return Sentence::kCommonPassword;
-  Outcome outcome = Confirm(request.Parameter("Old"));
-  if (outcome.IsSuccess()) outcome = Store(file_, std::string(password));
-  if (outcome.IsSuccess()) log_.Add("The password of the device was changed.");
-  return outcome;
+  return Confirm(request.Parameter("Old"));
+}
+
+void DevicePassword::Change(const ActionRequest& request, const OutcomeTaker& done) {
+  const Outcome checked = CheckChange(request);
+  if (!checked.IsSuccess()) return done(checked);
+  const std::string hash = NewHash(std::string(request.Value()));
+  if (hash.empty()) return done(Sentence::kNoMemory);
+  const auto stored = std::make_shared<Outcome>(Sentence::kStorageFails);
+  disk_(
+      [this, hash, stored] {
+        try {
+          *stored = Write(file_, hash);
+        } catch (const std::exception& error) {
+          Log::Write("the password of the device is not stored: " + std::string(error.what()),
+                     Log::Priority::kError);
+        }
+      },
+      [this, stored, done] {
+        if (stored->IsSuccess()) log_.Add("The password of the device was changed.");
+        done(*stored);
+      });
 }
 
 void DevicePassword::OfferTo(Sources& sources) {
   sources.OfferText("password-set", [this] { return IsSet() ? "1" : "0"; });
-  sources.OfferQuickAction("change-password",
-                           [this](const ActionRequest& request) { return Change(request); });
+  sources.OfferAction(
+      "change-password",
+      [this](const ActionRequest& request, const OutcomeTaker& done) { Change(request, done); });
 }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "sysmgr/device/EventLog.h"
 #include "sysmgr/device/Sources.h"
@@ -39,6 +40,11 @@ class DevicePassword {
   // any for kRetrySeconds.
   Outcome Confirm(std::string_view given);
 
+  // Does `work`, which waits for the disk, beside the event loop, and then calls `done` from it.
+  // Without a runner everybody waits. What it runs must have ended before the object goes.
+  using DiskRunner = std::function<void(std::function<void()> work, std::function<void()> done)>;
+  void RunDiskWith(DiskRunner runner) { disk_ = std::move(runner); }
+
   void OfferTo(Sources& sources);
 
   // Puts the password's hash into the file, whole or not at all. If root does it, the file belongs
@@ -49,12 +55,17 @@ class DevicePassword {
   static std::string Make();
 
  private:
-  Outcome Change(const ActionRequest& request);
+  Outcome CheckChange(const ActionRequest& request);
+  void Change(const ActionRequest& request, const OutcomeTaker& done);
   bool IsCommon(std::string_view password) const;
 
   std::string file_;
   std::string common_;
   Clock clock_;
   EventLog& log_;
+  DiskRunner disk_ = [](const auto& work, const auto& done) {
+    work();
+    done();
+  };
   std::int64_t retry_ = 0;  // the time from which passwords are compared again
 };
