@@ -422,7 +422,7 @@ inBrowser('nothing from a request or a device becomes markup or a query', {}, as
   const response = await page.goto(`${home}?_file=${encodeURIComponent(`/x${script}`)}`);
   assert.ok((await response.text()).includes(script));
   assert.notEqual(await page.title(), 'x');
-}, [/Content Security Policy/i, /sandbox/i]);
+}, [/Content Security Policy/i, /sandbox/i, /NotSameOrigin/]);
 
 inBrowser('the device does not answer: every page says so and what to do', { javaScriptEnabled: false }, async (page) => {
   process.kill(managerProcess, 'SIGKILL');
