@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "base/Descriptor.h"
 #include "base/Number.h"
@@ -56,18 +57,26 @@ void RemoveWhole(const std::string& path) {
   for (const char* companion : kCompanions) Remove(path + companion);
 }
 
+// What follows `start` in the names of files that begin with it.
+std::vector<std::string> Endings(const std::string& start) {
+  std::vector<std::string> endings;
+  const std::string name = start.substr(start.rfind('/') + 1);
+  const auto end = [](DIR* folder) { closedir(folder); };
+  const std::unique_ptr<DIR, decltype(end)> folder(opendir(FolderOf(start).c_str()), end);
+  if (folder == nullptr) return endings;
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string found = entry->d_name;
+    if (found.compare(0, name.size(), name) == 0) endings.push_back(found.substr(name.size()));
+  }
+  return endings;
+}
+
 // The versions that are kept.
 std::set<unsigned> Versions(const std::string& path) {
   std::set<unsigned> versions;
-  const std::string start = path.substr(path.rfind('/') + 1) + kVersionMark;
-  const auto end = [](DIR* folder) { closedir(folder); };
-  const std::unique_ptr<DIR, decltype(end)> folder(opendir(FolderOf(path).c_str()), end);
-  if (folder == nullptr) return versions;
-  while (const dirent* entry = readdir(folder.get())) {
-    const std::string name = entry->d_name;
-    if (name.compare(0, start.size(), start) != 0) continue;
+  for (const std::string& ending : Endings(path + kVersionMark)) {
     unsigned version = 0;
-    if (ParseDecimal(name.substr(start.size()), version)) versions.insert(version);
+    if (ParseDecimal(ending, version)) versions.insert(version);
   }
   return versions;
 }
@@ -110,6 +119,14 @@ std::string AsideFiles::PutVersion(const std::string& path, unsigned version) {
     RemoveWhole(NameFor(path, *others.begin()));
   }
   return name;
+}
+
+void AsideFiles::RemoveAll(const std::string& path) {
+  for (const char* mark : {kVersionMark, kDamagedMark}) {
+    const std::string start = path + mark;
+    for (const std::string& ending : Endings(start)) Remove(start + ending);
+  }
+  SyncFolder(path);
 }
 
 std::string AsideFiles::PutDamaged(const std::string& path) {

@@ -28,6 +28,9 @@ std::string NameFor(const std::string& path, unsigned version);
 std::string PutVersion(const std::string& path, unsigned version);
 std::string PutDamaged(const std::string& path);
 
+// Removes all that is kept.
+void RemoveAll(const std::string& path);
+
 // Moves a database with what belongs to it; what was at `to` goes.
 void Move(const std::string& from, const std::string& to);
 

@@ -234,9 +234,9 @@ std::optional<Database::Failure> Database::Write(const Rows& changes, bool delet
     return failure(Sentence::kStorageFails, error.what());
   }
   try {
+    if (deleteOthers) AsideFiles::RemoveAll(path_);
     if (!isReady_) OpenForWriting();
-    // The log still has what was deleted.
-    if (deleteOthers) file_.CopyLog(true);
+    if (deleteOthers) file_.CopyLog(true);  // it still has what was deleted
   } catch (const std::exception& error) {
     Log::Write(failure(Sentence::kStorageFails, error.what()).why, Log::Priority::kError);
   }

@@ -44,9 +44,9 @@ class Database {
   // Adds rows that go to the disk with the next change.
   void Owe(const Rows& rows);
 
-  // Makes the changes, after `deleteOthers` as the only rows: all of them are on the disk then, or
-  // none. Whatever stood in the way before is tried again: the file is opened, made anew or put
-  // aside.
+  // Makes the changes: all of them are on the disk then, or none. With `deleteOthers` they become
+  // the only rows, and nothing that was put aside is kept. Whatever stood in the way before is
+  // tried again: the file is opened, made anew or put aside.
   std::optional<Failure> Write(const Rows& changes, bool deleteOthers);
 
   // Whether that row is on the disk.

@@ -325,7 +325,7 @@ class Disk(ServiceTest):
         database, aside = service.folder / "settings.db", service.folder / "settings.db.damaged-1"
         for spoil, end in ((lambda whole: b"", "set System.SettingsLostNoted=1"),
                            (lambda whole: bytes(len(whole)), "set System.ConfigRestore=apply"),
-                           (lambda whole: whole[:len(whole) // 2], "set System.FactoryReset=1"),
+                           (lambda whole: whole[:len(whole) // 2], "set System.SettingsLostNoted=1"),
                            (lambda whole: RANDOM.randbytes(5000), "set System.SettingsLostNoted=1")):
             service.write("upload.bin", service.ask("System.ConfigShow"))
             self.expect(service, f"set System.DeviceName=mine =>\n {look} => no|mine")
@@ -340,6 +340,9 @@ class Disk(ServiceTest):
             service.start()
             self.expect(service, f"{end} =>\n {look} => no|Vistel")
         self.assertEqual(len(list(service.folder.glob("settings.db.damaged-*"))), 3)
+        # A reset forgets everything that was ever stored.
+        self.expect(service, f"set System.FactoryReset=1 =>\n {look} => no|Vistel")
+        self.assertEqual(list(service.folder.glob("settings.db.*")), [])
 
     def test_older_and_newer_firmware(self):
         """Each finds the settings that it had, whatever the other one has stored meanwhile."""
