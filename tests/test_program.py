@@ -10,15 +10,18 @@ import resource
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import time
 import unittest
 import urllib.parse
+import urllib.request
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import ExitStack, contextmanager
 from pathlib import Path
 
+from served import HOST, free_port
 from program import BUILD, OTHER_PROGRAMS, Program, SystemManager, answer, decode, headers, read_cases, table
 
 PROGRAMS = [Program(path) for path in (BUILD / "main/vistel.cgi", *OTHER_PROGRAMS)]
@@ -282,18 +285,52 @@ def running(*words):
 
 
 @contextmanager
-def real_system_manager():
-    """With the project's model, its default settings and the simulated adapter."""
+def real_system_manager(model=TESTS.parent / "sysmgr/model.json", device=None):
+    """With its default settings; a device that is started with these words, or the simulated adapter."""
     PROGRAM.socket.parent.mkdir(parents=True, exist_ok=True)
     PROGRAM.socket.parent.chmod(0o750)
     with tempfile.TemporaryDirectory() as folder:
         providers = Path(folder, "run/providers")
         with running("sysmgr/sysmgrd", "--open", "--socket", PROGRAM.socket, "--providers", providers, "--model",
-                     TESTS.parent / "sysmgr/model.json", "--database", Path(folder, "settings.db")) as process:
-            with running("simulator/vistel-simulator", "--socket", providers):
+                     model, "--database", Path(folder, "settings.db")) as process:
+            with running(*(device or ("simulator/vistel-simulator", "--socket")), providers):
                 wait_for(process, "ready on")
                 wait_for(process, "has put the settings in force")
                 yield
+
+
+class Plug(TestCase):
+    def test_a_device_behind_a_web_server(self):
+        """The device of the documents: its page shows what it tells, and the page's form switches it."""
+        plug = TESTS.parent / "docs/examples/plug"
+        with (real_system_manager(plug / "model.json", (sys.executable, plug / "plug.py")), PROGRAM.folder() as folder,
+              tempfile.TemporaryDirectory() as state):
+            shutil.copy(plug / "plug.wgl", folder)
+            name, address = f"/{Path(folder).name}/plug.wgl", f"http://{HOST}:{free_port()}"
+            server = subprocess.Popen([TESTS.parent / "deploy/start", "lighttpd"], env={
+                **os.environ, "VISTEL_WWW": str(PROGRAM.root), "VISTEL_CGI": str(PROGRAM.path.parent),
+                "VISTEL_BIND": HOST, "VISTEL_PORT": address.rpartition(":")[2], "VISTEL_STATE": state})
+            self.addCleanup(server.wait)
+            self.addCleanup(server.terminate)
+
+            def page(form=None):
+                body = urllib.parse.urlencode(form).encode() if form else None
+                request = urllib.request.Request(f"{address}/?_file={name}", body, {"Origin": address})
+                shown = urllib.request.urlopen(request, timeout=DEADLINE_SECONDS).read().decode()
+                fields.update(re.findall('name="([^"]+)" value="([^"]*)"', shown))
+                return " ".join(re.sub("<[^>]*>", " ", shown).split())
+
+            end = time.monotonic() + DEADLINE_SECONDS
+            while not Path(state, "lighttpd.pid").exists() and time.monotonic() < end:
+                time.sleep(0.02)
+            fields = {}
+            self.assertEqual(page(), "Plug Plug 0 W now 0 s 0 W Power Set")
+            self.assertEqual(fields, {"_file": name, ":sys:Plug.On": "0"})
+            self.assertRegex(page({**fields, ":sys:Plug.On": "1"}), "^Plug Plug (0|42) W now ")
+            while "42 W now" not in (shown := page()) and time.monotonic() < end:
+                pass
+            self.assertRegex(shown, r"^Plug Plug 42 W now \d+ s 42 W 0 s 0 W Power Set$")
+            self.assertIn(" Choose 0 or 1. ", page({**fields, ":sys:Plug.On": "2"}))
 
 
 class Examples(TestCase):
