@@ -10,6 +10,7 @@
 
 #include "author/Options.h"
 #include "author/SiteContext.h"
+#include "author/WatchedFolders.h"
 #include "author/catalogue/Sentences.h"
 #include "author/check/CatalogueRules.h"
 #include "author/check/Site.h"
@@ -80,4 +81,21 @@ int CheckSite(const Options& options) {
   }
   Print(findings, options.format);
   return findings.empty() ? 0 : 1;
+}
+
+int WatchSite(const Options& options) {
+  for (;;) {
+    // Set up first, so that a file that is saved during the check counts.
+    WatchedFolders folders(gDocumentRoot);
+    folders.AddFolderOf(options.model);
+    folders.AddFolderOf(options.locale + "/");
+    try {
+      if (CheckSite(options) == 0) std::puts("Nothing found.");
+    } catch (const Failure& failure) {
+      std::printf("vistel: %s\n", failure.what());
+    }
+    std::puts("");
+    std::fflush(stdout);
+    folders.Wait();
+  }
 }

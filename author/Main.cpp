@@ -5,6 +5,8 @@
 #include <exception>
 
 #include "author/CheckCommand.h"
+#include "author/KeysCommand.h"
+#include "author/NewCommand.h"
 #include "author/Options.h"
 #include "author/RenderCommand.h"
 #include "author/StringsCommand.h"
@@ -23,7 +25,9 @@ int Run(const Options& options) {
     std::puts("vistel " VISTEL_VERSION);
     return 0;
   }
-  if (options.command == "check") return CheckSite(options);
+  if (options.command == "check") return options.watch ? WatchSite(options) : CheckSite(options);
+  if (options.command == "keys") return PrintKeys(options);
+  if (options.command == "new") return LayOutSite(options);
   if (options.command == "render") return RenderPage(options);
   if (options.command == "strings") return WriteStrings(options);
   throw Failure("there is no command '" + options.command + "'; see --help");

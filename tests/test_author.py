@@ -6,6 +6,7 @@ for every page of the site with a device's values.
 import itertools
 import json
 import re
+import shlex
 import subprocess
 import tempfile
 import unittest
@@ -133,6 +134,58 @@ class Check(unittest.TestCase):
     def test_site(self):
         answered = run([VISTEL, "check", "--root", SOURCE / "site", "--model", MODEL, "--sentences", SYSMGRD], ENVIRONMENT)
         self.assertEqual(tuple(answered[:3]), ("", "", 0))
+
+
+class New(unittest.TestCase):
+    def test_lays_out_a_site_that_passes(self):
+        with tempfile.TemporaryDirectory() as root:
+            for status in (0, 2):  # the second time, the folder isn't empty
+                self.assertEqual(run([VISTEL, "new", root], ENVIRONMENT).status, status)
+            self.assertEqual(check(root, "--sentences", SYSMGRD), ([], 0))
+            words = [VISTEL, "render", "--root", root, "--model", MODEL, "--lang", "de", "-D", "_page=settings",
+                     "-D", ":sys:System.DeviceName=<b>", "-D", ":sys:Network.Mode=static", "wgl/main.wgl"]
+            Path(root, "refused.json").write_text('{":sys:System.DeviceName": "Too long."}')
+            refused = run([*words, "--values", Path(root, "refused.json")], ENVIRONMENT).output
+        self.assertIn('maxlength="63" value="&lt;b&gt;"> <em>Too long.</em>', refused)
+        self.assertIn('<option value="static" selected>von Hand</option>', refused)
+
+    def test_keys(self):
+        keys = run([VISTEL, "keys", "--model", MODEL], ENVIRONMENT).output
+        self.assertEqual((SOURCE / "docs/keys.md").read_text(), keys, "vistel keys --model sysmgr/model.json >docs/keys.md")
+
+    def test_watching(self):
+        with tempfile.TemporaryDirectory() as root:
+            page = Path(root, "a.wgl")
+            page.write_text("a")
+            words = [VISTEL, "check", "--watch", "--root", root, "--model", MODEL]
+            with subprocess.Popen(words, stdout=subprocess.PIPE, text=True, env=ENVIRONMENT) as process:
+                try:
+                    self.assertEqual([process.stdout.readline() for _ in range(2)], ["Nothing found.\n", "\n"])
+                    page.write_text("${a}")
+                    self.assertIn("a.wgl:1:1: warning: 'a'", process.stdout.readline())
+                finally:
+                    process.kill()
+
+
+class Guide(unittest.TestCase):
+    def test_every_step(self):
+        text = (SOURCE / "docs/guide.md").read_text()
+        steps = re.findall(r"^`([\w/.]+)`\n```\w+\n(.*?)^```$|^    (vistel (?:render|check|strings) [^\n]*)\n\n```output\n(.*?)^```$",
+                           text, re.M | re.S)
+        self.assertGreater(len(steps), 14)
+        with tempfile.TemporaryDirectory() as folder:
+            root = Path(folder, "site")
+            for name, content, command, output in steps:
+                if name:
+                    file = Path(folder, name)
+                    file.parent.mkdir(parents=True, exist_ok=True)
+                    file.write_text(content)
+                    continue
+                words = [VISTEL, *shlex.split(command)[1:], "--model", MODEL]
+                words = [root if word == "site" else word.replace("values.json", f"{folder}/values.json")
+                         if isinstance(word, str) else word for word in words]
+                with self.subTest(command):
+                    self.assertEqual(run(words, ENVIRONMENT).output, output)
 
 
 class Strings(unittest.TestCase):

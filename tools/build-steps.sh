@@ -11,6 +11,8 @@ readonly buildPackages=(
   libexpat1-dev libsodium-dev libcrypt-dev
   lighttpd lighttpd-modules-lua                        # the web server
 )
+# shellcheck disable=SC2034  # for those who source this file
+readonly authorPackages=(libgumbo-dev libgettextpo-dev) # the author's tool
 readonly services=(lighttpd nginx fcgiwrap) # of the packages of the same names
 readonly policy=/usr/sbin/policy-rc.d # while this file exists, packages start no services
 

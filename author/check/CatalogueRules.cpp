@@ -38,6 +38,20 @@ std::string NameFrom(const std::string& root, const std::string& path) {
   return below ? path.substr(root.size() + 1) : path;
 }
 
+// A catalogue that translates none of them leaves the device's sentences as they are on purpose.
+void JudgeSentences(const std::set<std::string>& sentences, const Catalogue& catalogue,
+                    const std::string& file, bool isOriginal, std::set<Finding>& findings) {
+  const auto has = [&](const std::string& sentence) {
+    return catalogue.translations.count(sentence) != 0;
+  };
+  if (isOriginal || std::none_of(sentences.begin(), sentences.end(), has)) return;
+  for (const std::string& sentence : sentences) {
+    if (has(sentence)) continue;
+    findings.insert({file, 1, 1, "untranslated",
+                     "the device's sentence " + Shown(sentence) + " has no translation here"});
+  }
+}
+
 }  // namespace
 
 void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
@@ -57,11 +71,8 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
   }
   for (const auto& [each, catalogue] : context.catalogues) {
     const std::string file = NameFrom(root, catalogue.path);
-    for (const std::string& sentence : sentences.value_or(std::set<std::string>())) {
-      if (catalogue.translations.count(sentence) != 0 || each == language) continue;
-      findings.insert({file, 1, 1, "untranslated",
-                       "the device's sentence " + Shown(sentence) + " has no translation here"});
-    }
+    JudgeSentences(sentences.value_or(std::set<std::string>()), catalogue, file, each == language,
+                   findings);
     for (const auto& [text, translation] : catalogue.translations) {
       const bool known = texts.count(text) != 0 || !sentences || sentences->count(text) != 0;
       if (!known) {

@@ -10,6 +10,8 @@ inline constexpr char kRoot[] = "VISTEL_RENDER_ROOT";      // resolved: no symbo
 inline constexpr char kLocale[] = "VISTEL_RENDER_LOCALE";  // <here>/de/LC_MESSAGES/vistel.mo
 inline constexpr char kModel[] = "VISTEL_RENDER_MODEL";    // path of the model
 inline constexpr char kValues[] = "VISTEL_RENDER_VALUES";  // path of the values; "" for none
+inline constexpr char kUpload[] = "VISTEL_RENDER_UPLOAD";  // path of the upload file
+inline constexpr char kSecret[] = "VISTEL_RENDER_SECRET";  // path of the authorisation file
 inline constexpr char kCanary[] = "VISTEL_RENDER_CANARY";  // not empty: values carry markup
 
 }  // namespace RenderEnvironment

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The global objects of vistel-render: those of main/Globals.cpp, with settings from the
-// environment and without a service.
+// The global objects of vistel-render and vistel-site: those of main/Globals.cpp, with settings
+// from the environment.
 #include <cstdlib>
 
 #include "author/render/Environment.h"
@@ -25,12 +25,12 @@ std::string FromEnvironment(const char* name) {
 
 const std::string gServiceName = "Vistel";
 const std::string gDocumentRoot = FromEnvironment(RenderEnvironment::kRoot);
-const std::string gUploadFile;
+const std::string gUploadFile = FromEnvironment(RenderEnvironment::kUpload);
 const std::string gFalseWord = "0";
 const std::string gTrueWord = "1";
 const std::string gTextDomain = "vistel";
 const std::string gLocaleDir = FromEnvironment(RenderEnvironment::kLocale);
-const std::string gAuthorisationFile;
+const std::string gAuthorisationFile = FromEnvironment(RenderEnvironment::kSecret);
 
 WGLVariables gVariables;
 
