@@ -29,6 +29,7 @@ set(VISTEL_MEMORY_MEGABYTES "64" CACHE STRING
 if(NOT VISTEL_MEMORY_MEGABYTES MATCHES "^[0-9]+$")
   message(FATAL_ERROR "VISTEL_MEMORY_MEGABYTES is '${VISTEL_MEMORY_MEGABYTES}'; it must be a number")
 endif()
+option(VISTEL_SYSCALL_FILTER "End the program at a system call that no response needs (libseccomp)" OFF)
 option(VISTEL_HARDENING "Harden the program against memory errors" ON)
 set(VISTEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, e.g. address,undefined")
 option(VISTEL_COVERAGE "Build for gcov" OFF)
@@ -105,4 +106,9 @@ if(VISTEL_HARDENING AND NOT VISTEL_SANITIZERS)
   endif()
   target_link_options(vistel_link INTERFACE
     -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+endif()
+
+if(VISTEL_SYSCALL_FILTER)
+  find_library(VISTEL_SECCOMP_LIBRARY seccomp REQUIRED)
+  target_link_libraries(vistel_options INTERFACE seccomp)
 endif()

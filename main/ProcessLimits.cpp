@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "base/Response.h"
+#include "main/SystemCallFilter.h"
 
 namespace {
 
@@ -57,4 +58,8 @@ void LimitProcess() {
   Limit(RLIMIT_NOFILE, kMaxOpenFiles, kMaxOpenFiles);
   Limit(RLIMIT_CORE, 0, 0);
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  if (VISTEL_SYSCALL_FILTER != 0 && !FilterSystemCalls()) {
+    Response::WriteFailure("system calls can't be filtered");
+    _exit(kLostStatus);
+  }
 }

@@ -6,5 +6,6 @@
 
 // Limits memory and processor time, writes no core files and gives up rights that other programs
 // could have. Stricter limits of the caller stay. A page that takes too long ends with a line of
-// text and status 2; memory is refused as if the machine had none left.
+// text and status 2; memory is refused as if the machine had none left. If the build asks for it,
+// filters system calls too.
 void LimitProcess();

@@ -73,6 +73,17 @@ class SystemCalls(unittest.TestCase):
                         self.assertTrue(output)
                         self.assertNotRegex("\n".join(calls), r"(?m)^\d+ +(v?fork|clone3?|exec\w*)\(")
 
+    def test_every_program_answers_the_same(self):
+        answers = {}
+        for program in map(Program, OTHER_PROGRAMS):
+            with ExitStack() as stack:
+                site = Site(program, stack)
+                for name, environment, body in site.requests():
+                    output, errors, status = site.run([program.path], environment, body)
+                    got = (output.replace(site.folder.name.encode(), b""), errors, status)
+                    with self.subTest(program=program.build.name, request=name):
+                        self.assertEqual(got, answers.setdefault(name, got))
+
     def test_what_is_opened(self):
         self.check("_lang=de", page="_actlang=de",
                    opened=["/wgl/main.wgl", "/locale/de/LC_MESSAGES/vistel.mo"])
