@@ -97,7 +97,9 @@ bool IsIn(const std::string& path, const std::string& folder) {
 void Serve() {
   if (setjmp(gRun.leave) != 0) return;
   gRun.active = true;
-  gRun.status = ProgramMain();
+  char name[] = "vistel.cgi";
+  char* arguments[] = {name, nullptr};
+  gRun.status = ProgramMain(1, arguments);
   gRun.active = false;
 }
 
