@@ -309,7 +309,7 @@ class Plug(TestCase):
             name, address = f"/{Path(folder).name}/plug.wgl", f"http://{HOST}:{free_port()}"
             server = subprocess.Popen([TESTS.parent / "deploy/start", "lighttpd"], env={
                 **os.environ, "VISTEL_WWW": str(PROGRAM.root), "VISTEL_CGI": str(PROGRAM.path.parent),
-                "VISTEL_BIND": HOST, "VISTEL_PORT": address.rpartition(":")[2], "VISTEL_STATE": state})
+                "VISTEL_BIND": HOST, "VISTEL_PORT": address.rpartition(":")[2], "VISTEL_STATE": state, "VISTEL_OPEN": "1"})
             self.addCleanup(server.wait)
             self.addCleanup(server.terminate)
 
