@@ -110,6 +110,12 @@ TEST(MessageCatalogue, EachKindOfDamage) {
     return WithWord(WithWord(sound, translations, size), translations + 4, end) + description +
            '\0';
   };
+  // The last text, longer than it is, up to the end of the file.
+  std::uint32_t header[5];
+  std::memcpy(header, sound.data(), sizeof header);
+  const std::uint32_t last = header[4] + (header[2] - 1) * 8;
+  std::uint32_t size = 0;
+  std::memcpy(&size, &sound[last], sizeof size);
   using State = CatalogueState;
   const struct {
     std::string bytes;
@@ -132,6 +138,8 @@ TEST(MessageCatalogue, EachKindOfDamage) {
       {fill(sound, 1), State::kDamaged},  // no free entry
       {fill(sound, 0), State::kPlain},
       {fill(sound, 0x7FFFFFFF), State::kDamaged},
+      {WithWord(sound, last, size + 1), State::kDamaged},
+      {WithWord(sound, last, size - 1), State::kDamaged},  // no NUL byte after it
       {described("charset=UTF-8\n"), State::kPlain},
       {described("charset=" + std::string(64, 'x') + "\n"), State::kPlain},
       {described("charset=" + std::string(65, 'x') + "\n"), State::kDamaged},
