@@ -16,6 +16,9 @@ set(VISTEL_SYSMGR_MODEL "/usr/share/vistel/model.json" CACHE STRING
 set(VISTEL_SYSMGR_DATABASE "/var/lib/sysmgr/settings.db" CACHE STRING "The settings")
 set(VISTEL_PASSWORD_FILE "/var/lib/sysmgr/passwords" CACHE STRING
     "The device's password, which the web servers read")
+set(VISTEL_FIRMWARE_KEYS "/usr/share/vistel/firmware-keys" CACHE STRING
+    "Folder of the keys of those whose firmware is installed")
+option(VISTEL_UNSIGNED_FIRMWARE "Install firmware images without signatures too" OFF)
 set(VISTEL_COMMON_PASSWORDS "/usr/share/vistel/common-passwords" CACHE STRING
     "Passwords that nobody may choose")
 set(VISTEL_SYSMGR_FILES "/var/run/sysmgr/files" CACHE STRING
@@ -35,7 +38,7 @@ endif()
 # Template names are confined by comparing paths, which works only if all paths have the same form.
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
              VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_PROVIDERS VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
-             VISTEL_PASSWORD_FILE VISTEL_COMMON_PASSWORDS
+             VISTEL_FIRMWARE_KEYS VISTEL_PASSWORD_FILE VISTEL_COMMON_PASSWORDS
              VISTEL_SBIN_DIR VISTEL_CGI_DIR VISTEL_DATA_DIR VISTEL_UNIT_DIR VISTEL_MAN_DIR VISTEL_BIN_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")

@@ -3,6 +3,7 @@
 // Creates the service's own parts, first those that others need.
 #include "sysmgr/Features.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -12,6 +13,9 @@
 #include "sysmgr/model/KeyList.h"
 
 namespace {
+
+// Set by the build.
+constexpr bool kTakesUnsigned = VISTEL_UNSIGNED_FIRMWARE != 0;
 
 // Lets a page check a value while the user is still typing.
 void OfferCheck(Sources& sources, const Settings& settings) {
@@ -33,6 +37,20 @@ void OfferKeys(Sources& sources, const Model& model) {
   sources.OfferTable(KeyList::kSource, {KeyList::Columns(), rows});
 }
 
+// Tells whether a secret is still the one that every such device left the factory with.
+void OfferFactorySecrets(Sources& sources, const Settings& settings) {
+  sources.OfferText("factory-secrets", [&settings] {
+    const auto& keys = settings.Definitions().Keys();
+    return std::any_of(keys.begin(), keys.end(),
+                       [&settings](const ModelKey& key) {
+                         return key.IsSetting() && !key.CanBeRead() && !key.defaultValue.empty() &&
+                                settings.Get(key.name) == key.defaultValue;
+                       })
+               ? "1"
+               : "0";
+  });
+}
+
 }  // namespace
 
 Features::Features(Settings& settings, const FeatureSetup& setup)
@@ -41,7 +59,8 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
       log_(setup.timeOfDay),
-      firmware_(setup.stateFolder, upload_, settings.Definitions().DeviceName(), log_),
+      firmware_(setup.stateFolder, upload_,
+                {settings.Definitions().DeviceName(), setup.firmwareKeys, kTakesUnsigned}, log_),
       password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
       configuration_(settings, files_, upload_, password_, setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
@@ -59,6 +78,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   });
   AddEvents(settings);
   LostSettings::OfferTo(sources_, settings, log_);
+  OfferFactorySecrets(sources_, settings);
   CheckOffers(sources_);
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "sysmgr/Restarts.h"
 #include "sysmgr/configuration/Configuration.h"
@@ -26,6 +27,7 @@ struct FeatureSetup {
   std::function<std::int64_t()> steady;     // seconds of the monotonic clock
   std::string filesFolder;                  // for files to fetch
   std::string uploadFile;
+  std::vector<std::string> firmwareKeys;
   std::string passwordFile;
   std::string commonPasswords;
   std::string stateFolder;  // for firmware images

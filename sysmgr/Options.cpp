@@ -17,6 +17,7 @@ constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
                                {"files", required_argument, nullptr, 'f'},
                                {"upload", required_argument, nullptr, 'u'},
                                {"open", no_argument, nullptr, 'o'},
+                               {"firmware-keys", required_argument, nullptr, 'r'},
                                {"password", required_argument, nullptr, 'w'},
                                {"common-passwords", required_argument, nullptr, 'k'},
                                {"check-model", no_argument, nullptr, 'c'},
@@ -39,6 +40,8 @@ std::string& PathOf(Options& options, int chosen) {
       return options.authorisation;
     case 'f':
       return options.files;
+    case 'r':
+      return options.firmwareKeys;
     case 'w':
       return options.password;
     case 'k':
@@ -59,6 +62,7 @@ Options ParseOptions(int count, char** arguments) {
   options.authorisation = VISTEL_AUTHORISATION_FILE;
   options.files = VISTEL_SYSMGR_FILES;
   options.upload = VISTEL_UPLOAD_FILE;
+  options.firmwareKeys = VISTEL_FIRMWARE_KEYS;
   options.password = VISTEL_PASSWORD_FILE;
   options.commonPasswords = VISTEL_COMMON_PASSWORDS;
   optind = 1;
@@ -115,6 +119,9 @@ std::string HelpText() {
          "  --files FOLDER        files for clients to fetch (" VISTEL_SYSMGR_FILES
          ")\n"
          "  --upload FILE         what a page has uploaded (" VISTEL_UPLOAD_FILE
+         ")\n"
+         "  --firmware-keys FOLDER\n"
+         "                        of those whose firmware is installed (" VISTEL_FIRMWARE_KEYS
          ")\n"
          "  --password FILE       the device's password, for web servers (" VISTEL_PASSWORD_FILE
          ")\n"

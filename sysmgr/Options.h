@@ -17,6 +17,7 @@ struct Options {
   std::string files;
   std::string upload;
   bool isOpen = false;  // serves without a secret
+  std::string firmwareKeys;
   std::string password;
   std::string commonPasswords;
 };

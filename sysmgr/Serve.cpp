@@ -79,6 +79,7 @@ void Serve(const Options& options, const Pace& pace) {
   setup.steady = pace.steady;
   setup.filesFolder = options.files;
   setup.uploadFile = options.upload;
+  setup.firmwareKeys = ReadFirmwareKeys(options.firmwareKeys);
   setup.passwordFile = options.password;
   setup.commonPasswords = options.commonPasswords;
   setup.stateFolder = FolderOf(options.database);

@@ -26,11 +26,13 @@ constexpr std::string_view kModel = "Model";
 constexpr std::string_view kVersion = "Version";
 constexpr std::string_view kLength = "Length";
 constexpr std::string_view kSha256 = "SHA-256";
+constexpr std::string_view kSignature = "Signature";
 
 // Large enough that a system call costs nothing compared with hashing the block.
 constexpr std::size_t kBlockBytes = 65536;
 
 constexpr std::size_t kHashDigits = std::size_t{2} * crypto_hash_sha256_BYTES;
+constexpr std::size_t kSignatureDigits = std::size_t{2} * crypto_sign_BYTES;
 
 // A failure about a line of the header, which may hold any text.
 Outcome AtLine(Sentence sentence, std::string_view line) {
@@ -48,8 +50,8 @@ bool IsName(std::string_view text, std::string_view more) {
          std::all_of(text.begin(), text.end(), isFine);
 }
 
-bool IsHash(std::string_view text) {
-  return text.size() == kHashDigits &&
+bool IsHexadecimal(std::string_view text, std::size_t digits) {
+  return text.size() == digits &&
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
@@ -67,7 +69,7 @@ Outcome FaultOfFirstLine(std::string_view line) {
 
 }  // namespace
 
-FirmwareVerifier::FirmwareVerifier(std::string model) : model_(std::move(model)), hash_() {
+FirmwareVerifier::FirmwareVerifier(FirmwareTrust trust) : trust_(std::move(trust)), hash_() {
   crypto_hash_sha256_init(&hash_);
 }
 
@@ -127,7 +129,9 @@ Outcome FirmwareVerifier::ReadHeader(std::string_view header) {
     const std::string_view line = header.substr(begin, end - begin);
     Outcome outcome = begin == 0 ? FaultOfFirstLine(line) : ReadLine(line);
     if (!outcome.IsSuccess()) return outcome;
-    if (line.substr(0, kSha256.size()) != kSha256) hash(header.substr(begin, end + 1 - begin));
+    const bool isAbout = line.substr(0, kSha256.size()) == kSha256 ||
+                         line.substr(0, kSignature.size()) == kSignature;
+    if (!isAbout) hash(header.substr(begin, end + 1 - begin));
     begin = end + 1;
   }
   hash("\n");
@@ -139,7 +143,7 @@ Outcome FirmwareVerifier::ReadHeader(std::string_view header) {
   for (const auto& [name, found] : kFound) {
     if (!found) return AtLine(Sentence::kHeaderLineMissing, name);
   }
-  if (image_.model != model_) {
+  if (image_.model != trust_.model) {
     return AtLine(Sentence::kImageForOther,
                   std::string(kModel).append(kSeparator).append(image_.model));
   }
@@ -167,8 +171,12 @@ Outcome FirmwareVerifier::ReadLine(std::string_view line) {
     isFine = ParseDecimal(value, length_) && length_ > 0;
   } else if (name == kSha256) {
     isNew = image_.sha256.empty();
-    isFine = IsHash(value);
+    isFine = IsHexadecimal(value, kHashDigits);
     image_.sha256 = value;
+  } else if (name == kSignature) {
+    isNew = signature_.empty();
+    isFine = IsHexadecimal(value, kSignatureDigits);
+    signature_ = value;
   } else {
     return AtLine(Sentence::kUnknownHeaderLine, line);
   }
@@ -188,13 +196,15 @@ Outcome FirmwareVerifier::Finish(FirmwareImage& image) {
   std::array<char, kHashDigits + 1> text{};
   sodium_bin2hex(text.data(), text.size(), hash.data(), hash.size());
   if (image_.sha256 != text.data()) return Sentence::kImageDamaged;
+  Outcome trusted = trust_.Check(signature_, image_.sha256);
+  if (!trusted.IsSuccess()) return trusted;
   image_.bytes = header_.size() + payloadBytes_;
   image = image_;
   return {};
 }
 
-Outcome VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image) {
-  FirmwareVerifier verifier(model);
+Outcome VerifyFirmware(int descriptor, const FirmwareTrust& trust, FirmwareImage& image) {
+  FirmwareVerifier verifier(trust);
   std::vector<char> block(kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(descriptor, block.data(), block.size());

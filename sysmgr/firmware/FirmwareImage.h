@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "sysmgr/firmware/FirmwareKeys.h"
 #include "sysmgr/log/Outcome.h"
 
 struct FirmwareImage {
@@ -26,14 +27,14 @@ struct FirmwareImage {
   std::string model;
   std::string version;
   std::size_t bytes = 0;  // header and payload
-  std::string sha256;     // of all bytes but its own line; 64 hexadecimal digits
+  std::string sha256;     // of all but its own line and the signature; hexadecimal
 };
 
 // Verifies an image that comes in pieces of any size, with no more memory than its header takes.
 class FirmwareVerifier {
  public:
-  // The model that the image must be for.
-  explicit FirmwareVerifier(std::string model);
+  // What the image must be for, and signed by.
+  explicit FirmwareVerifier(FirmwareTrust trust);
 
   // Takes the next bytes. Returns false when the image is faulty, whatever follows.
   bool Take(std::string_view bytes);
@@ -48,11 +49,12 @@ class FirmwareVerifier {
   Outcome ReadHeader(std::string_view header);
   Outcome ReadLine(std::string_view line);
 
-  std::string model_;
+  FirmwareTrust trust_;
   std::string header_;  // as far as it has come
   bool inPayload_ = false;
   std::size_t length_ = 0;  // of the payload, from the header
   std::size_t payloadBytes_ = 0;
+  std::string signature_;  // hexadecimal; "" without one
   FirmwareImage image_;
   crypto_hash_sha256_state hash_;
   Outcome outcome_;
@@ -60,4 +62,4 @@ class FirmwareVerifier {
 
 // Reads an image from the descriptor's position to its end, in blocks. Returns the same as Finish;
 // a file that can't be read counts as faulty.
-Outcome VerifyFirmware(int descriptor, const std::string& model, FirmwareImage& image);
+Outcome VerifyFirmware(int descriptor, const FirmwareTrust& trust, FirmwareImage& image);

@@ -54,8 +54,8 @@ bool ReadAt(int descriptor, std::size_t offset, std::vector<char>& bytes) {
 }  // namespace
 
 struct FirmwareUpdate::Installation {
-  Installation(const std::string& from, const std::string& to, const std::string& model)
-      : source(OpenRegularFile(from, O_NOFOLLOW).descriptor), file(to), verifier(model) {}
+  Installation(const std::string& from, const std::string& to, const FirmwareTrust& trust)
+      : source(OpenRegularFile(from, O_NOFOLLOW).descriptor), file(to), verifier(trust) {}
 
   Descriptor source;
   NewFile file;
@@ -68,11 +68,11 @@ struct FirmwareUpdate::Installation {
   bool isStepping = false;
 };
 
-FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadedFile& upload, std::string model,
+FirmwareUpdate::FirmwareUpdate(std::string folder, const UploadedFile& upload, FirmwareTrust trust,
                                EventLog& log)
     : folder_(std::move(folder)),
       upload_(upload),
-      model_(std::move(model)),
+      trust_(std::move(trust)),
       log_(log),
       runningVersion_(kBuiltInVersion) {
   for (const char* name : {kWaiting, kInstalled}) unlink((Path(name) + NewFile::kSuffix).c_str());
@@ -91,7 +91,7 @@ FirmwareUpdate::~FirmwareUpdate() = default;
 bool FirmwareUpdate::Verify(const char* name, FirmwareImage& image) const {
   const OpenedFile file = OpenRegularFile(Path(name), O_NOFOLLOW);
   if (file.error != 0) return false;
-  const Outcome outcome = VerifyFirmware(file.descriptor.Number(), model_, image);
+  const Outcome outcome = VerifyFirmware(file.descriptor.Number(), trust_, image);
   if (!outcome.IsSuccess())
     Log::Write("'" + Path(name) + "' is not used: " + outcome.Record(), Log::Priority::kError);
   return outcome.IsSuccess();
@@ -106,7 +106,7 @@ void FirmwareUpdate::Forget() {
 // Verifies the image while copying, and stops copying when it proves to be faulty.
 Outcome FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   NewFile file(Path(kWaiting));
-  FirmwareVerifier verifier(model_);
+  FirmwareVerifier verifier(trust_);
   std::vector<char> block(kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(upload, block.data(), block.size());
@@ -160,15 +160,22 @@ Outcome FirmwareUpdate::TakeImage(const Outcome& copied, const FirmwareImage& im
   return {};
 }
 
-void FirmwareUpdate::Install(const OutcomeTaker& done) {
+void FirmwareUpdate::Install(bool evenOlder, const OutcomeTaker& done) {
   const Outcome ready = Readiness();
   if (!ready.IsSuccess()) return done(ready);
-  if (waiting_.bytes > 0) return done(Begin());
-  Check([this, done](const Outcome& checked) { done(checked.IsSuccess() ? Begin() : checked); });
+  if (waiting_.bytes > 0) return done(Begin(evenOlder));
+  Check([this, evenOlder, done](const Outcome& checked) {
+    done(checked.IsSuccess() ? Begin(evenOlder) : checked);
+  });
 }
 
-Outcome FirmwareUpdate::Begin() {
-  auto installation = std::make_unique<Installation>(Path(kWaiting), Path(kInstalled), model_);
+bool FirmwareUpdate::IsOlder() const {
+  return waiting_.bytes > 0 && IsOlderVersion(waiting_.version, installedVersion_);
+}
+
+Outcome FirmwareUpdate::Begin(bool evenOlder) {
+  if (IsOlder() && !evenOlder) return Sentence::kOlderFirmware;
+  auto installation = std::make_unique<Installation>(Path(kWaiting), Path(kInstalled), trust_);
   if (!runner_ || !installation->source.IsOpen()) return Sentence::kNotInstalled;
   runner_([this] { return Step(); });
   installation_ = std::move(installation);
@@ -277,12 +284,15 @@ void FirmwareUpdate::OfferTo(Sources& sources) {
   });
   sources.OfferText("firmware-progress", [this] { return std::to_string(Progress()); });
   sources.OfferText("firmware-fault", [this] { return fault_; });
+  sources.OfferText("firmware-older", [this] { return IsOlder() ? "1" : "0"; });
   sources.OfferTable("firmware-image", {{"Model", "Version", "Bytes", "Sha256"},
                                         [this](const Question&) { return WaitingImage(); }});
   sources.OfferAction("firmware-update",
                       [this](const ActionRequest& request, const OutcomeTaker& done) {
                         if (request.Value() == "check") return Check(done);
-                        if (request.Value() == "install") return Install(done);
+                        if (request.Value() == "install") {
+                          return Install(request.Parameter("Older") == "1", done);
+                        }
                         done(Drop());
                       });
 }

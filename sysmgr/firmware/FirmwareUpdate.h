@@ -5,8 +5,8 @@
 // new one is there, and whole.
 //
 // Sources: "firmware" (the version that runs), "firmware-state", "firmware-progress",
-// "firmware-fault" and the table "firmware-image" (Model, Version, Bytes, Sha256). Action:
-// "firmware-update".
+// "firmware-fault", "firmware-older" and the table "firmware-image" (Model, Version, Bytes,
+// Sha256). Action: "firmware-update".
 #pragma once
 
 #include <cstddef>
@@ -40,7 +40,8 @@ class FirmwareUpdate {
   // Keeps images in `folder`. Verifies those in it: a correct installed image runs, and a correct
   // waiting one keeps waiting. Removes a faulty waiting image and unfinished files. `upload` and
   // `log` must outlive the object.
-  FirmwareUpdate(std::string folder, const UploadedFile& upload, std::string model, EventLog& log);
+  FirmwareUpdate(std::string folder, const UploadedFile& upload, FirmwareTrust trust,
+                 EventLog& log);
   ~FirmwareUpdate();
   FirmwareUpdate(const FirmwareUpdate&) = delete;
   FirmwareUpdate& operator=(const FirmwareUpdate&) = delete;
@@ -54,7 +55,7 @@ class FirmwareUpdate {
   // if the uploaded file could be opened, an image that waited before.
   void Check(const OutcomeTaker& done);
   // Begins to install the waiting image; if none waits, first checks the uploaded file.
-  void Install(const OutcomeTaker& done);
+  void Install(bool evenOlder, const OutcomeTaker& done);
   // Removes the waiting image, if there is one.
   Outcome Drop();
 
@@ -81,7 +82,8 @@ class FirmwareUpdate {
   void Forget();
   void DropWaiting();
   unsigned Progress() const;  // percent
-  Outcome Begin();
+  Outcome Begin(bool evenOlder);
+  bool IsOlder() const;
   bool Step();
   void FinishStep(const Outcome& outcome);
   Outcome StepOn();
@@ -90,7 +92,7 @@ class FirmwareUpdate {
 
   std::string folder_;
   const UploadedFile& upload_;
-  std::string model_;
+  FirmwareTrust trust_;
   EventLog& log_;
   StepRunner runner_;
   DiskRunner disk_ = [](const auto& work, const auto& done) {

@@ -115,6 +115,10 @@ constexpr std::array kRows = {
     Row{Sentence::kImageCut, OutcomeKind::kInvalid, Topic::kFirmware, "The firmware image is cut off."},
     Row{Sentence::kImageDamaged, OutcomeKind::kInvalid, Topic::kFirmware, "The firmware image is damaged: its SHA-256 checksum is another one."},
     Row{Sentence::kNotInstalled, OutcomeKind::kDefective, Topic::kFirmware, "The firmware cannot be installed."},
+    Row{Sentence::kNoFirmwareKey, OutcomeKind::kDenied, Topic::kFirmware, "This device has no key that tells whose firmware it may install, and installs none."},
+    Row{Sentence::kImageUnsigned, OutcomeKind::kDenied, Topic::kFirmware, "The firmware image is not signed."},
+    Row{Sentence::kImageForeign, OutcomeKind::kDenied, Topic::kFirmware, "The firmware image is not signed by the maker of this device."},
+    Row{Sentence::kOlderFirmware, OutcomeKind::kDenied, Topic::kFirmware, "This firmware is older than the installed one. It is installed only if you confirm that."},
     Row{Sentence::kInstalling, OutcomeKind::kBusy, Topic::kRestart, "A firmware image is being installed."},
 };
 // clang-format on

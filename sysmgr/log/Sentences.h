@@ -139,6 +139,10 @@ enum class Sentence : unsigned {
   kImageCut,
   kImageDamaged,
   kNotInstalled,
+  kNoFirmwareKey,
+  kImageUnsigned,
+  kImageForeign,
+  kOlderFirmware,
   // kRestart
   kInstalling,
 };

@@ -72,7 +72,7 @@ TEST(ConfigurationCipher, SealsWithTheGivenPassword) {
 class FirmwareUpdateTest : public testing::Test {
  protected:
   void Start() {
-    update_.emplace(folder_.Path(), upload_, "Vistel", log_);
+    update_.emplace(folder_.Path(), upload_, FirmwareTrust{"Vistel", {}, true}, log_);
     update_->RunStepsWith([this](std::function<bool()> step) { step_ = std::move(step); });
   }
 
@@ -102,7 +102,7 @@ TEST_F(FirmwareUpdateTest, EndedAtEveryStep) {
     folder_.Write("firmware-installed.img", old_);
     Start();
     folder_.Write("upload", new_);
-    update_->Install([](const Outcome& begun) { ASSERT_TRUE(begun.IsSuccess()); });
+    update_->Install(false, [](const Outcome& begun) { ASSERT_TRUE(begun.IsSuccess()); });
     for (unsigned step = 0; step < steps && !finished; ++step) finished = !step_();
     // A crash runs no destructor, so the unfinished file stays.
     const std::string half = ReadFile(installed_ + ".new");
@@ -122,7 +122,7 @@ TEST_F(FirmwareUpdateTest, ExchangedMeanwhile) {
   for (const std::string& other : {old_, new_.substr(0, new_.size() - 1) + "y"}) {
     Start();
     folder_.Write("upload", new_);
-    update_->Install([](const Outcome& begun) { ASSERT_TRUE(begun.IsSuccess()); });
+    update_->Install(true, [](const Outcome& begun) { ASSERT_TRUE(begun.IsSuccess()); });
     folder_.Write("firmware-waiting.img", other);
     while (step_()) {
     }

@@ -268,6 +268,11 @@ class Configuration(ServiceTest):
               => The password of the device was changed./The password of the device was changed.
             """)
         self.assertNotIn("password", self.all())
+        self.expect(self.device, """
+            System.FactorySecrets => 1
+            set HomePlug.NetworkPassword=very secret =>
+            System.FactorySecrets => 0
+            """)
 
 
 class Files(ServiceTest):

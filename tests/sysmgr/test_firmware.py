@@ -2,28 +2,56 @@
 """
 Correct and faulty firmware images, and their installation.
 """
+import ctypes
 import hashlib
+import json
 import os
 import re
+import shutil
 import signal
 import subprocess
+import tempfile
+from pathlib import Path
 
-from service import IMPATIENT, SOURCE, ServiceTest, encode, eventually, rows
+from service import IMPATIENT, PRODUCT, SOURCE, ServiceTest, encode, eventually, rows
 
 NO_IMAGE = "This file is no firmware image."
 CUT = "The firmware image is cut off."
 LOOK = "System.FirmwareState;System.FirmwareProgress;System.Firmware;System.FirmwareImage{Model=Vistel}.Version"
 
 
+SODIUM = ctypes.CDLL("libsodium.so.23")
+PUBLIC, SECRET = ctypes.create_string_buffer(32), ctypes.create_string_buffer(64)
+SODIUM.crypto_sign_seed_keypair(PUBLIC, SECRET, bytes(range(32)))
+
+
+def sign(checksum):
+    line, signature = f"VISTEL-FIRMWARE {checksum}\n".encode(), ctypes.create_string_buffer(64)
+    SODIUM.crypto_sign_detached(signature, None, line, ctypes.c_ulonglong(len(line)), SECRET)
+    return signature.raw.hex()
+
+
+class FirmwareTest(ServiceTest):
+    """Devices that trust the key of these tests."""
+
+    def service(self, *arguments, **options):
+        folder = tempfile.mkdtemp(prefix="vistel-keys-")
+        self.addCleanup(shutil.rmtree, folder)
+        Path(folder, "maker.pub").write_text(PUBLIC.raw.hex() + "\n")
+        return super().service(*arguments, **{"firmware-keys": folder}, **options)
+
+
 def image(payload=b"hello!", version="2.4.0", lines=None):
-    """An image with these lines and the right checksum for "*", made without the code that reads images."""
-    lines = lines or f"VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: {version}\nLength: {len(payload)}\nSHA-256: *\n"
-    hashed = "".join(line for line in lines.splitlines(keepends=True) if "*" not in line)
+    """An image with these lines, the right checksum for "*" and its signature for "@", made without the code that
+    reads images."""
+    lines = lines or f"VISTEL-FIRMWARE 1\nModel: Vistel\nVersion: {version}\nLength: {len(payload)}\nSHA-256: *\n" \
+        "Signature: @\n"
+    hashed = "".join(line for line in lines.splitlines(keepends=True) if not re.match("SHA-256: [*]|Signature", line))
     digits = hashlib.sha256(encode(hashed + "\n") + payload).hexdigest()
-    return encode(lines.replace("*", digits) + "\n") + payload
+    return encode(lines.replace("*", digits).replace("@", sign(digits)) + "\n") + payload
 
 
-class Images(ServiceTest):
+class Images(FirmwareTest):
     def setUp(self):
         self.device = self.service(IMPATIENT)
 
@@ -36,10 +64,14 @@ class Images(ServiceTest):
     def test_headers(self):
         """Lines with ";" after each, "~" for a carriage return; F, M, V, L and S for right ones, 0 for a wrong sum."""
         right = {"F": "VISTEL-FIRMWARE 1", "M": "Model: Vistel", "V": "Version: 2.4.0", "L": "Length: 6",
-                 "S": "SHA-256: *", "0": "SHA-256: " + "0" * 64}
+                 "S": "SHA-256: *", "G": "Signature: @", "0": "SHA-256: " + "0" * 64}
         for text, answer, *line in rows(f"""
-                F;M;V;L;S; => <2.4.0>
-                F;S;L;V;M; => <2.4.0>
+                F;M;V;L;S;G; => <2.4.0>
+                F;G;S;L;V;M; => <2.4.0>
+                F;M;V;L;S; => The firmware image is not signed.
+                F;M;V;L;S;Signature: {'0' * 128}; => The firmware image is not signed by the maker of this device.
+                F;M;V;L;S;G;G; => The header of the firmware image holds a line twice. => Signature
+                F;M;V;L;S;Signature: 00; => The header of the firmware image holds a faulty line. => Signature: 00
                 ; => {NO_IMAGE}
                 GIF89a;M;V;L;S; => {NO_IMAGE}
                 VISTEL-FIRMWARE x; => {NO_IMAGE}
@@ -95,17 +127,56 @@ class Images(ServiceTest):
     def test_made_by_the_tool(self):
         """Our own tool makes what docs/firmware.md describes."""
         payload = b"\n\nSHA-256: 1\n\0\xff"
-        make = lambda version: subprocess.run(
-            [SOURCE / "tools/make-firmware", "--model", "Vistel", "--version", version, "payload", "image"],
-            cwd=self.device.folder, capture_output=True, text=True)
+        make = lambda *words: subprocess.run(
+            [SOURCE / "tools/make-firmware", *words], cwd=self.device.folder, capture_output=True, text=True)
+        words = lambda version: ("--model", "Vistel", "--version", version, "--key", "maker", "payload", "image")
         self.device.write("payload", payload)
-        made = make("2.4.0-01")
-        self.assertEqual((self.device.folder / "image").read_bytes(), image(payload, "2.4.0-01"), made)
+        self.assertEqual(make("--new-key", "maker").returncode, 0)
+        self.assertNotEqual(make("--new-key", "maker").returncode, 0)  # never over an old one
+        self.assertEqual((self.device.folder / "maker").stat().st_mode & 0o777, 0o600)
+        made = make(*words("2.4.0-01"))
+        whole = (self.device.folder / "image").read_bytes()
+        self.assertEqual(re.sub(b"Signature: .*", b"", whole), re.sub(b"Signature: .*", b"", image(payload, "2.4.0-01")))
         self.assertIn(f"SHA-256: {made.stdout}", self.device.read("image"))
-        self.assertNotEqual(make("2 4").returncode, 0)
+        self.assertNotEqual(make(*words("2 4")).returncode, 0)
+        # The device trusts another key, then none, then also this one.
+        self.assertEqual(self.check(whole), "The firmware image is not signed by the maker of this device.")
+        keys = self.device.folder / "keys"
+        keys.mkdir()
+        (keys / "broken.pub").write_text("x")
+        self.device.restart(**{"firmware-keys": keys})
+        self.assertEqual(self.check(whole), "This device has no key that tells whose firmware it may install, and "
+                                            "installs none.")
+        (keys / "other.pub").write_text(PUBLIC.raw.hex())
+        (self.device.folder / "maker.pub").rename(keys / "maker.pub")
+        self.device.restart()
+        self.assertEqual([self.check(whole), self.check(image())], ["<2.4.0-01>", "<2.4.0>"])
 
 
-class Installation(ServiceTest):
+class Installation(FirmwareTest):
+    def test_older(self):
+        """An older version needs a plain yes, and a model without that parameter never takes one."""
+        older = "This firmware is older than the installed one. It is installed only if you confirm that."
+        device = self.service(IMPATIENT)
+        for version, is_older in (("2.3.1-01", 1), ("2.3.1-02", 0), ("2.3.1-2", 0), ("2.3.1-10", 0), ("2.3", 1), ("10", 0),
+                                  ("1.99", 1), ("2.3.1-02a", 0), ("2.3.0-99", 1), ("a", 0), ("02.04", 0)):
+            device.write("upload.bin", image(version=version))
+            self.expect(device, f"set System.FirmwareUpdate=check =>\n System.FirmwareOlder => {is_older}")
+        device.write("upload.bin", image(version="1"))
+        self.expect(device, f"""
+            set System.FirmwareUpdate=check =>
+            set System.FirmwareUpdate=install => {older}
+            set System.FirmwareUpdate=install|System.FirmwareUpdate.Older=0 => {older}/
+            System.FirmwareState;System.FirmwareOlder => checked|1
+            """)
+        text = json.loads(PRODUCT.read_text())
+        text["keys"] = [key for key in text["keys"] if key["key"] != "System.FirmwareUpdate.Older"]
+        for model, answer in ((json.dumps(text), "There is no such setting."), (PRODUCT, "")):
+            device.restart(model=model)
+            answers = device.ask("set System.FirmwareUpdate=install|System.FirmwareUpdate.Older=1")
+            self.assertEqual(answers.split("/")[1], answer)
+        self.assertEqual(answers, "/")
+
     def test_from_upload_to_running(self):
         """The finished program takes five seconds to install: a kill in between leaves the old image."""
         device = self.service()
@@ -117,11 +188,11 @@ class Installation(ServiceTest):
             System.FirmwareState;System.FirmwareProgress;System.Firmware => idle|0|2.3.1-02
             """)
         device.write("upload.bin", content := image(b"x" * 6000000, "9"))
-        digits = content[:200].split(b"SHA-256: ")[1][:64].decode()
+        digits = content[:400].split(b"SHA-256: ")[1][:64].decode()
         self.expect(device, f"""
             set System.DeviceName=kept =>
             set System.FirmwareUpdate=check =>
-            System.FirmwareImage => Vistel|9|6000134|{digits}
+            System.FirmwareImage => Vistel|9|6000274|{digits}
             set System.FirmwareUpdate=install =>
             set System.FirmwareUpdate=check => A firmware image is being installed.
             set System.FirmwareUpdate=install => A firmware image is being installed.
@@ -188,7 +259,7 @@ class Installation(ServiceTest):
     def test_killed_at_any_moment(self):
         """The running image is the last installed one or the one before, never another."""
         device = self.service(IMPATIENT)
-        before, version = "2.3.1-02", 0
+        before, version = "2.3.1-02", 2
 
         def work():
             nonlocal version
