@@ -146,6 +146,7 @@ class Providers(ServiceTest):
         for reply, answer in rows("""
                  =>
                 It is stuck. => It is stuck.
+                It is "stuck". => It is stuck.
                 Another <thing>. => The device has refused this.
                 """):
             self.sent(service, "set Go=1|Go.How=fast")
@@ -156,7 +157,8 @@ class Providers(ServiceTest):
 
     def test_what_is_kept(self):
         service = self.service(model=MODEL)
-        provider = Provider(service)
+        provider = Provider(service, "subscribe|")  # to settings, which texts that are kept are not
+        provider.say(f"applied|{provider.hear().split('|')[1]}")
         keep = lambda *pairs: provider.socket.sendall(netstring(netstring(b"keep") + netstring(table(*pairs))))
         for pairs, answer in (((["a", "1"], ["b", "2"]), "kept|"), ((["a", ""],), "kept|"),
                               ([[str(i), "x"] for i in range(300)], "kept|there are too many texts")):
@@ -203,6 +205,9 @@ class Providers(ServiceTest):
         self.sent(service, "Fresh")
         self.assertEqual(self.received(service), GONE.format("Fresh"))
         self.assertIn("it does not answer in time", service.read("log"))
+        first, twin = Provider(service), Provider(service, name="")
+        twin.say("hello|1|test")
+        self.assertEqual(twin.hear(), "", first)
         nameless = Provider(service, name="")
         nameless.say("hello|2|test")
         self.assertEqual(nameless.hear(), "")

@@ -265,6 +265,7 @@ class Clients(ServiceTest):
                     settle()
                 self.assertIsNone(clients[1].receive())
                 self.assertEqual([at for at, client in enumerate(clients) if not client.is_open()], [1])
+                self.assertEqual(service.read("log").count(record), 1)
                 if b"__asan_init" not in SYSMGRD.read_bytes():
                     self.assertLess(service.kilobytes(), 192 * 1024)
 
