@@ -208,6 +208,15 @@ class Providers(ServiceTest):
         first, twin = Provider(service), Provider(service, name="")
         twin.say("hello|1|test")
         self.assertEqual(twin.hear(), "", first)
+        if os.geteuid() == 0:  # a user who would get through the folders
+            for path, mode in (service.folder, 0o711), (service.folder / "run", 0o711), (service.folder / "run/providers", 0o666):
+                path.chmod(mode)
+            os.seteuid(65534)
+            try:
+                self.assertEqual(Provider(service, name="").hear(), "")
+            finally:
+                os.seteuid(0)
+            self.assertIn("a provider of another user is disconnected\n", service.read("log"))
         nameless = Provider(service, name="")
         nameless.say("hello|2|test")
         self.assertEqual(nameless.hear(), "")
