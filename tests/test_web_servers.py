@@ -4,6 +4,8 @@ One table of requests through each of the web servers that deploy/ has a configu
 what a server lets through is compared with what the program itself writes for the same request.
 """
 import base64
+import importlib.machinery
+import importlib.util
 import itertools
 import random
 import re
@@ -15,8 +17,11 @@ import time
 import unittest
 import urllib.parse
 
-from web_servers import HOST, ROOT, UPLOAD, Server, parse, program, spellings
+from web_servers import HOST, ROOT, SOURCE, UPLOAD, Server, parse, program, spellings
 
+LOADER = importlib.machinery.SourceFileLoader("slow_clients", str(SOURCE / "bench/slow-clients"))
+slow_clients = importlib.util.module_from_spec(importlib.util.spec_from_loader("slow_clients", LOADER))
+LOADER.exec_module(slow_clients)
 KNOWN_FILES = {"", "/wgl/main.wgl", "fs", "ie6", "sysinfo", "getjson", "validate", "image", "syscfg"}
 FORM = "application/x-www-form-urlencoded"
 REFUSED = (403, 404)
@@ -296,6 +301,16 @@ class Requests:
         server.set_password("another good one")
         self.assertEqual([server.request("/?_file=fs", Authorization=basic("admin", word))[0]
                           for word in (PASSWORD, "another good one")], [401, 200])
+
+    def test_slow_clients(self):
+        """The short form of bench/slow-clients. busybox has a process for each connection, and no limit."""
+        if self.name == "busybox":
+            return
+        for what in slow_clients.BEGINNINGS:
+            answers = slow_clients.others_wait(self.server.port, what, 3)
+            self.assertEqual({status for _, status in answers}, {200}, what)
+            self.assertLess(max(answers)[0], 2, what)
+        self.assertLessEqual({status for _, status in slow_clients.at_once(self.server.port)}, {200, 503})
 
     def test_start(self):
         """No password, no server; and TLS where the server speaks it, without HTTP/2."""
