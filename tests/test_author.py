@@ -5,6 +5,7 @@ for every page of the site with a device's values.
 """
 import itertools
 import json
+import random
 import re
 import shlex
 import subprocess
@@ -22,6 +23,7 @@ MODEL = SOURCE / "sysmgr/model.json"
 ENVIRONMENT = {"PATH": "/usr/bin:/bin", "ASAN_OPTIONS": "detect_leaks=0"}  # a library of others leaks
 NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
 LEAST_CASES = 100
+PAGES = 60
 
 PO = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n' + "".join(
     f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert')))
@@ -136,6 +138,54 @@ class Check(unittest.TestCase):
         self.assertEqual(tuple(answered[:3]), ("", "", 0))
 
 
+class AnyInput(unittest.TestCase):
+    """The same templates for both: a page that renders has no error, and one that doesn't has one."""
+    TOKENS = ["<~ ", " ~>", "`", "+ ", "- ", "set `a` ", "get `a`", "trans ", "query `System.Log` ", "do ", "rowcount ",
+              "raw ", "json ", "if ${a} eq `b` then ", "else ", "gt ", "${a}", "${a htmlesc}", "text\n", "$", "${", "~", "<",
+              "\0", "<~ + `x` ~>", "<~ set `a` `b` ~>", "<~ include `foot.wgl` ~>", "<~ include `none.wgl` ~>",
+              "<~ query `System.Log` do `${01}` ~>", "<~ if ${a} eq `b` then `c` else `d` ~>"]
+
+    def test_both_find_the_same_errors(self):
+        choose = random.Random(20261123)
+        with tempfile.TemporaryDirectory() as folder:
+            root = Path(folder)
+            (root / "foot.wgl").write_text("foot")
+            for number in range(PAGES):
+                tokens = choose.choices(self.TOKENS[-7:] if number % 2 else self.TOKENS, k=choose.randint(1, 8))
+                (root / f"{number}.wgl").write_text("".join(tokens))
+            answered = run([VISTEL, "check", "--root", root, "--model", MODEL, "--format", "json"], ENVIRONMENT)
+            findings = list(map(json.loads, answered.output.splitlines()))
+            wrong = {each["file"] for each in findings if each["severity"] == "error"}
+            self.assertNotIn("too much time", answered.output)
+            for number in range(PAGES):
+                name = f"{number}.wgl"
+                rendered = run([VISTEL, "render", "--root", root, "--model", MODEL, name], ENVIRONMENT)
+                with self.subTest((root / name).read_text()):
+                    self.assertEqual(name in wrong, rendered.status != 0)
+        self.assertTrue(PAGES // 10 < len(wrong) < PAGES * 9 // 10, len(wrong))
+
+    def test_any_bytes(self):
+        choose = random.Random(20261123)
+        with tempfile.TemporaryDirectory() as folder:
+            root = Path(folder)
+            (root / "locale").mkdir()
+            model, values, catalogue, page = (root / name for name in ("model.json", "v.json", "locale/de.po", "a.wgl"))
+            good = (MODEL.read_bytes(), b'{"System.Led": "1"}', PO.encode(), b"<~ trans <~ query `System.Led` ~> ~>")
+            for number in range(12):
+                for file, content in zip((model, values, catalogue, page), good):
+                    damaged = bytearray(content)
+                    for _ in range(number % 3 * 20):
+                        damaged[choose.randrange(len(damaged))] = choose.randrange(256)
+                    file.write_bytes(damaged if choose.random() < 0.5 else content)
+                for words in (["check"], ["render", "--values", values, "a.wgl"], ["strings"]):
+                    answered = run([VISTEL, *words, "--root", root], ENVIRONMENT)
+                    self.assertIn(answered.status, (0, 1, 2))
+                    self.assertNotRegex(answered.output + answered.errors, "Sanitizer|runtime error|too much time")
+            page.unlink()
+            page.symlink_to(page)
+            self.assertEqual(run([VISTEL, "check", "--root", root / "none"], ENVIRONMENT).status, 2)
+
+
 class New(unittest.TestCase):
     def test_lays_out_a_site_that_passes(self):
         with tempfile.TemporaryDirectory() as root:
@@ -152,6 +202,11 @@ class New(unittest.TestCase):
     def test_keys(self):
         keys = run([VISTEL, "keys", "--model", MODEL], ENVIRONMENT).output
         self.assertEqual((SOURCE / "docs/keys.md").read_text(), keys, "vistel keys --model sysmgr/model.json >docs/keys.md")
+
+    def test_help_and_manual_page(self):
+        options = set(re.findall("--[a-z]+", run([VISTEL, "--help"], ENVIRONMENT).output))
+        manual = (SOURCE / "docs/vistel.1").read_text().replace("\\-", "-")
+        self.assertEqual(options, set(re.findall("--[a-z]+", manual)))
 
     def test_watching(self):
         with tempfile.TemporaryDirectory() as root:

@@ -9,10 +9,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "author/system/Failure.h"
 #include "author/trace/Tracer.h"
-#include "base/Descriptor.h"
 #include "base/Transfer.h"
 #include "wgl/WGLEvaluate.h"
 
@@ -57,37 +57,40 @@ void SendResult() {
   std::abort();
 }
 
-Finding Untraceable(const EntryPoint& entry, int status) {
+Finding Untraceable(const std::string& page, int status) {
   const std::string why = WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                                               : "status " + std::to_string(WEXITSTATUS(status));
-  return {entry.page, 1, 1, "syntax",
+  return {page, 1, 1, "syntax",
           "this page takes too much time or memory to be checked (" + why + ")"};
 }
 
 }  // namespace
 
-PassResult RunPass(const EntryPoint& entry, const std::vector<std::size_t>& decisions,
-                   const Context& context) {
+RunningPass::RunningPass(const EntryPoint& entry, std::vector<std::size_t> decisions,
+                         const Context& context)
+    : page_(entry.page), decisions_(std::move(decisions)) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw Failure("can't make a pipe");
-  const Descriptor readEnd(ends[0]);
-  Descriptor writeEnd(ends[1]);
+  output_ = Descriptor(ends[0]);
+  const Descriptor writeEnd(ends[1]);
   std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child < 0) throw Failure("can't start a process");
-  if (child == 0) RunChild(entry, decisions, context, writeEnd.Number());
-  writeEnd = Descriptor();
+  child_ = fork();
+  if (child_ < 0) throw Failure("can't start a process");
+  if (child_ == 0) RunChild(entry, decisions_, context, writeEnd.Number());
+}
+
+PassResult RunningPass::Finish() {
   std::string text;
   char block[65536];
   ssize_t count = 0;
-  while ((count = ReadSome(readEnd.Number(), block, sizeof block)) > 0) {
+  while ((count = ReadSome(output_.Number(), block, sizeof block)) > 0) {
     text.append(block, static_cast<std::size_t>(count));
   }
   int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
   }
   if (status == 0) return nlohmann::json::parse(text).get<PassResult>();
   PassResult failed;
-  failed.always.push_back(Untraceable(entry, status));
+  failed.always.push_back(Untraceable(page_, status));
   return failed;
 }

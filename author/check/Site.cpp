@@ -6,6 +6,8 @@
 #include <deque>
 #include <filesystem>
 #include <iterator>
+#include <thread>
+#include <utility>
 
 #include "author/check/Pass.h"
 #include "author/system/Failure.h"
@@ -35,26 +37,24 @@ bool HasWord(const std::string& page) {
                      [&page](const Word& word) { return page == word.page; });
 }
 
-// One pass for each file that the computed includes can mean.
-std::vector<PassResult> RunPasses(const EntryPoint& entry, const Context& context) {
-  std::vector<PassResult> results;
-  std::deque<std::vector<std::size_t>> waiting = {{}};
-  while (!waiting.empty() && results.size() < kMaxPasses) {
-    const std::vector<std::size_t> decisions = waiting.front();
-    waiting.pop_front();
-    PassResult result = RunPass(entry, decisions, context);
-    // The pass has chosen the first file of each further include.
-    for (std::size_t i = decisions.size(); i < result.branches.size(); ++i) {
-      for (std::size_t file = 1; file < result.branches[i]; ++file) {
-        std::vector<std::size_t> others = decisions;
-        others.resize(i);
-        others.push_back(file);
-        waiting.push_back(std::move(others));
-      }
+// A page that waits for a pass with these choices of files.
+struct Waiting {
+  std::size_t page;
+  std::vector<std::size_t> decisions;
+};
+
+// A pass chooses the first file of each computed include beyond its decisions; the others follow in
+// passes of their own.
+void AddOthers(std::size_t page, const std::vector<std::size_t>& decisions,
+               const std::vector<std::size_t>& branches, std::deque<Waiting>& waiting) {
+  for (std::size_t i = decisions.size(); i < branches.size(); ++i) {
+    for (std::size_t file = 1; file < branches[i]; ++file) {
+      std::vector<std::size_t> others = decisions;
+      others.resize(i);
+      others.push_back(file);
+      waiting.push_back({page, std::move(others)});
     }
-    results.push_back(std::move(result));
   }
-  return results;
 }
 
 std::string Nearest(const std::string& name, const std::set<std::string>& known) {
@@ -102,14 +102,40 @@ Site::Site(const std::string& root, const SiteSettings& settings, const Context&
   for (const std::string& name : templates_) {
     if (name != kWords[0].page) entries.push_back({name, "/" + name, EntryPoint::Kind::kHtml});
   }
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (progress != nullptr) progress(i, entries.size());
-    pages_.push_back({entries[i], i < words, RunPasses(entries[i], context)});
-    for (const PassResult& pass : pages_.back().passes) {
+  for (std::size_t i = 0; i < entries.size(); ++i) pages_.push_back({entries[i], i < words, {}});
+  RunPasses(context, progress);
+  for (const PageResult& page : pages_) {
+    for (const PassResult& pass : page.passes) {
       included_.insert(pass.includes.begin(), pass.includes.end());
     }
   }
-  if (progress != nullptr) progress(entries.size(), entries.size());
+}
+
+// As many passes at once as there are processors.
+void Site::RunPasses(const Context& context, void (*progress)(std::size_t done, std::size_t all)) {
+  const std::size_t atOnce = std::max(2U, std::thread::hardware_concurrency());
+  std::deque<Waiting> waiting;
+  std::deque<std::pair<std::size_t, RunningPass>> running;
+  for (std::size_t page = 0; page < pages_.size(); ++page) waiting.push_back({page, {}});
+  std::size_t done = 0;
+  while (!waiting.empty() || !running.empty()) {
+    while (!waiting.empty() && running.size() < atOnce) {
+      const Waiting next = std::move(waiting.front());
+      waiting.pop_front();
+      if (pages_[next.page].passes.size() + running.size() > kMaxPasses) continue;
+      running.emplace_back(next.page,
+                           RunningPass(pages_[next.page].entry, next.decisions, context));
+    }
+    if (running.empty()) break;
+    const std::size_t page = running.front().first;
+    RunningPass& pass = running.front().second;
+    PassResult result = pass.Finish();
+    AddOthers(page, pass.Decisions(), result.branches, waiting);
+    pages_[page].passes.push_back(std::move(result));
+    running.pop_front();
+    ++done;
+    if (progress != nullptr) progress(done, done + waiting.size() + running.size());
+  }
 }
 
 // A template that others include is meant to be requested only if the site says so.

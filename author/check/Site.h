@@ -39,6 +39,7 @@ class Site {
   const std::vector<std::string>& Templates() const { return templates_; }
 
  private:
+  void RunPasses(const Context& context, void (*progress)(std::size_t done, std::size_t all));
   bool IsPage(const PageResult& page) const;
   void FindVariables(std::set<Finding>& findings) const;
 

@@ -58,8 +58,8 @@ WGLString WGLGetVariable(WGLString name, const char* escaping) {
 }
 
 WGLString WGLSetVariable(WGLString name, WGLString value) {
-  Text variable = Current().Take(name);
-  Current().Assign(std::move(variable), Current().Take(value));
+  const Text variable = Current().Take(name);
+  Current().Assign(variable, Current().Take(value));
   return WGLEmpty();
 }
 

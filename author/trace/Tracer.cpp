@@ -141,8 +141,9 @@ WGLString Tracer::Keep(Text text) {
   texts_.push_back(std::move(text));
   WGLString handle;
   handle.Initialize();
-  handle.Append(strdup(std::to_string(texts_.size() - 1).c_str()));
-  return handle;
+  const std::string number = std::to_string(texts_.size() - 1);
+  handle.Append(strdup(number.c_str()));  // NOLINT(clang-analyzer-unix.Malloc): the string owns it
+  return handle;                          // NOLINT(clang-analyzer-unix.Malloc)
 }
 
 Text Tracer::Take(WGLString handle) {
@@ -190,7 +191,7 @@ Text Tracer::Variable(WGLString name, std::string_view escaping) {
   return result;
 }
 
-void Tracer::Assign(Text name, Text value) {
+void Tracer::Assign(const Text& name, Text value) {
   const Place place = locator_.LastClosed().place;
   const TextPtr shared = Share(std::move(value));
   const std::vector<std::string> names = AlternativesOf(name, constraints_);
@@ -344,7 +345,7 @@ void Tracer::BeginRows(Text key, std::string_view otype) {
   rows_.push_back({conditional ? ConditionAt(open.size()) : nullptr});
 }
 
-Text Tracer::EndRows(Text body) {
+Text Tracer::EndRows(const Text& body) {
   Piece piece;
   piece.kind = Piece::Kind::kRows;
   piece.place = locator_.LastClosed().place;

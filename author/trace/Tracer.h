@@ -41,7 +41,7 @@ class Tracer {
   WGLString Keep(Text text);
   Text Take(WGLString handle);
   Text Variable(WGLString name, std::string_view escaping);
-  void Assign(Text name, Text value);
+  void Assign(const Text& name, Text value);
   Text Translate(Text text);
   void Include(Text path);  // ends the process when there is no such file
   Text Choose(Text thenText, Text elseText);
@@ -50,7 +50,7 @@ class Tracer {
   Text QueryIf(Text key, std::string_view otype);
   Text CountRows(Text key);
   void BeginRows(Text key, std::string_view otype);
-  Text EndRows(Text body);
+  Text EndRows(const Text& body);
   void WritePage(Text page);
 
  private:
