@@ -113,7 +113,11 @@ class Fields {
     }
     JudgeValues(field, *definition);
     JudgeLimits(field, *definition);
-    JudgeCheckbox(field, key);
+    // What belongs to an action isn't kept, so there is nothing to switch off; and one of the
+    // model's own values isn't refused.
+    const bool parameter = definition->access == Access::kParameter;
+    if (!parameter) JudgeCheckbox(field, key);
+    if (parameter && !definition->values.empty()) return;
     const std::string variable = WGLVariables::ReplaceSpecialChars(key);
     if (read_.count("_error_" + variable) == 0) {
       Find("form-error", "nothing shows why '" + key + "' is refused; write ${_error_" + variable +

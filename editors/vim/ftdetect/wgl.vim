@@ -1,0 +1,2 @@
+" SPDX-License-Identifier: MIT
+autocmd BufRead,BufNewFile *.wgl setfiletype wgl
