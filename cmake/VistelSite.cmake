@@ -44,4 +44,6 @@ elseif(NOT VISTEL_LINK STREQUAL "static")
 endif()
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/deploy" COMPONENT product DESTINATION "${VISTEL_DATA_DIR}"
-        USE_SOURCE_PERMISSIONS PATTERN "*.service" EXCLUDE)
+        USE_SOURCE_PERMISSIONS PATTERN "*.service" EXCLUDE PATTERN "*.in" EXCLUDE)
+configure_file("deploy/vistel-web@.service.in" "${PROJECT_BINARY_DIR}/deploy/vistel-web@.service" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/deploy/vistel-web@.service" COMPONENT product DESTINATION "${VISTEL_UNIT_DIR}")

@@ -8,14 +8,11 @@
 
 namespace {
 
-constexpr option kOptions[] = {{"socket", required_argument, nullptr, 's'},
-                               {"seed", required_argument, nullptr, 'r'},
-                               {"hostile-names", no_argument, nullptr, 'n'},
-                               {"fail", required_argument, nullptr, 'f'},
-                               {"fail-after", required_argument, nullptr, 'a'},
-                               {"help", no_argument, nullptr, 'h'},
-                               {"version", no_argument, nullptr, 'v'},
-                               {nullptr, 0, nullptr, 0}};
+constexpr option kOptions[] = {
+    {"socket", required_argument, nullptr, 's'},     {"seed", required_argument, nullptr, 'r'},
+    {"hostile-names", no_argument, nullptr, 'n'},    {"fail", required_argument, nullptr, 'f'},
+    {"fail-after", required_argument, nullptr, 'a'}, {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'v'},          {nullptr, 0, nullptr, 0}};
 
 template <typename Number>
 bool Parse(const char* text, Number& number) {

@@ -23,9 +23,8 @@ PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
 SERVERS = "usr/share/vistel/deploy/"
 PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}
-SCRIPTS = {SERVERS + name for name in ("start", "guesses", "drain.cgi", "busybox/vistel.cgi")}
 FILES = {"usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
-         "lib/systemd/system/sysmgrd.service", "usr/www/errors/500.html",
+         *("lib/systemd/system/" + unit for unit in ("sysmgrd.service", "vistel-web@.service")), "usr/www/errors/500.html",
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
          *("usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")),
          *("usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr"))}
@@ -48,10 +47,11 @@ class Installation(unittest.TestCase):
     def test_files_and_modes(self):
         site = {"usr/www/" + file.relative_to(SITE).as_posix() for folder in ("wgl", "styles", "errors")
                 for file in (SITE / folder).rglob("*") if file.is_file()}
-        servers = {SERVERS + file.relative_to(SOURCE / "deploy").as_posix()
-                   for file in (SOURCE / "deploy").rglob("*") if file.is_file() and file.suffix != ".service"}
+        servers = {SERVERS + file.relative_to(SOURCE / "deploy").as_posix(): os.access(file, os.X_OK)
+                   for file in (SOURCE / "deploy").rglob("*") if file.is_file() and ".service" not in file.name}
+        scripts = {name for name, is_script in servers.items() if is_script}
         expected = {"drwxr-xr-x": {file.relative_to(self.root).as_posix() for file in self.root.rglob("*/")},
-                    "-rwxr-xr-x": PROGRAMS | SCRIPTS, "-rw-r--r--": (FILES | site | servers) - SCRIPTS}
+                    "-rwxr-xr-x": PROGRAMS | scripts, "-rw-r--r--": FILES | site | servers.keys() - scripts}
         found = {}
         for file in self.root.rglob("*"):
             found.setdefault(stat.filemode(file.lstat().st_mode), set()).add(file.relative_to(self.root).as_posix())
