@@ -133,6 +133,23 @@ class Check(unittest.TestCase):
                 rule = expected.split()[1]
                 self.assertEqual([each for each in found if "form-" not in rule or rule in each], [])
 
+    def test_switches_and_formats(self):
+        found = "wgl/main.wgl:2:1 raw"
+        for above, expected in (("check-off raw: an example", []), ("check-off raw:", [found]), ("check-off number: no", [found])):
+            self.write("wgl/main.wgl", f"<~ - `{above}` ~>\n${{_page}}")
+            self.assertEqual(check(self.root)[0], expected, above)
+        self.assertEqual(check(self.root, "wgl/foot.wgl"), ([], 0))
+        self.assertEqual(check(self.root, "wgl/none.wgl"), ([], 2))
+        text = run([VISTEL, "check", "--root", self.root, "--model", MODEL], ENVIRONMENT).output
+        self.assertEqual(text, "wgl/main.wgl:2:1: warning: '_page' can bring foreign text in text: it needs htmltext "
+                         "(a query: neither raw nor json) [raw]\n")
+        sarif = json.loads(run([VISTEL, "check", "--root", self.root, "--model", MODEL, "--format", "sarif"], ENVIRONMENT).output)
+        result = sarif["runs"][0]["results"][0]
+        self.assertEqual((sarif["version"], result["ruleId"], result["level"]), ("2.1.0", "raw", "warning"))
+        for settings, expected in (('{"off": {"raw": "old"}}', ([], 0)), ('{"off": {"raw": ""}}', ([], 2)), ("{", ([], 2))):
+            (self.root / "vistel.json").write_text(settings)
+            self.assertEqual(check(self.root), expected, settings)
+
     def test_site(self):
         answered = run([VISTEL, "check", "--root", SOURCE / "site", "--model", MODEL, "--sentences", SYSMGRD], ENVIRONMENT)
         self.assertEqual(tuple(answered[:3]), ("", "", 0))
