@@ -25,7 +25,7 @@ static void CheckConfiguration(std::string_view text) {
 }
 
 static std::string Verify(std::string_view bytes, std::size_t piece, FirmwareImage& image) {
-  FirmwareVerifier verifier("Vistel");
+  FirmwareVerifier verifier({"Vistel", {}, true});
   for (std::size_t at = 0; at < bytes.size(); at += piece) {
     if (!verifier.Take(bytes.substr(at, piece))) break;
   }
