@@ -141,9 +141,10 @@ class Program:
             self.upload.parent.mkdir(parents=True, exist_ok=True)
             self.upload.unlink(missing_ok=True)
             for kind, argument, text in sections:
-                argument, text = (part.replace("@ROOT@", str(self.root)).replace("@DIR@", "/" + folder.name)
-                                  .replace("@UPLOAD@", str(self.upload)) for part in (argument, text))
                 first, _, rest = argument.partition(" ")
+                argument, text, first, rest = (
+                    part.replace("@ROOT@", str(self.root)).replace("@DIR@", "/" + folder.name)
+                    .replace("@UPLOAD@", str(self.upload)) for part in (argument, text, first, rest))
                 file = folder / ((first if kind.endswith("link") else argument) or "main.wgl")
                 if kind in ("template", "symlink", "hardlink", "fifo", "directory"):
                     file.parent.mkdir(parents=True, exist_ok=True)
