@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // A library to load before a program (LD_PRELOAD): the program's allocation number FAIL_ALLOCATION,
-// from 1, fails, and with FAIL_ONWARD all after it too. Without these, it counts the allocations and
-// writes their number to standard error when the program exits.
+// from 1, fails, and with FAIL_ONWARD all after it too. Without these, it counts the allocations
+// and writes their number to standard error when the program exits.
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -37,6 +37,12 @@ static int fails(void) {
   return 1;
 }
 
-void* malloc(size_t size) { return fails() ? NULL : __libc_malloc(size); }
-void* calloc(size_t number, size_t size) { return fails() ? NULL : __libc_calloc(number, size); }
-void* realloc(void* memory, size_t size) { return fails() ? NULL : __libc_realloc(memory, size); }
+void* malloc(size_t size) {
+  return fails() ? NULL : __libc_malloc(size);
+}
+void* calloc(size_t number, size_t size) {
+  return fails() ? NULL : __libc_calloc(number, size);
+}
+void* realloc(void* memory, size_t size) {
+  return fails() ? NULL : __libc_realloc(memory, size);
+}

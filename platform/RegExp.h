@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // A POSIX regular expression (IEEE Std 1003.1, chapter 9), compiled once and matched against any
-// byte string, even with NUL bytes. "." matches every byte but NUL, including a newline; where the C
-// library has no REG_STARTEND (musl), it matches NUL as well.
+// byte string, even with NUL bytes. "." matches every byte but NUL, including a newline; where the
+// C library has no REG_STARTEND (musl), it matches NUL as well.
 #pragma once
 
 #include <regex.h>

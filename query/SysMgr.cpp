@@ -12,8 +12,8 @@ namespace {
 // The value of a query's option field, which is reserved.
 constexpr char kNoOption[] = "0";
 
-// Says to the page that it lacks values, not because the system manager refused a query, but because
-// it could not be reached or did not answer.
+// Says to the page that it lacks values, not because the system manager refused a query, but
+// because it could not be reached or did not answer.
 constexpr char kUnansweredVariable[] = "_unanswered";
 
 // Returns false when the query failed; `reply` is unspecified then.

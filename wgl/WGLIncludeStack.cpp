@@ -99,8 +99,8 @@ std::string WGLIncludeStack::MakeRealPath(const std::string& path) const {
   return IsInRoot(result) ? result : std::string();
 }
 
-// Makes a template the file being read. Nearly always, one call opens it and finds no symbolic link on
-// its path. Nothing outside the document root is opened.
+// Makes a template the file being read. Nearly always, one call opens it and finds no symbolic link
+// on its path. Nothing outside the document root is opened.
 void WGLIncludeStack::Open(const std::string& path, const char* failure) {
   const std::string candidate = Candidate(path);
   std::string realPath = WithoutDots(candidate);

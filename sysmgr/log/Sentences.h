@@ -21,15 +21,15 @@ enum class OutcomeKind {
 
 // The part that a sentence belongs to.
 enum class Topic {
-  kLog,            // for the log only, such as a refused query
-  kSetting,        // any setting, action or parameter
-  kLimit,          // a key's limits, which the model fills in
-  kUpload,         // any uploaded file
+  kLog,             // for the log only, such as a refused query
+  kSetting,         // any setting, action or parameter
+  kLimit,           // a key's limits, which the model fills in
+  kUpload,          // any uploaded file
   kDevicePassword,  // what asks for the device's password
   kNewPassword,     // a new one
-  kConfiguration,  // a configuration to be restored
-  kFirmware,       // an image to be installed
-  kRestart,        // restart, factory reset, firmware update
+  kConfiguration,   // a configuration to be restored
+  kFirmware,        // an image to be installed
+  kRestart,         // restart, factory reset, firmware update
 };
 
 enum class Sentence : unsigned {
