@@ -7,6 +7,7 @@ usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the proc
 """
 import contextlib
 import os
+import random
 import shutil
 import signal
 import socket
@@ -21,9 +22,12 @@ START_SECONDS, END_SECONDS = 240, 10
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind((HOST, 0))
-        return probe.getsockname()[1]
+    """Not one of those that the system gives to clients: a server may start a minute later."""
+    for port in random.sample(range(20_000, 32_000), 100):
+        with contextlib.suppress(OSError), socket.socket() as probe:
+            probe.bind((HOST, port))
+            return port
+    raise RuntimeError("no port is free")
 
 
 def processes(field, value):
