@@ -77,6 +77,9 @@ class Server:
         shutil.copytree(WWW, self.www)
         self.state.mkdir()
         self.state.chmod(0o777)
+        # In a folder of its owner alone, such as root's home, where the servers' user needs its privileges.
+        self.deploy = Path(shutil.copytree(SOURCE / "deploy", self.folder / "private/deploy"))
+        self.deploy.parent.chmod(0o700)
         for path in ("styles/probe.js", "styles/probe.gif", "styles/probe.png", "styles/probe.wgl",
                      "styles/.probe", "styles/probe.wgl~", "probe.html"):
             (self.www / path).write_text("<~ probe ~>")
@@ -108,7 +111,7 @@ class Server:
                        "VISTEL_OPEN": str(int(not self.passwords.exists())), **self.environment}
         with open(self.folder / "output.log", "ab") as log:
             self.processes.append(subprocess.Popen(
-                ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", SOURCE / "deploy/start", name],
+                ["setpriv", *UNPRIVILEGED, "--pdeathsig=TERM", self.deploy / "start", name],
                 env=environment, cwd="/", stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True))
 

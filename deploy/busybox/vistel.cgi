@@ -32,6 +32,7 @@ headers() { # policy
 
 refuse() { # status, reason
   printf 'Status: %s %s\r\n' "$1" "$2"
+  if [ "$1" = 429 ]; then printf 'Retry-After: 10\r\n'; fi
   headers "$page_policy"
   if [ -r "$VISTEL_WWW/errors/$1.html" ]; then
     printf 'Content-Type: text/html; charset=utf-8\r\n\r\n'
@@ -101,6 +102,7 @@ known_page() {
   done
 }
 
+if [ -n "${VISTEL_REFUSED-}" ]; then refuse 429 'Too Many Requests'; fi
 case ${REQUEST_URI%%\?*} in
   / | /cgi-bin/vistel.cgi) ;;
   *) refuse 403 Forbidden ;;
