@@ -27,12 +27,33 @@ endforeach()
 get_property(catalogues GLOBAL PROPERTY VISTEL_CATALOGUES)
 add_custom_target(vistel_site ALL DEPENDS ${catalogues} ${VISTEL_CHARTS})
 
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
-                  "${PROJECT_SOURCE_DIR}/site/errors"
-        COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+# A page about an error is its texts in the frame of all of them. The first heading is the page's title.
+function(vistel_add_error_page source)
+  cmake_path(GET source FILENAME name)
+  file(READ "${source}" sections)
+  string(REGEX MATCH "<h1>([^<]*)</h1>" heading "${sections}")
+  set(title "${CMAKE_MATCH_1}")
+  set(way_home "<p class=\"actions\"><a class=\"button\" href=\"/\">\
+Home · <span lang=\"de\">Start</span> · <span lang=\"fr\">Accueil</span></a></p>\n")
+  if(name STREQUAL "421.html") # it would lead to the same error
+    set(way_home "")
+  endif()
+  configure_file("${PROJECT_SOURCE_DIR}/site/errors/frame.html.in" "${PROJECT_BINARY_DIR}/site/errors/${name}" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${source}")
+  install(FILES "${PROJECT_BINARY_DIR}/site/errors/${name}" COMPONENT product
+          DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors")
+endfunction()
+
+file(GLOB error_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/site/errors/???.html")
+foreach(source IN LISTS error_sources)
+  vistel_add_error_page("${source}")
+endforeach()
 # Some web servers use the status 502 for an empty answer, others 500.
-install(FILES "${PROJECT_SOURCE_DIR}/site/errors/502.html"
+install(FILES "${PROJECT_BINARY_DIR}/site/errors/502.html"
         COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
+        COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
 install(FILES ${VISTEL_CHARTS} COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_NEUTRAL_LOCALE}")

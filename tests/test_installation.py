@@ -46,7 +46,7 @@ class Installation(unittest.TestCase):
 
     def test_files_and_modes(self):
         site = {"usr/www/" + file.relative_to(SITE).as_posix() for folder in ("wgl", "styles", "errors")
-                for file in (SITE / folder).rglob("*") if file.is_file()}
+                for file in (SITE / folder).rglob("*") if file.is_file() and file.suffix != ".in"}
         servers = {SERVERS + file.relative_to(SOURCE / "deploy").as_posix(): os.access(file, os.X_OK)
                    for file in (SOURCE / "deploy").rglob("*") if file.is_file() and ".service" not in file.name}
         scripts = {name for name, is_script in servers.items() if is_script}

@@ -7,15 +7,18 @@ import base64
 import importlib.machinery
 import importlib.util
 import itertools
+import os
 import random
 import re
 import socket
 import ssl
 import subprocess
+import tempfile
 import threading
 import time
 import unittest
 import urllib.parse
+from pathlib import Path
 
 from web_servers import HOST, ROOT, SOURCE, UPLOAD, Server, parse, program, spellings
 
@@ -226,10 +229,27 @@ class Requests:
         self.assertGreater(strict, 25)
 
     def test_program_without_a_word(self):
-        status, response, page = self.server.request("/?_file=syscfg&_type=none")
-        self.assertIn((status, page), ((500, b"<p>Our own 500.</p>"), (500, b"<p>Our own 502.</p>"),
-                                       (502, b"<p>Our own 502.</p>")))
-        self.assert_policy(response, False, "a failed download")
+        for kind in ("none", "xml"):
+            status, response, page = self.server.request("/?_file=syscfg&_type=" + kind)
+            self.assertIn((status, page), ((500, b"<p>Our own 500.</p>"), (500, b"<p>Our own 502.</p>"),
+                                           (502, b"<p>Our own 502.</p>")))
+            self.assert_policy(response, False, "a failed download")
+
+    def test_downloads(self):
+        for content in (b"x", b"<a>\n" * 30_000 + b"b", b"\n\n"):
+            with tempfile.TemporaryDirectory() as folder:
+                Path(folder, "content").write_bytes(content)
+                Path(folder, "vistel.cgi").write_text("#!/bin/sh\nprintf 'Content-Type: text/xml\\r\\n\\r\\n'\n"
+                                                      f"cat {folder}/content\n")
+                for path in (folder, folder + "/vistel.cgi"):
+                    os.chmod(path, 0o755)
+                server = Server(self.name, VISTEL_CGI=folder)
+                try:
+                    for path in ("/?_file=syscfg&_type=xml", "/?_type=xml&_file=syscfg"):
+                        status, response, page = server.request(path)
+                        self.assertEqual((status, response.getheader("Content-Type"), page), (200, "text/xml", content))
+                finally:
+                    server.stop()
 
     def test_body_limits(self):
         content = random.Random(9).randbytes(LARGEST_FILE_BYTES)

@@ -133,8 +133,12 @@ esac
 
 case $REQUEST_METHOD$QUERY_STRING in
   GET*_file=syscfg*)
-    # The program answers a download that is not available with no bytes.
-    "$VISTEL_CGI/vistel.cgi" | {
+    # The program answers a download that is not available with no bytes, or with none behind its headers.
+    program=$VISTEL_CGI/vistel.cgi
+    case $QUERY_STRING in
+      '_file=syscfg&_type=xml' | '_type=xml&_file=syscfg') program=$VISTEL_DEPLOY/download.cgi ;;
+    esac
+    "$program" | {
       IFS= read -r line || refuse 502 'Bad Gateway'
       headers "$policy"
       printf '%s\n' "$line"
