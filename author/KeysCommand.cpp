@@ -23,6 +23,8 @@ const char* NameOf(ValueType type) {
       return "mac";
     case ValueType::kIpv4:
       return "ipv4";
+    case ValueType::kTimeZone:
+      return "time zone";
     case ValueType::kPassword:
       return "password";
     case ValueType::kTable:

@@ -150,8 +150,9 @@ std::string Provider::Keep(const Pairs& texts) {
   return "";
 }
 
-bool Provider::AddEvent(std::string_view text) {
-  return Send({"event", std::string(text)});
+bool Provider::AddEvent(std::string_view sentence, std::string_view subject) {
+  if (subject.empty()) return Send({"event", std::string(sentence)});
+  return Send({"event", std::string(sentence), std::string(subject)});
 }
 
 bool Provider::Step(int timeoutMilliseconds) {

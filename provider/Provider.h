@@ -97,8 +97,9 @@ class Provider {
   // The settings that were told last are in force now.
   bool SendApplied() { return Send({"applied", settingsId_}); }
 
-  // Adds a line to the device's log.
-  bool AddEvent(std::string_view text);
+  // Adds a line to the device's log: a sentence for the catalogues, which ends with a colon if a
+  // subject follows, such as an address.
+  bool AddEvent(std::string_view sentence, std::string_view subject = {});
 
   // Handles what the service has sent, and waits for it up to so many milliseconds (-1: for any
   // time). False when the service is gone, or sends what is no message: Problem() says which.

@@ -82,8 +82,8 @@ std::string SimulatedDevice::NameStation(std::string_view macAddress, std::strin
   const std::string address = powerline_.MacAddress(*station);
   std::string problem = book_.SetName(address, std::string(name));
   if (!problem.empty()) return problem;
-  provider_.AddEvent("Station " + address +
-                     (name.empty() ? " has its own name again." : " was named."));
+  provider_.AddEvent(
+      name.empty() ? "This adapter has its own name again:" : "This adapter was named:", address);
   return "";
 }
 
@@ -94,6 +94,6 @@ std::string SimulatedDevice::AddStation(std::string_view password) {
   const std::string address = powerline_.MacAddress(*station);
   std::string problem = book_.Add(address);
   if (!problem.empty()) return problem;
-  provider_.AddEvent("Station " + address + " was added.");
+  provider_.AddEvent("This adapter was added:", address);
   return "";
 }

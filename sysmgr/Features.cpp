@@ -37,6 +37,16 @@ void OfferKeys(Sources& sources, const Model& model) {
   sources.OfferTable(KeyList::kSource, {KeyList::Columns(), rows});
 }
 
+// The device's zone is its setting of that type; a model without one is for devices that use UTC.
+std::string ZoneOf(const Settings& settings) {
+  const auto& keys = settings.Definitions().Keys();
+  const auto found = std::find_if(keys.begin(), keys.end(), [](const ModelKey& key) {
+    return key.type == ValueType::kTimeZone && key.IsSetting();
+  });
+  return found == keys.end() || settings.Get(found->name).empty() ? "UTC"
+                                                                  : settings.Get(found->name);
+}
+
 // Tells whether a secret is still the one that every such device left the factory with.
 void OfferFactorySecrets(Sources& sources, const Settings& settings) {
   sources.OfferText("factory-secrets", [&settings] {
@@ -58,12 +68,14 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       steady_(setup.steady),
       files_(setup.filesFolder, setup.steady),
       upload_(setup.uploadFile),
-      log_(setup.timeOfDay),
+      clock_([&settings] { return ZoneOf(settings); }, setup.timeOfDay),
+      log_(clock_),
       firmware_(setup.stateFolder, upload_,
                 {settings.Definitions().DeviceName(), setup.firmwareKeys, kTakesUnsigned}, log_),
       password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
       configuration_(settings, files_, upload_, password_, setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
+  clock_.OfferTo(sources_);
   log_.OfferTo(sources_);
   firmware_.OfferTo(sources_);
   password_.OfferTo(sources_);
@@ -84,11 +96,10 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
 
 // Adds the events of the device's log that the parts don't add themselves.
 void Features::AddEvents(Settings& settings) {
-  settings.AddObserver(
-      [this](const std::vector<std::string>& keys) { log_.AddNames("Settings changed", keys); });
-  configuration_.OnRestored([this] { log_.Add("A configuration was restored."); });
-  configuration_.OnPassword([this] { log_.Add("The password for configuration files changed."); });
-  log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
+  settings.AddObserver([this](const std::vector<std::string>& keys) { log_.AddChanges(keys); });
+  configuration_.OnRestored([this] { log_.Add(Sentence::kEventRestored); });
+  configuration_.OnPassword([this] { log_.Add(Sentence::kEventConfigPassword); });
+  log_.Add(Sentence::kEventStarted, firmware_.RunningVersion());
 }
 
 void Features::OnTimer() {

@@ -13,6 +13,7 @@
 #include "sysmgr/Restarts.h"
 #include "sysmgr/configuration/Configuration.h"
 #include "sysmgr/device/EventLog.h"
+#include "sysmgr/device/LocalClock.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/device/Sources.h"
 #include "sysmgr/files/HandoverFolder.h"
@@ -73,6 +74,7 @@ class Features {
   std::function<std::int64_t()> steady_;
   HandoverFolder files_;
   UploadedFile upload_;
+  LocalClock clock_;
   EventLog log_;
   FirmwareUpdate firmware_;
   DevicePassword password_;

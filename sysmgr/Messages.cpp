@@ -44,6 +44,8 @@ std::set<std::string> MessagesOf(const Model& model) {
       if (row.action == key.action) add(Sentences::OfTopic(row.topic));
     }
   }
+  add(Sentences::OfTopic(Topic::kEvent));
+  add(model.Events());
   for (const ModelRule& rule : model.Rules()) messages.insert(rule.message);
   return messages;
 }

@@ -13,7 +13,7 @@ namespace {
 
 enum class Kind { kValue, kTable, kAction };
 
-constexpr std::size_t kMaxColumns = 5;
+constexpr std::size_t kMaxColumns = 7;
 
 struct OwnSource {
   std::string_view name;
@@ -24,6 +24,7 @@ struct OwnSource {
 constexpr OwnSource kOwn[] = {
     {"auto-config-show", Kind::kValue},
     {"change-password", Kind::kAction},
+    {"clock", Kind::kTable, {"Zone", "Date", "Time", "Offset"}},
     {"config-changes", Kind::kTable, {"Key", "Current", "New", "Secret"}},
     {"config-mistakes", Kind::kTable, {"Number", "Line", "Key", "Text"}},
     {"config-password", Kind::kAction},
@@ -41,7 +42,7 @@ constexpr OwnSource kOwn[] = {
     {"firmware-progress", Kind::kValue},
     {"firmware-state", Kind::kValue},
     {"firmware-update", Kind::kAction},
-    {"log", Kind::kTable, {"Time", "Text"}},
+    {"log", Kind::kTable, {"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject"}},
     {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
     {"password-set", Kind::kValue},
     {"restart", Kind::kAction},
@@ -49,6 +50,7 @@ constexpr OwnSource kOwn[] = {
     {"setting-check", Kind::kValue},
     {"settings-lost", Kind::kValue},
     {"settings-lost-noted", Kind::kAction},
+    {"time-zones", Kind::kTable, {"Name", "Area", "Place", "Time"}},
 };
 
 const OwnSource* Find(std::string_view name) {

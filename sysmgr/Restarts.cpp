@@ -30,7 +30,7 @@ void Restarts::StartAgain(const ActionRequest& request, const OutcomeTaker& done
   // What began with an image while a reset went to the disk goes on.
   if (firmware_.Readiness().IsSuccess()) firmware_.Restart();
   for (const auto& listener : listeners_) listener();
-  log_.Add("The device started with firmware " + firmware_.RunningVersion() + ".");
+  log_.Add(Sentence::kEventStarted, firmware_.RunningVersion());
   if (const Action* device = sources_.FindAction(kDeviceRestart)) {
     (*device)(request, done);
   } else {
@@ -46,7 +46,7 @@ void Restarts::FactoryReset(const ActionRequest& request, const OutcomeTaker& do
       done(reset);
       return;
     }
-    log_.Add("All settings have their factory values again.");
+    log_.Add(Sentence::kEventReset);
     if (onReset_) onReset_();
     StartAgain(kept.Request(), done);
   });

@@ -43,7 +43,7 @@ class Catalogues(unittest.TestCase):
         messages = messages_of(MODEL)
         self.assertEqual(messages, sorted(set(messages)))
         for message in messages:
-            self.assertRegex(message, "^[A-Z][^<>&\"'%]*\\.$")
+            self.assertRegex(message, "^[A-Z][^<>&\"'%]*[.:]$")
         library = re.sub(r'"\s*"', "", (SOURCE / "platform/SysMgrProxy.cpp").read_text())
         # vistel check compares the catalogues with these texts.
         template = run([VISTEL, "strings", "--root", SOURCE / "site", "--model", MODEL, "--sentences", SYSMGRD],

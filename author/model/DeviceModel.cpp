@@ -12,10 +12,15 @@ namespace {
 using nlohmann::json;
 
 const std::map<std::string, ValueType, std::less<>> kTypes = {
-    {"text", ValueType::kText},         {"integer", ValueType::kInteger},
-    {"boolean", ValueType::kBoolean},   {"enumeration", ValueType::kEnumeration},
-    {"mac", ValueType::kMac},           {"ipv4", ValueType::kIpv4},
-    {"password", ValueType::kPassword}, {"table", ValueType::kTable}};
+    {"text", ValueType::kText},
+    {"integer", ValueType::kInteger},
+    {"boolean", ValueType::kBoolean},
+    {"enumeration", ValueType::kEnumeration},
+    {"mac", ValueType::kMac},
+    {"ipv4", ValueType::kIpv4},
+    {"time-zone", ValueType::kTimeZone},
+    {"password", ValueType::kPassword},
+    {"table", ValueType::kTable}};
 const std::map<std::string, Access, std::less<>> kAccess = {{"read", Access::kRead},
                                                             {"read-write", Access::kReadWrite},
                                                             {"write-only", Access::kWriteOnly},

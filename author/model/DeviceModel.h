@@ -11,7 +11,17 @@
 #include <string_view>
 #include <vector>
 
-enum class ValueType { kText, kInteger, kBoolean, kEnumeration, kMac, kIpv4, kPassword, kTable };
+enum class ValueType {
+  kText,
+  kInteger,
+  kBoolean,
+  kEnumeration,
+  kMac,
+  kIpv4,
+  kTimeZone,
+  kPassword,
+  kTable
+};
 enum class Access { kRead, kReadWrite, kWriteOnly, kAction, kParameter };
 
 struct DeviceColumn {

@@ -1,64 +1,60 @@
 // SPDX-License-Identifier: MIT
 //
-// A new row goes to the front of a copy: events are rare, and a table that was handed out never
-// changes.
+// Rows are made when somebody asks, because their local times follow the zone that is set then.
 #include "sysmgr/device/EventLog.h"
 
 #include <algorithm>
-#include <ctime>
 #include <memory>
-#include <utility>
 
 #include "base/Characters.h"
+#include "sysmgr/clock/Zones.h"
 
 namespace {
 
-// Leaves room for "and 4095 more." after the names.
-constexpr std::size_t kMaxNamesBytes = EventLog::kMaxTextBytes - 32;
+std::string Shown(std::string_view text) {
+  std::string shown(text.substr(0, EventLog::kMaxTextBytes));
+  std::replace_if(
+      shown.begin(), shown.end(), [](char byte) { return !IsAsciiPrintable(byte); }, '?');
+  return shown;
+}
 
-std::string Time(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  char text[32];
-  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
-  return std::string(text, size);
+// The whole event in a line, for whoever reads English.
+std::string LineOf(const std::string& sentence, const std::string& subject) {
+  if (subject.empty()) return sentence;
+  return sentence + " " + subject + (subject.back() == '.' ? "" : ".");
 }
 
 }  // namespace
 
-EventLog::EventLog(Clock timeOfDay)
-    : timeOfDay_(std::move(timeOfDay)), events_(std::make_shared<std::vector<LiveRow>>()) {}
-
-void EventLog::Add(std::string_view text) {
-  std::string shown(text.substr(0, kMaxTextBytes));
-  std::replace_if(
-      shown.begin(), shown.end(), [](char byte) { return !IsAsciiPrintable(byte); }, '?');
-  auto events = std::make_shared<std::vector<LiveRow>>();
-  events->reserve(kMaxEvents);
-  events->push_back({Time(timeOfDay_()), std::move(shown)});
-  const std::size_t kept = std::min(events_->size(), kMaxEvents - 1);
-  events->insert(events->end(), events_->begin(),
-                 events_->begin() + static_cast<std::ptrdiff_t>(kept));
-  events_ = std::move(events);
+void EventLog::Add(Sentence sentence, std::string_view subject) {
+  AddTold(Sentences::TextOf(sentence), subject);
 }
 
-void EventLog::AddNames(std::string_view what, const std::vector<std::string>& names) {
-  std::string text(what);
-  text += ": ";
-  std::size_t told = 0;
-  for (; told < names.size(); ++told) {
-    if (text.size() + names[told].size() > kMaxNamesBytes) break;
-    if (told > 0) text += ", ";
-    text += names[told];
+void EventLog::AddTold(std::string_view sentence, std::string_view subject) {
+  if (events_.size() == kMaxEvents) events_.pop_back();
+  events_.push_front({clock_.Now(), Shown(sentence), Shown(subject)});
+}
+
+void EventLog::AddChanges(const std::vector<std::string>& keys) {
+  const std::size_t told = std::min(keys.size(), kMaxSettings);
+  for (std::size_t i = 0; i < told; ++i) Add(Sentence::kEventSetting, keys[i]);
+  if (told < keys.size()) Add(Sentence::kEventSettings, std::to_string(keys.size() - told));
+}
+
+LiveRows EventLog::Events() const {
+  auto rows = std::make_shared<std::vector<LiveRow>>();
+  rows->reserve(events_.size());
+  for (const Event& event : events_) {
+    const Zones::LocalTime utc = Zones::At("UTC", event.time);
+    const Zones::LocalTime local = clock_.At(event.time);
+    rows->push_back({utc.date + " " + utc.time, LineOf(event.sentence, event.subject),
+                     std::to_string(rows->size() + 1), local.date + " " + local.time, local.offset,
+                     event.sentence, event.subject});
   }
-  if (told < names.size()) {
-    if (told > 0) text += " and ";
-    text += std::to_string(names.size() - told) + " more";
-  }
-  Add(text + ".");
+  return rows;
 }
 
 void EventLog::OfferTo(Sources& sources) const {
-  sources.OfferTable("log", {{"Time", "Text"}, [this](const Question&) { return events_; }});
+  sources.OfferTable("log", {{"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject"},
+                             [this](const Question&) { return Events(); }});
 }

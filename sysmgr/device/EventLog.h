@@ -1,43 +1,57 @@
 // SPDX-License-Identifier: MIT
 //
-// The last events of the device, in memory, for its owner to read on a page. The rule to know:
-// events name settings and the addresses of stations, never values that a user has typed.
+// The last events of the device, in memory, for its owner to read on a page. The rules to know:
+// events name settings and the addresses of stations, never values that a user has typed; and each
+// is a sentence that catalogues can translate, with its subject beside it.
 //
-// Source: the table "log" (Time, Text).
+// Source: the table "log" (Time, Text, Number, Local, Offset, Sentence, Subject).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "sysmgr/device/LocalClock.h"
 #include "sysmgr/device/Sources.h"
+#include "sysmgr/log/Sentences.h"
 
 class EventLog {
  public:
   static constexpr std::size_t kMaxEvents = 100;
 
-  // The most bytes of one event, a row on a page. A longer text is cut.
+  // The most bytes of a sentence and of a subject, in a row on a page. A longer text is cut.
   static constexpr std::size_t kMaxTextBytes = 400;
 
-  using Clock = std::function<std::int64_t()>;  // seconds since 1970, UTC
+  // The most events that a batch of settings adds, one for each; the others are counted.
+  static constexpr std::size_t kMaxSettings = 10;
 
-  explicit EventLog(Clock timeOfDay);
+  // The clock must outlive the log.
+  explicit EventLog(const LocalClock& clock) : clock_(clock) {}
 
-  // Control characters and bytes beyond ASCII become "?".
-  void Add(std::string_view text);
+  // A sentence that ends with a colon takes a subject: a version, an address, a key, or another
+  // sentence.
+  void Add(Sentence sentence, std::string_view subject = {});
 
-  // Adds an event such as "Settings changed: a, b and 3 more.", with as many names as fit.
-  void AddNames(std::string_view what, const std::vector<std::string>& names);
+  // An event of a provider, in its words. Control characters and bytes beyond ASCII become "?".
+  void AddTold(std::string_view sentence, std::string_view subject);
+
+  void AddChanges(const std::vector<std::string>& keys);
 
   // Newest first.
-  LiveRows Events() const { return events_; }
+  LiveRows Events() const;
 
   void OfferTo(Sources& sources) const;
 
  private:
-  Clock timeOfDay_;
-  LiveRows events_;
+  struct Event {
+    std::int64_t time;
+    std::string sentence;
+    std::string subject;
+  };
+
+  const LocalClock& clock_;
+  std::deque<Event> events_;  // newest first
 };

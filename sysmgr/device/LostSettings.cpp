@@ -6,11 +6,9 @@
 
 void LostSettings::OfferTo(Sources& sources, Settings& settings, EventLog& log) {
   if (settings.Lost() == "newer") {
-    log.Add(
-        "The stored settings are of newer firmware and are kept for it. This firmware began with "
-        "factory settings.");
+    log.Add(Sentence::kEventSettingsNewer);
   } else if (!settings.Lost().empty()) {
-    log.Add("The stored settings were damaged. The device began with factory settings.");
+    log.Add(Sentence::kEventSettingsDamaged);
   }
   sources.OfferText("settings-lost", [&settings] {
     return settings.Lost().empty() ? std::string("no") : settings.Lost();

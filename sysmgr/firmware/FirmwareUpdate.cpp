@@ -151,12 +151,12 @@ Outcome FirmwareUpdate::TakeImage(const Outcome& copied, const FirmwareImage& im
   if (!copied.IsSuccess()) {
     unlink(Path(kWaiting).c_str());
     fault_ = copied.Name();
-    log_.Add("Firmware image refused: " + copied.Text());
+    log_.Add(Sentence::kEventImageRefused, copied.Text());
     return copied;
   }
   waiting_ = image;
   state_ = State::kChecked;
-  log_.Add("Firmware image checked: version " + image.version + ".");
+  log_.Add(Sentence::kEventImageChecked, image.version);
   return {};
 }
 
@@ -180,7 +180,7 @@ Outcome FirmwareUpdate::Begin(bool evenOlder) {
   runner_([this] { return Step(); });
   installation_ = std::move(installation);
   state_ = State::kInstalling;
-  log_.Add("Firmware installation began: version " + waiting_.version + ".");
+  log_.Add(Sentence::kEventInstalling, waiting_.version);
   return {};
 }
 
@@ -216,12 +216,12 @@ void FirmwareUpdate::FinishStep(const Outcome& outcome) {
   if (outcome.IsSuccess()) {
     needsRestart_ = true;
     installedVersion_ = waiting_.version;
-    log_.Add("Firmware installed: version " + waiting_.version + " runs after a restart.");
+    log_.Add(Sentence::kEventInstalled, waiting_.version);
     state_ = State::kInstalled;
     Forget();
   } else {
     state_ = State::kFailed;
-    log_.Add("Firmware installation failed: " + outcome.Text());
+    log_.Add(Sentence::kEventNotInstalled, outcome.Text());
   }
 }
 

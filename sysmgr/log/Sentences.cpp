@@ -70,6 +70,7 @@ constexpr std::array kRows = {
     Row{Sentence::kMacAddress, OutcomeKind::kInvalid, Topic::kLimit, "Enter a MAC address such as 00:00:5E:00:53:01."},
     Row{Sentence::kNetworkMask, OutcomeKind::kInvalid, Topic::kLimit, "Enter a network mask such as 255.255.255.0."},
     Row{Sentence::kDeviceAddress, OutcomeKind::kInvalid, Topic::kLimit, "Enter the IPv4 address of a device, such as 192.168.1.10."},
+    Row{Sentence::kTimeZone, OutcomeKind::kInvalid, Topic::kLimit, "Enter a time zone such as Europe/Berlin."},
     Row{Sentence::kNoUpload, OutcomeKind::kInvalid, Topic::kUpload, "No file has been uploaded."},
     Row{Sentence::kUploadNotReadable, OutcomeKind::kInvalid, Topic::kUpload, "The uploaded file cannot be read."},
     Row{Sentence::kUploadOfOther, OutcomeKind::kDenied, Topic::kUpload, "The uploaded file belongs to another user of the device."},
@@ -120,6 +121,20 @@ constexpr std::array kRows = {
     Row{Sentence::kImageForeign, OutcomeKind::kDenied, Topic::kFirmware, "The firmware image is not signed by the maker of this device."},
     Row{Sentence::kOlderFirmware, OutcomeKind::kDenied, Topic::kFirmware, "This firmware is older than the installed one. It is installed only if you confirm that."},
     Row{Sentence::kInstalling, OutcomeKind::kBusy, Topic::kRestart, "A firmware image is being installed."},
+    Row{Sentence::kEventStarted, OutcomeKind::kSuccess, Topic::kEvent, "The device started with this firmware:"},
+    Row{Sentence::kEventSetting, OutcomeKind::kSuccess, Topic::kEvent, "This setting was changed:"},
+    Row{Sentence::kEventSettings, OutcomeKind::kSuccess, Topic::kEvent, "As many further settings were changed:"},
+    Row{Sentence::kEventRestored, OutcomeKind::kSuccess, Topic::kEvent, "A configuration was restored."},
+    Row{Sentence::kEventConfigPassword, OutcomeKind::kSuccess, Topic::kEvent, "The password for configuration files changed."},
+    Row{Sentence::kEventReset, OutcomeKind::kSuccess, Topic::kEvent, "All settings have their factory values again."},
+    Row{Sentence::kEventSettingsNewer, OutcomeKind::kSuccess, Topic::kEvent, "The stored settings are of newer firmware and are kept for it. This firmware began with factory settings."},
+    Row{Sentence::kEventSettingsDamaged, OutcomeKind::kSuccess, Topic::kEvent, "The stored settings were damaged. The device began with factory settings."},
+    Row{Sentence::kEventPassword, OutcomeKind::kSuccess, Topic::kEvent, "The password of the device was changed."},
+    Row{Sentence::kEventImageRefused, OutcomeKind::kSuccess, Topic::kEvent, "A firmware image was refused:"},
+    Row{Sentence::kEventImageChecked, OutcomeKind::kSuccess, Topic::kEvent, "This firmware was uploaded and checked:"},
+    Row{Sentence::kEventInstalling, OutcomeKind::kSuccess, Topic::kEvent, "The installation of this firmware began:"},
+    Row{Sentence::kEventInstalled, OutcomeKind::kSuccess, Topic::kEvent, "This firmware is installed and runs after a restart:"},
+    Row{Sentence::kEventNotInstalled, OutcomeKind::kSuccess, Topic::kEvent, "The installation of firmware failed:"},
 };
 // clang-format on
 

@@ -30,6 +30,7 @@ enum class Topic {
   kConfiguration,   // a configuration to be restored
   kFirmware,        // an image to be installed
   kRestart,         // restart, factory reset, firmware update
+  kEvent,           // of the device's log; with a colon at its end when a subject follows
 };
 
 enum class Sentence : unsigned {
@@ -89,6 +90,7 @@ enum class Sentence : unsigned {
   kMacAddress,
   kNetworkMask,
   kDeviceAddress,
+  kTimeZone,
   // kUpload
   kNoUpload,
   kUploadNotReadable,
@@ -145,6 +147,21 @@ enum class Sentence : unsigned {
   kOlderFirmware,
   // kRestart
   kInstalling,
+  // kEvent
+  kEventStarted,
+  kEventSetting,
+  kEventSettings,
+  kEventRestored,
+  kEventConfigPassword,
+  kEventReset,
+  kEventSettingsNewer,
+  kEventSettingsDamaged,
+  kEventPassword,
+  kEventImageRefused,
+  kEventImageChecked,
+  kEventInstalling,
+  kEventInstalled,
+  kEventNotInstalled,
 };
 
 namespace Sentences {

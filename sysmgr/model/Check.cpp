@@ -8,6 +8,7 @@
 #include "base/Characters.h"
 #include "base/Number.h"
 #include "base/Utf8.h"
+#include "sysmgr/clock/Zones.h"
 
 namespace {
 
@@ -113,6 +114,11 @@ Outcome CheckIpv4(const ModelKey& key, std::string_view value) {
   return Sentence::kDeviceAddress;
 }
 
+Outcome CheckTimeZone(std::string_view value) {
+  if (Zones::Find(value) != nullptr) return {};
+  return Sentence::kTimeZone;
+}
+
 }  // namespace
 
 bool ParseIpv4(std::string_view text, std::uint32_t& address) {
@@ -147,6 +153,8 @@ Outcome CheckValue(const ModelKey& key, std::string_view value) {
       return CheckMac(value);
     case ValueType::kIpv4:
       return CheckIpv4(key, value);
+    case ValueType::kTimeZone:
+      return CheckTimeZone(value);
     case ValueType::kTable:
       break;
   }
@@ -173,6 +181,8 @@ std::vector<std::string> SentencesOf(const ModelKey& key) {
       return {text(Sentence::kMacAddress)};
     case ValueType::kIpv4:
       return {text(key.netmask ? Sentence::kNetworkMask : Sentence::kDeviceAddress)};
+    case ValueType::kTimeZone:
+      return {text(Sentence::kTimeZone)};
     case ValueType::kTable:
       break;
   }

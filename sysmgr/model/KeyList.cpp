@@ -34,6 +34,8 @@ std::string LimitsOf(const ModelKey& key) {
       return Joined(key.values);
     case ValueType::kIpv4:
       return key.netmask ? "a network mask" : "";
+    case ValueType::kTimeZone:
+      return "a name of the tz database";
     case ValueType::kTable:
       for (const ModelColumn& column : key.columns) names.push_back(column.name);
       return Joined(names);

@@ -13,7 +13,17 @@
 
 #include "platform/RegExp.h"
 
-enum class ValueType { kText, kInteger, kBoolean, kEnumeration, kMac, kIpv4, kPassword, kTable };
+enum class ValueType {
+  kText,
+  kInteger,
+  kBoolean,
+  kEnumeration,
+  kMac,
+  kIpv4,
+  kTimeZone,
+  kPassword,
+  kTable,
+};
 
 enum class Access {
   kRead,       // from a source of live values, or a constant
@@ -88,10 +98,15 @@ class Model {
   bool Add(ModelKey key);
   void Add(ModelRule rule) { rules_.push_back(std::move(rule)); }
 
+  // The sentences of the events that providers tell, for catalogues.
+  const std::vector<std::string>& Events() const { return events_; }
+  void SetEvents(std::vector<std::string> sentences) { events_ = std::move(sentences); }
+
  private:
   std::vector<ModelKey> keys_;
   std::unordered_map<std::string, std::size_t> index_;
   std::vector<ModelRule> rules_;
+  std::vector<std::string> events_;
   std::string deviceName_;
   std::int64_t version_ = 0;
 };

@@ -28,12 +28,13 @@ struct Word {
   Value value;
 };
 
-constexpr std::array<Word<ValueType>, 8> kTypes = {{{"text", ValueType::kText},
+constexpr std::array<Word<ValueType>, 9> kTypes = {{{"text", ValueType::kText},
                                                     {"integer", ValueType::kInteger},
                                                     {"boolean", ValueType::kBoolean},
                                                     {"enumeration", ValueType::kEnumeration},
                                                     {"mac", ValueType::kMac},
                                                     {"ipv4", ValueType::kIpv4},
+                                                    {"time-zone", ValueType::kTimeZone},
                                                     {"password", ValueType::kPassword},
                                                     {"table", ValueType::kTable}}};
 constexpr std::array<Word<Access>, 5> kAccess = {{{"read", Access::kRead},
@@ -185,6 +186,7 @@ void ReadLimits(const Object& object, ModelKey& key) {
       break;
     case ValueType::kBoolean:
     case ValueType::kMac:
+    case ValueType::kTimeZone:
       object.AllowOnly(kScalarMembers);
       break;
     case ValueType::kTable:
@@ -358,6 +360,18 @@ ModelKey ReadKey(const json& part, const std::string& where, const std::string& 
   const Outcome outcome = CheckValue(key, key.defaultValue);
   if (!outcome.IsSuccess()) object.Fail("'default': " + outcome.Text());
   return key;
+}
+
+std::vector<std::string> ReadEvents(const Object& top) {
+  if (!top.Has("events")) return {};
+  std::vector<std::string> sentences = top.Texts("events");
+  for (const std::string& sentence : sentences) {
+    CheckShown(top, "events", sentence);
+    if (sentence.back() != '.' && sentence.back() != ':') {
+      top.Fail("'events' must be whole sentences, or end with a colon before their subject");
+    }
+  }
+  return sentences;
 }
 
 ModelRule ReadRule(const json& part, const std::string& where) {

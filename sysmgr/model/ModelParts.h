@@ -49,6 +49,9 @@ ModelKey ReadKey(const nlohmann::json& json, const std::string& where, const std
 std::string_view WordOf(ValueType type);
 std::string_view WordOf(Access access);
 
+// The sentences of the member "events" of the model, none without it.
+std::vector<std::string> ReadEvents(const Object& top);
+
 ModelRule ReadRule(const nlohmann::json& json, const std::string& where);
 
 }  // namespace ModelParts

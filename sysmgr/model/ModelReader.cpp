@@ -122,7 +122,7 @@ Model ReadModel(const std::string& path, const std::string& text) {
   const std::string where = "model '" + path + "'";
   const json document = Parse(path, text);
   const ModelParts::Object top(document, where);
-  top.AllowOnly({"device", "version", "keys", "rules"});
+  top.AllowOnly({"device", "version", "keys", "rules", "events"});
 
   Model model;
   model.SetIdentity(top.Text("device"), top.Integer("version"));
@@ -139,6 +139,8 @@ Model ReadModel(const std::string& path, const std::string& text) {
   if (model.Keys().empty()) throw StartFailure(where + ": there are no keys");
   for (const ModelKey& key : model.Keys()) CheckParameter(model, key, where);
   if (!model.Add(KeyList::Definition())) FailAtKey(where, KeyList::kKey, "is the service's own");
+
+  model.SetEvents(ModelParts::ReadEvents(top));
 
   number = 0;
   if (!top.Has("rules")) return model;

@@ -142,7 +142,7 @@ void DevicePassword::Change(const ActionRequest& request, const OutcomeTaker& do
         }
       },
       [this, stored, done] {
-        if (stored->IsSuccess()) log_.Add("The password of the device was changed.");
+        if (stored->IsSuccess()) log_.Add(Sentence::kEventPassword);
         done(*stored);
       });
 }

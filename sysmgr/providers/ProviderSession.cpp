@@ -74,7 +74,8 @@ const ProviderSession::Message ProviderSession::kMessages[] = {
     {"push", 3, &ProviderSession::Push},       {"answer", 4, &ProviderSession::Answer},
     {"done", 3, &ProviderSession::Done},       {"subscribe", 2, &ProviderSession::Subscribe},
     {"applied", 2, &ProviderSession::Applied}, {"keep", 2, &ProviderSession::Keep},
-    {"event", 2, &ProviderSession::Event},     {"pong", 1, &ProviderSession::Pong},
+    {"event", 2, &ProviderSession::Event},     {"event", 3, &ProviderSession::Event},
+    {"pong", 1, &ProviderSession::Pong},
 };
 
 ProviderSession::ProviderSession(const ProviderWorld& world, ProviderLink::Owner& owner,
@@ -98,14 +99,16 @@ ProviderSession::~ProviderSession() {
 }
 
 std::string ProviderSession::Handle(const Fields& fields) {
+  bool isKnown = false;
   for (const Message& message : kMessages) {
     if (message.kind != fields[0]) continue;
-    if (message.fields != fields.size()) return "its message has the wrong number of fields";
+    isKnown = true;
+    if (message.fields != fields.size()) continue;
     const bool isHello = message.handler == &ProviderSession::Hello;
     if (isHello != name_.empty()) return "it does not begin with one hello";
     return (this->*message.handler)(fields);
   }
-  return "it sends an unknown message";
+  return isKnown ? "its message has the wrong number of fields" : "it sends an unknown message";
 }
 
 std::string ProviderSession::Hello(const Fields& fields) {
@@ -485,7 +488,7 @@ std::string ProviderSession::Event(const Fields& fields) {
     events_ = 0;
   }
   if (++events_ <= kMaxEvents) {
-    world_.log.Add(fields[1]);
+    world_.log.AddTold(fields[1], fields.size() > 2 ? fields[2] : "");
   } else if (events_ == kMaxEvents + 1) {
     Log::Write("provider '" + name_ + "' has too many events: the next ones are dropped",
                Log::Priority::kWarning);

@@ -221,7 +221,8 @@ class Session {
   Ground& ground_;
   Sources sources_;
   HandoverFolder files_{ground_.folder.Path("run/files"), [] { return std::int64_t{0}; }};
-  EventLog log_{[] { return std::int64_t{0}; }};
+  LocalClock clock_{[] { return "UTC"; }, [] { return std::int64_t{0}; }};
+  EventLog log_{clock_};
   std::deque<int> answers_;  // how many each question got
   std::optional<Providers> providers_;
   Descriptor peer_;

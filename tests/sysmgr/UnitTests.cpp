@@ -11,8 +11,10 @@
 #include <string>
 #include <utility>
 
+#include "sysmgr/clock/Zones.h"
 #include "sysmgr/configuration/ConfigurationCipher.h"
 #include "sysmgr/device/EventLog.h"
+#include "sysmgr/device/LocalClock.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "tests/TestFolder.h"
@@ -21,19 +23,53 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Seconds before and after a change, rules of each form, and what names the changes one by one.
+TEST(Zones, ChangeOffsetsInTime) {
+  const struct {
+    const char* zone;
+    std::int64_t time;
+    const char* local;
+  } kRows[] = {
+      {"Europe/Berlin", 1774745999, "2026-03-29 01:59:59+01:00"},
+      {"Europe/Berlin", 1774746000, "2026-03-29 03:00:00+02:00"},
+      {"Europe/Berlin", 1792889999, "2026-10-25 02:59:59+02:00"},
+      {"Europe/Berlin", 1792890000, "2026-10-25 02:00:00+01:00"},
+      {"Australia/Sydney", 1775318399, "2026-04-05 02:59:59+11:00"},
+      {"Australia/Sydney", 1775318400, "2026-04-05 02:00:00+10:00"},
+      {"Australia/Sydney", 1798761600, "2027-01-01 11:00:00+11:00"},
+      {"Europe/Dublin", 1798761600, "2027-01-01 00:00:00+00:00"},
+      {"America/St_Johns", 1795428000, "2026-11-23 06:30:00-03:30"},
+      {"Asia/Kathmandu", 1795428000, "2026-11-23 15:45:00+05:45"},
+      {"Africa/Casablanca", 1771120799, "2026-02-15 02:59:59+01:00"},
+      {"Africa/Casablanca", 1771120800, "2026-02-15 02:00:00+00:00"},
+      {"UTC", 0, "1970-01-01 00:00:00+00:00"},
+      {"Europe/Atlantis", 0, "1970-01-01 00:00:00+00:00"},
+  };
+  for (const auto& row : kRows) {
+    const Zones::LocalTime local = Zones::At(row.zone, row.time);
+    EXPECT_EQ(local.date + " " + local.time + local.offset, row.local) << row.zone;
+  }
+  EXPECT_EQ(Zones::Find("Europe/Atlantis"), nullptr);
+  EXPECT_EQ(Zones::Find("europe/berlin"), nullptr);
+}
+
 TEST(EventLog, KeepsTheLast) {
   std::int64_t now = 1795428000;
-  EventLog log([&now] { return now++; });
-  for (std::size_t i = 0; i < EventLog::kMaxEvents + 5; ++i) log.Add(std::to_string(i));
+  const LocalClock clock([] { return "UTC"; }, [&now] { return now++; });
+  EventLog log(clock);
+  for (std::size_t i = 0; i < EventLog::kMaxEvents + 5; ++i) log.AddTold(std::to_string(i), "");
   const LiveRows rows = log.Events();
   ASSERT_EQ(rows->size(), EventLog::kMaxEvents);
-  EXPECT_EQ(rows->front(), LiveRow({"2026-11-23 10:01:44", "104"}));
+  const std::string time = "2026-11-23 10:01:44";
+  EXPECT_EQ(rows->front(), LiveRow({time, "104", "1", time, "+00:00", "104", ""}));
   EXPECT_EQ(rows->back()[1], "5");
-  log.Add("a\nb\x9B" + std::string(1000, 'c'));
-  EXPECT_EQ(log.Events()->front()[1], "a?b?" + std::string(396, 'c'));
+  log.AddTold("a\nb\x9B" + std::string(1000, 'c') + ":", "d\n");
+  EXPECT_EQ(log.Events()->front()[1], "a?b?" + std::string(396, 'c') + " d?.");
   EXPECT_EQ(rows->front()[1], "104");
-  log.AddNames("Changed", {std::string(350, 'a'), std::string(360, 'b'), "c"});
-  EXPECT_EQ(log.Events()->front()[1], "Changed: " + std::string(350, 'a') + " and 2 more.");
+  log.AddChanges(std::vector<std::string>(12, "A.B"));
+  EXPECT_EQ(log.Events()->front()[1], "As many further settings were changed: 2.");
+  EXPECT_EQ((*log.Events())[10][1], "This setting was changed: A.B.");
+  EXPECT_EQ((*log.Events())[11][5].size(), EventLog::kMaxTextBytes);
 }
 
 TEST(UploadedFile, TheOneThatWasOpenedGoes) {
@@ -89,7 +125,8 @@ class FirmwareUpdateTest : public testing::Test {
   const std::string new_ =
       Image("2.0", "5d53722149642c1c6a971a175264131ab359393e4f6b0cdb6f95f58a605aac97");
   UploadedFile upload_{folder_.Path("upload")};
-  EventLog log_{[] { return 0; }};
+  LocalClock clock_{[] { return "UTC"; }, [] { return 0; }};
+  EventLog log_{clock_};
   std::optional<FirmwareUpdate> update_;
   std::function<bool()> step_;
 };

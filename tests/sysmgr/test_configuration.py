@@ -112,7 +112,7 @@ class Configuration(ServiceTest):
                  "|System.Uptime|This setting is not part of a configuration.",
                  "|System.ConfigPassword|This setting is not part of a configuration.",
                  "|System.ConfigRestore|This setting is not part of a configuration.",
-                 "|System.TimeZone|Leave out the control characters.", "|Foo.Bar|There is no such setting.")):
+                 "|System.TimeZone|Enter a time zone such as Europe/Berlin.", "|Foo.Bar|There is no such setting.")):
             for how in ("check", "apply"):
                 self.assertEqual(self.restore(text, how), answer, text[:500])
                 told = "/".join(f"{at}|{mistake}" for at, mistake in enumerate(mistakes, 1))

@@ -54,7 +54,7 @@ class Model(ServiceTest):
         """Each row is the type and the access of key "a", then its further members."""
         for text, fault in rows(r"""
                 float read
-                  => 'type' is 'float'; it must be one of text, integer, boolean, enumeration, mac, ipv4, password, table
+                  => 'type' is 'float'; it must be one of text, integer, boolean, enumeration, mac, ipv4, time-zone, password, table
                 boolean rw => 'access' is 'rw'; it must be one of read, read-write, write-only, action, parameter
                 boolean read-write => 'default' is missing
                 boolean read-write, 'default': 'on' => 'default': Choose 0 or 1.
@@ -342,15 +342,30 @@ Key, Type, Access, Limits, Help|a network mask, or empty
         self.assertFalse(upload.exists())
         self.assertEqual(service.ask(look), "Vistel|0|0|Keller, hinter der Waschmaschine|")
         self.assertNotIn("canary word", service.read("settings.db"))
-        self.assertEqual(service.ask("System.Log").split("/"), [
-            "2023-11-14 22:13:21|The device started with firmware 2.3.1-02.",
-            "2023-11-14 22:13:21|All settings have their factory values again.",
-            "2023-11-14 22:13:20|The device started with firmware 2.3.1-02.",
-            "2023-11-14 22:13:20|Station 00:00:5E:00:53:0A was added.",
-            "2023-11-14 22:13:20|Station 00:00:5E:00:53:08 was named.",
-            "2023-11-14 22:13:20|Settings changed: System.Led.",
-            "2023-11-14 22:13:20|Settings changed: System.DeviceName, HomePlug.NetworkPassword.",
-            "2023-11-14 22:13:20|The device started with firmware 2.3.1-02."])
+        started = "The device started with this firmware:|2.3.1-02"
+        self.assertEqual(["|".join(row.split("|")[5:]) for row in service.ask("System.Log").split("/")], [
+            started,
+            "All settings have their factory values again.|",
+            started,
+            "This adapter was added:|00:00:5E:00:53:0A",
+            "This adapter was named:|00:00:5E:00:53:08",
+            "This setting was changed:|System.Led",
+            "This setting was changed:|HomePlug.NetworkPassword",
+            "This setting was changed:|System.DeviceName",
+            started])
+        # The times of the same events move with the zone.
+        look = "System.Log{Number=1};System.Clock"
+        self.assertEqual(service.ask(look), "2023-11-14 22:13:21|The device started with this firmware: 2.3.1-02.|1|"
+                         f"2023-11-14 23:13:21|+01:00|{started}|Europe/Berlin|2023-11-14|23:13:21|+01:00")
+        self.expect(service, """
+            set System.TimeZone=Europe/Atlantis => Enter a time zone such as Europe/Berlin.
+            set System.TimeZone=Asia/Calcutta =>
+            System.Log{Number=2}.Local => 2023-11-15 03:43:21
+            System.TimeZones{Area=Asia,Name=Asia/Calcutta}.Name =>
+            System.TimeZones{Name=America/Argentina/Buenos_Aires} => America/Argentina/Buenos_Aires|America|Buenos Aires, Argentina|19:13
+            System.TimeZones{Area=}.Name => UTC
+            """)
+
 
     def test_keys_of_some_clients_only(self):
         text = json.loads(PRODUCT.read_text())
