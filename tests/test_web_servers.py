@@ -228,6 +228,19 @@ class Requests:
             self.assert_policy(response, hostile or "sandbox" in response.getheader("Content-Security-Policy"), query)
         self.assertGreater(strict, 25)
 
+    def test_list_of_pages(self):
+        for pages, trusted, others in (
+                ("/wgl/main.wgl /wizard.wgl fs", ("/", "/?_file=%2Fwizard.wgl&x=1", "/?_file=fs", "/?_file=image"),
+                 ("/?_file=/wizardXwgl", "/?_file=/wgl/x.wgl", "/?_file=getjson")),
+                ("*", ("/?_file=/a/b-c.wgl", "/?_file=getjson"), ("/?_file=/%3Cb", "/?_file=x", "/?_file=/a+b"))):
+            server = Server(self.name, VISTEL_PAGES=pages)
+            try:
+                for path in (*trusted, *others):
+                    self.assert_policy(server.request(path)[1], path in others, path)
+                self.assertEqual(server.request("/?_file=image", Sec_Fetch_Site="cross-site")[0], 403)
+            finally:
+                server.stop()
+
     def test_program_without_a_word(self):
         for kind in ("none", "xml"):
             status, response, page = self.server.request("/?_file=syscfg&_type=" + kind)
@@ -335,6 +348,7 @@ class Requests:
         """No password, no server; and TLS where the server speaks it, without HTTP/2."""
         for environment, complaint in (({"VISTEL_OPEN": ""}, "there is no password in"),
                                        ({"VISTEL_HOSTS": "a;b"}, "Usage: deploy/start"),
+                                       ({"VISTEL_PAGES": "a|b"}, "Usage: deploy/start"),
                                        *(() if self.speaks_tls else (({"VISTEL_TLS": "1"}, "speaks no TLS"),))):
             with self.assertRaisesRegex(RuntimeError, complaint):
                 Server(self.name, **environment)
@@ -351,6 +365,18 @@ class Requests:
 
 class Lighttpd(Requests, unittest.TestCase):
     name = "lighttpd"
+
+    def test_refusals_are_told_as_they_happen(self):
+        server = Server(self.name, PASSWORD, VISTEL_REFUSALS="1")
+        self.addCleanup(server.stop)
+        allowed = {"Authorization": "Basic " + base64.b64encode(b"admin:" + PASSWORD.encode()).decode()}
+        for path, more in (("/", {}), ("/", allowed), ("/x?a", allowed), ("/", {**allowed, "Host": "evil.example"})):
+            server.request(path, **more)
+        deadline, log = time.monotonic() + 5, server.state / "refused.log"
+        while log.read_text().count("\n") < 2 and time.monotonic() < deadline:
+            time.sleep(0.02)
+        self.assertEqual(log.read_text(), f"web server: 403 GET /x?a, Host {HOST}:{server.port}, Origin -\n"
+                                          "web server: 421 GET /, Host evil.example, Origin -\n")
 
 
 class Nginx(Requests, unittest.TestCase):

@@ -3,7 +3,7 @@
 #
 # Checks a request for a web server that can't, and starts the program if nothing is wrong. The rule to
 # know: a request that this script doesn't understand is refused, or gets the strict policy. It costs
-# the start of a shell, and of grep if the query holds ":" or "%". VISTEL_CGI names the folder of the
+# the start of a shell, and of grep if there is a query. VISTEL_CGI names the folder of the
 # program, VISTEL_WWW the document root.
 
 LC_ALL=C # brackets match bytes; the program chooses its language by itself
@@ -81,25 +81,9 @@ same_origin() {
   esac
 }
 
-# Whether the query can only mean one of the site's own pages: every name is plain, no name but "_file"
-# begins with "_f", and the values that select a page are plain words.
+# Whether the query can only mean one of the site's own pages, those of VISTEL_PAGES.
 known_page() {
-  rest=$QUERY_STRING
-  while [ -n "$rest" ]; do
-    pair=${rest%%&*}
-    case $rest in *'&'*) rest=${rest#*&} ;; *) rest= ;; esac
-    case $pair in
-      _file=/wgl/main.wgl | _file=%2[Ff]wgl%2[Ff]main.wgl | _file=fs | _file=ie6) continue ;;
-      _file=sysinfo | _file=getjson | _file=validate | _file=image | _file=syscfg) continue ;;
-      _f* | [!A-Za-z_]*) return 1 ;;
-      *=*) ;;
-      *) return 1 ;;
-    esac
-    case ${pair%%=*} in *[!A-Za-z0-9_.-]*) return 1 ;; esac
-    case $pair in
-      _*) case ${pair#*=} in *[!A-Za-z0-9_-]*) return 1 ;; esac ;;
-    esac
-  done
+  [ -z "$QUERY_STRING" ] || matches "$QUERY_STRING" -Eq "$VISTEL_PAGE_PATTERN"
 }
 
 if [ -n "${VISTEL_REFUSED-}" ]; then refuse 429 'Too Many Requests'; fi
