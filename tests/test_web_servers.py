@@ -375,8 +375,8 @@ class Lighttpd(Requests, unittest.TestCase):
         deadline, log = time.monotonic() + 5, server.state / "refused.log"
         while log.read_text().count("\n") < 2 and time.monotonic() < deadline:
             time.sleep(0.02)
-        self.assertEqual(log.read_text(), f"web server: 403 GET /x?a, Host {HOST}:{server.port}, Origin -\n"
-                                          "web server: 421 GET /, Host evil.example, Origin -\n")
+        self.assertEqual(log.read_text(), f"web server: 403 GET /x?a HTTP/1.1, Host {HOST}:{server.port}, Origin -\n"
+                                          "web server: 421 GET / HTTP/1.1, Host evil.example, Origin -\n")
 
 
 class Nginx(Requests, unittest.TestCase):
