@@ -40,22 +40,34 @@ void AppendNumber(std::string& out, unsigned number) {
 StringTable::StringTable(unsigned columns) : columns_(columns) {}
 
 StringTable::StringTable(const std::string& text, ConstructionType type) : buffer_(text) {
-  Read(type);
+  Construct(type);
 }
 
 StringTable::StringTable(std::string&& text, ConstructionType type) : buffer_(std::move(text)) {
-  Read(type);
+  Construct(type);
 }
 
-void StringTable::Read(ConstructionType type) {
+void StringTable::Construct(ConstructionType type) {
   if (type == kQueryText) {
     ReadKeys();
-  } else if (!buffer_.empty() && buffer_[0] == kFrameByte) {
-    if (!ReadFrame()) *this = StringTable();
-  } else {
-    rows_ = columns_ = 1;
-    cells_.push_back({0, static_cast<std::uint32_t>(buffer_.size())});
+  } else if (!ReadSerialized()) {
+    *this = StringTable();
   }
+}
+
+bool StringTable::Read(std::string&& text, StringTable& table) {
+  table = StringTable();
+  table.buffer_ = std::move(text);
+  if (table.ReadSerialized()) return true;
+  table = StringTable();
+  return false;
+}
+
+bool StringTable::ReadSerialized() {
+  if (!buffer_.empty() && buffer_[0] == kFrameByte) return ReadFrame();
+  rows_ = columns_ = 1;
+  cells_.push_back({0, static_cast<std::uint32_t>(buffer_.size())});
+  return true;
 }
 
 bool StringTable::IsSerialized(std::string_view text) {

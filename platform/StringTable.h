@@ -29,6 +29,10 @@ class StringTable {
   StringTable(const std::string& text, ConstructionType type);
   StringTable(std::string&& text, ConstructionType type);
 
+  // Reads what Serialize wrote. Returns false, and leaves an empty table, when the text is a frame
+  // that is cut or malformed.
+  static bool Read(std::string&& text, StringTable& table);
+
   // Whether the text is a serialised table, and not a frame that is cut or malformed.
   static bool IsSerialized(std::string_view text);
 
@@ -60,7 +64,8 @@ class StringTable {
     std::uint32_t size;
   };
 
-  void Read(ConstructionType type);
+  void Construct(ConstructionType type);
+  bool ReadSerialized();
   bool ReadFrame();
   void ReadKeys();
   void AddCell(std::string_view bytes);

@@ -23,8 +23,8 @@ namespace {
 // The pause before the next try when the system manager's queue is full.
 constexpr int kConnectRetryMilliseconds = 10;
 
-// The answer's buffer: its first size, which most answers fit into, and the step by which it grows
-// for a larger one. An announced length alone reserves no memory.
+// The buffer for answers: its first size, which most answers fit into, and the least step by which
+// it grows for a larger one. An announced length alone reserves no memory.
 constexpr std::size_t kFirstReadBytes = 4096;
 constexpr std::size_t kMinGrowthBytes = 65536;
 
@@ -85,8 +85,8 @@ SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrInterface& /*service*/,
 int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
                            const std::string& option, std::string& reply) {
   int result = kFailed;
-  const Outcome outcome = Exchange(MakePayload("query", client, query, option), result, reply);
-  if (outcome != Outcome::kAnswered) result = kFailed;
+  const std::string request = MakeRequest("query", client, query, option);
+  if (Exchange(request, 1, result, reply) != Outcome::kAnswered) result = kFailed;
   if (result == kOk && !StringTable::IsSerialized(reply)) {
     // An answer of success is a table.
     Disconnect();
@@ -100,11 +100,74 @@ int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
   return result;
 }
 
+int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
+                           const std::string& option, StringTable& answer) {
+  int result = kFailed;
+  std::string reply;
+  const std::string request = MakeRequest("query", client, query, option);
+  if (Exchange(request, 1, result, reply) != Outcome::kAnswered) result = kFailed;
+  return Finish(result, reply, answer);
+}
+
+bool SysMgrProxy::Ask(const std::string& client, const std::string& query,
+                      const std::string& option) {
+  if (gaveUp_ || !asksAhead_) return false;
+  const std::string request = MakeRequest("query", client, query, option);
+  if (request.empty() || request.size() > kMaxAheadBytes - asked_.size()) return false;
+  asked_ += request;
+  ++askedCount_;
+  return true;
+}
+
+int SysMgrProxy::TakeAnswer(StringTable& answer) {
+  const std::string_view requests = std::string_view(asked_).substr(answered_);
+  const std::string_view request =
+      requests.substr(0, Netstring::Read(requests, kMaxRequestBytes).size);
+  int result = kFailed;
+  std::string reply;
+  // The answer is on its way if the request was sent behind an earlier one.
+  if (coming_ > 0) {
+    const long long deadline = Now() + answerMilliseconds_;
+    message_.clear();
+    if (Receive(deadline, result, reply)) {
+      result = Finish(result, reply, answer);
+    } else {
+      Disconnect();
+      gaveUp_ = Now() >= deadline;
+      result = kFailed;
+    }
+    if (result == kFailed) asksAhead_ = false;
+  }
+  if (result == kFailed) {
+    const std::string_view sent = asksAhead_ ? requests : request;
+    const Outcome outcome = Exchange(sent, asksAhead_ ? askedCount_ : 1, result, reply);
+    result = Finish(outcome == Outcome::kAnswered ? result : kFailed, reply, answer);
+    if (result == kFailed) asksAhead_ = false;
+  }
+  answered_ += request.size();
+  if (--askedCount_ == 0) {
+    asked_.clear();
+    answered_ = 0;
+  }
+  return result;
+}
+
+// What a query gives. An answer of success must be a table.
+int SysMgrProxy::Finish(int result, std::string& reply, StringTable& answer) {
+  if (result == kOk && !StringTable::Read(std::move(reply), answer)) {
+    Disconnect();
+    return kFailed;
+  }
+  if (result > kOk) message_.swap(reply);
+  if (result != kOk) answer = StringTable();
+  return result;
+}
+
 int SysMgrProxy::sSetKey(const std::string& client, const std::string& keys,
                          const std::string& values, std::string& reply) {
   const unsigned count = StringTable(keys, StringTable::kSerialized).Rows();
   int result = kFailed;
-  Outcome outcome = Exchange(MakePayload("set", client, keys, values), result, reply);
+  Outcome outcome = Exchange(MakeRequest("set", client, keys, values), 1, result, reply);
   if (outcome == Outcome::kAnswered) {
     if (result != kOk) {
       message_.swap(reply);
@@ -120,7 +183,7 @@ int SysMgrProxy::sSetKey(const std::string& client, const std::string& keys,
   return kFailed;
 }
 
-std::string SysMgrProxy::MakePayload(std::string_view kind, std::string_view client,
+std::string SysMgrProxy::MakeRequest(std::string_view kind, std::string_view client,
                                      std::string_view first, std::string_view second) {
   if (!authorisationRead_) ReadAuthorisation();
   std::string payload;
@@ -128,23 +191,25 @@ std::string SysMgrProxy::MakePayload(std::string_view kind, std::string_view cli
        {kind, std::string_view(name_), std::string_view(authorisation_), client, first, second}) {
     Netstring::Append(payload, part);
   }
-  return payload;
-}
-
-SysMgrProxy::Outcome SysMgrProxy::Exchange(const std::string& payload, int& result,
-                                           std::string& reply) {
-  reply.clear();
-  message_.clear();
-  if (gaveUp_ || payload.size() > kMaxRequestBytes) return Outcome::kNotSent;
   std::string request;
+  if (payload.size() > kMaxRequestBytes) return request;
   request.reserve(payload.size() + Netstring::kMaxOverheadBytes);
   Netstring::Append(request, payload);
+  return request;
+}
+
+SysMgrProxy::Outcome SysMgrProxy::Exchange(std::string_view requests, std::size_t count,
+                                           int& result, std::string& reply) {
+  reply.clear();
+  message_.clear();
+  if (gaveUp_ || requests.empty()) return Outcome::kNotSent;
 
   const long long deadline = Now() + answerMilliseconds_;
-  if (socket_.IsOpen() && IsStale()) Disconnect();
+  if (socket_.IsOpen() && (coming_ > 0 || IsStale())) Disconnect();
   // A partly sent request has no effect: the system manager acts on whole ones only.
   Outcome outcome = Outcome::kNotSent;
-  if ((socket_.IsOpen() || Connect(deadline)) && Send(request, deadline)) {
+  if ((socket_.IsOpen() || Connect(deadline)) && Send(requests, deadline)) {
+    coming_ = count;
     if (Receive(deadline, result, reply)) return Outcome::kAnswered;
     outcome = Outcome::kNoAnswer;
   }
@@ -199,34 +264,56 @@ bool SysMgrProxy::Send(std::string_view bytes, long long deadline) {
   return true;
 }
 
-// The reply keeps the memory into which it was received, so that a large answer is not copied.
 bool SysMgrProxy::Receive(long long deadline, int& result, std::string& reply) {
-  std::string buffer(kFirstReadBytes, '\0');
-  std::size_t filled = 0;
   for (;;) {
-    if (!Wait(POLLIN, deadline)) return false;
-    const ssize_t count = recv(socket_.Number(), &buffer[filled], buffer.size() - filled, 0);
-    if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
-    if (count <= 0) return false;
-    filled += static_cast<std::size_t>(count);
-
-    const std::string_view received = std::string_view(buffer).substr(0, filled);
+    const std::string_view received = std::string_view(received_).substr(taken_, filled_ - taken_);
     const Netstring::Piece piece = Netstring::Read(received, kMaxAnswerBytes);
     if (piece.status == Netstring::Status::kMalformed) return false;
     if (piece.status == Netstring::Status::kWhole) {
-      // No request is left that further bytes could answer.
-      if (filled > piece.size) Disconnect();
       std::string_view place;
       if (!ReadAnswer(piece.bytes, result, place)) return false;
-      const auto offset = static_cast<std::size_t>(place.data() - buffer.data());
-      buffer.resize(offset + place.size());
-      buffer.erase(0, offset);
-      reply = std::move(buffer);
+      taken_ += piece.size;
+      TakeReply(place, reply);
+      --coming_;
+      // No request is left that further bytes could answer.
+      if (coming_ == 0 && taken_ < filled_) Disconnect();
       return true;
     }
-    if (filled == buffer.size()) {
-      buffer.resize(std::min(piece.size, std::max(filled * 4, kMinGrowthBytes)));
-    }
+    if (!ReceiveMore(deadline, piece.size)) return false;
+  }
+}
+
+// A large reply that nothing follows keeps the memory into which it was received.
+void SysMgrProxy::TakeReply(std::string_view place, std::string& reply) {
+  if (taken_ < filled_ || place.size() <= kFirstReadBytes) {
+    reply.assign(place);
+    return;
+  }
+  const auto offset = static_cast<std::size_t>(place.data() - received_.data());
+  received_.resize(offset + place.size());
+  received_.erase(0, offset);
+  reply = std::move(received_);
+  received_.clear();
+  taken_ = filled_ = 0;
+}
+
+// Receives some of the answer that begins at taken_ and has `needed` bytes or more.
+bool SysMgrProxy::ReceiveMore(long long deadline, std::size_t needed) {
+  filled_ -= taken_;
+  std::memmove(received_.data(), received_.data() + taken_, filled_);
+  taken_ = 0;
+  if (received_.size() < kFirstReadBytes) received_.resize(kFirstReadBytes);
+  if (filled_ == received_.size()) {
+    received_.resize(std::min(needed, std::max(filled_ * 4, kMinGrowthBytes)));
+  }
+  for (;;) {
+    if (!Wait(POLLIN, deadline)) return false;
+    const ssize_t count =
+        recv(socket_.Number(), &received_[filled_], received_.size() - filled_, 0);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+    if (count <= 0) return false;
+    filled_ += static_cast<std::size_t>(count);
+    return true;
   }
 }
 
@@ -251,4 +338,5 @@ bool SysMgrProxy::IsStale() const {
 
 void SysMgrProxy::Disconnect() {
   socket_ = Descriptor();
+  taken_ = filled_ = coming_ = 0;
 }

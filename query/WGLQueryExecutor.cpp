@@ -39,6 +39,15 @@ WGLEscaper EscaperFor(std::string_view otype) {
   return WGLEscaper(otype == "json" ? "json" : "");
 }
 
+char* FirstRow(const StringTable& table, const WGLEscaper& escaper) {
+  OutputText text;
+  for (unsigned column = 0; column < table.Columns(); ++column) {
+    if (column > 0) text.Append(" ");
+    text.AppendEscaped(escaper, CellOf(table, 0, column, 0));
+  }
+  return text.Release();
+}
+
 unsigned RowCount(const StringTable& table) {
   return WGLQueryExecutor::IsTableEmpty(table) ? 0 : table.Rows();
 }
@@ -61,14 +70,30 @@ bool WGLQueryExecutor::IsTableEmpty(const StringTable& table) {
 
 void WGLQueryExecutor::ExecuteQuery(char** out, const std::string& query,
                                     std::string_view otype) const {
-  const StringTable table = Query(query);
-  const WGLEscaper escaper = EscaperFor(otype);
-  OutputText text;
-  for (unsigned column = 0; column < table.Columns(); ++column) {
-    if (column > 0) text.Append(" ");
-    text.AppendEscaped(escaper, CellOf(table, 0, column, 0));
+  *out = FirstRow(Query(query), EscaperFor(otype));
+}
+
+void WGLQueryExecutor::AskQuery(WGLString& out, const std::string& query, std::string_view otype) {
+  if (SysMgr_Ask(StringTable(query, kQueryText))) {
+    asked_.push_back(std::make_unique<Answer>(*this, EscaperFor(otype)));
+    out.Append(*asked_.back());
+    return;
   }
-  *out = text.Release();
+  TakeAnswers();
+  char* text = nullptr;
+  ExecuteQuery(&text, query, otype);
+  out.Append(text);
+}
+
+bool WGLQueryExecutor::TakeAnswers() {
+  if (asked_.empty()) return false;
+  for (const std::unique_ptr<Answer>& answer : asked_) answer->Take();
+  asked_.clear();
+  return true;
+}
+
+void WGLQueryExecutor::Answer::Take() {
+  Come(FirstRow(SysMgr_TakeAnswer(), escaper_));
 }
 
 void WGLQueryExecutor::ExecuteQueryRowcount(char** out, const std::string& query) const {

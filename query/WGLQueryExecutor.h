@@ -5,17 +5,22 @@
 //
 // A failed query counts as an empty table: it gives the empty text, or "0" rows, without a message.
 //
+// The values of one row can also be asked for without waiting. The language does so wherever it
+// needs no text yet: the queries of a page then take one round trip together.
+//
 // `out` receives malloc'ed text that the caller frees, or null when memory is short. `otype` says
 // how values are escaped: "html", "json", and with any other word not at all; see WGLEscaper. NUL
 // bytes in values are left out.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/StringTable.h"
 #include "values/WGLEscaper.h"
+#include "values/WGLString.h"
 
 class OutputText;
 
@@ -28,6 +33,14 @@ class WGLQueryExecutor {
 
   // The first row's values with one space between them.
   void ExecuteQuery(char** out, const std::string& query, std::string_view otype) const;
+
+  // Appends to `out` what ExecuteQuery would give: a text that comes when somebody reads it, or at
+  // the next TakeAnswers. The failure of a query shows only then, too.
+  void AskQuery(WGLString& out, const std::string& query, std::string_view otype);
+
+  // Takes all answers that are still to come; must precede every other query. Returns false when
+  // there are none.
+  bool TakeAnswers();
 
   // The number of rows in decimal.
   void ExecuteQueryRowcount(char** out, const std::string& query) const;
@@ -66,12 +79,26 @@ class WGLQueryExecutor {
     Place place;  // of kValue
   };
 
+  // The text of a query that was asked and not taken yet.
+  class Answer final : public WGLLateText {
+   public:
+    Answer(WGLQueryExecutor& executor, WGLEscaper escaper)
+        : executor_(executor), escaper_(escaper) {}
+    void Await() override { executor_.TakeAnswers(); }
+    void Take();
+
+   private:
+    WGLQueryExecutor& executor_;
+    WGLEscaper escaper_;
+  };
+
   static Place PlaceOf(std::string_view key);
   static std::vector<Piece> Split(std::string_view body);
   void AppendValue(OutputText& text, Place place, unsigned row) const;
 
   ErrorReporter reportError_;
   std::vector<ResultSet> results_;
+  std::vector<std::unique_ptr<Answer>> asked_;  // in the order of the queries
 };
 
 extern WGLQueryExecutor gQueryExecutor;

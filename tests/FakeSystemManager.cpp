@@ -30,6 +30,7 @@ struct Connection {
   std::string arriving;  // bytes of answers
   bool arrived;          // whether the next piece of them has arrived
   bool closed;
+  bool stalled;  // it has answered a request with less than an answer, or with something else
   unsigned sends, recvs, polls;
 } gConnection;
 
@@ -47,7 +48,7 @@ bool FailsNow(unsigned& calls) {
 void SetPeer(FakeSystemManager* peer) {
   static SvcMgrFunctions service;
   gPeer = peer;
-  gConnection = {"", "", false, true, 0, 0, 0};
+  gConnection = {"", "", false, true, false, 0, 0, 0};
   gSysMgr.~SysMgrProxy();
   new (&gSysMgr) SysMgrProxy("Vistel", service, "", FakeSystemManager::kSocket);
 }
@@ -108,17 +109,19 @@ ssize_t __wrap_send(int /*socket*/, const void* bytes, std::size_t size, int fla
   if (size == 0) return Fail(EAGAIN);
   received.append(static_cast<const char*>(bytes), size);
   std::string_view left = received;
-  std::string_view payload;
-  if (!Netstring::Take(left, payload)) return static_cast<ssize_t>(size);
-
-  FakeSystemManager::Request request;
-  for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
+  for (std::string_view payload; !gConnection.stalled && Netstring::Take(left, payload);) {
+    FakeSystemManager::Request request;
+    for (std::string_view part; Netstring::Take(payload, part);) request.emplace_back(part);
+    gPeer->requests.push_back(request);
+    const auto reply = gPeer->replies.find(request[4]);
+    const bool known = reply != gPeer->replies.end();
+    const std::string answer = known ? AnswerOf("0", reply->second) : gPeer->otherwise;
+    gConnection.arriving += answer;
+    gConnection.closed = !known && gPeer->manners.close;
+    std::string_view rest = answer;
+    gConnection.stalled = gConnection.closed || !Netstring::Take(rest, payload) || !rest.empty();
+  }
   received.erase(0, received.size() - left.size());
-  gPeer->requests.push_back(request);
-  const auto reply = gPeer->replies.find(request[4]);
-  const bool known = reply != gPeer->replies.end();
-  gConnection.arriving += known ? AnswerOf("0", reply->second) : gPeer->otherwise;
-  gConnection.closed = !known && gPeer->manners.close;
   return static_cast<ssize_t>(size);
 }
 

@@ -61,6 +61,20 @@ class Proxy : public testing::Test {
     return std::to_string(result) + " " + reply;
   }
 
+  // The results of several queries, one after the other or asked ahead.
+  static Cells QueryAll(SysMgrProxy& proxy, const Cells& keys, bool ahead) {
+    Cells results;
+    StringTable table;
+    std::size_t asked = 0;
+    for (const std::string& key : keys) asked += ahead && proxy.Ask("client", key, "0") ? 1 : 0;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      const int result =
+          i < asked ? proxy.TakeAnswer(table) : proxy.sQueryKey("client", keys[i], "0", table);
+      results.push_back(std::to_string(result) + " " + table.Serialize() + proxy.LastMessage());
+    }
+    return results;
+  }
+
   // The same for setting two keys: the rows of the reply, only one if both are the same.
   static std::string Set(SysMgrProxy& proxy) {
     std::string reply;
@@ -291,6 +305,43 @@ TEST_F(Proxy, AnAnswerIsNeverTakenForAnother) {
       EXPECT_EQ(Query(proxy, "own"), "0 own");
       EXPECT_EQ(peer.requests.size(), 4U) << "no request is sent twice";
     }
+  }
+}
+
+// Whatever the peer does, the results are those of queries that wait for each other.
+TEST_F(Proxy, QueriesAskedAhead) {
+  const Cells keys = {"k", "l", "wrong", "l", "k", "wrong", "l", "m"};
+  const struct {
+    std::string wrong;  // the answer to the key "wrong"
+    FakeSystemManager::Manners manners;
+    unsigned connections;
+    std::size_t most;  // requests
+  } rows[] = {
+      {AnswerOf("1", "unknown key"), {}, 1, 8},
+      {AnswerOf("0", TableText(2, {{"a", "b"}})), {false, 0, std::string::npos, 1}, 1, 8},
+      {AnswerOf("0", "x"), {true}, 3, 8},
+      {"", {true}, 4, 9},
+      {"nonsense", {}, 4, 9},
+      {AnswerOf("0", "\0011:4:0:,"), {}, 4, 14},
+      {"", {}, 1, 3},
+      {"9:", {false, 0, std::string::npos, 100, 30}, 1, 3},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.wrong + std::to_string(row.manners.close));
+    Cells results[2];
+    for (const bool ahead : {false, true}) {
+      FakeSystemManager peer;
+      peer.replies = {{"k", "K"}, {"l", std::string(300, 'L')}, {"m", "\0010:0:"}};
+      peer.otherwise = row.wrong;
+      peer.manners = row.manners;
+      SysMgrProxy proxy = Make();
+      results[ahead ? 1 : 0] = QueryAll(proxy, keys, ahead);
+      EXPECT_LE(peer.milliseconds, 2 * kDeadlineMilliseconds);
+      if (!ahead) continue;
+      EXPECT_EQ(peer.connections, row.connections);
+      EXPECT_EQ(peer.requests.size(), row.most);
+    }
+    EXPECT_EQ(results[0], results[1]);
   }
 }
 

@@ -127,6 +127,25 @@ TEST(WGLString, JoinsAndCombines) {
 }
 
 // Clearing is a part of combining. A recursive call for each part would need too much stack.
+TEST(WGLString, LateTexts) {
+  struct Late final : WGLLateText {
+    void Await() override { Come(strdup("late")); }
+  };
+  Late awaited, copied, come, dropped;
+  WGLString string = Make({"<"});
+  for (WGLLateText* text : {&awaited, &come}) string.Append(*text);
+  string.Append(strdup(">"));
+  come.Come(strdup("|in time"));
+  EXPECT_STREQ(string.GetCombined(), "<late|in time>");
+  string.Clear();
+  string.Append(copied);
+  EXPECT_STREQ(string.GetCombined(), "late");
+  string.Append(dropped);
+  string.Clear();
+  dropped.Come(strdup("nobody reads it"));
+  EXPECT_STREQ(string.GetCombined(), "");
+}
+
 TEST(WGLString, CombinesHundredsOfThousandsOfParts) {
   constexpr int kParts = 300'000;
   WGLString chain = Make({});

@@ -403,6 +403,12 @@ class Values(TestCase):
                 (page("<~ if `1` eq `2` then query `outer` do `<~ query `inner` rowcount ~>` ~>", ""), "inner"),
                 (page("<~ if `1` eq `2` then query `outer` do `<~ set `v` `evaluated` ~>` ~>${v}", "evaluated"),),
                 (page("<~ query `one` ~>" * 50, (HOSTILE_HTML + " 2") * 50), *["one"] * 50),
+                # Those before a text that is needed at once come first, those that show nothing are asked, too.
+                (page("<~ query `one` raw ~><~ set `v` `[<~ query `inner` raw ~>]` ~>${v}<~ query `one` raw ~>"
+                      "<~ query `outer` rowcount ~>", f"{HOSTILE} 2[1 a<]{HOSTILE} 22"), "one", "inner", "one", "outer"),
+                (page("<~ - `<~ query `one` ~>` ~><~ if `1` eq `2` then <~ query `none` ~> else <~ query `inner` ~> ~>",
+                      "1 a&lt;"), "one", "none", "inner"),
+                (page("<~ query `one` ~>" * 400, (HOSTILE_HTML + " 2") * 400), *["one"] * 400),
                 # A value of the request never becomes another key.
                 (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "",
                       "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),
@@ -444,19 +450,21 @@ class Values(TestCase):
         self.check("nobody", failure("The system manager could not be reached; the setting was not stored."),
                    PROGRAM)
 
-    def test_a_template_that_is_cut_while_it_is_read(self):
-        with PROGRAM.folder() as folder:
-            file = Path(folder, "main.wgl")
-            file.write_text("<~ query `a` ~>" + "x" * 200_000)
-            with SystemManager(PROGRAM, lambda _: os.truncate(file, 100) or answer(0, b"1")):
-                done = PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{file.parent.name}/main.wgl"})
-        self.assertEqual((done.status, done.output),
-                         (2, headers("text/html") + "a file was cut while it was read\r\n"))
+    def test_a_template_that_is_cut_while_a_query_waits(self):
+        for query in ("<~ query `a` ~>", "<~ set `a` <~ query `a` ~> ~>"):  # at the page's end; in the middle
+            with PROGRAM.folder() as folder:
+                file = Path(folder, "main.wgl")
+                file.write_text(query + "x" * 200_000)
+                with SystemManager(PROGRAM, lambda _: os.truncate(file, 100) or answer(0, b"1")):
+                    done = PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{file.parent.name}/main.wgl"})
+            self.assertEqual((done.status, done.output),
+                             (2, headers("text/html") + "a file was cut while it was read\r\n"))
 
     def test_a_service_that_goes(self):
         for reaction, mark in ((b"nonsense", "1"), (answer(1, b"refused"), ""), (answer(0, b""), "")):
             with SystemManager(PROGRAM, lambda _: reaction):
                 self.check(mark, page("<~ query `a` ~>[${_unanswered}]", f"[{mark}]"), PROGRAM)
+                self.check(mark, page("<~ query `a` ~><~ set `_unanswered` `x` ~>[${_unanswered}]", "[x]"), PROGRAM)
         # However many queries it answers, the site's page comes whole or not at all.
         site, copies = TESTS.parent / "site/wgl", (PROGRAM.root / "wgl/std", PROGRAM.root / "wgl/site.wgl")
         with ExitStack() as stack:

@@ -13,7 +13,7 @@ static_assert(std::is_trivial_v<WGLString>, "the parser's value stack grows with
 
 namespace {
 
-void FreeText(const char* text) {
+void Free(const char* text) {
   std::free(const_cast<char*>(text));  // NOLINT: the text came from malloc
 }
 
@@ -70,7 +70,21 @@ void WGLStringPart::operator delete(void* part) noexcept {
 
 #endif
 
+void WGLLateText::Come(const char* text) {
+  if (text == nullptr) Response::Lose();
+  if (part_ == nullptr) return Free(text);
+  part_->text_ = text;
+  part_->borrowedSize_ = WGLStringPart::kOwned;
+  part_ = nullptr;
+}
+
+void WGLStringPart::FreeText() {
+  if (borrowedSize_ == kOwned) Free(text_);
+  if (borrowedSize_ == kLate) late_->part_ = nullptr;
+}
+
 bool WGLStringPart::MakeOwn() {
+  Await();
   if (borrowedSize_ == kOwned) return true;
   char* copy = strndup(text_, borrowedSize_);
   if (copy == nullptr) return false;
@@ -84,11 +98,11 @@ void WGLStringPart::Destroy() {
   next_ = nullptr;
   while (part != nullptr) {
     WGLStringPart* following = part->next_;
-    if (part->borrowedSize_ == kOwned) FreeText(part->text_);
+    part->FreeText();
     delete part;
     part = following;
   }
-  if (borrowedSize_ == kOwned) FreeText(text_);
+  FreeText();
   text_ = nullptr;
   borrowedSize_ = kOwned;
 }
@@ -112,13 +126,19 @@ void WGLString::Append(const char* text) {
   auto* part = new (std::nothrow) WGLStringPart(text);
   if (part == nullptr) {
     Response::Lose();
-    FreeText(text);
+    Free(text);
     return;
   }
   Link(part);
 }
 
 void WGLString::AppendBorrowed(std::string_view text) {
+  auto* part = new (std::nothrow) WGLStringPart(text);
+  if (part == nullptr) return Response::Lose();
+  Link(part);
+}
+
+void WGLString::Append(WGLLateText& text) {
   auto* part = new (std::nothrow) WGLStringPart(text);
   if (part == nullptr) return Response::Lose();
   Link(part);
@@ -176,6 +196,13 @@ void WGLString::Combine() {
 const char* WGLString::GetCombined() {
   Combine();
   return first_ != nullptr ? first_->GetString() : "";
+}
+
+void WGLString::Touch() const {
+  for (const WGLStringPart* part = first_; part != nullptr; part = part->Next()) {
+    const std::string_view text = part->View();
+    if (!text.empty()) static_cast<void>(*static_cast<const volatile char*>(&text.back()));
+  }
 }
 
 void WGLString::Write(FILE* stream) const {

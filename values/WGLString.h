@@ -13,6 +13,26 @@
 #include <new>
 #include <string_view>
 
+class WGLStringPart;
+
+// A text that will be a part of a string, but comes later. It must outlive the part, or come
+// before.
+class WGLLateText {
+ public:
+  virtual ~WGLLateText() = default;
+
+  // Makes it come, by a call of Come. Whoever reads the string calls this.
+  virtual void Await() = 0;
+
+  // Gives the part its text, of which it takes ownership; null when memory was short, which is
+  // noted as a loss. Frees the text if the part was deleted meanwhile.
+  void Come(const char* text);
+
+ private:
+  friend class WGLStringPart;
+  WGLStringPart* part_ = nullptr;  // null if there is none any more
+};
+
 class WGLStringPart {
  public:
   // A page makes and frees thousands of parts. They come from blocks, which are reused for further
@@ -27,10 +47,20 @@ class WGLStringPart {
   explicit WGLStringPart(std::string_view text)
       : text_(text.data()), next_(nullptr), borrowedSize_(text.size()) {}
 
-  // Never null; owned by the part; "" for a text that is still borrowed.
-  const char* GetString() const { return text_ != nullptr && borrowedSize_ == kOwned ? text_ : ""; }
+  // Will own the text that comes.
+  explicit WGLStringPart(WGLLateText& text) : late_(&text), next_(nullptr), borrowedSize_(kLate) {
+    text.part_ = this;
+  }
+
+  // Never null; owned by the part; "" for a text that is still borrowed. A late text comes first,
+  // here and in the next two functions.
+  const char* GetString() const {
+    Await();
+    return text_ != nullptr && borrowedSize_ == kOwned ? text_ : "";
+  }
 
   std::string_view View() const {
+    Await();
     return borrowedSize_ != kOwned ? std::string_view(text_, borrowedSize_) : GetString();
   }
 
@@ -45,11 +75,22 @@ class WGLStringPart {
   void Destroy();
 
  private:
-  static constexpr std::size_t kOwned = static_cast<std::size_t>(-1);
+  friend class WGLLateText;
 
-  const char* text_;
+  static constexpr std::size_t kOwned = static_cast<std::size_t>(-1);
+  static constexpr std::size_t kLate = kOwned - 1;
+
+  void Await() const {
+    if (borrowedSize_ == kLate) late_->Await();
+  }
+  void FreeText();
+
+  union {
+    const char* text_;
+    WGLLateText* late_;
+  };
   WGLStringPart* next_;
-  std::size_t borrowedSize_;  // kOwned if the part owns its text
+  std::size_t borrowedSize_;  // kOwned if the part owns its text, kLate if it has none yet
 };
 
 class WGLString {
@@ -66,6 +107,10 @@ class WGLString {
   // lives. When memory is short, leaves the string unchanged and notes a loss.
   void AppendBorrowed(std::string_view text);
 
+  // Appends a part for a text that comes later, see WGLLateText. When memory is short, leaves the
+  // string unchanged and notes a loss.
+  void Append(WGLLateText& text);
+
   // Moves all parts of `other` to the end of this string and leaves `other` empty.
   void Append(WGLString& other);
 
@@ -78,6 +123,9 @@ class WGLString {
 
   // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.
   const char* GetCombined();
+
+  // Reads something of each part, so that lost memory is noticed here.
+  void Touch() const;
 
   // Writes the text part by part, without copying it into the stream's buffer first. An error is
   // noted in the stream, as by fputs.

@@ -8,6 +8,7 @@
 
 #include "base/Number.h"
 #include "base/Response.h"
+#include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLIncludeStack.h"
@@ -25,6 +26,13 @@ WGLString CopyOf(const char* text) {
   return Own(strdup(text));  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
 }
 
+// The variable that tells of failed queries has its value when all of them have been answered.
+const char* NameOf(WGLString& variable) {
+  const char* name = variable.GetCombined();
+  if (std::strcmp(name, kUnansweredVariable) == 0) gQueryExecutor.TakeAnswers();
+  return name;
+}
+
 bool gMustTranslate = false;
 
 // gettext says nothing when it has no memory for its catalogue; it leaves every text as it is. So
@@ -38,6 +46,8 @@ const char* Translate(const char* text) {
 }  // namespace
 
 void WGLWritePage(WGLString page) {
+  // A file that the page points into may have been cut meanwhile. Nothing has gone out yet.
+  if (gQueryExecutor.TakeAnswers()) page.Touch();
   if (Response::IsWhole()) {
     Response::Reach(Response::Stage::kContent);
     page.Write(stdout);
@@ -68,13 +78,13 @@ WGLString WGLDrop(WGLString text) {
 }
 
 WGLString WGLGetVariable(WGLString name, const char* escaping) {
-  const WGLString value = CopyOf(gVariables.Get(name.GetCombined(), escaping).c_str());
+  const WGLString value = CopyOf(gVariables.Get(NameOf(name), escaping).c_str());
   name.Clear();
   return value;
 }
 
 WGLString WGLSetVariable(WGLString name, WGLString value) {
-  gVariables.Set(name.GetCombined(), value.GetCombined());
+  gVariables.Set(NameOf(name), value.GetCombined());
   name.Clear();
   return WGLDrop(value);
 }
@@ -115,10 +125,10 @@ int WGLCompareNumbers(WGLString left, WGLString right) {
 }
 
 WGLString WGLQuery(WGLString query, const char* otype) {
-  char* values = nullptr;
-  gQueryExecutor.ExecuteQuery(&values, query.GetCombined(), otype);
+  WGLString values = WGLEmpty();
+  gQueryExecutor.AskQuery(values, query.GetCombined(), otype);
   query.Clear();
-  return Own(values);
+  return values;
 }
 
 WGLString WGLQueryIf(int condition, WGLString query, const char* otype) {
@@ -126,14 +136,20 @@ WGLString WGLQueryIf(int condition, WGLString query, const char* otype) {
 }
 
 WGLString WGLCountRows(WGLString query) {
+  const char* keys = query.GetCombined();
+  gQueryExecutor.TakeAnswers();
   char* count = nullptr;
-  gQueryExecutor.ExecuteQueryRowcount(&count, query.GetCombined());
+  gQueryExecutor.ExecuteQueryRowcount(&count, keys);
   query.Clear();
   return Own(count);
 }
 
 void WGLBeginRows(int condition, WGLString& query, const char* otype) {
-  if (condition != 0) gQueryExecutor.ExecuteQueryDo1(query.GetCombined(), otype);
+  if (condition != 0) {
+    const char* keys = query.GetCombined();
+    gQueryExecutor.TakeAnswers();
+    gQueryExecutor.ExecuteQueryDo1(keys, otype);
+  }
   query.Clear();
 }
 

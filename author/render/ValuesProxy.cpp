@@ -41,12 +41,29 @@ SysMgrProxy::SysMgrProxy(const std::string& name, SvcMgrInterface& /*service*/,
     : name_(name), authFile_(authFile), answerMilliseconds_(kAnswerMilliseconds) {}
 
 int SysMgrProxy::sQueryKey(const std::string& /*client*/, const std::string& query,
-                           const std::string& /*option*/, std::string& reply) {
+                           const std::string& /*option*/, StringTable& answer) {
+  if (GivenValues().Query(StringTable(query, StringTable::kSerialized), answer)) return kOk;
+  answer = StringTable();
+  return kFailed;
+}
+
+int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
+                           const std::string& option, std::string& reply) {
   reply.clear();
   StringTable answer;
-  if (!GivenValues().Query(StringTable(query, StringTable::kSerialized), answer)) return kFailed;
-  reply = answer.Serialize();
-  return kOk;
+  const int result = sQueryKey(client, query, option, answer);
+  if (result == kOk) reply = answer.Serialize();
+  return result;
+}
+
+// The values are there, so nothing is gained by asking ahead.
+bool SysMgrProxy::Ask(const std::string& /*client*/, const std::string& /*query*/,
+                      const std::string& /*option*/) {
+  return false;
+}
+
+int SysMgrProxy::TakeAnswer(StringTable& /*answer*/) {
+  return kFailed;
 }
 
 int SysMgrProxy::sSetKey(const std::string& /*client*/, const std::string& keys,
