@@ -77,8 +77,8 @@ Provider::Answer SimulatedDevice::Snr(const Provider::Question& question) const 
 
 std::string SimulatedDevice::NameStation(std::string_view macAddress, std::string_view name) {
   const std::optional<std::size_t> station = powerline_.Find(macAddress);
-  if (!station) return "There is no station with this address.";
-  if (*station == 0) return "The name of this adapter is its device name in the settings.";
+  if (!station) return "There is no adapter with this address.";
+  if (*station == 0) return "The name of this adapter is one of the settings.";
   const std::string address = powerline_.MacAddress(*station);
   std::string problem = book_.SetName(address, std::string(name));
   if (!problem.empty()) return problem;

@@ -39,7 +39,7 @@ at most {ConfigurationText.kMaxBytes // KIB} KiB and {ConfigurationText.kMaxSett
 {ConfigurationCipher.kHashPasses} passes and {ConfigurationCipher.kHashMemoryBytes // MIB} MiB
 `opslimit` {ConfigurationCipher.kHashPasses}, `memlimit` {ConfigurationCipher.kHashMemoryBytes}
 pending configuration, for {Configuration.kPendingSeconds // 60} minutes
-enciphered files for {Configuration.kRetrySeconds} seconds
+encrypted files for {Configuration.kRetrySeconds} seconds
 the first {ProblemList.kMaxTold} mistakes
 docs/firmware.md
 1 to {FirmwareImage.kMaxNameBytes} letters, digits, blanks

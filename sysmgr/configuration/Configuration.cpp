@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Exports the settings as text, plain or enciphered. For a restore, checks the uploaded file key by
+// Exports the settings as text, plain or encrypted. For a restore, checks the uploaded file key by
 // key and then as a whole, and then keeps it until it is confirmed, or stores it at once.
 #include "sysmgr/configuration/Configuration.h"
 
@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kOwner = "";
 constexpr const char* kPassword = "config-password";
 
-// An enciphered file adds a header and a tag.
+// An encrypted file adds a header and a tag.
 constexpr std::size_t kMaxFileBytes = ConfigurationText::kMaxBytes + 1024;
 
 }  // namespace

@@ -46,7 +46,7 @@ class Configuration {
   // Called for every restored configuration, after its settings have been stored.
   void OnRestored(std::function<void()> observer) { onRestored_ = std::move(observer); }
 
-  // Called when the password for enciphered files has changed.
+  // Called when the password for encrypted files has changed.
   void OnPassword(std::function<void()> observer) { onPassword_ = std::move(observer); }
 
   // Forgets everything that is kept only in memory: a pending configuration, mistakes, and the key
@@ -101,7 +101,7 @@ class Configuration {
   PendingPointer pending_;
   ProblemList mistakes_;  // of the last refused configuration
   std::int64_t mistakesSince_ = 0;
-  std::int64_t retry_ = 0;  // the time from which enciphered files are read again
+  std::int64_t retry_ = 0;  // the time from which encrypted files are read again
   std::function<void()> onRestored_;
   std::function<void()> onPassword_;
 };

@@ -89,7 +89,7 @@ Outcome ConfigurationCipher::Open(std::string_view file, const std::string& pass
   if (file.size() < kHeaderBytes + kTagBytes) return Sentence::kWrongPassword;
   Secret key;
   if (!Derive(password, file.substr(kLine.size(), kSaltBytes), key.Text())) {
-    return Sentence::kNoMemoryToDecipher;
+    return Sentence::kNoMemoryToDecrypt;
   }
   plain.Text().resize(file.size() - kHeaderBytes - kTagBytes);
   const std::string_view sealed = file.substr(kHeaderBytes);

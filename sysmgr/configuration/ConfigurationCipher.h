@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Enciphered configurations (docs/configuration.md). The rule to know: the content of a file never
+// Encrypted configurations (docs/configuration.md). The rule to know: the content of a file never
 // decides the cost of opening it; the costs belong to the format's version.
 #pragma once
 
@@ -49,10 +49,10 @@ class ConfigurationCipher {
   // Wipes the kept password and its key.
   void Forget();
 
-  // Whether the bytes are an enciphered file.
+  // Whether the bytes are an encrypted file.
   static bool IsSealed(std::string_view file);
 
-  // Deciphers a file; after a failure, `plain` is empty. A wrong password can't be told from a
+  // Decrypts a file; after a failure, `plain` is empty. A wrong password can't be told from a
   // changed file.
   static Outcome Open(std::string_view file, const std::string& password, Secret& plain);
 

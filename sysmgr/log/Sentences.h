@@ -109,7 +109,7 @@ enum class Sentence : unsigned {
   kPasswordNeeded,
   kWrongPassword,
   kUnknownCipher,
-  kNoMemoryToDecipher,
+  kNoMemoryToDecrypt,
   kNoConfiguration,
   kNewerFormat,
   kNoModelVersion,

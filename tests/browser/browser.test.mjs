@@ -433,7 +433,7 @@ inBrowser('the device does not answer: every page says so and what to do', { jav
     assert.ok(await page.isVisible('#unreached'), name);
     // The page concludes nothing from an empty answer, and offers nothing that can't work.
     assert.equal(await page.locator('#unknown, #live, #stations, a[href*=syscfg]').count(), 0, name);
-    assert.doesNotMatch(await text(page, 'main'), /keine andere Station|Stationen\s+0/, name);
+    assert.doesNotMatch(await text(page, 'main'), /kein anderer Adapter|Erreichbare Adapter\s+0/, name);
     assert.deepEqual(htmlFaults(await page.content()), [], name);
   }
   await picture(page, 'unreachable');

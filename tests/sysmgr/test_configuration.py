@@ -134,7 +134,7 @@ class Configuration(ServiceTest):
         self.assertEqual(self.restore(document("<!-- --><?fine?>\n" + setting("System.DeviceName", "b<![CDATA[&]]>"))), "")
         self.assertEqual(self.device.ask("System.ConfigChanges"), "System.DeviceName|Vistel|b&|0")
 
-    def test_enciphered_there_and_back(self):
+    def test_encrypted_there_and_back(self):
         sealed = lambda: encode(self.device.read(self.device.ask("System.ConfigShowCrypt")))
         salt = lambda: sealed()[23:39]
         factory = self.all()
@@ -158,14 +158,14 @@ class Configuration(ServiceTest):
                                  "System.ConfigPasswordSet => 0")
 
         now, with_password = 1000, "check|System.ConfigRestore.Password=even more so"
-        self.assertEqual(self.restore(file), "The file is enciphered: its password is needed.")
+        self.assertEqual(self.restore(file), "The file is encrypted: its password is needed.")
         self.assertEqual(self.restore(file, with_password.replace("so", "sp")), DAMAGED + "/")
         for size in (*range(0, 63, 3), *range(63, len(file), 97)):  # of the line, salt and nonce, and the rest
             self.device.clock(steady=(now := now + 2))
             flipped = file[:size] + bytes([file[size] ^ 1 << size % 8]) + file[size + 1:]
             self.assertEqual(self.restore(flipped, with_password),
                              "The file is not a configuration./" if size < 21 else
-                             "The enciphered file is of a format that this device does not know./" if size < 23 else
+                             "The encrypted file is of a format that this device does not know./" if size < 23 else
                              DAMAGED + "/", size)
             self.device.clock(steady=(now := now + 2))
             self.assertNotEqual(self.restore(file[:size], with_password), "/", size)
@@ -258,7 +258,7 @@ class Configuration(ServiceTest):
         usual = self.device.limit_files(50)
         self.device.clock(steady=now + 2)
         self.assertEqual(self.device.ask(change("a new password", first)),
-                         "This could not be stored: the storage is full.//")
+                         "This could not be saved: the storage is full.//")
         self.device.limit_files(usual)
         self.assertEqual((self.device.read("passwords"), self.device.read("passwords.new")), (file, None))
         self.expect(self.device, f"""

@@ -279,9 +279,9 @@ Key, Type, Access, Limits, Help|a network mask, or empty
                 NAME=HOSTILE|NAME.MacAddress=00:00:5e:00:53:08 => / => HOSTILE|
                 NAME=xLONG|STATION:08 => Enter at most 63 characters./
                 NAME=a\tb|STATION:08 => Leave out the control characters./
-                NAME=x|STATION:01 => The name of this adapter is its device name in the settings./
-                NAME=x|STATION:09 => There is no station with this address./
-                STATION:FF|NAME=x => /There is no station with this address.
+                NAME=x|STATION:01 => The name of this adapter is one of the settings./
+                NAME=x|STATION:09 => There is no adapter with this address./
+                STATION:FF|NAME=x => /There is no adapter with this address.
                 ADD=ABCD-EFGH => Enter 19 characters.
                 ADD=ABCD-EFGH-IJKL-MN<> => Enter four groups of four letters such as ABCD-EFGH-IJKL-MNOP.
                 ADD=ABCD-EFGH-IJKL-MNOQ => No adapter answers to this device password.

@@ -251,7 +251,7 @@ class Installation(FirmwareTest):
         device.write("upload.bin", image(b"x" * 100000))
         device.limit_files(50000)
         self.expect(device, f"""
-            set System.FirmwareUpdate=check => This could not be stored: the storage is full.
+            set System.FirmwareUpdate=check => This could not be saved: the storage is full.
             {LOOK} => idle|0|2.3.1-02|
             """)
         self.assertIsNone(device.read("firmware-waiting.img.new"))

@@ -365,7 +365,7 @@ class Disk(ServiceTest):
         service.limit_files(40000)
         self.expect(service, f"""
             set a=x =>
-            set a={text}|b={text} => //This could not be stored: the storage reports an error.
+            set a={text}|b={text} => //This could not be saved: the storage reports an error.
             a;b => x|2
             set b=y =>
             set Foo=x => There is no such setting.
@@ -391,7 +391,7 @@ class Disk(ServiceTest):
         eventually(lambda: not service.ask(look).startswith("["))
         usual = service.limit_files(1)
         self.expect(service, f"""
-            set System.FactoryReset=1 => This could not be stored: the storage reports an error.
+            set System.FactoryReset=1 => This could not be saved: the storage reports an error.
             {look} => {secret}|feather
             """)
         service.limit_files(usual)
@@ -411,7 +411,7 @@ class Disk(ServiceTest):
         fill = lambda: subprocess.run(["sh", "-c", "yes >disk/filler"], cwd=service.folder, stderr=subprocess.DEVNULL)
         fill()
         self.expect(service, f"""
-            set a={'x' * 9000}|b=after => //This could not be stored: the storage is full.
+            set a={'x' * 9000}|b=after => //This could not be saved: the storage is full.
             a;b => before|2
             """)
         (disk / "filler").unlink()
@@ -426,7 +426,7 @@ class Disk(ServiceTest):
             spoil()
             service.start()
             now = service.ask("a;b")
-            self.expect(service, f"set a=lost => /This could not be stored: the storage {words}.\n a;b => {now}")
+            self.expect(service, f"set a=lost => /This could not be saved: the storage {words}.\n a;b => {now}")
             repair()
             self.expect(service, "set a=again|b=room => /")
             service.restart()
