@@ -117,7 +117,7 @@ class Check(unittest.TestCase):
         rows = [line.split(" => ") for line in lines if line and line[0] != "#"]
         explained = run([VISTEL, "check", "--explain", "?"], ENVIRONMENT).errors
         self.assertEqual(set(re.findall("[a-z-]+", explained.split("there are ")[1])) - {row[0].split()[1] for row in rows},
-                         {"unused-translation", "form-value"})
+                         {"unused-translation"})  # it's no mistake of a page
         for expected, wrong, right in rows:
             with self.subTest(wrong):
                 if "lazy" in wrong:
@@ -132,6 +132,11 @@ class Check(unittest.TestCase):
                 found, status = check(self.root)
                 rule = expected.split()[1]
                 self.assertEqual([each for each in found if "form-" not in rule or rule in each], [])
+
+    def test_unused_translations(self):
+        self.write("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~>")
+        unused = [each for each in check(self.root)[0] if "unused" in each]
+        self.assertEqual(unused, ["locale/de.po:7:1 unused-translation"])
 
     def test_switches_and_formats(self):
         found = "wgl/main.wgl:2:1 raw"
@@ -278,6 +283,24 @@ class Strings(unittest.TestCase):
 
 class Render(unittest.TestCase):
     maxDiff = 5000
+
+    def test_canaries(self):
+        with tempfile.TemporaryDirectory() as root:
+            values, page = Path(root, "v.json"), Path(root, "a.wgl")
+            values.write_text('{"System.Log": [["1", "Started."]], "System.Uptime": "7"}')
+            words = [VISTEL, "render", "--root", root, "--model", MODEL, "--values", values, "--canary", "-D", "who=me", "a.wgl"]
+            for template, output, raw in (
+                    ("${who htmltext} <~ query `System.Log` do `${02}` ~>",
+                     "me&#39;&quot;&lt;canary-who&gt; Started.&#39;&quot;&lt;canary-System.Log.Text&gt;", []),
+                    ("\n${who}<~ query `System.Log` raw do `\n${02}${02}` ~>",
+                     "\nme'\"<canary-who>\n" + "Started.'\"<canary-System.Log.Text>" * 2,
+                     [("who", 2), ("System.Log.Text", 3)])):
+                page.write_text(template)
+                answered = run(words, ENVIRONMENT)
+                self.assertEqual(answered.output, output)
+                self.assertEqual(answered.errors, "".join(
+                    f"vistel: '{name}' comes out raw, first in line {line} of the page\n" for name, line in raw))
+                self.assertEqual(answered.status, int(bool(raw)))
 
     def test_cases(self):
         with tempfile.NamedTemporaryFile("w", suffix=".json") as model:
