@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/Characters.h"
+#include "simulator/Bands.h"
 
 namespace {
 
@@ -54,6 +55,17 @@ constexpr double kCodeRate = 16.0 / 21.0;
 // The signal-to-noise ratio that the first bit needs; each further bit needs 3 dB more.
 constexpr double kFirstBitDecibels = 4.0;
 constexpr double kBitDecibels = 3.0;
+
+constexpr std::int64_t kTideSeconds = 7200;
+
+// Output power of carriers that send at all, and of those that must not disturb, in dB.
+constexpr double kSentDecibels = -1;
+constexpr double kSuppressedDecibels = -29;
+constexpr double kZeroDecibels = 256;
+
+// Where the picture of the output power begins, and what counts as all that is allowed.
+constexpr double kLowestDecibels = -30;
+constexpr double kFullDecibels = -3;
 
 constexpr double kPi = 3.14159265358979323846;
 
@@ -109,15 +121,39 @@ void Powerline::SetFirmware(std::string version) {
 }
 
 const std::vector<std::string>& Powerline::StationColumns() {
-  static const std::vector<std::string> kColumns = {"Role",     "MacAddress", "Name",    "TxRate",
-                                                    "RxRate",   "Firmware",   "Uptime",  "MeanSnr",
-                                                    "TxFrames", "RxFrames",   "TxErrors"};
+  static const std::vector<std::string> kColumns = {
+      "Role",    "MacAddress", "Name",     "TxRate",   "RxRate",   "Firmware", "Uptime",
+      "MeanSnr", "TxFrames",   "RxFrames", "TxErrors", "Repeated", "Quality"};
   return kColumns;
 }
 
 const std::vector<std::string>& Powerline::ToneMapColumns() {
   static const std::vector<std::string> kColumns = {"MacAddress", "TxToneMap", "RxToneMap"};
   return kColumns;
+}
+
+const std::vector<std::string>& Powerline::SnrBandColumns() {
+  static const std::vector<std::string> kColumns = [] {
+    std::vector<std::string> columns = Bands::Columns("Quality");
+    columns.insert(columns.begin(), "MacAddress");
+    return columns;
+  }();
+  return kColumns;
+}
+
+const std::vector<std::string>& Powerline::PowerBandColumns() {
+  static const std::vector<std::string> kColumns = Bands::Columns("Level");
+  return kColumns;
+}
+
+const StringTable& Powerline::SnrBands() {
+  Refresh();
+  return snrBands_;
+}
+
+const StringTable& Powerline::PowerBands() {
+  Refresh();
+  return powerBands_;
 }
 
 const std::string& Powerline::OutputPower() {
@@ -193,9 +229,10 @@ std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) c
 Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
   const std::uint64_t link = station * 2 + (received ? 1 : 0);
   const auto second = static_cast<std::uint64_t>(seconds);
-  // Appliances are switched within minutes; from one second to the next, little changes.
-  const double tide =
-      2.0 * std::sin(static_cast<double>(seconds % 3600) * 2 * kPi / 600 + Noise(link, 0, 1) * kPi);
+  // Appliances are switched within hours; from one second to the next, little changes.
+  const double tide = 2.0 * std::sin(static_cast<double>(seconds % kTideSeconds) * 2 * kPi /
+                                         static_cast<double>(kTideSeconds) +
+                                     Noise(link, 0, 1) * kPi);
   const double ripple = Noise(link, second, 2);
   const double notchWidth = 90 + 40 * Noise(link, 0, 3);
   Decibels result{};
@@ -224,6 +261,7 @@ Powerline::Link Powerline::MakeLink(std::size_t station, bool received) const {
     link.toneMap[carrier] = static_cast<unsigned char>(count);
     bits += static_cast<unsigned>(count);
   }
+  link.snr = snr;
   link.rate = static_cast<unsigned>(bits * kCodeRate / kSymbolMicroseconds);
   link.meanSnr = std::accumulate(snr.begin(), snr.end(), 0.0) / static_cast<double>(kCarriers);
   return link;
@@ -235,7 +273,7 @@ void Powerline::AddStation(std::size_t station, const Link* sent, const Link* re
     // The local station has no link to itself.
     const std::string up = std::to_string(UptimeSeconds());
     stations_.AddCells(
-        {"local", address, book_.LocalName(), "", "", firmware_, up, "", "", "", ""});
+        {"local", address, book_.LocalName(), "", "", firmware_, up, "", "", "", "", "", ""});
     return;
   }
   // The other stations have been up for longer, each by up to ten days.
@@ -243,17 +281,20 @@ void Powerline::AddStation(std::size_t station, const Link* sent, const Link* re
   const std::int64_t up = up_ + before;
   const Profile& profile = kProfiles[station];
   const char* const own = names_ == Names::kHostile ? kHostileNames[station] : profile.name;
-  const double errors = profile.snr < 10 ? 4.2 : 0.02;
+  const bool isBad = profile.snr < 10;
+  const double errors = isBad ? 4.2 : 0.02;
+  const double frames = 11 + 5 * Noise(station, 0, 7);
+  const double wobble =
+      isBad ? 4 * Noise(station, static_cast<std::uint64_t>(now_), 11) : 0;  // percent
   const std::string& given = book_.NameOf(address);
-  const std::array<std::string, 7> cells = {std::to_string(sent->rate),
-                                            std::to_string(received->rate),
-                                            std::to_string(up),
-                                            Decimal(sent->meanSnr),
-                                            Count(up, 11 + 5 * Noise(station, 0, 7)),
-                                            Count(up, 17 + 8 * Noise(station, 0, 8)),
-                                            Count(up, errors)};
+  const std::array<std::string, 8> cells = {
+      std::to_string(sent->rate), std::to_string(received->rate),
+      std::to_string(up),         Decimal(sent->meanSnr),
+      Count(up, frames),          Count(up, 17 + 8 * Noise(station, 0, 8)),
+      Count(up, errors),          std::to_string(std::lround(errors / frames * 100 + wobble))};
   stations_.AddCells({"remote", address, given.empty() ? own : given, cells[0], cells[1],
-                      profile.firmware, cells[2], cells[3], cells[4], cells[5], cells[6]});
+                      profile.firmware, cells[2], cells[3], cells[4], cells[5], cells[6], cells[7],
+                      Bands::QualityOf(sent->meanSnr)});
 }
 
 void Powerline::Refresh() {
@@ -266,6 +307,7 @@ void Powerline::Refresh() {
   changes_ = book_.Changes();
   stations_ = StringTable(static_cast<unsigned>(StationColumns().size()));
   toneMaps_ = StringTable(static_cast<unsigned>(ToneMapColumns().size()));
+  snrBands_ = StringTable(static_cast<unsigned>(SnrBandColumns().size()));
   AddStation(0, nullptr, nullptr);
   for (std::size_t station = 1; station < kAllStations; ++station) {
     if (!IsThere(station)) continue;
@@ -274,15 +316,30 @@ void Powerline::Refresh() {
     AddStation(station, &sent, &received);
     toneMaps_.AddCells(
         {MacAddress(station), ToneMapText(sent.toneMap), ToneMapText(received.toneMap)});
+    Bands::AppendTo(
+        snrBands_, {MacAddress(station)},
+        {[](std::size_t carrier) { return !IsRadioBand(carrier); },
+         [&sent](std::size_t carrier) { return sent.snr[carrier]; }, 0.0, Bands::QualityOf});
   }
+  MeasurePower();
+}
+
+void Powerline::MeasurePower() {
+  Decibels decibels{};
   outputPower_.clear();
   for (std::size_t carrier = 0; carrier < kCarriers; ++carrier) {
-    // About -1 dB, and -29 dB in the bands of radio amateurs.
-    const double decibels = IsRadioBand(carrier)
-                                ? -29.0
-                                : -1.0 + Noise(0, carrier / 16, 9) +
-                                      0.3 * Noise(carrier, static_cast<std::uint64_t>(second), 10);
+    const auto second = static_cast<std::uint64_t>(now_);
+    decibels[carrier] = IsRadioBand(carrier) ? kSuppressedDecibels
+                                             : kSentDecibels + Noise(0, carrier / 16, 9) +
+                                                   0.3 * Noise(carrier, second, 10);
     if (carrier > 0) outputPower_ += ',';
-    outputPower_ += std::to_string(std::lround(256.0 * std::pow(10.0, decibels / 10.0)));
+    const double power = kZeroDecibels * std::pow(10.0, decibels[carrier] / 10.0);
+    outputPower_ += std::to_string(std::lround(power));
   }
+  powerBands_ = StringTable(static_cast<unsigned>(PowerBandColumns().size()));
+  Bands::AppendTo(
+      powerBands_, {},
+      {[](std::size_t carrier) { return !IsRadioBand(carrier); },
+       [&decibels](std::size_t carrier) { return decibels[carrier]; }, kLowestDecibels,
+       [](double mean) -> std::string_view { return mean >= kFullDecibels ? "full" : "reduced"; }});
 }

@@ -43,7 +43,12 @@ class Powerline {
   static const std::vector<std::string>& StationColumns();
   static const std::vector<std::string>& ToneMapColumns();
   const StringTable& Stations();
+  static const std::vector<std::string>& SnrBandColumns();
+  static const std::vector<std::string>& PowerBandColumns();
   const StringTable& ToneMaps();
+  // Six bands of frequencies: for each station, and for what this one sends.
+  const StringTable& SnrBands();
+  const StringTable& PowerBands();
   // A number for each carrier, with commas between them; 256 is 0 dB.
   const std::string& OutputPower();
   std::int64_t UptimeSeconds() const { return steady_() - start_; }
@@ -76,6 +81,7 @@ class Powerline {
 
  private:
   struct Link {
+    Decibels snr;
     std::array<unsigned char, kCarriers> toneMap;  // bits per carrier
     unsigned rate;                                 // Mbit/s
     double meanSnr;
@@ -86,6 +92,7 @@ class Powerline {
   Link MakeLink(std::size_t station, bool received) const;
   void Refresh();
   void AddStation(std::size_t station, const Link* sent, const Link* received);
+  void MeasurePower();
 
   std::uint64_t seed_;
   Names names_;
@@ -101,5 +108,7 @@ class Powerline {
   unsigned changes_ = 0;   // the book's Changes() at that time
   StringTable stations_;
   StringTable toneMaps_;
+  StringTable snrBands_;
+  StringTable powerBands_;
   std::string outputPower_;
 };

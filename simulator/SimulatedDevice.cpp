@@ -41,6 +41,11 @@ void SimulatedDevice::OfferPowerline() {
   });
   provider_.OfferTable("tone-maps", Powerline::ToneMapColumns(),
                        [this](const auto&) { return Provider::Answer::Of(powerline_.ToneMaps()); });
+  provider_.OfferTable("snr-bands", Powerline::SnrBandColumns(),
+                       [this](const auto&) { return Provider::Answer::Of(powerline_.SnrBands()); });
+  provider_.OfferTable("power-bands", Powerline::PowerBandColumns(), [this](const auto&) {
+    return Provider::Answer::Of(powerline_.PowerBands());
+  });
   provider_.OfferFile("snr", {kMacAddress},
                       [this](const Provider::Question& question) { return Snr(question); });
 }

@@ -74,6 +74,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
                 {settings.Definitions().DeviceName(), setup.firmwareKeys, kTakesUnsigned}, log_),
       password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
       configuration_(settings, files_, upload_, password_, setup.steady),
+      history_(settings.Definitions(), setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
   clock_.OfferTo(sources_);
   log_.OfferTo(sources_);
@@ -85,6 +86,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   sources_.OfferText("service-version", [] { return std::string(VISTEL_VERSION); });
   restarts_.AddListener([this] {
     configuration_.Restart();
+    history_.Clear();
     files_.RemoveAll();
     upload_.DeleteOurs();
   });
@@ -92,6 +94,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
   LostSettings::OfferTo(sources_, settings, log_);
   OfferFactorySecrets(sources_, settings);
   CheckOffers(sources_);
+  history_.OfferTo(sources_);
 }
 
 // Adds the events of the device's log that the parts don't add themselves.

@@ -13,6 +13,7 @@
 #include "sysmgr/Restarts.h"
 #include "sysmgr/configuration/Configuration.h"
 #include "sysmgr/device/EventLog.h"
+#include "sysmgr/device/History.h"
 #include "sysmgr/device/LocalClock.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/device/Sources.h"
@@ -67,6 +68,9 @@ class Features {
   // Does the work that is due without a request.
   void OnTimer();
 
+  // Records how the device is; see History::Sample.
+  void Sample(Device& device) { history_.Sample(device); }
+
  private:
   void AddEvents(Settings& settings);
 
@@ -79,6 +83,7 @@ class Features {
   FirmwareUpdate firmware_;
   DevicePassword password_;
   Configuration configuration_;
+  History history_;
   Sources sources_;
   Restarts restarts_;
 };

@@ -92,6 +92,7 @@ void Serve(const Options& options, const Pace& pace) {
       [&providers](const std::vector<std::string>& keys) { providers.OnChange(keys); });
   features.OnReset([&providers] { providers.OnReset(); });
   loop.Every(kTimerSeconds, [&features] { features.OnTimer(); });
+  loop.Every(pace.sampleSeconds, [&features, &device] { features.Sample(device); });
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "sysmgr/Options.h"
+#include "sysmgr/device/History.h"
 #include "sysmgr/device/Storage.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "sysmgr/providers/ProviderLink.h"
@@ -21,6 +22,7 @@ struct Pace {
   int deadlineMilliseconds = Server::kDeadlineMilliseconds;
   int stepMilliseconds = FirmwareUpdate::kStepMilliseconds;
   int openMilliseconds = Storage::kOpenMilliseconds;
+  int sampleSeconds = History::kSampleSeconds;
   unsigned databaseVersion = Database::kVersion;
   std::function<std::int64_t()> timeOfDay = TimeOfDay;
   std::function<std::int64_t()> steady = SteadyTime;

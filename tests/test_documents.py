@@ -52,6 +52,11 @@ at most {RequestHandlerUpload.kFieldLimitBytes - 1} bytes of each value
 at most {RequestHandlerUpload.kFileLimitBytes - 1} bytes of it
 to `${{{10 ** WGLQueryExecutor.kColumnDigits - 1}}}`
 docs/model.md
+asks for that table every {History.kSampleSeconds}
+numbers from 0 to {Recording.kLargest} (
+the oldest first, at most {Recording.kMaxRows}:
+a line of {Recording.kSteps} points, one for each
+a line of {Recording.kTrendSteps} points, the last
 up to {ModelReader.kMaxTextCharacters}. `pattern`
 the last {EventLog.kMaxEvents} events
 a table of the first {ProblemList.kMaxTold} mistakes

@@ -40,7 +40,7 @@ std::string FormatOf(const Config::Key::Key& key) {
 
 bool KnowsFormat(const Config::Key::Key& key) {
   const std::string format = FormatOf(key);
-  return format.empty() || format == "scalar" || format == "table";
+  return format.empty() || format == "scalar" || format == "table" || format == "count";
 }
 
 // The cells of all columns from `first` on as one, row by row, with commas between them.
@@ -132,8 +132,14 @@ bool Values::Append(std::string_view keyText, Columns& columns) const {
     const std::size_t first = columns.size();
     if (!AppendTable(*definition, key, columns)) return false;
     if (FormatOf(key) == "scalar") JoinFrom(first, columns);
+    if (FormatOf(key) == "count") {
+      const std::string rows = std::to_string(columns[first].size());
+      columns.resize(first);
+      columns.push_back({rows});
+    }
     return true;
   }
+  if (FormatOf(key) == "count") return false;
   // Only a source knows selectors; a setting or constant has none.
   if (!key.Column().empty()) return false;
   if (!key.Selectors().empty() && definition->source.empty()) return false;

@@ -24,6 +24,16 @@ ResultSet ColumnsOf(const DeviceModel& model, const std::string& query) {
       result.columns.push_back({definition->name, definition->type, ""});
       continue;
     }
+    const auto& options = key.Options();
+    const auto joins = std::find_if(options.begin(), options.end(), [](const auto& option) {
+      return option.name == "format" && option.value != "table";
+    });
+    if (joins != options.end()) {
+      const bool counts = joins->value == "count";
+      result.columns.push_back(
+          {definition->name, counts ? ValueType::kInteger : ValueType::kText, ""});
+      continue;
+    }
     for (const DeviceColumn& column : definition->columns) {
       if (!key.Column().empty() && key.Column() != column.name) continue;
       result.columns.push_back({definition->name + "." + column.name, column.type, ""});

@@ -96,6 +96,13 @@ void Device::Collection::JoinFrom(std::size_t first) {
   AddText(std::move(text));
 }
 
+// Puts the number of rows in place of the columns from `first` on.
+void Device::Collection::CountFrom(std::size_t first) {
+  const std::size_t height = columns[first].size();
+  columns.resize(first);
+  AddText(std::to_string(height));
+}
+
 std::size_t Device::Collection::BytesFrom(std::size_t first) const {
   std::size_t bytes = 0;
   for (std::size_t column = first; column < columns.size(); ++column) {
@@ -191,7 +198,8 @@ Outcome Device::AppendValue(const Item& item, Collection& collection, bool& isMi
   return std::move(value.outcome);
 }
 
-Outcome Device::AppendLive(const Item& item, bool joined, Collection& collection, bool& isMissing) {
+Outcome Device::AppendLive(const Item& item, Format format, Collection& collection,
+                           bool& isMissing) {
   const std::size_t first = collection.columns.size();
   const bool isTable = item.definition.type == ValueType::kTable;
   Outcome outcome =
@@ -201,7 +209,8 @@ Outcome Device::AppendLive(const Item& item, bool joined, Collection& collection
   if (collection.liveBytes > kMaxLiveBytes) {
     return {Sentence::kLiveValuesTooLarge, {std::to_string(kMaxLiveBytes)}};
   }
-  if (isTable && joined) collection.JoinFrom(first);
+  if (isTable && format == Format::kScalar) collection.JoinFrom(first);
+  if (isTable && format == Format::kCount) collection.CountFrom(first);
   return {};
 }
 
@@ -232,16 +241,21 @@ const std::vector<std::string>& Device::OptionsOf(const ModelKey& definition) co
 }
 
 Outcome Device::CheckOptions(const Config::Key::Key& key, const std::vector<std::string>& known,
-                             bool& joined) const {
+                             bool isTable, Format& format) const {
   for (const Config::Key::Pair& option : key.Options()) {
     if (option.name != "format") {
       if (Names(known, option.name)) continue;
       return Outcome(Sentence::kNoOption).AboutName(option.name);
     }
-    if (option.value != "scalar" && option.value != "table") {
+    if (option.value == "scalar") {
+      format = Format::kScalar;
+    } else if (option.value == "count" && isTable) {
+      format = Format::kCount;
+    } else if (option.value == "table") {
+      format = Format::kTable;
+    } else {
       return Outcome(Sentence::kNoOptionValue).AboutName(option.name);
     }
-    joined = option.value == "scalar";
   }
   return {};
 }
@@ -254,12 +268,13 @@ Outcome Device::AppendKey(std::string_view text, std::string_view client, const 
   if (definition == nullptr) return Sentence::kUnknownKey;
   if (!definition->CanBeRead()) return Sentence::kNotReadable;
   if (!definition->IsOpenTo(client)) return Sentence::kNotOpen;
-  bool joined = false;
-  Outcome outcome = CheckOptions(key, OptionsOf(*definition), joined);
+  Format format = Format::kTable;
+  Outcome outcome =
+      CheckOptions(key, OptionsOf(*definition), definition->type == ValueType::kTable, format);
   if (!outcome.IsSuccess()) return outcome;
   if (!definition->file.empty()) return AppendFile(*definition, key, collection);
   if (!definition->source.empty()) {
-    return AppendLive({*definition, {key, client}, answer}, joined, collection, isMissing);
+    return AppendLive({*definition, {key, client}, answer}, format, collection, isMissing);
   }
   if (!key.Selectors().empty()) return Sentence::kNoTable;
   collection.columns.push_back(

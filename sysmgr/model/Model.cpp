@@ -10,6 +10,20 @@ bool ModelKey::IsOpenTo(std::string_view client) const {
   return clients.empty() || std::find(clients.begin(), clients.end(), client) != clients.end();
 }
 
+std::vector<std::string> ModelHistory::Columns() const {
+  std::vector<std::string> columns = {row};
+  columns.insert(columns.end(), keeps.begin(), keeps.end());
+  for (const char* each : {"Here", "AwayAgo", "AwayFor", "Recorded", "TrendOver"}) {
+    columns.emplace_back(each);
+  }
+  for (const std::string& value : values) {
+    for (const char* each : {"Trend", "Day", "Least", "Mean", "Most"}) {
+      columns.push_back(value + each);
+    }
+  }
+  return columns;
+}
+
 bool ModelRule::Concerns(std::string_view key) const {
   return key == whenKey || std::find(keys.begin(), keys.end(), key) != keys.end();
 }

@@ -38,6 +38,20 @@ struct ModelColumn {
   ValueType type = ValueType::kText;
 };
 
+// What a table tells about another one: how its rows have been for a day.
+struct ModelHistory {
+  std::string of;                   // the key of the other table, as in a query
+  std::string row;                  // the column that tells its rows apart
+  std::vector<std::string> keeps;   // columns of which the last text is kept
+  std::vector<std::string> values;  // columns whose numbers are kept
+  // Of the other table: where its rows come from, and all its columns, in their order.
+  std::string source;
+  std::vector<std::string> columnsOf;
+
+  // The columns that the history itself can have, in the order of Recording::Rows.
+  std::vector<std::string> Columns() const;
+};
+
 struct ModelKey {
   std::string name;
   ValueType type = ValueType::kText;
@@ -56,6 +70,7 @@ struct ModelKey {
   bool optional = false;                  // the empty text is a value too
   bool netmask = false;                   // an IPv4 address that is a network mask
   std::vector<ModelColumn> columns;       // of a table
+  std::shared_ptr<ModelHistory> history;  // of a table that tells how another one has been
   std::vector<std::string> clients;       // the clients that may use the key; empty for all
   bool shared = false;                    // other devices of the household may take it over
   bool confined = false;                  // never part of an exported configuration

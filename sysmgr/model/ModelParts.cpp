@@ -315,6 +315,18 @@ void ReadSource(const Object& object, ModelKey& key) {
     return;
   }
   const Object source = object.Member("source");
+  if (source.Has("history")) {
+    source.AllowOnly({"history", "row", "keep", "values"});
+    if (key.type != ValueType::kTable) source.Fail("a history is a table");
+    ModelHistory history;
+    history.of = source.Text("history");
+    history.row = source.Text("row");
+    if (source.Has("keep")) history.keeps = source.Texts("keep");
+    history.values = source.Texts("values");
+    key.history = std::make_shared<ModelHistory>(std::move(history));
+    key.source = "history " + key.name;  // like no name that a provider can offer
+    return;
+  }
   source.AllowOnly({"file"});
   key.file = source.Text("file");
   if (key.file.empty() || key.file.front() != '/') source.Fail("'file' must be an absolute path");

@@ -12,6 +12,7 @@
 #include "base/RegularFile.h"
 #include "base/Transfer.h"
 #include "base/Utf8.h"
+#include "platform/ConfigKey.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/model/Check.h"
 #include "sysmgr/model/KeyList.h"
@@ -108,6 +109,32 @@ void CheckParameter(const Model& model, const ModelKey& key, const std::string& 
   }
 }
 
+// Finds the table that a history is of, and completes the history with what that is like.
+void CompleteHistory(const Model& model, const ModelKey& key, const std::string& where) {
+  if (key.history == nullptr) return;
+  ModelHistory& history = *key.history;
+  const Config::Key::Key question(history.of);
+  const ModelKey* const table = question.IsValid() ? model.Find(question.Path()) : nullptr;
+  if (table == nullptr || table->type != ValueType::kTable || !question.Column().empty() ||
+      !question.Options().empty()) {
+    FailAtKey(where, key.name, "is the history of what is no table");
+  }
+  if (table->history != nullptr || !table->clients.empty()) {
+    FailAtKey(where, key.name, "is the history of a history, or of a table not open to everybody");
+  }
+  history.source = table->source;
+  for (const ModelColumn& column : table->columns) history.columnsOf.push_back(column.name);
+  const auto require = [&](const std::vector<std::string>& known, const std::string& name) {
+    if (std::find(known.begin(), known.end(), name) != known.end()) return;
+    throw StartFailure(where + ": key '" + key.name + "': there is no column '" + name + "'");
+  };
+  require(history.columnsOf, history.row);
+  for (const std::string& name : history.keeps) require(history.columnsOf, name);
+  for (const std::string& name : history.values) require(history.columnsOf, name);
+  for (const auto& selector : question.Selectors()) require(history.columnsOf, selector.name);
+  for (const ModelColumn& column : key.columns) require(history.Columns(), column.name);
+}
+
 void CheckDefaults(const Model& model, const ModelRule& rule, const std::string& where) {
   const Outcome outcome =
       CheckRule(rule, [&model](const std::string& key) { return model.Find(key)->defaultValue; });
@@ -137,7 +164,10 @@ Model ReadModel(const std::string& path, const std::string& text) {
     if (!model.Add(std::move(key))) FailAtKey(where, name, "is there twice");
   }
   if (model.Keys().empty()) throw StartFailure(where + ": there are no keys");
-  for (const ModelKey& key : model.Keys()) CheckParameter(model, key, where);
+  for (const ModelKey& key : model.Keys()) {
+    CheckParameter(model, key, where);
+    CompleteHistory(model, key, where);
+  }
   if (!model.Add(KeyList::Definition())) FailAtKey(where, KeyList::kKey, "is the service's own");
 
   model.SetEvents(ModelParts::ReadEvents(top));

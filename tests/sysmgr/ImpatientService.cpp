@@ -13,6 +13,7 @@ int main(int count, char** arguments) {
   pace.deadlineMilliseconds = 1000;
   pace.stepMilliseconds = 1;
   pace.openMilliseconds = 1;
+  pace.sampleSeconds = 1;
   pace.timeOfDay = [] { return ReadClock(TestClock::kTimeOfDay); };
   pace.steady = [] { return ReadClock(TestClock::kSteady); };
   pace.patience = {1000, 300, 1000, 1000};

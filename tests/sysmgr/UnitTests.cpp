@@ -15,6 +15,7 @@
 #include "sysmgr/configuration/ConfigurationCipher.h"
 #include "sysmgr/device/EventLog.h"
 #include "sysmgr/device/LocalClock.h"
+#include "sysmgr/device/Recording.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
 #include "tests/TestFolder.h"
@@ -70,6 +71,58 @@ TEST(EventLog, KeepsTheLast) {
   EXPECT_EQ(log.Events()->front()[1], "As many further settings were changed: 2.");
   EXPECT_EQ((*log.Events())[10][1], "This setting was changed: A.B.");
   EXPECT_EQ((*log.Events())[11][5].size(), EventLog::kMaxTextBytes);
+}
+
+// Five minutes at 10 and 20, a gap, and a row that goes and comes back.
+TEST(Recording, ADayOfEachRow) {
+  const std::vector<std::string> names = {"Name", "Speed", "Mac"};
+  Recording recording({"", "Mac", {"Name"}, {"Speed"}, "", {}});
+  const std::int64_t begin = 300000;  // the border of a step
+  const auto add = [&](std::int64_t at, const std::vector<LiveRow>& rows) {
+    recording.Add(begin + at, names, rows);
+  };
+  add(0, {{"one", "10", "a"}, {"two", "0", "b"}, {"none", "1", ""}});
+  add(60, {{"one", "21 Mbit/s", "a"}, {"two", "", "b"}});
+  add(300, {{"uno", "99999", "a"}});
+  add(420, {{"uno", "15", "a"}});
+  add(1200, {{"uno", "7", "a"}, {"two", "3", "b"}});
+  EXPECT_EQ(
+      recording.Rows(begin + 1320),
+      (std::vector<LiveRow>{{"a", "uno", "1", "", "", "22", "240", "M43,-16H44V-32775H45M47,-7H48",
+                             "M283,-16H284V-32775H285M287,-7H288", "7", "10933", "32775"},
+                            {"b", "two", "1", "2", "15", "22", "240", "M43,-0H44M47,-3H48",
+                             "M283,-0H284M287,-3H288", "0", "2", "3"}}));
+  // After four hours, a trend has half-hours.
+  for (std::int64_t at = 1500; at <= 18000; at += 300)
+    add(at, {{"uno", at < 9000 ? "8" : "9", "a"}});
+  const std::vector<LiveRow> later = recording.Rows(begin + 18000);
+  EXPECT_EQ(LiveRow(later[1].begin(), later[1].begin() + 7),
+            LiveRow({"b", "two", "0", "0", "275", "300", "1440"}));
+  EXPECT_EQ(later[0][6], "1440");
+  EXPECT_EQ(later[0][7], "M37,-16H38V-8200H39V-8H43V-9H48");
+  // Nothing is older than a day, also when nothing was recorded meanwhile.
+  add(18000 + 86400 * 3, {{"uno", "5", "a"}});
+  EXPECT_EQ(recording.Rows(begin + 18000 + 86400 * 3),
+            (std::vector<LiveRow>{{"a", "uno", "1", "", "", "1440", "1440", "M47,-5H48",
+                                   "M287,-5H288", "5", "5", "5"}}));
+}
+
+// Whoever is away makes room; nobody else does.
+TEST(Recording, IsBounded) {
+  Recording recording({"", "Mac", {}, {"Mac"}, "", {}});
+  std::vector<LiveRow> rows;
+  for (std::size_t i = 0; i < Recording::kMaxRows; ++i) rows.push_back({std::to_string(i)});
+  recording.Add(5, {"Mac"}, rows);
+  rows.push_back({"more"});
+  recording.Add(6, {"Mac"}, rows);
+  EXPECT_EQ(recording.Rows(6).size(), Recording::kMaxRows);
+  EXPECT_EQ(recording.Rows(6).back()[0], "63");
+  rows.erase(rows.begin());
+  recording.Add(7, {"Mac"}, rows);
+  recording.Add(8, {"Mac"}, rows);
+  EXPECT_EQ(recording.Rows(8).size(), Recording::kMaxRows);
+  EXPECT_EQ(recording.Rows(8).front()[0], "1");
+  EXPECT_EQ(recording.Rows(8).back()[0], "more");
 }
 
 TEST(UploadedFile, TheOneThatWasOpenedGoes) {

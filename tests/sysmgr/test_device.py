@@ -94,6 +94,15 @@ class Model(ServiceTest):
         self.check(model(key("a", "boolean parameter")), f": key 'a' {fault}")
         self.check(model(MODE, MODE), ": key 'M' is there twice")
         self.check(model(key("Model.Keys", "boolean read, 'default': '0'")), ": key 'Model.Keys' is the service's own")
+        columns = "'columns': [{'name': 'c', 'type': 'text'}]"
+        for of, fault in rows("""
+                M => key 'h' is the history of what is no table
+                t.c => key 'h' is the history of what is no table
+                h => key 'h' is the history of a history, or of a table not open to everybody
+                t{d=1} => key 'h': there is no column 'd'
+                """):
+            history = key("h", f"table read, 'source': {{'history': '{of}', 'row': 'c', 'values': ['c']}}, {columns}")
+            self.check(model(MODE, key("t", f"table read, 'source': 's', {columns}"), history), ": " + fault)
         for rule, fault in rows("""
                 'rule': 'maybe', 'keys': ['M'] => 'rule' is 'maybe'; it must be one of required, same-network
                 'rule': 'required', 'keys': ['N'] => there is no key 'N'
@@ -176,12 +185,13 @@ class Device(ServiceTest):
             System.ProductName => Vistel Powerline Adapter
             System.DeviceName;System.Led => Vistel|1
             HomePlug.Stations{Role=local}.Name => Vistel
-            HomePlug.Stations{Role=local} => local|00:00:5E:00:53:01|Vistel|||2.3.1-02|0||||
+            HomePlug.Stations{Role=local} => local|00:00:5E:00:53:01|Vistel|||2.3.1-02|0||||||
             HomePlug.Stations{MacAddress=00:00:5e:00:53:03}.Name => <script>alert("powerline")</script>
             HomePlug.Stations{Role=remote,MacAddress=00:00:5E:00:53:01}.Name =>
             HomePlug.Stations{Name=x%2CRole%3Dlocal%7D%3BSystem.DeviceName}.MacAddress =>
             HomePlug.Stations{Role=local}.Role:format=scalar => local
             HomePlug.Stations{Role=remote}.Role:format=scalar => remote,remote,remote,remote,remote,remote,remote
+            HomePlug.Stations{Role=remote}:format=count;HomePlug.Stations{Role=x}:format=count => 7|0
             HomePlug.Stations{Name=%22%3E%3Cimg%20src%3Dx%20onerror%3Dalert%281%29%3E}.MacAddress => 00:00:5E:00:53:07
             HomePlug.Stations{Name=B%C3%BCro%20Gr%C3%B6%C3%9Fe%2C%201%2E%20Stock%3B%20%7BRole%3Dlocal%7D}.MacAddress
               => 00:00:5E:00:53:05
@@ -202,6 +212,7 @@ class Device(ServiceTest):
             HomePlug.Stations{Role=local}.Foo => [1: key 'HomePlug.Stations', 'Foo': There is no such column.]
             System.Led{Role=local} => [1: key 'System.Led': The key is not a table.]
             System.Led:size=2 => [1: key 'System.Led', 'size': There is no such option.]
+            System.Led:format=count => [1: key 'System.Led', 'format': The option does not take this value.]
             System.Led:format=xml => [1: key 'System.Led', 'format': The option does not take this value.]
             HomePlug.SNR:format=scalar => [1: key 'HomePlug.SNR': The device has no such value.]
             HomePlug.SNR{MacAddress=00:00:5E:00:53:01} => [1: key 'HomePlug.SNR': The device has no such value.]

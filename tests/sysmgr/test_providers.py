@@ -56,6 +56,40 @@ class Provider:
 
 
 class Providers(ServiceTest):
+    def test_a_history(self):
+        """It is told while the device is there, and outlives the connection."""
+        columns = "'columns': [{'name': 'Mac', 'type': 'mac'}, {'name': 'Role', 'type': 'text'}, {'name': 'Speed', 'type': 'integer'}]"
+        kept = ", ".join(f"{{'name': '{name}', 'type': 'text'}}" for name in ("Mac", "Here", "AwayAgo", "AwayFor", "SpeedDay"))
+        service = self.service(IMPATIENT, model=model(
+            key("Links", f"table read, 'source': 'links', {columns}"), key("A", "boolean action, 'action': 'restart'"),
+            key("Past", "table read, 'source': {'history': 'Links{Role=remote}', 'row': 'Mac', 'values': ['Speed']}, "
+                        f"'columns': [{kept}]")))
+        offer = "offer|table|links|asked|#Mac;Role;Speed|"
+        gone = "[1: key 'Past': The device has not told this value yet.]"
+        provider, asked = Provider(service, offer), 0
+        self.assertEqual(service.ask("Past"), gone)
+
+        def answer(*cells):
+            nonlocal asked
+            asked += 1
+            self.assertEqual(provider.hear(), f"ask|{asked}|links|||")
+            provider.socket.sendall(netstring(b"".join(map(netstring, [
+                b"answer", str(asked).encode(), b"value", table(("a", "local", ""), *cells)]))))
+
+        answer(("b", "remote", "30"), ("c", "remote", "7"))
+        eventually(lambda: service.ask("Past") == "b|1|||M287,-30H288/c|1|||M287,-7H288")
+        service.clock(steady=1310)
+        answer(("c", "remote", "8"))
+        both = "b|0|0|0|M286,-30H287/c|1|||M286,-7H287V-8H288"
+        eventually(lambda: service.ask("Past") == both)
+        provider.socket.close()
+        eventually(lambda: service.ask("Past") == gone)
+        service.clock(steady=1490)
+        provider, asked = Provider(service, offer, name="again"), 0
+        answer(("b", "remote", "1"))
+        eventually(lambda: service.ask("Past{Mac=b}") == "b|1|0|3|M286,-30H287V-1H288")
+        self.expect(service, "set A=1 =>\n Past =>")
+
     def test_offers(self):
         service = self.service(model=MODEL)
         first = Provider(service, "offer|value|taken|pushed||")
