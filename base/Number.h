@@ -23,12 +23,17 @@ template <typename Number>
 bool TakeDecimal(std::string_view& text, Number& number) {
   static_assert(std::is_unsigned_v<Number>, "no sign is accepted");
   constexpr Number kHighest = std::numeric_limits<Number>::max();
+  constexpr std::size_t kSafeDigits = std::numeric_limits<Number>::digits10;
   Number value = 0;
   std::size_t size = 0;
   for (; size < text.size() && IsAsciiDigit(text[size]); ++size) {
     const auto digit = static_cast<Number>(text[size] - '0');
     if (size > 0 && value == 0) return false;
-    if (value > kHighest / 10 || (value == kHighest / 10 && digit > kHighest % 10)) return false;
+    // Fewer digits always fit.
+    if (size >= kSafeDigits &&
+        (value > kHighest / 10 || (value == kHighest / 10 && digit > kHighest % 10))) {
+      return false;
+    }
     value = static_cast<Number>(value * 10 + digit);
   }
   if (size == 0) return false;

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/Characters.h"
+
 namespace Utf8 {
 
 // The number of bytes of the character that `text` begins with; 0 if it is malformed.
@@ -48,6 +50,11 @@ inline bool IsControl(std::string_view character) {
 // Appends the text, with "?" instead of each control character and each byte outside a character.
 inline void AppendSafe(std::string& out, std::string_view text) {
   while (!text.empty()) {
+    const auto other = std::find_if_not(text.begin(), text.end(), IsAsciiPrintable);
+    const auto plain = static_cast<std::size_t>(other - text.begin());
+    out += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) break;
     const std::size_t size = CharacterSize(text);
     if (size == 0 || IsControl(text.substr(0, size))) {
       out += '?';

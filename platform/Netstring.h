@@ -19,6 +19,12 @@ inline constexpr std::size_t kMaxOverheadBytes = kMaxLengthDigits + 2;
 // Appends `bytes` as a netstring to `out`.
 void Append(std::string& out, std::string_view bytes);
 
+// The size of the netstring for so many bytes.
+std::size_t SizeFor(std::size_t bytes);
+
+// Writes `bytes` as a netstring to `out`, where there must be room for it. Returns its end.
+char* Write(char* out, std::string_view bytes);
+
 enum class Status {
   kWhole,      // `text` begins with a netstring
   kPartial,    // more bytes may complete one; those so far are correct

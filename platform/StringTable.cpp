@@ -64,14 +64,14 @@ bool StringTable::Read(std::string&& text, StringTable& table) {
 }
 
 bool StringTable::ReadSerialized() {
-  if (!buffer_.empty() && buffer_[0] == kFrameByte) return ReadFrame();
+  if (!IsBare(buffer_)) return ReadFrame();
   rows_ = columns_ = 1;
   cells_.push_back({0, static_cast<std::uint32_t>(buffer_.size())});
   return true;
 }
 
 bool StringTable::IsSerialized(std::string_view text) {
-  if (text.empty() || text[0] != kFrameByte) return true;
+  if (IsBare(text)) return true;
   unsigned columns = 0;
   unsigned rows = 0;
   if (!TakeCounts(text, columns, rows)) return false;
@@ -130,17 +130,18 @@ void StringTable::AddCells(const std::vector<std::string_view>& cells) {
   ++rows_;
 }
 
-std::string StringTable::Serialize() const {
-  if (rows_ == 1 && columns_ == 1) {
-    const std::string_view cell = View(0, 0);
-    if (cell.empty() || cell[0] != kFrameByte) return std::string(cell);
-  }
+bool StringTable::IsBare(std::string_view cell) {
+  return cell.empty() || cell[0] != kFrameByte;
+}
+
+std::string StringTable::FrameStart(unsigned columns, unsigned rows) {
   std::string text(1, kFrameByte);
-  AppendNumber(text, columns_);
-  AppendNumber(text, rows_);
-  text.reserve(text.size() + buffer_.size() + cells_.size() * Netstring::kMaxOverheadBytes);
-  for (const Cell& cell : cells_) {
-    Netstring::Append(text, std::string_view(buffer_).substr(cell.offset, cell.size));
-  }
+  AppendNumber(text, columns);
+  AppendNumber(text, rows);
   return text;
+}
+
+std::string StringTable::Serialize() const {
+  return Serialize(columns_, rows_,
+                   [this](unsigned row, unsigned column) { return View(row, column); });
 }

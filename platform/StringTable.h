@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Netstring.h"
+
 class StringTable {
  public:
   enum ConstructionType : int {
@@ -58,11 +60,34 @@ class StringTable {
 
   std::string Serialize() const;
 
+  // The same for cells that stand elsewhere: `cell(row, column)` gives each as a std::string_view.
+  template <typename CellAt>
+  static std::string Serialize(unsigned columns, unsigned rows, const CellAt& cell) {
+    std::string text;
+    if (rows == 1 && columns == 1 && IsBare(cell(0, 0))) return text.assign(cell(0, 0));
+    text = FrameStart(columns, rows);
+    std::size_t size = text.size();
+    for (unsigned row = 0; row < rows; ++row) {
+      for (unsigned i = 0; i < columns; ++i) size += Netstring::SizeFor(cell(row, i).size());
+    }
+    const std::size_t start = text.size();
+    text.resize(size);
+    char* end = &text[start];
+    for (unsigned row = 0; row < rows; ++row) {
+      for (unsigned i = 0; i < columns; ++i) end = Netstring::Write(end, cell(row, i));
+    }
+    return text;
+  }
+
  private:
   struct Cell {
     std::uint32_t offset;  // into buffer_
     std::uint32_t size;
   };
+
+  // A single cell that is serialised as it is, without a frame.
+  static bool IsBare(std::string_view cell);
+  static std::string FrameStart(unsigned columns, unsigned rows);
 
   void Construct(ConstructionType type);
   bool ReadSerialized();

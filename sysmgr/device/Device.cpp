@@ -112,18 +112,14 @@ std::size_t Device::Collection::BytesFrom(std::size_t first) const {
 }
 
 // Shorter columns are filled up with empty cells.
-StringTable Device::Collection::MakeTable() const {
+std::string Device::Collection::Serialize() const {
   std::size_t height = 0;
   for (const auto& column : columns) height = std::max(height, column.size());
-  StringTable table(static_cast<unsigned>(columns.size()));
-  std::vector<std::string_view> cells(columns.size());
-  for (std::size_t row = 0; row < height; ++row) {
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      cells[c] = row < columns[c].size() ? columns[c][row] : std::string_view();
-    }
-    table.AddCells(cells);
-  }
-  return table;
+  return StringTable::Serialize(static_cast<unsigned>(columns.size()),
+                                static_cast<unsigned>(height), [this](unsigned row, unsigned c) {
+                                  return row < columns[c].size() ? columns[c][row]
+                                                                 : std::string_view();
+                                });
 }
 
 Outcome Device::AppendTable(const Item& item, Collection& collection, bool& isMissing) {
@@ -283,7 +279,7 @@ Outcome Device::AppendKey(std::string_view text, std::string_view client, const 
 }
 
 Outcome Device::Query(const StringTable& keys, std::string_view client, const Answers& answers,
-                      StringTable& answer, std::vector<unsigned>& missing) {
+                      std::string& answer, std::vector<unsigned>& missing) {
   missing.clear();
   if (keys.Rows() == 0 || keys.Columns() != 1) return Sentence::kNoKeys;
   if (keys.Rows() > kMaxKeysPerRequest) {
@@ -292,7 +288,7 @@ Outcome Device::Query(const StringTable& keys, std::string_view client, const An
   Collection collection;
   Outcome outcome = Collect(keys, client, answers, collection, missing);
   if (outcome.IsSuccess() && missing.empty()) {
-    answer = collection.MakeTable();
+    answer = collection.Serialize();
   } else {
     for (const auto& [row, given] : answers) unlink(given.file.c_str());
     // The client never learns these paths.

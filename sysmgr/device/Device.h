@@ -45,11 +45,11 @@ class Device {
   Device(Settings& settings, const Sources& sources)
       : model_(settings.Definitions()), settings_(settings), sources_(sources) {}
 
-  // Answers a table of keys. When one of them can't be answered, the outcome is about that key and
-  // `answer` is unspecified. It is also unspecified when `missing` has rows afterwards: call Ask
-  // for each of these keys, and then Query again with the answers.
+  // Answers a table of keys with a serialised table. When one of them can't be answered, the
+  // outcome is about that key and `answer` is unspecified. It is also unspecified when `missing`
+  // has rows afterwards: call Ask for each of these keys, and then Query again with the answers.
   Outcome Query(const StringTable& keys, std::string_view client, const Answers& answers,
-                StringTable& answer, std::vector<unsigned>& missing);
+                std::string& answer, std::vector<unsigned>& missing);
 
   // Asks providers for the keys that Query has found missing, and calls `done` once, perhaps from
   // within, when all have answered. Keys and answers must stay until then.
@@ -80,7 +80,7 @@ class Device {
     void JoinFrom(std::size_t first);
     void CountFrom(std::size_t first);
     std::size_t BytesFrom(std::size_t first) const;
-    StringTable MakeTable() const;
+    std::string Serialize() const;
   };
 
   // One key of a query.

@@ -109,24 +109,22 @@ Dispatcher::Progress Dispatcher::Answer(std::string_view payload, std::string& o
 }
 
 void Dispatcher::Query(const std::shared_ptr<Request>& request) {
-  StringTable answer;
+  std::string reply;
   std::vector<unsigned> missing;
-  Outcome outcome =
-      device_.Query(request->keys, request->client, request->answers, answer, missing);
+  Outcome outcome = device_.Query(request->keys, request->client, request->answers, reply, missing);
   if (outcome.IsSuccess() && !missing.empty()) {
     device_.Ask(request->keys, request->client, missing, request->answers,
                 [this, request] { Query(request); });
     return;
   }
   if (outcome.IsSuccess()) {
-    const std::string reply = answer.Serialize();
     if (Head(kOk, reply.size()).size() + reply.size() + 1 <= kMaxAnswerBytes) {
       request->Finish(kOk, reply);
       return;
     }
     outcome = {Sentence::kAnswerTooLarge, {std::to_string(kMaxAnswerBytes)}};
   }
-  const std::string reply = outcome.Record();
+  reply = outcome.Record();
   Log::WriteAboutClient("query of client '" + std::string(Shorten(request->client)) + "' " +
                         Verb(outcome) + ": " + reply);
   request->Finish(kRefused, reply);
