@@ -18,6 +18,7 @@ import threading
 import time
 import unittest
 import urllib.parse
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from web_servers import HOST, ROOT, SOURCE, UPLOAD, Server, parse, program, spellings
@@ -30,10 +31,6 @@ FORM = "application/x-www-form-urlencoded"
 REFUSED = (403, 404)
 LARGEST_FILE_BYTES = 6291455
 PASSWORD = "correct horse: battery"
-
-
-def setUpModule():
-    subprocess.run(["cmake", "--install", ROOT.parent], check=True, stdout=subprocess.DEVNULL)
 
 
 class Requests:
@@ -336,14 +333,6 @@ class Requests:
         self.assertEqual([server.request("/?_file=fs", Authorization=basic("admin", word))[0]
                           for word in (PASSWORD, "another good one")], [401, 200])
 
-    def test_slow_clients(self):
-        """The short form of bench/slow-clients."""
-        for what in slow_clients.BEGINNINGS:
-            answers = slow_clients.others_wait(self.server.port, what, 3)
-            self.assertEqual({status for _, status in answers}, {200}, what)
-            self.assertLess(max(answers)[0], 2, what)
-        self.assertLessEqual({status for _, status in slow_clients.at_once(self.server.port)}, {200, 503})
-
     def test_start(self):
         """No password, no server; and TLS where the server speaks it, without HTTP/2."""
         for environment, complaint in (({"VISTEL_OPEN": ""}, "there is no password in"),
@@ -389,3 +378,22 @@ class Apache(Requests, unittest.TestCase):
 
 class Busybox(Requests, unittest.TestCase):
     name, headers_on_errors, serves_dotfiles, own_403, speaks_tls = "busybox", False, True, False, False
+
+
+class SlowClients(unittest.TestCase):
+    """The short form of bench/slow-clients, which mostly waits: with all servers at once."""
+
+    def check(self, name):
+        server = Server(name)
+        try:
+            for what in slow_clients.BEGINNINGS:
+                answers = slow_clients.others_wait(server.port, what, 3)
+                self.assertEqual({status for _, status in answers}, {200}, (name, what))
+                self.assertLess(max(answers)[0], 2, (name, what))
+            self.assertLessEqual({status for _, status in slow_clients.at_once(server.port)}, {200, 503}, name)
+        finally:
+            server.stop()
+
+    def test_slow_clients(self):
+        with ThreadPoolExecutor() as pool:
+            list(pool.map(self.check, (kind.name for kind in Requests.__subclasses__())))

@@ -3,6 +3,7 @@
 A web server of deploy/ as a process with a scratch folder, and the program's way to read a query,
 written a second time. The rule: each server has a port of its own, and ends by its process id.
 """
+import functools
 import http.client
 import itertools
 import os
@@ -36,6 +37,7 @@ def digit(byte):
     return 0
 
 
+@functools.cache
 def spellings(character):
     printable = [chr(code) for code in range(0x21, 0x7F) if chr(code) not in "#%"]
     return [character] + ["%" + high + low for high, low in itertools.product(printable, repeat=2)
