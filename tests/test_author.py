@@ -64,10 +64,11 @@ class Tool(Program):
 
 
 def ways(sections):
-    """Whether a request can be written with the tool's options: no body, no file or process limits."""
-    kinds = {kind for kind, *_ in sections}
+    """Whether a request can be written with the tool's options: no body, no file or process limits. The tool
+    reads no standard input, so a closed one is the same."""
+    kinds = {kind for kind, argument, _ in sections if (kind, argument) != ("closed", "0")}
     request = "\n".join(text for kind, _, text in sections if kind in ("request", "fields"))
-    return not kinds & {"body", "closed", "limit", "uploaded"} and "sys" not in request and (
+    return not kinds & {"body", "closed", "limit", "uploaded"} and ":sys:" not in request and (
         "REQUEST_METHOD=GET\n" in request + "\n" or "request" not in kinds)
 
 
