@@ -5,6 +5,7 @@ for every page of the site with a device's values.
 """
 import itertools
 import json
+import os
 import random
 import re
 import shlex
@@ -24,7 +25,8 @@ MODEL = SOURCE / "sysmgr/model.json"
 ENVIRONMENT = {"PATH": "/usr/bin:/bin", "ASAN_OPTIONS": "detect_leaks=0"}  # a library of others leaks
 NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
 LEAST_CASES = 100
-PAGES = 60
+# Templates that are made at random; the environment may ask for others, and for more of them.
+PAGES, SEED = (int(os.environ.get(name, number)) for name, number in (("VISTEL_TEMPLATES", 60), ("VISTEL_SEED", 1)))
 
 PO = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n' + "".join(
     f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert')))
@@ -177,15 +179,18 @@ class AnyInput(unittest.TestCase):
     TOKENS = ["<~ ", " ~>", "`", "+ ", "- ", "set `a` ", "get `a`", "trans ", "query `System.Log` ", "do ", "rowcount ",
               "raw ", "json ", "if ${a} eq `b` then ", "else ", "gt ", "${a}", "${a htmlesc}", "text\n", "$", "${", "~", "<",
               "\0", "<~ + `x` ~>", "<~ set `a` `b` ~>", "<~ include `foot.wgl` ~>", "<~ include `none.wgl` ~>",
-              "<~ query `System.Log` do `${01}` ~>", "<~ if ${a} eq `b` then `c` else `d` ~>"]
+              "\r\n", "\\", "ne ", "x` ", "${01}", "${ROW}", "<~ - `c` ~>", "<~ include `/foot.wgl` ~>", "<~ include `../x` ~>",
+              "<~ include `` ~>", "<~ set `a` <~ include `foot.wgl` ~> ~>", "<~ query `` ~>", "<~ query ${a} ~>",
+              "<~ query `System.Led` do `<~ query `System.Log` do `${01B}` ~>` ~>", "<~ query `System.Log` do `${01}` ~>",
+              "<~ if ${a} eq `b` then `c` else `d` ~>"]
 
     def test_both_find_the_same_errors(self):
-        choose = random.Random(20261123)
+        choose = random.Random(SEED)
         with tempfile.TemporaryDirectory() as folder:
             root = Path(folder)
             (root / "foot.wgl").write_text("foot")
             for number in range(PAGES):
-                tokens = choose.choices(self.TOKENS[-7:] if number % 2 else self.TOKENS, k=choose.randint(1, 8))
+                tokens = choose.choices(self.TOKENS[-16:] if number % 2 else self.TOKENS, k=choose.randint(1, 8))
                 (root / f"{number}.wgl").write_text("".join(tokens))
             answered = run([VISTEL, "check", "--root", root, "--model", MODEL, "--format", "json"], ENVIRONMENT)
             findings = list(map(json.loads, answered.output.splitlines()))
