@@ -379,6 +379,17 @@ class Apache(Requests, unittest.TestCase):
 class Busybox(Requests, unittest.TestCase):
     name, headers_on_errors, serves_dotfiles, own_403, speaks_tls = "busybox", False, True, False, False
 
+    def test_pages_about_errors_hold_their_styles(self):
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        for name, content in (("styles/s.css", "p {}\n"), ("styles/s.js", "f();\n"), ("errors/401.html", (
+                '<link rel="stylesheet" href="/styles/s.css">\n<script src="/styles/s.js" defer></script>\n<p>No.\n</body>\n'))):
+            Path(folder, name).parent.mkdir(exist_ok=True)
+            Path(folder, name).write_text(content)
+        os.chmod(folder, 0o755)
+        server = Server(self.name, PASSWORD, VISTEL_WWW=folder)
+        self.addCleanup(server.stop)
+        self.assertEqual(server.request("/")[2], b"<style>\np {}\n</style>\n<p>No.\n<script>\nf();\n</script>\n</body>\n")
+
 
 class SlowClients(unittest.TestCase):
     """The short form of bench/slow-clients, which mostly waits: with all servers at once."""
