@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sysmgr/device/History.h"
 
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -40,9 +41,9 @@ void History::Sample(Device& device) {
 }
 
 void History::Take(Record& record, Device& device) {
-  StringTable answer;
+  std::string text;
   std::vector<unsigned> missing;
-  const Outcome outcome = device.Query(record.question, kNobody, record.answers, answer, missing);
+  const Outcome outcome = device.Query(record.question, kNobody, record.answers, text, missing);
   if (outcome.IsSuccess() && !missing.empty()) {
     device.Ask(record.question, kNobody, missing, record.answers,
                [this, &record, &device] { Take(record, device); });
@@ -51,6 +52,7 @@ void History::Take(Record& record, Device& device) {
   record.isAsking = false;
   record.isKnown = outcome.IsSuccess();
   if (!record.isKnown) return;
+  const StringTable answer(std::move(text), StringTable::kSerialized);
   std::vector<LiveRow> rows(answer.Rows(), LiveRow(answer.Columns()));
   for (unsigned row = 0; row < answer.Rows(); ++row) {
     for (unsigned column = 0; column < answer.Columns(); ++column) {
