@@ -32,6 +32,9 @@ after(closeBrowser);
 
 const submit = (page, selector) => Promise.all([page.waitForNavigation(patient), page.click(selector)]);
 const text = (page, selector) => page.textContent(selector).then((found) => found.trim());
+const assertEventually = async (isTrue) => {
+  for (let tries = 0; !await isTrue(); tries += 1) assert.ok(tries < 30);
+};
 const picture = (page, name) => page.screenshot({ path: path.join(screenshots, `${name}.png`), fullPage: true });
 const configuration = () => valueOf('System.ConfigShow');
 
@@ -242,19 +245,63 @@ live('live values: refreshed without a reload, not while hidden, and said when t
   await refreshed('#offline[hidden]');
 });
 
+// From the first glance at home to a better socket, on a phone.
+inBrowser('home says what is weak, its page what helps, and measures again meanwhile', {
+  viewport: { width: widths.phone, height: 844 },
+}, async (page) => {
+  await page.clock.install();
+  await page.goto(url('home', 'en'));
+  assert.match(await text(page, 'h1'), /^All 7 adapters are connected\.$/);
+  assert.match(await text(page, '#weak-label'), /^Two are weak:$/);
+  const firstRow = await page.locator('#stations tbody tr').first().boundingBox();
+  assert.ok(firstRow.y + firstRow.height < 844, 'the first adapter is on the first screen');
+  assert.ok((await page.locator('header').boundingBox()).height < 60, 'the head is one line');
+  // A name from a stranger is shown as it is; its line of the day arrives within a few seconds.
+  await assertEventually(async () => {
+    await page.reload();
+    return await page.$$eval('.line', (lines) => lines.length > 6 && lines.every((line) => line.getBBox().width > 0));
+  });
+  for (const scheme of ['light', 'dark']) {
+    await page.emulateMedia({ colorScheme: scheme });
+    assert.deepEqual(await accessibilityFaults(page), []);
+  }
+  const name = await text(page, '#weak a');
+  await submit(page, '#weak a');
+  assert.equal(await text(page, 'h1'), name);
+  assert.match(await text(page, '.verdict'), /^(Very weak|Weak)$/);
+  assert.match(await text(page, '#advice'), /straight into the wall[^]*retransmitted/);
+  const [bands, outlines] = [page.locator('table:has(caption:text("Signal-to-noise ratio")) tbody tr'), page.locator('.spectrum path')];
+  assert.deepEqual([await bands.count(), await outlines.count()], [6, 6]);
+  assert.match(await bands.last().textContent(), /25–30 MHz\d+(\.\d)? dB(Very weak|Weak)/);
+  assert.match(await text(page, '#absence'), /not been away/);
+  assert.ok(await page.$$eval('.chart path', (paths) => paths.every((path) => path.getBBox().width > 0)));
+  assert.deepEqual(await accessibilityFaults(page), []);
+  await picture(page, 'weak-phone');
+  await page.evaluate(() => { globalThis.kept = true; });
+  const measured = await text(page, '#gauge');
+  while (await text(page, '#gauge') === measured) {
+    await page.clock.runFor(6000);
+    await page.waitForTimeout(200);
+  }
+  assert.ok(await page.evaluate(() => globalThis.kept));
+  // A good one needs no advice.
+  await page.goto(url('station', 'en', `&mac=${mac}`));
+  assert.equal(await page.locator('#advice').count(), 0);
+});
+
 live('the table of stations is live, and sorts by each column, names as text', 'powerline', async (page, refreshed) => {
   const count = await page.locator('#stations tbody tr').count() + 1;
   control('set', 'HomePlug.AddStation=QRST-UVWX-YZAB-CDEF');
   await refreshed(`#stations tbody tr:nth-child(${count})`);
   const byText = (a, b) => a.localeCompare(b, 'en', { numeric: true });
   const byNumber = (a, b) => a - b;
-  for (const [index, compare] of [byText, byText, byNumber, byNumber, byText].entries()) {
+  for (const [index, compare] of [byText, byText, byNumber, byNumber, byNumber, byNumber, byText].entries()) {
     const head = `#stations th:nth-child(${index + 1})`;
     for (const [sign, order] of [[1, 'ascending'], [-1, 'descending']]) {
       await page.click(`${head} button`);
       assert.equal(await page.getAttribute(head, 'aria-sort'), order);
       const cells = await page.$$eval(`#stations tbody tr > :nth-child(${index + 1})`,
-        (found) => found.map((cell) => (cell.querySelector('span') ?? cell).textContent.trim()));
+        (found) => found.map((cell) => cell.dataset.rank ?? (cell.querySelector('span') ?? cell).textContent.trim()));
       assert.equal(cells.length, count);
       assert.deepEqual(cells, [...cells].sort((a, b) => sign * compare(a, b)));
       if (index === 0) assert.ok(cells.includes('"><img src=x onerror=alert(1)>'));
@@ -287,6 +334,7 @@ inBrowser('both charts have their size, their axes and their bars', {}, async (p
   const range = (first, last) => Array.from({ length: last + 1 - first }, (_, at) => first + at);
   for (const [name, id, top] of [['station', 'snr', 60], ['power', 'power', 55]]) {
     await page.goto(url(name, 'en', pages[name]));
+    await page.click('details:has(.picture) summary');
     const { shown, natural, axes, heights, greens } = await page.$eval(`#${id}`, (image) => {
       const [width, height] = [image.naturalWidth, image.naturalHeight];
       const context = new OffscreenCanvas(width, height).getContext('2d');

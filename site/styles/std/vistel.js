@@ -35,24 +35,29 @@
 
   const formats = {
     duration: (value) => duration(Number(value)),
+    minutes: (value) => duration(60 * Number(value)),
     number: (value) => new Intl.NumberFormat(language).format(Number(value)),
   };
 
   function formatted(element, value) {
     const format = formats[element.dataset.format];
-    return format && /^\d+(\.\d+)?$/.test(value) ? format(value) : value;
+    return format && /^-?\d+(\.\d+)?$/.test(value) ? format(value) : value;
   }
 
-  for (const element of document.querySelectorAll('[data-format]')) {
-    const value = element.dataset.value ?? (element.textContent.match(/^\d+/) ?? [''])[0];
-    if (value !== '') show(element, formatted(element, value));
+  function formatAll(within) {
+    for (const element of within.querySelectorAll('[data-format]')) {
+      const value = element.dataset.value ?? (element.textContent.match(/^\d+/) ?? [''])[0];
+      if (value !== '') show(element, formatted(element, value));
+    }
   }
+  formatAll(document);
 
   // ---- the table of stations
 
   const table = byId('stations');
   const body = table?.tBodies[0];
   const model = body?.rows[0]?.cloneNode(true);
+  const qualities = ['very-weak', 'weak', 'good', 'very-good'];
   let order = null;    // {column, kind, sign}
 
   function sortRows() {
@@ -60,7 +65,7 @@
     if (!order || body.contains(document.activeElement)) return;
     const text = (row) => {
       const cell = row.cells[order.column];
-      return (cell.querySelector('span') ?? cell).textContent.trim();
+      return cell.dataset.rank ?? (cell.querySelector('span') ?? cell).textContent.trim();
     };
     const compare = order.kind === 'number'
       ? (a, b) => Number(text(a)) - Number(text(b))
@@ -87,15 +92,18 @@
       head.replaceChildren(button);
     }
   }
-  if (table) makeSortable();
+  if (table?.dataset.sortHint) makeSortable();
 
   function fillRow(row, station) {
-    for (const name of ['name', 'mac', 'tx', 'rx', 'firmware']) {
-      for (const element of row.getElementsByClassName(name)) {
-        show(element, station[name]);
-        if (element instanceof HTMLMeterElement) element.value = Number(station[name]);
-      }
+    for (const name of ['name', 'mac', 'tx', 'rx', 'repeated', 'firmware']) {
+      for (const element of row.getElementsByClassName(name)) show(element, station[name]);
     }
+    for (const element of row.getElementsByClassName('quality')) {
+      element.className = `quality ${station.quality}`;
+      show(element, body.getAttribute(`data-${station.quality}`) ?? '–');
+      element.parentElement.dataset.rank = 1 + qualities.indexOf(station.quality);
+    }
+    row.querySelector('use')?.setAttribute('href', `#line-${station.mac}`);
   }
 
   function newRow(mac) {
@@ -109,7 +117,25 @@
     return row;
   }
 
+  // Replaces what has data-fresh by what the page at that address has now, which the server has escaped and translated.
+  async function freshen() {
+    for (const old of document.querySelectorAll('[data-fresh]')) {
+      if (old.contains(document.activeElement)) continue;
+      const response = await fetch(old.dataset.fresh, {cache: 'no-store', signal: AbortSignal.timeout(answerMilliseconds)});
+      const page = new DOMParser().parseFromString(await response.text(), 'text/html');
+      const now = page.getElementById(old.id);
+      if (!now) throw new Error('no values');
+      formatAll(now);
+      if (now.innerHTML !== old.innerHTML) old.replaceChildren(...now.childNodes);
+    }
+  }
+
+  let shown = null;
   function showStations(stations) {
+    // What the first words of the page are about: they come anew when that has changed.
+    const state = stations.map((station) => `${station.mac} ${station.name} ${qualities.indexOf(station.quality) < 2}`).sort().join();
+    if (byId('answer') && shown !== null && state !== shown) freshen();
+    shown = state;
     if (!model) {
       // The page came without a table, and a script can't make all of one.
       if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.reload();
@@ -168,7 +194,8 @@
     asking = true;
     try {
       const started = new Date();
-      showValues(await ask());
+      if (byId('gauge')) await freshen();
+      else showValues(await ask());
       since = started;
       byId('offline').hidden = true;
       byId('live').hidden = false;
