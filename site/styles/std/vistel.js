@@ -130,12 +130,19 @@
     }
   }
 
+  const maxRenewals = 3;
+  let renewals = 0;
   let shown = null;
   function showStations(stations) {
-    // What the first words of the page are about: they come anew when that has changed.
+    // What the first words of the page are about: they come anew when that has changed, and once
+    // more when the device has noticed who is away. Without them, the table is right all the same.
     const state = stations.map((station) => `${station.mac} ${station.name} ${qualities.indexOf(station.quality) < 2}`).sort().join();
-    if (byId('answer') && shown !== null && state !== shown) freshen();
+    if (shown !== null && state !== shown) renewals = maxRenewals;
     shown = state;
+    if (byId('answer') && renewals > 0) {
+      renewals -= 1;
+      freshen().catch(() => {});
+    }
     if (!model) {
       // The page came without a table, and a script can't make all of one.
       if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.reload();
