@@ -25,11 +25,23 @@ asRoot() {
   if [[ $EUID -eq 0 ]]; then "$@"; else sudo "$@"; fi
 }
 
+# The services among these packages must not start at the next start of the machine either. Packages enable them
+# also where systemd doesn't run.
+keepServicesOff() {
+  local service
+  for service in "${services[@]}"; do
+    if [[ " $* " != *" $service "* || ! -e /etc/init.d/$service ]]; then continue; fi
+    asRoot update-rc.d "$service" disable >>build/packages.log 2>&1 || true
+    asRoot rm -f -- /etc/systemd/system/*.wants/"$service".{service,socket}
+    if compgen -G "/etc/rc[2-5].d/S*$service" >/dev/null; then fail "$service stays enabled, see build/packages.log"; fi
+  done
+}
+
 # installMissing PACKAGE[:COMMAND] ...
 # With a command, installs the package only if nothing else provides the command. Runs in a
 # subshell, whose end removes the policy file.
 installMissing() (
-  local package service there missing=() log=build/packages.log
+  local package there missing=() log=build/packages.log
   # The package may be installed for another architecture only.
   there=" $(dpkg-query -W -f='${db:Status-Status} ${Architecture} ${Package}\n' 2>/dev/null |
     sed -nE "s/^installed (all|$(dpkg --print-architecture)) //p" | tr '\n' ' ')" || true
@@ -49,8 +61,11 @@ installMissing() (
   # Debian would start a web server that is open to the network; only the programs are needed.
   trap 'exit 130' INT
   trap 'exit 143' TERM
-  if [[ ! -e $policy ]]; then
-    trap 'asRoot rm -f -- "$policy"' EXIT
+  # However the installation ends.
+  if [[ -e $policy ]]; then
+    trap 'keepServicesOff "${missing[@]}"' EXIT
+  else
+    trap 'asRoot rm -f -- "$policy"; keepServicesOff "${missing[@]}"' EXIT
     printf '#!/bin/sh\nexit 101\n' | asRoot tee "$policy" >/dev/null
     asRoot chmod 755 "$policy"
   fi
@@ -59,13 +74,6 @@ installMissing() (
     asRoot env DEBIAN_FRONTEND=noninteractive \
       apt-get -q -y --no-install-recommends install "${missing[@]}"
   } >"$log" 2>&1 </dev/null || { cat -- "$log" >&2; fail 'apt-get failed'; }
-  # The services must not start at the next start of the machine either.
-  for service in "${services[@]}"; do
-    if [[ " ${missing[*]} " == *" $service "* ]]; then
-      asRoot update-rc.d "$service" disable >>"$log" 2>&1 || fail "$service stays enabled, see $log"
-      asRoot rm -f -- /etc/systemd/system/*.wants/"$service".socket
-    fi
-  done
 )
 
 # The cache of a moved or copied tree points to its old place, so CMake has to begin anew.
