@@ -46,6 +46,21 @@ foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AU
 endforeach()
 
 # The messages file of the locale C.utf8 is the same on every little-endian machine, so a cross build
-# installs the build machine's.
+# installs the build machine's; for a big-endian one, with its numbers turned around.
 set(VISTEL_NEUTRAL_LOCALE "/usr/lib/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES" CACHE FILEPATH
     "The C.utf8 locale's messages file, installed beside the catalogues")
+set(VISTEL_INSTALLED_LOCALE "${VISTEL_NEUTRAL_LOCALE}")
+if(CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN" AND EXISTS "${VISTEL_NEUTRAL_LOCALE}")
+  # A magic number, the number of texts, the place of each, and then the texts.
+  file(READ "${VISTEL_NEUTRAL_LOCALE}" bytes HEX)
+  string(SUBSTRING "${bytes}" 8 2 texts)
+  if(bytes MATCHES "^10110320${texts}000000")
+    math(EXPR numbers "(2 + 0x${texts}) * 8")
+    string(SUBSTRING "${bytes}" 0 ${numbers} numbered)
+    string(SUBSTRING "${bytes}" ${numbers} -1 rest)
+    string(REGEX REPLACE "(..)(..)(..)(..)" "\\4\\3\\2\\1" bytes "${numbered}")
+    string(REGEX REPLACE "(..)" "\\\\x\\1" bytes "${bytes}${rest}")
+    set(VISTEL_INSTALLED_LOCALE "${PROJECT_BINARY_DIR}/SYS_LC_MESSAGES")
+    execute_process(COMMAND bash -c "printf '${bytes}'" OUTPUT_FILE "${VISTEL_INSTALLED_LOCALE}" COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endif()

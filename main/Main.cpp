@@ -124,7 +124,7 @@ int Finish() {
 
 int main(int count, char** arguments) {
   if (count == 2 && IsRunByHand() && std::strcmp(arguments[1], "--version") == 0) {
-    return std::puts("vistel.cgi " VISTEL_VERSION) < 0 || std::fflush(stdout) != 0 ? 2 : 0;
+    return std::puts(VISTEL_PROGRAM " " VISTEL_VERSION) < 0 || std::fflush(stdout) != 0 ? 2 : 0;
   }
   OccupyStandardOutput();
   LimitProcess();

@@ -120,6 +120,8 @@ class Images : public testing::Test {
 }  // namespace
 
 TEST_F(Images, Values) {
+  // The last byte of a double is its sign and exponent, or the least of its digits.
+  constexpr bool kLastByteCounts = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
   const std::vector<double> all(1155, 10);
   const struct {
     bool snr;
@@ -147,7 +149,7 @@ TEST_F(Images, Values) {
       {true, Bytes(std::vector<double>(1154)) + Bytes({7.77}), UpTo(577, 0, 77)},
       {true, Bytes(all) + Bytes({30, 30}), UpTo(577, 100, 100)},
       {true, "\xff\xff\xff\xff\xff\xff\xff", {}},
-      {true, Bytes({20, 20, 20, 20}).substr(0, 31), {200, 100}},
+      {true, Bytes({20, 20, 20, 20}).substr(0, 31), {200, kLastByteCounts ? 100U : 200U}},
   };
   for (const auto& row : rows) {
     peer_.otherwise = AnswerOf("0", row.snr ? folder_.Write("values", row.values) : row.values);

@@ -11,14 +11,32 @@
 
 std::vector<std::string> gSystemLog;
 
-// Replaces that of the C library.
-extern "C" void syslog(int priority, const char* format, ...) {
+namespace {
+
+void Log(int priority, const char* format, va_list arguments) {
   char line[4096];
+  std::vsnprintf(line, sizeof line, format, arguments);
+  gSystemLog.push_back((priority == LOG_ERR ? "" : std::to_string(priority) + " ") + line);
+}
+
+}  // namespace
+
+// These replace those of the C library: the second is what a hardened program calls.
+extern "C" void syslog(int priority, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
+  Log(priority, format, arguments);
   va_end(arguments);
-  gSystemLog.push_back((priority == LOG_ERR ? "" : std::to_string(priority) + " ") + line);
+}
+
+extern "C" void CheckedSyslog(int priority, int flag, const char* format,
+                              ...) __asm__("__syslog_chk");
+extern "C" __attribute__((used)) void CheckedSyslog(int priority, int /*flag*/, const char* format,
+                                                    ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  Log(priority, format, arguments);
+  va_end(arguments);
 }
 
 bool RunOnto(int output, const std::function<void()>& run) {

@@ -242,10 +242,13 @@ class New(unittest.TestCase):
         keys = run([VISTEL, "keys", "--model", MODEL], ENVIRONMENT).output
         self.assertEqual((SOURCE / "docs/keys.md").read_text(), keys, "vistel keys --model sysmgr/model.json >docs/keys.md")
 
-    def test_help_and_manual_page(self):
-        options = set(re.findall("--[a-z]+", run([VISTEL, "--help"], ENVIRONMENT).output))
-        manual = (SOURCE / "docs/vistel.1").read_text().replace("\\-", "-")
-        self.assertEqual(options, set(re.findall("--[a-z]+", manual)))
+    def test_help_and_manual_pages(self):
+        for program, section in ((VISTEL, 1), (SYSMGRD, 8), (SYSMGRD.with_name("sysmgrctl"), 8),
+                                 (BUILD / "simulator/vistel-simulator", 1)):
+            options = set(re.findall("--[a-z-]+", run([program, "--help"], ENVIRONMENT).output))
+            manual = (SOURCE / f"docs/man/{program.name}.{section}.in").read_text().replace("\\-", "-")
+            self.assertEqual(options, set(re.findall("--[a-z-]+", manual)), program.name)
+            self.assertRegex(run([program, "--version"], ENVIRONMENT).output, rf"^{program.name} \d[\d.]+\n$")
 
     def test_watching(self):
         with tempfile.TemporaryDirectory() as root:

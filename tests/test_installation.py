@@ -23,7 +23,7 @@ PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
 SERVERS = "usr/share/vistel/deploy/"
 PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}
-FILES = {"usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
+FILES = {*("usr/share/man/man8/%s.8" % name for name in ("vistel.cgi", "sysmgrd", "sysmgrctl")), "usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
          *("lib/systemd/system/" + unit for unit in ("sysmgrd.service", "vistel-web@.service")), "usr/www/errors/500.html",
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
          *("usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")),

@@ -26,6 +26,8 @@ from program import BUILD, decode, encode, netstring, parts, table  # noqa: E402
 SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
 SIMULATOR = BUILD / "tests/sysmgr/timed-simulator"
 PRODUCT = SOURCE / "sysmgr/model.json"
+# Of the programs; those of a cross build may have another than this machine.
+BYTE_ORDER = ">" if os.environ.get("VISTEL_BYTE_ORDER", sys.byteorder).upper().startswith("BIG") else "<"
 WAIT_SECONDS = 60  # ends a hang, even on a busy machine
 KILLS = int(os.environ.get("VISTEL_TEST_KILLS", 8))
 RANDOM = random.Random(20261122)

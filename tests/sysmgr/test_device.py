@@ -12,7 +12,7 @@ import tempfile
 import urllib.parse
 from contextlib import closing
 
-from service import IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, eventually, key, messages, model, rows
+from service import BYTE_ORDER, IMPATIENT, PRODUCT, SYSMGRD, ServiceTest, encode, eventually, key, messages, model, rows
 
 MODE = key("M", "enumeration read-write, 'values': ['dhcp', 'static'], 'default': 'dhcp'")
 ADDRESS = key("A", "ipv4 read-write, 'optional': true, 'default': ''")
@@ -423,7 +423,7 @@ Key, Type, Access, Limits, Help|a network mask, or empty
         key = "HomePlug.SNR{MacAddress=00:00:5e:00:53:03}:format=scalar"
         file = one.ask(key)
         self.assertRegex(file, f"^{one.folder}/files/snr-")
-        decibels = struct.unpack("1155d", encode(one.read(file)))
+        decibels = struct.unpack(BYTE_ORDER + "1155d", encode(one.read(file)))
         self.assertTrue(0 <= min(decibels) and 10 < max(decibels) <= 60)
         # A failed query leaves no file.
         self.assertEqual(one.ask(";".join([key] * 9)),
