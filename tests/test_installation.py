@@ -4,6 +4,7 @@ Installs the product into a scratch folder and checks the result: the files, the
 program, and that it works with nothing else on the machine.
 """
 import io
+import json
 import os
 import re
 import shutil
@@ -28,6 +29,9 @@ FILES = {*("usr/share/man/man8/%s.8" % name for name in ("vistel.cgi", "sysmgrd"
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
          *("usr/www/locale/%s/LC_MESSAGES/vistel.mo" % language for language in ("de", "en", "fr")),
          *("usr/www/styles/std/img/%s_template.gif" % chart for chart in ("power", "snr"))}
+# A symbol that shows the use of a library, and the library's name in the bill of materials.
+SYMBOLS = {"__libc_start_main": "glibc", "_Unwind_Resume": "gcc", "EGifSpew": "giflib", "sqlite3_step": "sqlite",
+           "event_base_new": "libevent", "XML_Parse": "expat", "sodium_init": "libsodium", "crypt": "libxcrypt"}
 SITE_BYTES = 64 * 1024  # of a device's flash
 
 
@@ -71,6 +75,33 @@ class Installation(unittest.TestCase):
         with tarfile.open(fileobj=archive, mode="w:xz") as site:
             site.add(self.root / "usr/www", "www")
         self.assertLess(len(archive.getvalue()), SITE_BYTES)
+
+    def test_bill_of_materials(self):
+        """What it lists is what the programs' symbols show, and has a licence and a notice."""
+        bill = json.loads((BUILD / "sbom.spdx.json").read_text())
+        packages = {package["name"]: package for package in bill["packages"]}
+        for program, folder in (("vistel.cgi", "main"), ("sysmgrd", "sysmgr"), ("sysmgrctl", "sysmgr")):
+            symbols = set(re.findall(r" (\w+)(?:@.*)?$", command("nm", BUILD / folder / program), re.M))
+            listed = {relation["relatedSpdxElement"].removeprefix("SPDXRef-") for relation in bill["relationships"]
+                      if relation["spdxElementId"] == "SPDXRef-" + program}
+            self.assertEqual(listed, {name for symbol, name in SYMBOLS.items() if symbol in symbols} |
+                             {"vistel.cgi": {"bison"}, "sysmgrd": {"nlohmann-json"}}.get(program, set()), program)
+        notice = (SOURCE / "NOTICE").read_text().lower().replace(" ", "")
+        for name, package in packages.items():
+            self.assertRegex(package["licenseConcluded"], "^[A-Za-z0-9]+[A-Za-z0-9. -]*$")
+            self.assertRegex(package["versionInfo"], r"^\d+(\.\d+)+")
+            self.assertIn({"glibc": "gnuclibrary", "gcc": "libgcc", "nlohmann-json": "jsonformodernc++"}.get(name, name), notice)
+
+    def test_relinking(self):
+        """A recipient links the programs anew, with another function of the C library."""
+        subprocess.run(["cmake", "--build", BUILD, "--target", "relink-kit"], check=True, capture_output=True)
+        with tempfile.TemporaryDirectory(prefix="vistel relink ") as folder:
+            kit = shutil.copytree(BUILD / "relink-kit", Path(folder, "kit"))
+            (kit / "own.c").write_text('#include <unistd.h>\nint puts(const char* s) { return (int)write(1, "own\\n", 4); }\n')
+            command("cc", "-c", "-o", kit / "own.o", kit / "own.c")
+            for program, extra, said in (("vistel.cgi", "", "vistel.cgi "), ("vistel.cgi", "own.o", "own"), ("sysmgrctl", "", "sysmgrctl ")):
+                subprocess.run([kit / "relink", program], check=True, env={**os.environ, "EXTRA": extra})
+                self.assertTrue(command(kit / program, "--version").startswith(said))
 
     def test_hardening(self):
         header, segments, dynamic = (
