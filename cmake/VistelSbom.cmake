@@ -86,7 +86,7 @@ foreach(program IN LISTS programs)
   if(program STREQUAL "vistel.cgi")
     set(options "$<TARGET_PROPERTY:vistel_link,INTERFACE_LINK_OPTIONS>")
   endif()
-  string(APPEND lines "  ${program}) set -- $<JOIN:$<FILTER:${options},EXCLUDE,-Map>, > -o \"$1\" \"$1.o\" ${EXTRA-} $<JOIN:${names}, > -lm -pthread ;;\n")
+  string(APPEND lines "  ${program}) set -- $<JOIN:$<FILTER:${options},EXCLUDE,-Map>, > -o \"$1\" \"$1.o\" \${EXTRA-} $<JOIN:${names}, > -lm -pthread ;;\n")
 endforeach()
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/relink" CONTENT "#!/bin/sh
 # Links a program of this folder anew: ./relink PROGRAM. CXX is the compiler; EXTRA may hold objects and libraries
