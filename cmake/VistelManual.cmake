@@ -10,8 +10,13 @@ function(vistel_add_manual component)
   endif()
   foreach(page IN LISTS ARGN)
     string(REGEX REPLACE ".*\\." "" section "${page}")
-    configure_file("${PROJECT_SOURCE_DIR}/docs/man/${page}.in" "${PROJECT_BINARY_DIR}/man/${page}" @ONLY)
-    install(FILES "${PROJECT_BINARY_DIR}/man/${page}" COMPONENT ${component}
+    set(file "${PROJECT_BINARY_DIR}/man/${page}")
+    configure_file("${PROJECT_SOURCE_DIR}/docs/man/${page}.in" "${file}" @ONLY)
+    if(VISTEL_DEBIAN_PACKAGES)  # Debian has them compressed
+      execute_process(COMMAND gzip -9n INPUT_FILE "${file}" OUTPUT_FILE "${file}.gz" COMMAND_ERROR_IS_FATAL ANY)
+      string(APPEND file ".gz")
+    endif()
+    install(FILES "${file}" COMPONENT ${component}
             DESTINATION "${VISTEL_MAN_DIR}/man${section}")
   endforeach()
 endfunction()

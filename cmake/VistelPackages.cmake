@@ -52,7 +52,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE
 foreach(component product service author)
   string(TOUPPER ${component} upper)
   set(folder "/usr/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
-  install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/copyright" "${debian}/changelog.gz"
+  install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/copyright" "${debian}/changelog.gz" "${PROJECT_SOURCE_DIR}/NOTICE"
           COMPONENT ${component} DESTINATION "${folder}")
 endforeach()
 foreach(script postinst postrm)

@@ -36,6 +36,13 @@ std::string Selector(const std::string& key, const std::string& name) {
   return "";
 }
 
+bool IsStation(const std::string& address) {
+  for (const Station& station : kStations) {
+    if (address == station.address) return true;
+  }
+  return false;
+}
+
 // A chart's file: doubles in the machine's own order of bytes. The page program reads it and
 // removes it.
 std::string SnrFile() {
@@ -108,7 +115,7 @@ int SysMgrProxy::sQueryKey(const std::string& client, const std::string& query,
       const std::string role = Selector(key, "Role");
       if (role.empty() || role == station.role) answer.AddRow({station.address, station.name});
     }
-  } else if (what == "HomePlug.SNR") {
+  } else if (what == "HomePlug.SNR" && IsStation(Selector(key, "MacAddress"))) {
     answer.AddRow({SnrFile()});
   } else if (what == "Example.Caller") {
     answer.AddRow({name_, client, option, std::to_string(service_.start(nullptr)),
