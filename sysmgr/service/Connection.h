@@ -56,7 +56,8 @@ class Connection {
   static constexpr int kRequestsPerTurn = 32;
 
   // A larger request asks for much, so it waits in the server's queue for a turn of its own. So
-  // does every set, because it waits for the disk. The queries of pages are a tenth of this size.
+  // does every set, because an action may read a whole file. The queries of pages are a tenth of
+  // this size.
   static constexpr std::size_t kQuickRequestBytes = 4096;
 
   // Bytes read in one turn.

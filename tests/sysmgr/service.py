@@ -4,6 +4,7 @@ Shared by the tests of the system manager: services of a test's own, and clients
 line ("a;b", "set a=1|b=2"), and so is its answer: rows with "/" between them, cells with "|" between them;
 or, in brackets, why there is none.
 """
+import contextlib
 import functools
 import os
 import random
@@ -182,6 +183,14 @@ class Service:
         """The exit status, below 0 for a signal."""
         self.process.send_signal(number)
         return self.process.wait(WAIT_SECONDS)
+
+    @contextlib.contextmanager
+    def stopped(self):
+        """What clients send in this `with` is there at once, in that order, when the service looks again."""
+        self.process.send_signal(signal.SIGSTOP)
+        eventually(lambda: ") T " in self.read(f"/proc/{self.process.pid}/stat"))
+        yield
+        self.process.send_signal(signal.SIGCONT)
 
     def kill_at_any_moment(self, work):
         """Repeatedly kills the service during `work`, which returns whether to continue, and starts it again."""

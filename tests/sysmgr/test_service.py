@@ -244,7 +244,7 @@ class Clients(ServiceTest):
         """
         resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
         for few, data, record in (
-                (2, LARGE_QUERY, "too many answers wait: a client that does not read is disconnected"),
+                (5, LARGE_QUERY, "too many answers wait: a client that does not read is disconnected"),
                 (7, b"1048576:" + b"x" * 1048500,
                  "too many requests wait: the client whose request began first is disconnected"),
                 (990, b"9:",
@@ -269,6 +269,22 @@ class Clients(ServiceTest):
                 self.assertLessEqual(service.read("log").count(record), len(clients) - few - 1)
                 if b"__asan_init" not in SYSMGRD.read_bytes():
                     self.assertLess(service.kilobytes(), 192 * 1024)
+
+    def test_turns(self):
+        """Sets and large requests come after what else is ready, and one of a client between the others' turns."""
+        service, long = self.service(), "x" * 4096
+        for slow, record in (("set|||slow|Foo|1", "set of client 'slow' refused"),
+                             (f"query|||slow|#1:2:3:Foo,4096:{long},|0", "query of client 'slow'")):
+            first, other = Client(service), service.client
+            self.assertEqual([client.ask(ASK_NAME) for client in (first, other)], [NAME] * 2)
+            with service.stopped():
+                first.send(frame(slow) * 3)
+                other.send(frame("query|||other|Bar|0"))
+            for _ in range(3):
+                self.assertRegex(first.ask(), r"\A(\[1|There is no such)")
+            self.assertRegex(other.ask(), r"\A\[1")
+            self.assertEqual(re.findall(rf"{record}|query of client 'other'", service.read("log"))[-4:],
+                             ["query of client 'other'", *[record] * 3])
 
     def test_many_sets_at_once(self):
         """They are stored one by one between the others' turns, so a query sees many of the names."""
