@@ -165,10 +165,13 @@ withAndWithoutScript('settings: refused with the fault beside the field, or stor
       shown[id] = await page.inputValue(`#${id}`);
     }
     await submit(page, 'password' in typed ? '#store-password' : '#store');
-    assert.equal(await page.locator('#outcome.good').count(), stored === typed.name ? 1 : 0);
+    const done = stored === typed.name;
+    assert.equal(await page.locator('#outcome.good').count(), done ? 1 : 0);
     assert.equal(valueOf('System.DeviceName'), stored);
+    assert.match(await page.title(), done ? /^Done: / : /^Error: /);
+    if (scripts) assert.equal(await page.evaluate(() => document.activeElement.id), done ? 'outcome' : 'summary');
     if (scripts) assert.deepEqual(await accessibilityFaults(page), []);
-    if (stored === typed.name) await page.goto(url('settings', 'de'));
+    if (done) await page.goto(url('settings', 'de'));
     assert.deepEqual(await page.$$eval('[aria-invalid]', (inputs) => inputs.map((input) => input.id)), Object.keys(faults));
     for (const [id, value] of Object.entries(shown)) {
       assert.equal(await page.inputValue(`#${id}`), id === 'password' ? '' : value);
@@ -217,7 +220,7 @@ const live = (name, where, look) => inBrowser(name, {}, async (page) => {
   assert.ok(await page.evaluate(() => globalThis.kept));
 });
 
-live('live values: refreshed without a reload, not while hidden, and said when they stop', 'home', async (page, refreshed) => {
+live('live values: refreshed without a reload, not while hidden or paused, and said when they stop', 'home', async (page, refreshed) => {
   const first = await text(page, '#uptime');
   while (await text(page, '#uptime') === first) await refreshed('#live:not([hidden])');
 
@@ -226,11 +229,14 @@ live('live values: refreshed without a reload, not while hidden, and said when t
     document.dispatchEvent(new Event('visibilitychange'));
   }, hidden);
   let asked = 0;
-  await hide(true);
   page.on('request', () => { asked += 1; });
-  await page.clock.runFor(60000);
-  assert.equal(asked, 0);
-  await Promise.all([page.waitForRequest(/getjson/, patient), hide(false)]);
+  for (const [stop, go] of [[() => hide(true), () => hide(false)], [() => page.click('#pause'), () => page.click('#pause')]]) {
+    await stop();
+    asked = 0;
+    await page.clock.runFor(60000);
+    assert.equal(asked, 0);
+    await Promise.all([page.waitForResponse(/getjson/, patient), go()]);
+  }
 
   await page.evaluate(() => {    // a tenth of the page's own timeout
     const { timeout } = AbortSignal;
@@ -327,6 +333,7 @@ inBrowser('stations: added by their password and named, refused when it is wrong
     await page.fill('#station-name', name);
     await submit(page, '#rename');
     assert.equal(await text(page, 'h1'), name || own);
+    assert.ok((await page.title()).startsWith(`Done: ${name || own} – `));
   }
 });
 
@@ -474,15 +481,24 @@ inBrowser('nothing from a request or a device becomes markup or a query', {}, as
   assert.notEqual(await page.title(), 'x');
 }, [/Content Security Policy/i, /sandbox/i, /NotSameOrigin/]);
 
-inBrowser('the device does not answer: every page says so and what to do', { javaScriptEnabled: false }, async (page) => {
+inBrowser('the device does not answer: every page says so, once, and what to do', { javaScriptEnabled: false }, async (page) => {
+  await page.goto(url('settings', 'de'));
   process.kill(managerProcess, 'SIGKILL');
+  await page.fill('#zone', 'Europe/Rome');
+  await submit(page, '#store');
+  assert.equal(await page.inputValue('#zone'), 'Europe/Rome');
+  assert.equal((await text(page, 'main')).match(/antwortet nicht/g).length, 1);
+  assert.deepEqual(await page.$$eval('.error, .wrong, #summary', (found) => found.length), 0);
+  await picture(page, 'unreachable-form');
   for (const [name, more] of Object.entries(pages)) {
     await page.goto(url(name, 'de', more));
-    assert.ok(await page.isVisible('#unreached'), name);
     // The page concludes nothing from an empty answer, and offers nothing that can't work.
-    assert.equal(await page.locator('#unknown, #live, #stations, a[href*=syscfg]').count(), 0, name);
-    assert.doesNotMatch(await text(page, 'main'), /kein anderer Adapter|Erreichbare Adapter\s+0/, name);
+    const ownText = ['help', 'nowhere'].includes(name);
+    assert.equal(await page.locator('main :is(form, button, table, dl, h2, p:empty, a[href*=syscfg])').count() > 0, name === 'help', name);
+    assert.equal((await text(page, 'main')).match(/antwortet nicht/g)?.length ?? 0, ownText ? 0 : 1, name);
     assert.deepEqual(htmlFaults(await page.content()), [], name);
   }
+  await submit(page, '#to-home');
+  assert.ok(await page.isVisible('#unreached #reload'));
   await picture(page, 'unreachable');
 });

@@ -162,6 +162,7 @@
   let since = new Date();    // when the shown values were requested
   let timer = 0;
   let asking = false;
+  let paused = false;
 
   async function ask() {
     const response = await fetch('/?_file=getjson', {
@@ -218,7 +219,14 @@
   // A hidden tab doesn't refresh, so that it costs the device nothing.
   function schedule() {
     clearTimeout(timer);
-    if (!document.hidden) timer = setTimeout(refresh, refreshMilliseconds);
+    if (!document.hidden && !paused) timer = setTimeout(refresh, refreshMilliseconds);
+  }
+
+  // The texts of the page are those of the other state in turn.
+  function swapTexts(element) {
+    const text = element.textContent;
+    element.textContent = element.dataset.paused;
+    element.dataset.paused = text;
   }
 
   if (byId('live')) {
@@ -226,6 +234,13 @@
     schedule();
     document.addEventListener('visibilitychange', () => {
       if (document.hidden) clearTimeout(timer);
+      else if (!paused) refresh();
+    });
+    byId('pause').addEventListener('click', () => {
+      paused = !paused;
+      swapTexts(byId('pause'));
+      swapTexts(byId('live-state'));
+      if (paused) clearTimeout(timer);
       else refresh();
     });
   }
@@ -310,7 +325,8 @@
     }));
   }
 
-  byId('summary')?.focus();
+  // What has come of a form is read first.
+  (byId('summary') ?? byId('unreached') ?? byId('outcome'))?.focus();
 
   // ---- output power
 
