@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
+<<<<<<< HEAD
 // Exports the settings as text, plain or encrypted. For a restore, checks the uploaded file key by
 // key and then as a whole, and then keeps it until it is confirmed, or stores it at once.
+=======
+// Exports the settings as text, plain or enciphered. For a restore, checks the uploaded file key by
+// key and then as a whole, and keeps what passes until it is confirmed, or stores it at once.
+>>>>>>> d0ebf8a (sysmgr: restore what fits, and tell what is left out)
 #include "sysmgr/configuration/Configuration.h"
 
+#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -207,54 +213,87 @@ Outcome Configuration::Load(const ActionRequest& request, PendingPointer& loaded
   // If the file is so malformed that it names no device, doesn't check its values.
   if (parsed.identity.device.empty() && mistakes.Count() > 0) return Refuse(std::move(mistakes));
   const Model& model = settings_.Definitions();
-  if (parsed.identity.device != model.DeviceName()) return Sentence::kOtherDevice;
-  if (parsed.identity.version > model.Version()) return Sentence::kNewerModel;
-  if (mistakes.Count() == 0 && loaded->settings.empty()) return Sentence::kNoSettings;
-  return Examine(loaded->settings, request.Client(), std::move(mistakes));
+  const bool isForeign = parsed.identity.device != model.DeviceName();
+  const bool isNewer = !isForeign && parsed.identity.version > model.Version();
+  // Without a check, nobody would learn what is left out.
+  const bool isStrict = request.Value() != "check";
+  if (isForeign && isStrict) return Sentence::kOtherDevice;
+  if (isNewer && isStrict) return Sentence::kNewerModel;
+  if (made->settings.empty() && mistakes.Count() == 0) return Sentence::kNoSettings;
+  ProblemList all;
+  if (isForeign) all.Add(Sentence::kOtherDevice);
+  if (isNewer) all.Add(Sentence::kNewerModel);
+  all.Add(mistakes);
+  Sift(made->settings, request.Client(), isForeign, all);
+  SiftTogether(made->settings, all);
+  if (made->settings.empty() || (isStrict && all.Count() > 0)) return Refuse(std::move(all));
+  Keep(std::move(all));
+  return {};
 }
 
 Outcome Configuration::ExamineOne(const std::string& key, const std::string& value,
-                                  std::string_view client) const {
+                                  std::string_view client, bool isForeign) const {
   const ModelKey* definition = settings_.Definitions().Find(key);
   if (definition != nullptr && (!definition->IsSetting() || definition->confined)) {
     return Sentence::kNotInConfigurations;
   }
+  if (definition != nullptr && definition->identity && isForeign) return Sentence::kOfOtherDevice;
   return settings_.Check(key, value, client);
 }
 
-// Checks each value and, if all are correct, the values together. `mistakes`: those of the file.
-Outcome Configuration::Examine(const Storage::Batch& batch, std::string_view client,
-                               ProblemList mistakes) {
-  const std::size_t before = mistakes.Count();
-  std::set<std::string_view> seen;
-  for (const auto& [key, value] : batch) {
+void Configuration::Sift(Storage::Batch& batch, std::string_view client, bool isForeign,
+                         ProblemList& mistakes) const {
+  Storage::Batch kept;
+  std::set<std::string> seen;
+  for (auto& [key, value] : batch) {
     if (key.empty()) continue;  // the reader has reported the missing key
-    Outcome outcome = ExamineOne(key, value, client);
+    Outcome outcome = ExamineOne(key, value, client, isForeign);
     if (outcome.IsSuccess() && !seen.insert(key).second) outcome = Sentence::kTwice;
-    if (!outcome.IsSuccess()) mistakes.Add(std::move(outcome).AboutKey(key));
+    if (outcome.IsSuccess()) {
+      kept.emplace_back(key, value);
+    } else {
+      mistakes.Add(std::move(outcome).AboutKey(key));
+    }
+    Secret::Wipe(value);
   }
-  Outcome together;
-  if (mistakes.Count() == before) together = settings_.CheckTogether(batch);
-  if (mistakes.Count() == 0) return together;
-  if (!together.IsSuccess()) mistakes.Add(std::move(together));
-  return Refuse(std::move(mistakes));
+  batch = std::move(kept);
+}
+
+// Settings that break a rule leave together, so each round leaves fewer of them.
+void Configuration::SiftTogether(Storage::Batch& batch, ProblemList& mistakes) const {
+  while (const ModelRule* const broken = settings_.FindBroken(batch)) {
+    const auto first = std::stable_partition(
+        batch.begin(), batch.end(),
+        [broken](const auto& setting) { return !broken->Concerns(setting.first); });
+    for (auto setting = first; setting != batch.end(); ++setting) {
+      mistakes.Add(Outcome::InWordsOfTheModel(broken->message).AboutKey(setting->first));
+      Secret::Wipe(setting->second);
+    }
+    batch.erase(first, batch.end());
+  }
+}
+
+void Configuration::Keep(ProblemList mistakes) {
+  mistakes_ = std::move(mistakes);
+  mistakesSince_ = clock_();
 }
 
 Outcome Configuration::Refuse(ProblemList mistakes) {
-  mistakes_ = std::move(mistakes);
-  mistakesSince_ = clock_();
+  Keep(std::move(mistakes));
   return Sentence::kMistakes;
 }
 
 void Configuration::Apply(const PendingPointer& applied, std::string_view client,
                           OutcomeTaker done) {
-  // Checks again, because the client that applies it may not be the one that loaded it.
-  Outcome outcome = Examine(applied->settings, client, {});
-  if (!outcome.IsSuccess()) {
-    done(std::move(outcome));
+  // Checks again, because the client that applies it may not be the one that loaded it. The
+  // storage checks the rules.
+  Storage::Batch batch = applied->settings;
+  ProblemList mistakes;
+  Sift(batch, client, false, mistakes);
+  if (mistakes.Count() > 0) {
+    done(Refuse(std::move(mistakes)));
     return;
   }
-  Storage::Batch batch = applied->settings;
   settings_.TakeNote(batch);
   settings_.Store(std::move(batch), [this, applied, done = std::move(done)](const Outcome& stored) {
     if (stored.IsSuccess()) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Exports the settings and restores exported ones. The rule to know: a configuration is restored
-// whole or not at all, and only after the same checks as settings from a page.
+// Exports the settings and restores exported ones. The rules to know: nothing is stored without the
+// same checks as settings from a page; what does not pass them is left out only if somebody has
+// been told so before, and else nothing is stored.
 //
 // It offers the values "config-show", "config-show-crypt", "auto-config-show",
 // "config-password-set" and "config-pending", the tables "config-changes" and "config-mistakes" and
@@ -26,8 +27,8 @@
 
 class Configuration {
  public:
-  // How long a checked configuration waits for the owner's confirmation, and how long the problems
-  // of a refused one are kept.
+  // How long a checked configuration waits for the owner's confirmation, and how long is kept what
+  // is left out of it, or why one was refused.
   static constexpr std::int64_t kPendingSeconds = 600;
 
   using Clock = std::function<std::int64_t()>;  // seconds of the monotonic clock
@@ -87,10 +88,14 @@ class Configuration {
   Outcome ReadUpload(std::string_view password, Secret& text);
   Outcome Load(const ActionRequest& request, PendingPointer& loaded);
   void Apply(const PendingPointer& applied, std::string_view client, OutcomeTaker done);
-  Outcome Examine(const Storage::Batch& batch, std::string_view client, ProblemList mistakes);
+  // Remove the settings that can't be restored, each by itself and then together, and add why.
+  void Sift(Storage::Batch& batch, std::string_view client, bool isForeign,
+            ProblemList& mistakes) const;
+  void SiftTogether(Storage::Batch& batch, ProblemList& mistakes) const;
+  Outcome ExamineOne(const std::string& key, const std::string& value, std::string_view client,
+                     bool isForeign) const;
+  void Keep(ProblemList mistakes);
   Outcome Refuse(ProblemList mistakes);
-  Outcome ExamineOne(const std::string& key, const std::string& value,
-                     std::string_view client) const;
 
   Settings& settings_;
   HandoverFolder& files_;
@@ -99,7 +104,7 @@ class Configuration {
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;
-  ProblemList mistakes_;  // of the last refused configuration
+  ProblemList mistakes_;  // of the last configuration: why it was refused, or what is left out
   std::int64_t mistakesSince_ = 0;
   std::int64_t retry_ = 0;  // the time from which encrypted files are read again
   std::function<void()> onRestored_;

@@ -32,13 +32,14 @@ Outcome Settings::Check(std::string_view name, std::string_view value,
 
 Settings::Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {
   storage_.CheckWith([this](const Storage::Batch& batch, const Storage::Lookup& valueOf) {
-    return CheckRules(batch, valueOf);
+    const ModelRule* const broken = FindBroken(batch, valueOf);
+    return broken == nullptr ? Outcome() : Outcome::InWordsOfTheModel(broken->message);
   });
   storage_.Observe([this](const std::vector<std::string>& keys) { OnChange(keys); });
 }
 
-Outcome Settings::CheckTogether(const Storage::Batch& batch) const {
-  return CheckRules(batch, [&](const std::string& key) -> const std::string& {
+const ModelRule* Settings::FindBroken(const Storage::Batch& batch) const {
+  return FindBroken(batch, [&](const std::string& key) -> const std::string& {
     for (const auto& [name, value] : batch) {
       if (name == key) return value;
     }
@@ -46,16 +47,15 @@ Outcome Settings::CheckTogether(const Storage::Batch& batch) const {
   });
 }
 
-Outcome Settings::CheckRules(const Storage::Batch& batch, const Storage::Lookup& valueOf) const {
+const ModelRule* Settings::FindBroken(const Storage::Batch& batch,
+                                      const Storage::Lookup& valueOf) const {
   for (const ModelRule& rule : model_.Rules()) {
     const bool concerned = std::any_of(batch.begin(), batch.end(), [&rule](const auto& setting) {
       return rule.Concerns(setting.first);
     });
-    if (!concerned) continue;
-    Outcome outcome = CheckRule(rule, valueOf);
-    if (!outcome.IsSuccess()) return outcome;
+    if (concerned && !CheckRule(rule, valueOf).IsSuccess()) return &rule;
   }
-  return {};
+  return nullptr;
 }
 
 void Settings::OnChange(const std::vector<std::string>& keys) const {

@@ -36,9 +36,9 @@ class Settings {
   // action or a parameter.
   Outcome Check(std::string_view name, std::string_view value, std::string_view client) const;
 
-  // Whether the rules hold for the stored values with those of the batch, each of which has passed
-  // Check.
-  Outcome CheckTogether(const Storage::Batch& batch) const;
+  // The first rule that the stored values break with those of the batch, each of which has passed
+  // Check; null when all hold.
+  const ModelRule* FindBroken(const Storage::Batch& batch) const;
 
   // Stores a batch whose values have passed Check. Stores nothing if they don't fit together, with
   // each other or with what was stored meanwhile, or can't be stored.
@@ -61,7 +61,7 @@ class Settings {
   void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }
 
  private:
-  Outcome CheckRules(const Storage::Batch& batch, const Storage::Lookup& valueOf) const;
+  const ModelRule* FindBroken(const Storage::Batch& batch, const Storage::Lookup& valueOf) const;
   void OnChange(const std::vector<std::string>& keys) const;
 
   const Model& model_;

@@ -19,6 +19,11 @@ class ProblemList {
     ++count_;
   }
 
+  void Add(const ProblemList& others) {
+    for (const Outcome& problem : others.told_) Add(problem);
+    count_ += others.count_ - others.told_.size();
+  }
+
   std::size_t Count() const { return count_; }
   const std::vector<Outcome>& Told() const { return told_; }
 

@@ -103,6 +103,7 @@ constexpr std::array kRows = {
     Row{Sentence::kTextOutside, OutcomeKind::kInvalid, Topic::kConfiguration, "There is text outside of settings."},
     Row{Sentence::kNoSettingNamed, OutcomeKind::kInvalid, Topic::kConfiguration, "This element does not name a setting."},
     Row{Sentence::kNotInConfigurations, OutcomeKind::kInvalid, Topic::kConfiguration, "This setting is not part of a configuration."},
+    Row{Sentence::kOfOtherDevice, OutcomeKind::kInvalid, Topic::kConfiguration, "This belongs to the other device alone."},
     Row{Sentence::kNoImage, OutcomeKind::kInvalid, Topic::kFirmware, "This file is no firmware image."},
     Row{Sentence::kUnknownHeader, OutcomeKind::kInvalid, Topic::kFirmware, "The header of the firmware image is of a version that this device does not know."},
     Row{Sentence::kUnknownHeaderLine, OutcomeKind::kInvalid, Topic::kFirmware, "The header of the firmware image holds an unknown line."},

@@ -127,6 +127,7 @@ enum class Sentence : unsigned {
   kTextOutside,
   kNoSettingNamed,
   kNotInConfigurations,
+  kOfOtherDevice,
   // kFirmware
   kNoImage,
   kUnknownHeader,

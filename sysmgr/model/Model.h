@@ -74,6 +74,7 @@ struct ModelKey {
   std::vector<std::string> clients;       // the clients that may use the key; empty for all
   bool shared = false;                    // other devices of the household may take it over
   bool confined = false;                  // never part of an exported configuration
+  bool identity = false;                  // never taken over from another kind of device
 
   bool IsSetting() const { return access == Access::kReadWrite || access == Access::kWriteOnly; }
   bool CanBeRead() const { return access == Access::kRead || access == Access::kReadWrite; }

@@ -146,8 +146,8 @@ const std::initializer_list<std::string_view> kTableMembers = {
     "key", "type", "access", "help", "clients", "source", "columns"};
 // The members of every key with a single value.
 const std::initializer_list<std::string_view> kScalarMembers = {
-    "key",     "type",     "access", "help",     "clients", "source",
-    "default", "optional", "shared", "confined", "action",  "refusals"};
+    "key",      "type",   "access",   "help",   "clients",  "source",  "default",
+    "optional", "shared", "confined", "action", "refusals", "identity"};
 
 void ReadLimits(const Object& object, ModelKey& key) {
   switch (key.type) {
@@ -301,6 +301,10 @@ void ReadUse(const Object& object, ModelKey& key) {
   key.confined = object.Flag("confined");
   if (key.confined && (key.shared || !key.IsSetting())) {
     object.Fail("only a setting that is not shared is 'confined'");
+  }
+  key.identity = object.Flag("identity");
+  if (key.identity && (key.shared || !key.IsSetting())) {
+    object.Fail("only a setting that is not shared is an 'identity'");
   }
 }
 

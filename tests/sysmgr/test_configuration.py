@@ -80,15 +80,10 @@ class Configuration(ServiceTest):
                  "The configuration is of a newer format than this device knows."),
                 (document("", "format='1' device='d' model='0'"), no_version),
                 (document("", "format='1' device='d'"), no_version),
-                (document("", "format='1' device='Other' model='1'"),
-                 "The configuration is one of another kind of device."),
-                (document(setting("System.Foo"), "format='1' device='Vistel' model='2'"),
-                 "The configuration is of a newer version than this device knows."),
                 (document(""), "The configuration holds no settings."),
                 (document("<setting key='a'/>" * 4097), "The configuration holds too many settings."),
                 (document("\nx" * 1001), "There are too many mistakes in the configuration."),
                 (" " * (256 * 1024 + 1), "The uploaded file is too large."),
-                (document(setting("System.DeviceName", "x") + setting("Network.Mode", "static")), rule),
                 ("\n<configuration format='1", MISTAKES, "2||The file is not well-formed XML."),
                 (document("\n" + setting("a", "\udcff")), MISTAKES, "2||The file is not well-formed XML."),
                 (whole + "<more/>", MISTAKES, "1||The file is not well-formed XML."),
@@ -98,17 +93,16 @@ class Configuration(ServiceTest):
                 ("\n<!DOCTYPE c SYSTEM 'file:///etc/passwd'>" + whole, MISTAKES,
                  "2||The file holds a document type, which no configuration has."),
                 (document("<a>" * 10000), MISTAKES, "1||There are too many elements inside each other."),
-                (document("<x/>" + setting("Network.Mode", "static")), MISTAKES, "1||This element is unknown.", f"||{rule}"),
-                (document("\n<setting>x</setting>\n<setting key='&lt;b&gt;'/>\n<setting key='System.Led' type='b'>0"
+                (document("<x/>" + setting("Network.Mode", "static")), MISTAKES, "1||This element is unknown.", f"|Network.Mode|{rule}"),
+                (document("\n<setting>x</setting>\n<setting key='&lt;b&gt;'/>\n<setting type='b'>0"
                           "</setting>\n<setting/>\n<b>\n</b>\ntext"), MISTAKES,
                  "2||This element does not name a setting.", "3||This element does not name a setting.",
-                 "4||This attribute is unknown.", "5||This element does not name a setting.",
+                 "4||This attribute is unknown.", "4||This element does not name a setting.", "5||This element does not name a setting.",
                  "6||This element is unknown.", "8||There is text outside of settings."),
-                (document(setting("System.DeviceName", "x") + setting("System.Led", "on") + setting("System.Led", "1") * 2
-                          + setting("System.Uptime", "5") + setting("System.ConfigPassword", "12345678")
+                (document(setting("System.Led", "on") + setting("System.Uptime", "5") + setting("System.ConfigPassword", "12345678")
                           + setting("System.ConfigRestore", "apply") + setting("System.TimeZone", "\n")
                           + setting("Foo.Bar", "1")), MISTAKES,
-                 "|System.Led|Choose 0 or 1.", "|System.Led|This setting is there twice.",
+                 "|System.Led|Choose 0 or 1.",
                  "|System.Uptime|This setting is not part of a configuration.",
                  "|System.ConfigPassword|This setting is not part of a configuration.",
                  "|System.ConfigRestore|This setting is not part of a configuration.",
@@ -130,6 +124,28 @@ class Configuration(ServiceTest):
             self.expect(self.device, line + "\n System.ConfigMistakes =>")
         for size in range(len(whole)):
             self.assertNotEqual(self.restore(whole[:size]), "", size)
+        self.assertEqual(self.all(), before)
+        # What does not fit stays out, if somebody has seen the list before.
+        name = setting("System.DeviceName", "x")
+        for text, answer, changed, *left in (
+                (document(setting("System.Foo") + name, "format='1' device='Vistel' model='2'"),
+                 "The configuration is of a newer version than this device knows.", ["System.DeviceName|Vistel|x|0"],
+                 "||The configuration is of a newer version than this device knows.", "|System.Foo|There is no such setting."),
+                (document(setting("System.Led", "0") + name, "format='1' device='Other' model='1'"),
+                 "The configuration is one of another kind of device.", ["System.Led|1|0|0"],
+                 "||The configuration is one of another kind of device.",
+                 "|System.DeviceName|This belongs to the other device alone."),
+                (document(name + setting("Network.Address", "10.0.0.5") + setting("Network.Mode", "static")), MISTAKES,
+                 ["System.DeviceName|Vistel|x|0"], f"|Network.Address|{rule}", f"|Network.Mode|{rule}"),
+                (document(setting("System.Led", "on") + setting("System.Led", "0") + setting("System.Led", "1") + "\n<b/>"),
+                 MISTAKES, ["System.Led|1|0|0"], "2||This element is unknown.", "|System.Led|Choose 0 or 1.",
+                 "|System.Led|This setting is there twice.")):
+            self.assertEqual(self.restore(text, "apply"), answer, text)
+            self.assertEqual(self.all(), before)
+            self.assertEqual(self.restore(text), "", text)
+            told = "/".join(f"{at}|{mistake}" for at, mistake in enumerate(left, 1))
+            self.expect(self.device, f"System.ConfigChanges => {'/'.join(changed)}\n System.ConfigMistakes => {told}")
+            self.expect(self.device, "set System.ConfigRestore=drop =>\n System.ConfigMistakes =>")
         self.assertEqual(self.all(), before)
         self.assertEqual(self.restore(document("<!-- --><?fine?>\n" + setting("System.DeviceName", "b<![CDATA[&]]>"))), "")
         self.assertEqual(self.device.ask("System.ConfigChanges"), "System.DeviceName|Vistel|b&|0")

@@ -316,15 +316,6 @@
     adapt();
   }
 
-  const zones = byId('zones');
-  if (zones && Intl.supportedValuesOf) {
-    zones.replaceChildren(...Intl.supportedValuesOf('timeZone').map((zone) => {
-      const option = document.createElement('option');
-      option.value = zone;
-      return option;
-    }));
-  }
-
   // What has come of a form is read first.
   (byId('summary') ?? byId('unreached') ?? byId('outcome'))?.focus();
 
