@@ -73,7 +73,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       firmware_(setup.stateFolder, upload_,
                 {settings.Definitions().DeviceName(), setup.firmwareKeys, kTakesUnsigned}, log_),
       password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
-      configuration_(settings, files_, upload_, password_, setup.steady),
+      configuration_(settings, files_, upload_, password_, clock_, setup.steady),
       history_(settings.Definitions(), setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
   clock_.OfferTo(sources_);

@@ -246,10 +246,14 @@ class Requests:
             self.assert_policy(response, False, "a failed download")
 
     def test_downloads(self):
-        for content in (b"x", b"<a>\n" * 30_000 + b"b", b"\n\n"):
+        for content, name in ((b"x", "settings"), (b"<a>\n" * 30_000 + b"b", "settings"), (b"\n\n", "settings"),
+                              (b'<?xml ?>\n<configuration format="1" device="Plug-2" model="1">\n', "Plug-2"),
+                              (b'<?xml ?>\n<configuration format="1" device="A&quot;B" model="1">\n', "settings")):
             with tempfile.TemporaryDirectory() as folder:
                 Path(folder, "content").write_bytes(content)
-                Path(folder, "vistel.cgi").write_text("#!/bin/sh\nprintf 'Content-Type: text/xml\\r\\n\\r\\n'\n"
+                Path(folder, "vistel.cgi").write_text("#!/bin/sh\nprintf 'Content-Type: text/xml\\r\\n'\n"
+                                                      """printf 'Content-Disposition: attachment; filename="a; '\n"""
+                                                      """printf 'filename="b.xml"\\r\\n\\r\\n'\n"""
                                                       f"cat {folder}/content\n")
                 for path in (folder, folder + "/vistel.cgi"):
                     os.chmod(path, 0o755)
@@ -258,6 +262,8 @@ class Requests:
                     for path in ("/?_file=syscfg&_type=xml", "/?_type=xml&_file=syscfg"):
                         status, response, page = server.request(path)
                         self.assertEqual((status, response.getheader("Content-Type"), page), (200, "text/xml", content))
+                        self.assertRegex(response.getheader("Content-Disposition"),
+                                         rf'\Aattachment; filename="{name}-\d{{4}}-\d\d-\d\d\.xml"\Z')
                 finally:
                     server.stop()
 

@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-<<<<<<< HEAD
 // Exports the settings as text, plain or encrypted. For a restore, checks the uploaded file key by
-// key and then as a whole, and then keeps it until it is confirmed, or stores it at once.
-=======
-// Exports the settings as text, plain or enciphered. For a restore, checks the uploaded file key by
 // key and then as a whole, and keeps what passes until it is confirmed, or stores it at once.
->>>>>>> d0ebf8a (sysmgr: restore what fits, and tell what is left out)
 #include "sysmgr/configuration/Configuration.h"
 
 #include <algorithm>
 #include <set>
 #include <vector>
 
+#include "base/Characters.h"
 #include "sysmgr/configuration/ConfigurationText.h"
 
 namespace {
@@ -20,6 +16,9 @@ namespace {
 // Among the values that are kept for providers, none of which has this name.
 constexpr const char* kOwner = "";
 constexpr const char* kPassword = "config-password";
+
+// More than any device is called; file systems take 255.
+constexpr std::size_t kMaxNameBytes = 100;
 
 // An encrypted file adds a header and a tag.
 constexpr std::size_t kMaxFileBytes = ConfigurationText::kMaxBytes + 1024;
@@ -31,11 +30,12 @@ Configuration::Pending::~Pending() {
 }
 
 Configuration::Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload,
-                             DevicePassword& device, Clock clock)
+                             DevicePassword& device, const LocalClock& local, Clock clock)
     : settings_(settings),
       files_(files),
       upload_(upload),
       device_(device),
+      local_(local),
       clock_(std::move(clock)) {}
 
 std::string Configuration::Password() const {
@@ -75,7 +75,7 @@ void Configuration::OfferTo(Sources& sources) {
   ValueSource shared;
   shared.makesFile = true;
   shared.value = [this](const Question& question) {
-    return HandOver("vistel-autoconfig-", ".xml", Show(Part::kShared, question.client));
+    return HandOver("-shared", ".xml", Show(Part::kShared, question.client));
   };
   sources.OfferValue("auto-config-show", std::move(shared));
 
@@ -108,11 +108,15 @@ std::string Configuration::Show(Part part, std::string_view client) const {
   return ConfigurationText::Write({model.DeviceName(), model.Version()}, settings);
 }
 
-LiveValue Configuration::HandOver(std::string_view prefix, std::string_view suffix,
+LiveValue Configuration::HandOver(std::string_view part, std::string_view suffix,
                                   std::string_view content) {
   LiveValue path;
+  std::string name = settings_.Definitions().DeviceName();
+  std::replace_if(
+      name.begin(), name.end(), [](char byte) { return !IsAsciiAlphanumeric(byte); }, '-');
+  name.append(part).append("-").append(local_.At(local_.Now()).date);
   if (content.size() > kMaxFileBytes) return {"", Sentence::kExportTooLarge};
-  path.outcome = files_.Put(prefix, suffix, content, path.text);
+  path.outcome = files_.PutNamed(name.substr(0, kMaxNameBytes), suffix, content, path.text);
   return path;
 }
 
@@ -124,7 +128,7 @@ LiveValue Configuration::ShowSealed(const Question& question) {
   std::string sealed;
   Outcome outcome = cipher_.Seal(plain.Text(), password, sealed);
   if (!outcome.IsSuccess()) return {"", std::move(outcome)};
-  return HandOver("vistel-config-", ".cfg", sealed);
+  return HandOver("", ".cfg", sealed);
 }
 
 LiveRows Configuration::Changes(const Question& question) {

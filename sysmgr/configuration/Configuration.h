@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "sysmgr/configuration/ConfigurationCipher.h"
+#include "sysmgr/device/LocalClock.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/device/Sources.h"
 #include "sysmgr/files/HandoverFolder.h"
@@ -39,7 +40,7 @@ class Configuration {
 
   // All must outlive the configuration, which must outlive every storing of settings.
   Configuration(Settings& settings, HandoverFolder& files, const UploadedFile& upload,
-                DevicePassword& device, Clock clock);
+                DevicePassword& device, const LocalClock& local, Clock clock);
 
   // The configuration must outlive the sources.
   void OfferTo(Sources& sources);
@@ -77,7 +78,8 @@ class Configuration {
   using PendingPointer = std::shared_ptr<const Pending>;
 
   std::string Show(Part part, std::string_view client) const;
-  LiveValue HandOver(std::string_view prefix, std::string_view suffix, std::string_view content);
+  // The file is named after the device, the part and the day.
+  LiveValue HandOver(std::string_view part, std::string_view suffix, std::string_view content);
   LiveValue ShowSealed(const Question& question);
   LiveRows Changes(const Question& question);
   LiveRows Mistakes();
@@ -101,6 +103,7 @@ class Configuration {
   HandoverFolder& files_;
   const UploadedFile& upload_;
   DevicePassword& device_;
+  const LocalClock& local_;
   Clock clock_;
   ConfigurationCipher cipher_;
   PendingPointer pending_;

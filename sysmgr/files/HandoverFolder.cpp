@@ -11,12 +11,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
 
-#include "base/Descriptor.h"
 #include "base/Transfer.h"
 #include "sysmgr/log/Failure.h"
 #include "sysmgr/log/Log.h"
@@ -117,6 +117,29 @@ Outcome HandoverFolder::Put(std::string_view prefix, std::string_view suffix,
   path.append(prefix).append("XXXXXX").append(suffix);
   // mkostemps makes the file with mode 0600.
   const Descriptor file(mkostemps(path.data(), static_cast<int>(suffix.size()), O_CLOEXEC));
+  return Fill(file, content, path);
+}
+
+Outcome HandoverFolder::PutNamed(const std::string& name, std::string_view suffix,
+                                 std::string_view content, std::string& path) {
+  RemoveOld();
+  path = path_ + "/" + name;
+  path += suffix;
+  if (access(path.c_str(), F_OK) == 0) return Put(name + "-", suffix, content, path);
+  const std::string named = path;
+  Outcome outcome = Put(name + "-", suffix, content, path);
+  if (!outcome.IsSuccess() || rename(path.c_str(), named.c_str()) != 0) return outcome;
+  // One of that name was fetched; forgets it, so that this one does not go at the other's time.
+  const auto last = files_.end() - 1;
+  files_.erase(std::remove_if(files_.begin(), last,
+                              [&named](const File& file) { return file.path == named; }),
+               last);
+  files_.back().path = path = named;
+  return outcome;
+}
+
+Outcome HandoverFolder::Fill(const Descriptor& file, std::string_view content,
+                             const std::string& path) {
   if (file.IsOpen()) {
     if (WriteAll(file.Number(), content)) {
       files_.push_back({path, clock_()});

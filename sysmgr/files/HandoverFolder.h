@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/Descriptor.h"
 #include "sysmgr/log/Outcome.h"
 
 class HandoverFolder {
@@ -44,6 +45,11 @@ class HandoverFolder {
   Outcome Put(std::string_view prefix, std::string_view suffix, std::string_view content,
               std::string& path);
 
+  // The same for a file that somebody keeps under its name, "<name><suffix>". While another one of
+  // that name waits, it gets the other kind of name.
+  Outcome PutNamed(const std::string& name, std::string_view suffix, std::string_view content,
+                   std::string& path);
+
   // Removes all files.
   void RemoveAll();
 
@@ -56,6 +62,7 @@ class HandoverFolder {
     std::int64_t made;
   };
 
+  Outcome Fill(const Descriptor& file, std::string_view content, const std::string& path);
   void RemoveOldest();
   bool MakeRoom();
 

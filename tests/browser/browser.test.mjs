@@ -377,9 +377,9 @@ inBrowser('the downloads arrive under their names and can be opened', {}, async 
   control('set', 'System.ConfigPassword=a good password');
   await page.goto(url('maintenance', 'en'));
   for (const [type, name, content] of [
-    ['xml', /\.xml$/, /^<\?xml [^]*System\.DeviceName/],
-    ['ac', /^vistel-autoconfig-.*\.xml$/, /^<\?xml [^]*HomePlug\.NetworkName/],
-    ['cfg', /^vistel-config-.*\.cfg$/, /^[^<]/],
+    ['xml', /^Vistel-\d{4}-\d\d-\d\d\.xml$/, /^<\?xml [^]*System\.DeviceName/],
+    ['ac', /^Vistel-shared-\d{4}-\d\d-\d\d\.xml$/, /^<\?xml [^]*HomePlug\.NetworkName/],
+    ['cfg', /^Vistel-\d{4}-\d\d-\d\d\.cfg$/, /^[^<]/],
   ]) {
     const [download] = await Promise.all([page.waitForEvent('download', patient), page.click(`a[href*="_type=${type}"]`)]);
     assert.match(download.suggestedFilename(), name);

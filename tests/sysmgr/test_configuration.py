@@ -48,8 +48,14 @@ class Configuration(ServiceTest):
                                      for text in settings) + "</configuration>\n"
         self.assertEqual(self.device.ask("System.ConfigShow"), xml(readable))
         path = self.device.ask("System.AutoConfigShow")
-        self.assertRegex(path, f"^{self.device.folder}/files/vistel-autoconfig-.{{6}}\\.xml$")
+        # Named after the device and the day where it is; another one that waits keeps its name.
+        named = f"{self.device.folder}/files/Vistel-shared-2023-11-14"
+        self.assertEqual(path, named + ".xml")
+        self.assertRegex(self.device.ask("System.AutoConfigShow"), f"^{named}-.{{6}}\\.xml$")
         self.assertEqual(self.device.read(path), xml(shared))
+        os.unlink(path)
+        self.assertEqual(self.device.ask("System.AutoConfigShow"), path)
+        self.assertEqual(os.path.basename(self.device.ask("System.ConfigShowCrypt")), "Vistel-2023-11-14.cfg")
 
     def test_every_value_comes_back(self):
         text = json.loads(PRODUCT.read_text())
@@ -310,7 +316,7 @@ class Files(ServiceTest):
         gone.rename(service.folder / "files")
         service.clock(steady=1601)
         files = [put() for _ in range(63)]
-        self.assertFalse(there(first))
+        self.assertEqual(files[0], first)  # whose name was free again
         service.clock(steady=1609)
         self.assertEqual(put(), full)
         # A fetched file takes no room.
