@@ -177,7 +177,8 @@ void Powerline::Restart() {
 }
 
 bool Powerline::IsThere(std::size_t station) const {
-  return station < kStations || book_.IsAdded(MacAddress(station));
+  if (station == 0) return true;
+  return station < kStations ? book_.IsFactoryNetwork() : book_.IsAdded(MacAddress(station));
 }
 
 std::optional<std::size_t> Powerline::Find(std::string_view macAddress) const {

@@ -76,7 +76,7 @@ class Powerline {
   // there is none.
   static std::optional<std::size_t> FindByPassword(std::string_view password);
 
-  // Whether the station is part of the network.
+  // Whether the station is part of the network: it has the same network name and password.
   bool IsThere(std::size_t station) const;
 
  private:

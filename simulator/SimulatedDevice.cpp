@@ -9,6 +9,8 @@
 namespace {
 
 constexpr const char* kDeviceName = "System.DeviceName";
+constexpr const char* kNetworkName = "HomePlug.NetworkName";
+constexpr const char* kNetworkPassword = "HomePlug.NetworkPassword";
 constexpr const char* kMacAddress = "MacAddress";
 
 }  // namespace
@@ -21,7 +23,7 @@ SimulatedDevice::SimulatedDevice(Provider& provider, std::uint64_t seed, Powerli
   OfferPowerline();
   OfferActions();
   SimulatedNetwork::OfferTo(provider_);
-  provider_.Subscribe(kDeviceName);
+  for (const char* key : {kDeviceName, kNetworkName, kNetworkPassword}) provider_.Subscribe(key);
   provider_.OnSettings([this](const Provider::Pairs& settings) {
     Apply(settings);
     return true;
@@ -65,6 +67,8 @@ void SimulatedDevice::OfferActions() {
 void SimulatedDevice::Apply(const Provider::Pairs& settings) {
   for (const auto& [key, value] : settings) {
     if (key == kDeviceName) book_.SetLocalName(value);
+    if (key == kNetworkName) book_.SetNetworkName(value);
+    if (key == kNetworkPassword) book_.SetNetworkPassword(value);
   }
   network_.Apply(settings);
   network_.PushTo(provider_);

@@ -3,6 +3,7 @@
 // One stored value per station and property.
 #include "simulator/StationBook.h"
 
+#include <functional>
 #include <utility>
 
 namespace {
@@ -10,11 +11,31 @@ namespace {
 constexpr const char* kName = "name ";
 constexpr const char* kAdded = "added ";
 
+// As all adapters of this kind leave the factory.
+constexpr const char* kFactoryName = "HomePlug";
+constexpr const char* kFactoryPassword = "HomePlugAV";
+
+// Hashed, so that no password is kept.
+std::string NetworkOf(const std::string& name, const std::string& password) {
+  return std::to_string(std::hash<std::string>()(name + '\n' + password));
+}
+
 }  // namespace
 
 void StationBook::SetLocalName(std::string name) {
   localName_ = std::move(name);
   ++changes_;
+}
+
+void StationBook::SetNetwork(const std::string& name, const std::string& password) {
+  name_ = name;
+  password_ = password;
+  network_ = NetworkOf(name, password);
+  ++changes_;
+}
+
+bool StationBook::IsFactoryNetwork() const {
+  return name_ == kFactoryName && password_ == kFactoryPassword;
 }
 
 const std::string& StationBook::Find(const std::string& name) const {
@@ -28,7 +49,7 @@ const std::string& StationBook::NameOf(const std::string& macAddress) const {
 }
 
 bool StationBook::IsAdded(const std::string& macAddress) const {
-  return !Find(kAdded + macAddress).empty();
+  return Find(kAdded + macAddress) == network_;
 }
 
 std::string StationBook::SetName(const std::string& macAddress, const std::string& name) {
@@ -36,5 +57,5 @@ std::string StationBook::SetName(const std::string& macAddress, const std::strin
 }
 
 std::string StationBook::Add(const std::string& macAddress) {
-  return provider_.Keep({{kAdded + macAddress, "1"}});
+  return provider_.Keep({{kAdded + macAddress, network_}});
 }

@@ -475,7 +475,7 @@ inBrowser('nothing from a request or a device becomes markup or a query', {}, as
   // Settings of the device, whose checks accept these texts.
   control('set', `System.DeviceName=${canary}`, `HomePlug.NetworkName=${canary}`);
   await page.goto(home);
-  assert.deepEqual(await page.evaluate(async (requests) => {
+  const planted = (sent) => page.evaluate(async (requests) => {
     const found = [];
     for (const request of requests) {
       const body = new FormData();    // may be longer than the other kind
@@ -486,8 +486,12 @@ inBrowser('nothing from a request or a device becomes markup or a query', {}, as
         document.querySelector('[canary], script:not([src])')) found.push(request);
     }
     return found;
-  }, forms), []);
-  control('set', 'System.DeviceName=Vistel', 'HomePlug.NetworkName=HomePlug');
+  }, sent);
+  assert.deepEqual(await planted(targets), []);
+  // The stations, with names of their own, are in the network of that name only.
+  control('set', 'HomePlug.NetworkName=HomePlug');
+  assert.deepEqual(await planted(forms), []);
+  control('set', 'System.DeviceName=Vistel');
   for (const part of ['field', 'change', 'stations']) {
     assert.equal((await read(`/?_file=/wgl/std/${part}.wgl&key=a&hint=b`)).trim(), '', part);
   }

@@ -324,6 +324,13 @@ Key, Type, Access, Limits, Help|a network mask, or empty
         other = "HomePlug.Stations{MacAddress=00:00:5E:00:53:02}.Uptime"
         self.expect(service, """
             set System.DeviceName=canary|HomePlug.NetworkPassword=canary word => /
+            HomePlug.Stations{Role=remote}.Name =>
+            set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:00:5E:00:53:08
+              => There is no adapter with this address./
+            set HomePlug.AddStation=ABCD-EFGH-IJKL-MNOP =>
+            HomePlug.Stations{Role=remote}.Name => Garage
+            set HomePlug.NetworkPassword=HomePlugAV =>
+            HomePlug.Stations{Name=Garage}.Name =>
             set System.DeviceName=canary =>
             set System.DeviceName=canary|System.Led=0 => /
             set HomePlug.NameStation=feather|HomePlug.NameStation.MacAddress=00:00:5E:00:53:08 => /
@@ -361,6 +368,8 @@ Key, Type, Access, Limits, Help|a network mask, or empty
             "This adapter was added:|00:00:5E:00:53:0A",
             "This adapter was named:|00:00:5E:00:53:08",
             "This setting was changed:|System.Led",
+            "This setting was changed:|HomePlug.NetworkPassword",
+            "This adapter was added:|00:00:5E:00:53:09",
             "This setting was changed:|HomePlug.NetworkPassword",
             "This setting was changed:|System.DeviceName",
             started])
