@@ -13,7 +13,7 @@ std::vector<std::string> gSystemLog;
 
 namespace {
 
-void Log(int priority, const char* format, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] void Log(int priority, const char* format, va_list arguments) {
   char line[4096];
   std::vsnprintf(line, sizeof line, format, arguments);
   gSystemLog.push_back((priority == LOG_ERR ? "" : std::to_string(priority) + " ") + line);
@@ -31,8 +31,9 @@ extern "C" void syslog(int priority, const char* format, ...) {
 
 extern "C" void CheckedSyslog(int priority, int flag, const char* format,
                               ...) __asm__("__syslog_chk");
-extern "C" __attribute__((used)) void CheckedSyslog(int priority, int /*flag*/, const char* format,
-                                                    ...) {
+extern "C" __attribute__((used, format(printf, 3, 4))) void CheckedSyslog(int priority,
+                                                                          int /*flag*/,
+                                                                          const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   Log(priority, format, arguments);
