@@ -8,10 +8,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include "base/Characters.h"
+#include "sysmgr/files/TextFile.h"
 #include "sysmgr/log/Log.h"
 
 namespace {
@@ -73,9 +73,8 @@ std::vector<std::string> ReadFirmwareKeys(const std::string& folder) {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
     if (entry.path().extension() != ".pub") continue;
-    std::ifstream stream(entry.path());
     std::string line;
-    std::getline(stream, line);
+    TextFile(entry.path()).Next(line);
     std::string key = Bytes(line, crypto_sign_PUBLICKEYBYTES);
     if (key.empty()) {
       Log::Write("'" + entry.path().string() + "' holds no key for firmware");

@@ -11,12 +11,12 @@
 
 #include <algorithm>
 #include <exception>
-#include <fstream>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "sysmgr/files/NewFile.h"
+#include "sysmgr/files/TextFile.h"
 #include "sysmgr/log/Log.h"
 
 namespace {
@@ -64,9 +64,9 @@ Outcome Write(const std::string& file, const std::string& hash) {
 
 // The hash in the file; "" without one.
 std::string HashIn(const std::string& file) {
-  std::ifstream stream(file);
+  TextFile text(file);
   const std::string begin = std::string(DevicePassword::kUser) + ":";
-  for (std::string line; std::getline(stream, line);) {
+  for (std::string line; text.Next(line);) {
     if (line.compare(0, begin.size(), begin) == 0) return line.substr(begin.size());
   }
   return "";
@@ -111,8 +111,8 @@ bool DevicePassword::IsCommon(std::string_view password) const {
     };
     return small(one) == small(other);
   };
-  std::ifstream stream(common_);
-  for (std::string line; std::getline(stream, line);) {
+  TextFile text(common_);
+  for (std::string line; text.Next(line);) {
     if (std::equal(line.begin(), line.end(), password.begin(), password.end(), isSame)) return true;
   }
   return false;
