@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 """
 One table of requests through each of the web servers that deploy/ has a configuration for. The rule:
-what a server lets through is compared with what the program itself writes for the same request.
+what a server lets through is compared with what the program itself writes for the same request. Needs
+build/web, installed (cmake --install build/web).
 """
 import base64
 import importlib.machinery
