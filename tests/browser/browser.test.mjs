@@ -286,8 +286,10 @@ inBrowser('home says what is weak, its page what helps, and measures again meanw
   await page.evaluate(() => { globalThis.kept = true; });
   const measured = await text(page, '#gauge');
   while (await text(page, '#gauge') === measured) {
-    await page.clock.runFor(6000);
-    await page.waitForTimeout(200);
+    // The page's patience is on that clock too: it does not move while an answer is on its way.
+    const [answer] = await Promise.all([page.waitForResponse(/_page=station/, patient), page.clock.runFor(6000)]);
+    await answer.finished();
+    await page.waitForTimeout(100);
   }
   assert.ok(await page.evaluate(() => globalThis.kept));
   // A good one needs no advice.
