@@ -16,8 +16,8 @@ namespace {
 [[gnu::format(printf, 2, 0)]] void Log(int priority, const char* format, va_list arguments) {
   char line[4096];
   // The callers begin the list.
-  std::vsnprintf(line, sizeof line, format,
-                 arguments);  // NOLINT(clang-analyzer-valist.Uninitialized)
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
+  std::vsnprintf(line, sizeof line, format, arguments);
   gSystemLog.push_back((priority == LOG_ERR ? "" : std::to_string(priority) + " ") + line);
 }
 
