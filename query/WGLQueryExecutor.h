@@ -38,8 +38,10 @@ class WGLQueryExecutor {
   // the next TakeAnswers. The failure of a query shows only then, too.
   void AskQuery(WGLString& out, const std::string& query, std::string_view otype);
 
-  // Takes all answers that are still to come; must precede every other query. Returns false when
-  // there are none.
+  // Whether there are answers still to come.
+  bool IsAwaiting() const { return !asked_.empty(); }
+
+  // Takes them; must precede every other query. Returns false when there are none.
   bool TakeAnswers();
 
   // The number of rows in decimal.

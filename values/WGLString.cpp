@@ -84,8 +84,11 @@ void WGLStringPart::FreeText() {
 }
 
 bool WGLStringPart::MakeOwn() {
-  Await();
   if (borrowedSize_ == kOwned) return true;
+  if (borrowedSize_ == kLate) {
+    Await();
+    return true;
+  }
   char* copy = strndup(text_, borrowedSize_);
   if (copy == nullptr) return false;
   text_ = copy;

@@ -29,7 +29,9 @@ WGLString CopyOf(const char* text) {
 // The variable that tells of failed queries has its value when all of them have been answered.
 const char* NameOf(WGLString& variable) {
   const char* name = variable.GetCombined();
-  if (std::strcmp(name, kUnansweredVariable) == 0) gQueryExecutor.TakeAnswers();
+  if (gQueryExecutor.IsAwaiting() && std::strcmp(name, kUnansweredVariable) == 0) {
+    gQueryExecutor.TakeAnswers();
+  }
   return name;
 }
 
