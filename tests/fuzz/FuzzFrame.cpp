@@ -5,7 +5,9 @@
 // closes the connection.
 #include <algorithm>
 #include <string>
+#include <string_view>
 
+#include "platform/Netstring.h"
 #include "platform/StringTable.h"
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
@@ -47,5 +49,19 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const char* const text = queried > 0 ? kRefused : kNotAnswered;
   Check(outcome == (fits ? reply : TableText(1, {{text}, {text}})), "each key has its outcome");
   Check(peer.requests.size() == 2, "a request is sent once");
+
+  // What comes behind an answer may be the next answer, if more than one is asked for.
+  std::string_view rest = bytes;
+  std::string_view message;
+  const bool isAlone = !Netstring::Take(rest, message) || rest.empty();
+  for (int i = 0; i < 3; ++i) Check(gSysMgr.Ask("c", "k", "0"), "the time is not over");
+  for (int i = 0; i < 3; ++i) {
+    StringTable taken;
+    const int result = gSysMgr.TakeAnswer(taken);
+    Check(result == 0 || taken.Columns() == 0, "a failed query has no table");
+    if (i > 0 && !isAlone) continue;
+    Check(result == queried, "a query that is asked ahead has the same result");
+    Check(result != 0 || taken.Serialize() == table.Serialize(), "and the same table");
+  }
   return 0;
 }
