@@ -14,6 +14,7 @@ import statistics
 import subprocess
 import time
 
+import emulated
 from common import *
 
 BUILT = BUILD / "product"
@@ -35,18 +36,23 @@ LOAD_CONNECTIONS = 4
 LOAD_SECONDS = 60  # for one turn, at most
 
 
-def build_product(extra):
-    """Builds and installs the product as ./run does, its root in scratch folders."""
-    note("building the product")
+def product_paths():
     paths = {"DOCUMENT_ROOT": WWW, "UPLOAD_FILE": STATE / "upload.bin",
              "AUTHORISATION_FILE": STATE / "rpcauth", "SYSMGR_SOCKET": STATE / "run" / "socket",
              "SYSMGR_PROVIDERS": STATE / "run" / "providers",
              "SYSMGR_MODEL": STATE / "model.json", "SYSMGR_DATABASE": STATE / "settings.db",
              "SYSMGR_FILES": STATE / "files", "SBIN_DIR": STATE / "sbin",
              "CGI_DIR": STATE / "cgi-bin"}
+    return ["-DVISTEL_%s=%s" % path for path in paths.items()]
+
+
+def build_product(extra):
+    """Builds and installs the product as ./run does, its root in scratch folders."""
+    note("building the product")
+    paths = product_paths()
     generator = ["-G", "Ninja"] if shutil.which("ninja") else []
     command("cmake", "-S", SOURCE, "-B", BUILT, *generator, "-DCMAKE_BUILD_TYPE=Release",
-            "-DVISTEL_LINK=static", *["-DVISTEL_%s=%s" % path for path in paths.items()], *extra)
+            "-DVISTEL_LINK=static", *paths, *extra)
     command("cmake", "--build", BUILT, "-j", os.cpu_count() or 1)
     command("cmake", "--install", BUILT)
     (STATE / "rpcauth").write_text("c2VjcmV0IG9mIHRoZSBtZWFzdXJlbWVu\n")
@@ -245,3 +251,6 @@ def report(parts, options):
             report_chart(program, options)
         if "load" in parts:
             report_load(program)
+        if "device" in parts:
+            emulated.report(program, request("/wgl/main.wgl", "_style=std&_dir=std&_page=home"), product_paths(),
+                            options.configure)
