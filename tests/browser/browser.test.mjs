@@ -111,13 +111,23 @@ inBrowser('every page fits, is accessible and on record', {}, async (page) => {
   }
 });
 
-inBrowser('the language follows the link, the browser and nothing else', { locale: 'fr-FR' }, async (page) => {
+inBrowser('the language follows the link, the last choice and the browser', { locale: 'fr-FR' }, async (page) => {
   await page.goto(home);
   assert.equal(await page.getAttribute('html', 'lang'), 'fr');
   for (const link of ['#lang-de', '#to-settings']) {
     await submit(page, link);
     assert.equal(await page.getAttribute('html', 'lang'), 'de');
   }
+  await page.goto(home);
+  await page.waitForURL(/_lang=de$/);
+  assert.equal(await page.getAttribute('html', 'lang'), 'de');
+  // A password can be seen while it is typed, and is one again when it is sent.
+  await page.goto(url('settings', 'de'));
+  await page.fill('#password', 'short');
+  await page.click('#password-form .reveal');
+  assert.equal(await page.getAttribute('#password', 'type'), 'text');
+  await submit(page, '#store-password');
+  assert.equal(await page.getAttribute('#password', 'type'), 'password');
 });
 
 inBrowser('programs get the values of the pages, as JSON and as XML', {}, async (page) => {

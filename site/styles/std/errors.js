@@ -6,7 +6,8 @@
 
 const main = document.querySelector('main');
 const languages = [...main.children].filter((part) => part.tagName === 'SECTION').map((part) => part.lang);
-const chosen = navigator.languages.map((tag) => tag.slice(0, 2).toLowerCase()).find((tag) => languages.includes(tag));
+const remembered = document.cookie.match(/(?:^|; )language=([a-z]+)/)?.[1] ?? '';
+const chosen = [remembered, ...navigator.languages].map((tag) => tag.slice(0, 2).toLowerCase()).find((tag) => languages.includes(tag));
 if (chosen !== undefined) {
   document.documentElement.lang = chosen;
   for (const part of main.querySelectorAll('section')) {

@@ -17,6 +17,20 @@
     if (element.textContent !== text) element.textContent = text;
   };
 
+  // ---- language
+
+  // The language that somebody has chosen. The home page without a query is in the browser's, so it leads on to
+  // the chosen one; but not after a form, whose result has the same address.
+  const remembered = document.cookie.match(/(?:^|; )language=([a-z]+)/)?.[1];
+  for (const link of document.querySelectorAll('.languages a')) {
+    link.addEventListener('click', () => {
+      document.cookie = `language=${link.lang}; path=/; max-age=31536000; samesite=lax`;
+    });
+    if (link.lang === remembered && remembered !== language && location.search === '' && document.referrer === '') {
+      location.replace(link.href);
+    }
+  }
+
   // ---- values
 
   const units = [['day', 86400], ['hour', 3600], ['minute', 60], ['second', 1]];
@@ -290,6 +304,16 @@
     } catch {
       // No answer.
     }
+  }
+
+  // A password is shown while somebody wants to see it; it is one again when the form is sent, so that no browser
+  // offers it later.
+  for (const reveal of document.querySelectorAll('.reveal')) {
+    const input = reveal.parentElement.querySelector('input[type="password"]');
+    const box = reveal.querySelector('input');
+    reveal.hidden = false;
+    box.addEventListener('change', () => { input.type = box.checked ? 'text' : 'password'; });
+    input.form.addEventListener('submit', () => { input.type = 'password'; });
   }
 
   for (const input of document.querySelectorAll('input[data-check]')) {
