@@ -407,8 +407,8 @@ inBrowser('a backup of newer firmware: what fits is restored, the rest is told',
     .replace('Led">1', 'Led">on').replace('<setting', '<b/><setting').replace('Berlin', 'Paris'));
   assert.match(await text(page, 'table:has(#changes)'), /ZeitzoneEurope\/BerlinEurope\/Paris$/);
   assert.deepEqual(await page.$$eval('table:has(#mistakes) tbody tr', (rows) => rows.map((row) => row.textContent)), [
-    'Die ganze DateiDie Konfiguration hat eine neuere Version, als dieses Gerät kennt.', 'Zeile 3Dieses Element ist unbekannt.',
-    'System.UnheardDiese Einstellung gibt es nicht.', `${await page.textContent('table:has(#mistakes) tr:nth-child(4) th')}Wählen Sie 0 oder 1.`,
+    'Die DateiDie Sicherung hat eine neuere Version, als dieser Adapter kennt.', 'Zeile 3Dieses Element ist unbekannt.',
+    'System.UnheardDiese Einstellung gibt es nicht.', 'LEDsWählen Sie 0 oder 1.',
   ]);
   await picture(page, 'restore-left-out');
   assert.equal(configuration(), saved);
