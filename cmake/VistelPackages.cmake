@@ -29,6 +29,8 @@ The page generator, a CGI program, with a site of templates in three languages
 and configurations for four web servers.")
 set(CPACK_DEBIAN_PRODUCT_PACKAGE_DEPENDS "vistel-sysmgr")
 set(CPACK_DEBIAN_PRODUCT_PACKAGE_RECOMMENDS "lighttpd-modules-lua | nginx | apache2-bin | busybox")
+# Debian's busybox has no tcpsvd of its own.
+set(CPACK_DEBIAN_PRODUCT_PACKAGE_SUGGESTS ipsvd)
 
 set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME vistel-sysmgr)
 set(CPACK_COMPONENT_SERVICE_DESCRIPTION "settings and live values of a network adapter
