@@ -58,6 +58,10 @@ constexpr double kBitDecibels = 3.0;
 
 constexpr std::int64_t kTideSeconds = 7200;
 
+// How often an adapter measures. In between, each question about its links has the same answer: a
+// page that asks for the good ones and then for the weak ones sees each of them once.
+constexpr std::int64_t kMeasuredEverySeconds = 4;
+
 // Output power of carriers that send at all, and of those that must not disturb, in dB.
 constexpr double kSentDecibels = -1;
 constexpr double kSuppressedDecibels = -29;
@@ -229,8 +233,9 @@ std::optional<Powerline::Decibels> Powerline::Snr(std::string_view macAddress) c
 
 Powerline::Decibels Powerline::Snr(std::size_t station, bool received, std::int64_t seconds) const {
   const std::uint64_t link = station * 2 + (received ? 1 : 0);
+  seconds -= seconds % kMeasuredEverySeconds;
   const auto second = static_cast<std::uint64_t>(seconds);
-  // Appliances are switched within hours; from one second to the next, little changes.
+  // Appliances are switched within hours; from one measurement to the next, little changes.
   const double tide = 2.0 * std::sin(static_cast<double>(seconds % kTideSeconds) * 2 * kPi /
                                          static_cast<double>(kTideSeconds) +
                                      Noise(link, 0, 1) * kPi);
