@@ -45,6 +45,8 @@ const char* NameOf(Access access) {
       return "does something";
     case Access::kParameter:
       return "goes with an action";
+    case Access::kTicket:
+      return "read; goes with anything";
   }
   return "";
 }

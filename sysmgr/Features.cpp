@@ -10,6 +10,7 @@
 
 #include "sysmgr/OwnSources.h"
 #include "sysmgr/device/LostSettings.h"
+#include "sysmgr/model/Check.h"
 #include "sysmgr/model/KeyList.h"
 
 namespace {
@@ -25,9 +26,24 @@ void OfferCheck(Sources& sources, const Settings& settings) {
     const std::string* key = question.Selector("Key");
     const std::string* value = question.Selector("Value");
     if (key == nullptr) return {"", Outcome(Sentence::kSelectorMissing).AboutName("Key")};
-    return {settings.Check(*key, value == nullptr ? "" : *value, question.client).Text()};
+    const ModelKey* const known = settings.Definitions().Find(*key);
+    const std::string given = value == nullptr ? "" : *value;
+    return {
+        settings.Check(*key, known == nullptr ? given : NormalForm(*known, given), question.client)
+            .Text()};
   };
   sources.OfferValue("setting-check", std::move(check));
+  ValueSource form;
+  form.selectors = {"Key", "Value"};
+  form.value = [&settings](const Question& question) -> LiveValue {
+    const std::string* key = question.Selector("Key");
+    const std::string* value = question.Selector("Value");
+    const ModelKey* const known = key == nullptr ? nullptr : settings.Definitions().Find(*key);
+    if (known == nullptr || value == nullptr) return {};
+    std::string text = NormalForm(*known, *value);
+    return {settings.Check(*key, text, question.client).IsSuccess() ? std::move(text) : ""};
+  };
+  sources.OfferValue("setting-form", std::move(form));
 }
 
 void OfferKeys(Sources& sources, const Model& model) {
@@ -75,12 +91,18 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
       password_(setup.passwordFile, setup.commonPasswords, setup.steady, log_),
       configuration_(settings, files_, upload_, password_, clock_, setup.steady),
       history_(settings.Definitions(), setup.steady),
+      book_(settings, setup.steady),
+      forms_(settings, book_, setup.steady),
+      trial_(settings, log_, setup.steady),
       restarts_(settings, firmware_, sources_, log_) {
   clock_.OfferTo(sources_);
   log_.OfferTo(sources_);
   firmware_.OfferTo(sources_);
   password_.OfferTo(sources_);
   configuration_.OfferTo(sources_);
+  book_.OfferTo(sources_);
+  forms_.OfferTo(sources_);
+  trial_.OfferTo(sources_);
   OfferCheck(sources_, settings);
   OfferKeys(sources_, settings.Definitions());
   sources_.OfferText("service-version", [] { return std::string(VISTEL_VERSION); });
@@ -90,6 +112,7 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
     files_.RemoveAll();
     upload_.DeleteOurs();
   });
+  firmware_.OnInstalled([this] { restarts_.RestartAtOnce(); });
   AddEvents(settings);
   LostSettings::OfferTo(sources_, settings, log_);
   OfferFactorySecrets(sources_, settings);
@@ -99,7 +122,9 @@ Features::Features(Settings& settings, const FeatureSetup& setup)
 
 // Adds the events of the device's log that the parts don't add themselves.
 void Features::AddEvents(Settings& settings) {
-  settings.AddObserver([this](const std::vector<std::string>& keys) { log_.AddChanges(keys); });
+  settings.AddObserver([this](const Storage::Changes& changes, const std::string&) {
+    log_.AddChanges(Settings::NamesOf(changes));
+  });
   configuration_.OnRestored([this] { log_.Add(Sentence::kEventRestored); });
   configuration_.OnPassword([this] { log_.Add(Sentence::kEventConfigPassword); });
   log_.Add(Sentence::kEventStarted, firmware_.RunningVersion());
@@ -109,4 +134,5 @@ void Features::OnTimer() {
   files_.RemoveOld();
   upload_.DeleteOld(steady_());
   configuration_.DropOld();
+  book_.DropOld();
 }

@@ -12,11 +12,14 @@
 
 #include "sysmgr/Restarts.h"
 #include "sysmgr/configuration/Configuration.h"
+#include "sysmgr/device/ChangeBook.h"
 #include "sysmgr/device/EventLog.h"
+#include "sysmgr/device/Forms.h"
 #include "sysmgr/device/History.h"
 #include "sysmgr/device/LocalClock.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/device/Sources.h"
+#include "sysmgr/device/Trial.h"
 #include "sysmgr/files/HandoverFolder.h"
 #include "sysmgr/files/UploadedFile.h"
 #include "sysmgr/firmware/FirmwareUpdate.h"
@@ -43,9 +46,18 @@ class Features {
   Features& operator=(const Features&) = delete;
 
   const Sources& All() const { return sources_; }
+  Forms& PageForms() { return forms_; }
 
   // See Restarts::OnReset.
-  void OnReset(std::function<void()> listener) { restarts_.OnReset(std::move(listener)); }
+  void OnReset(std::function<void()> listener) {
+    restarts_.OnReset([this, listener = std::move(listener)] {
+      book_.Clear();
+      listener();
+    });
+  }
+
+  // See Trial::TickWith.
+  void TickWith(Trial::Ticker ticker) { trial_.TickWith(std::move(ticker)); }
 
   // Sets how the steps of an installation of firmware are called.
   void RunStepsWith(FirmwareUpdate::StepRunner runner) {
@@ -84,6 +96,9 @@ class Features {
   DevicePassword password_;
   Configuration configuration_;
   History history_;
+  ChangeBook book_;
+  Forms forms_;
+  Trial trial_;
   Sources sources_;
   Restarts restarts_;
 };

@@ -15,6 +15,8 @@ struct ActionTopic {
   Topic topic;
 };
 constexpr ActionTopic kActionTopics[] = {
+    {"undo", Topic::kUndo},
+    {"trial", Topic::kTrial},
     {"change-password", Topic::kDevicePassword},
     {"change-password", Topic::kNewPassword},
     {"config-password", Topic::kDevicePassword},
@@ -35,8 +37,9 @@ std::set<std::string> MessagesOf(const Model& model) {
     messages.insert(texts.begin(), texts.end());
   };
   add(Sentences::OfTopic(Topic::kSetting));
+  if (model.Ticket() != nullptr) add(Sentences::OfTopic(Topic::kForm));
   for (const ModelKey& key : model.Keys()) {
-    if (key.access == Access::kRead) continue;
+    if (key.access == Access::kRead || key.access == Access::kTicket) continue;
     add(SentencesOf(key));
     add(key.refusals);
     if (key.access != Access::kAction) continue;

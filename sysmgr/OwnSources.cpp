@@ -13,7 +13,7 @@ namespace {
 
 enum class Kind { kValue, kTable, kAction };
 
-constexpr std::size_t kMaxColumns = 7;
+constexpr std::size_t kMaxColumns = 8;
 
 struct OwnSource {
   std::string_view name;
@@ -22,8 +22,12 @@ struct OwnSource {
 };
 
 constexpr OwnSource kOwn[] = {
+    {"actions", Kind::kTable, {"Key", "Value", "Seconds", "Form"}},
     {"auto-config-show", Kind::kValue},
     {"change-password", Kind::kAction},
+    {"changes",
+     Kind::kTable,
+     {"Number", "Seconds", "Form", "Key", "Before", "After", "Secret", "Undo"}},
     {"clock", Kind::kTable, {"Zone", "Date", "Time", "Offset"}},
     {"config-changes", Kind::kTable, {"Key", "Current", "New", "Secret"}},
     {"config-mistakes", Kind::kTable, {"Number", "Line", "Key", "Text"}},
@@ -48,9 +52,15 @@ constexpr OwnSource kOwn[] = {
     {"restart", Kind::kAction},
     {"service-version", Kind::kValue},
     {"setting-check", Kind::kValue},
+    {"setting-form", Kind::kValue},
     {"settings-lost", Kind::kValue},
     {"settings-lost-noted", Kind::kAction},
     {"time-zones", Kind::kTable, {"Name", "Area", "Place", "Time"}},
+    {"tickets", Kind::kValue},
+    {"trial", Kind::kAction},
+    {"trial-seconds", Kind::kValue},
+    {"trial-settings", Kind::kTable, {"Key", "Former", "Present"}},
+    {"undo", Kind::kAction},
 };
 
 const OwnSource* Find(std::string_view name) {

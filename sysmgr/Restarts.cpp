@@ -3,6 +3,8 @@
 // What can fail comes first.
 #include "sysmgr/Restarts.h"
 
+#include <string>
+
 namespace {
 
 constexpr const char* kDeviceRestart = "device-restart";
@@ -24,6 +26,15 @@ void Restarts::Restart(const ActionRequest& request, const OutcomeTaker& done) {
   const Outcome ready = firmware_.Readiness();
   if (!ready.IsSuccess()) return done(ready);
   StartAgain(request, done);
+}
+
+void Restarts::RestartAtOnce() {
+  const std::string name = "restart";
+  StringTable keys(1);
+  StringTable values(1);
+  keys.AddCells({name});
+  values.AddCells({"1"});
+  Restart(ActionRequest(keys, values, name, ""), [](const Outcome&) {});
 }
 
 void Restarts::StartAgain(const ActionRequest& request, const OutcomeTaker& done) {

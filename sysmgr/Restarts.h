@@ -21,6 +21,9 @@ class Restarts {
   Restarts(const Restarts&) = delete;
   Restarts& operator=(const Restarts&) = delete;
 
+  // Restarts without a request, such as after an installation. Nothing happens when it is refused.
+  void RestartAtOnce();
+
   // Called on each restart: what is kept in memory only is forgotten.
   void AddListener(std::function<void()> listener) { listeners_.push_back(std::move(listener)); }
 

@@ -84,17 +84,21 @@ void Serve(const Options& options, const Pace& pace) {
   setup.commonPasswords = options.commonPasswords;
   setup.stateFolder = FolderOf(options.database);
   Features features(settings, setup);
-  Device device(settings, features.All());
+  Device device(settings, features.All(), &features.PageForms());
   Dispatcher dispatcher(device, authorisation);
   Server server(loop, clients, dispatcher, pace.deadlineMilliseconds);
   Providers providers(features.WorldOf(loop), devices, pace.patience);
-  settings.AddObserver(
-      [&providers](const std::vector<std::string>& keys) { providers.OnChange(keys); });
+  settings.AddObserver([&providers](const Storage::Changes& changes, const std::string&) {
+    providers.OnChange(Settings::NamesOf(changes));
+  });
   features.OnReset([&providers] { providers.OnReset(); });
   loop.Every(kTimerSeconds, [&features] { features.OnTimer(); });
   loop.Every(pace.sampleSeconds, [&features, &device] { features.Sample(device); });
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
+  });
+  features.TickWith([&loop](std::function<bool()> tick) {
+    loop.While(1, std::move(tick));  // the seconds that a page counts
   });
   // The last, so that its work has ended before anything goes that it uses.
   Worker disk(loop);

@@ -60,6 +60,10 @@ a line of {Recording.kTrendSteps} points, the last
 up to {ModelReader.kMaxTextCharacters}. `pattern`
 the last {EventLog.kMaxEvents} events
 a table of the first {ProblemList.kMaxTold} mistakes
+the last {ChangeBook.kMaxChanges} changes of settings
+the last {Forms.kMaxActions} actions
+a change of the last {ChangeBook.kUndoSeconds // 60} minutes
+within {Trial.kSeconds} seconds
 | `output-power` | {Powerline.kCarriers} numbers
 a file of {Powerline.kCarriers} doubles
 docs/architecture.md

@@ -25,7 +25,8 @@ const std::map<std::string, Access, std::less<>> kAccess = {{"read", Access::kRe
                                                             {"read-write", Access::kReadWrite},
                                                             {"write-only", Access::kWriteOnly},
                                                             {"action", Access::kAction},
-                                                            {"parameter", Access::kParameter}};
+                                                            {"parameter", Access::kParameter},
+                                                            {"ticket", Access::kTicket}};
 
 template <typename Value>
 Value Choose(const std::map<std::string, Value, std::less<>>& words, const std::string& word) {

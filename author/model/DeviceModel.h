@@ -22,7 +22,7 @@ enum class ValueType {
   kPassword,
   kTable
 };
-enum class Access { kRead, kReadWrite, kWriteOnly, kAction, kParameter };
+enum class Access { kRead, kReadWrite, kWriteOnly, kAction, kParameter, kTicket };
 
 struct DeviceColumn {
   std::string name;
@@ -42,7 +42,9 @@ struct DeviceKey {
   std::vector<std::string> values;  // of an enumeration
   std::vector<DeviceColumn> columns;
 
-  bool CanBeRead() const { return access == Access::kRead || access == Access::kReadWrite; }
+  bool CanBeRead() const {
+    return access == Access::kRead || access == Access::kReadWrite || access == Access::kTicket;
+  }
   bool CanBeSet() const { return access != Access::kRead; }
 
   // Null when there is no such column.

@@ -170,6 +170,7 @@ void Configuration::Restore(const ActionRequest& request, OutcomeTaker done) {
   mistakes_ = {};
   if (request.Value() == "drop") {
     pending_.reset();
+    upload_.DeleteOurs();
     done({});
     return;
   }
@@ -184,22 +185,24 @@ void Configuration::Restore(const ActionRequest& request, OutcomeTaker done) {
       return;
     }
   }
-  Apply(chosen, request.Client(), std::move(done));
+  Apply(chosen, request, std::move(done));
 }
 
 Outcome Configuration::ReadUpload(std::string_view password, Secret& text) {
   const UploadedFile::Opened upload = upload_.Open();
   Outcome outcome = UploadedFile::Read(upload, kMaxFileBytes, text.Text());
   const bool isSealed = ConfigurationCipher::IsSealed(text.Text());
-  // Keeps the file, so that it need not be uploaded again.
+  // Without the right password the file stays, so that it need not be uploaded again.
   if (isSealed && clock_() < retry_) return Sentence::kTryAgain;
-  upload_.Delete(upload);
-  if (!isSealed) return outcome;
   const Secret chosen(password.empty() ? Password() : std::string(password));
-  if (chosen.Text().empty()) return Sentence::kPasswordNeeded;
-  const Secret sealed(text.Text());
-  outcome = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
-  if (!outcome.IsSuccess()) retry_ = clock_() + kRetrySeconds;
+  if (isSealed && chosen.Text().empty()) return Sentence::kPasswordNeeded;
+  if (isSealed) {
+    const Secret sealed(text.Text());
+    outcome = ConfigurationCipher::Open(sealed.Text(), chosen.Text(), text);
+    if (!outcome.IsSuccess()) retry_ = clock_() + kRetrySeconds;
+    if (outcome.Text() == Outcome(Sentence::kWrongPassword).Text()) return outcome;
+  }
+  upload_.Delete(upload);
   return outcome;
 }
 
@@ -287,24 +290,25 @@ Outcome Configuration::Refuse(ProblemList mistakes) {
   return Sentence::kMistakes;
 }
 
-void Configuration::Apply(const PendingPointer& applied, std::string_view client,
+void Configuration::Apply(const PendingPointer& applied, const ActionRequest& request,
                           OutcomeTaker done) {
   // Checks again, because the client that applies it may not be the one that loaded it. The
   // storage checks the rules.
   Storage::Batch batch = applied->settings;
   ProblemList mistakes;
-  Sift(batch, client, false, mistakes);
+  Sift(batch, request.Client(), false, mistakes);
   if (mistakes.Count() > 0) {
     done(Refuse(std::move(mistakes)));
     return;
   }
   settings_.TakeNote(batch);
-  settings_.Store(std::move(batch), [this, applied, done = std::move(done)](const Outcome& stored) {
+  const auto applies = [this, applied, done = std::move(done)](const Outcome& stored) {
     if (stored.IsSuccess()) {
       // Another one may have been loaded meanwhile.
       if (pending_ == applied) pending_.reset();
       if (onRestored_) onRestored_();
     }
     done(stored);
-  });
+  };
+  settings_.Store(std::move(batch), applies, {{}, std::string(request.Ticket())});
 }

@@ -89,7 +89,7 @@ class Configuration {
   void Restore(const ActionRequest& request, OutcomeTaker done);
   Outcome ReadUpload(std::string_view password, Secret& text);
   Outcome Load(const ActionRequest& request, PendingPointer& loaded);
-  void Apply(const PendingPointer& applied, std::string_view client, OutcomeTaker done);
+  void Apply(const PendingPointer& applied, const ActionRequest& request, OutcomeTaker done);
   // Remove the settings that can't be restored, each by itself and then together, and add why.
   void Sift(Storage::Batch& batch, std::string_view client, bool isForeign,
             ProblemList& mistakes) const;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// A query collects columns, key after key, and finally makes rows of them.
+// A query collects columns, key after key, and finally makes rows of them. Sets are in
+// DeviceSet.cpp.
 #include "sysmgr/device/Device.h"
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <set>
 #include <utility>
 
 #include "base/Characters.h"
@@ -55,14 +55,6 @@ const std::string* FindStranger(const std::vector<Config::Key::Pair>& pairs,
     if (!Names(known, pair.name)) return &pair.name;
   }
   return nullptr;
-}
-
-// Whether the parameter is missing and required.
-bool IsMissing(const ModelKey& parameter, const StringTable& keys) {
-  for (unsigned row = 0; row < keys.Rows(); ++row) {
-    if (keys.View(row, 0) == parameter.name) return false;
-  }
-  return !CheckValue(parameter, "").IsSuccess();
 }
 
 }  // namespace
@@ -346,84 +338,4 @@ void Device::AskOne(std::string_view text, std::string_view client, AnswerTaker 
   } else {
     taker({nullptr, Sentence::kNoDevice});
   }
-}
-
-// Whether the key may be in a batch with the other keys: an action goes only with its own
-// parameters.
-Outcome Device::CheckCompany(std::string_view name, const StringTable& keys) const {
-  const ModelKey& definition = *model_.Find(std::string(name));
-  if (definition.IsSetting()) return {};
-  const bool isAction = definition.access == Access::kAction;
-  bool hasAction = isAction;
-  for (unsigned row = 0; row < keys.Rows(); ++row) {
-    const std::string_view other = keys.View(row, 0);
-    if (other == name) continue;
-    if (other == definition.action) hasAction = true;
-    const ModelKey* company = model_.Find(std::string(other));
-    const bool isOurs = company != nullptr && company->access == Access::kParameter &&
-                        company->action == definition.name;
-    if (isAction && !isOurs) return Sentence::kActionNotAlone;
-  }
-  if (definition.access == Access::kParameter && !hasAction) {
-    return Outcome(Sentence::kActionMissing).AboutName(definition.action);
-  }
-  if (!isAction) return {};
-  for (const ModelKey& parameter : model_.Keys()) {
-    if (parameter.access == Access::kParameter && parameter.action == definition.name &&
-        IsMissing(parameter, keys)) {
-      return Outcome(Sentence::kParameterMissing).AboutName(parameter.name);
-    }
-  }
-  return {};
-}
-
-void Device::Run(const StringTable& keys, const StringTable& values, unsigned row,
-                 std::string_view client, OutcomeTaker done) {
-  const std::string_view name = keys.View(row, 0);
-  const Action* const action = sources_.FindAction(model_.Find(std::string(name))->action);
-  if (action == nullptr) {
-    done(Sentence::kNoDevice);
-  } else {
-    (*action)(ActionRequest(keys, values, name, client), std::move(done));
-  }
-}
-
-void Device::Set(const StringTable& keys, const StringTable& values, std::string_view client,
-                 OutcomesTaker done) {
-  std::vector<Outcome> outcomes;
-  Storage::Batch batch;
-  std::set<std::string_view> seen;
-  unsigned action = keys.Rows();  // the row of the action
-  bool fine = true;
-  for (unsigned row = 0; row < keys.Rows(); ++row) {
-    const std::string_view name = keys.View(row, 0);
-    Outcome outcome = settings_.Check(name, values.View(row, 0), client);
-    if (outcome.IsSuccess() && !seen.insert(name).second) outcome = Sentence::kTwice;
-    if (outcome.IsSuccess()) outcome = CheckCompany(name, keys);
-    if (!outcome.IsSuccess()) {
-      fine = false;
-    } else if (model_.Find(std::string(name))->access == Access::kAction) {
-      action = row;
-    } else {
-      batch.emplace_back(name, values.View(row, 0));
-    }
-    outcomes.push_back(std::move(outcome));
-  }
-  if (fine && action < keys.Rows()) {
-    Run(keys, values, action, client,
-        [outcomes = std::move(outcomes), action, done = std::move(done)](Outcome outcome) mutable {
-          outcomes[action] = std::move(outcome);
-          done(outcomes);
-        });
-    return;
-  }
-  if (!fine) {
-    done(outcomes);
-    return;
-  }
-  settings_.Store(std::move(batch), [outcomes = std::move(outcomes),
-                                     done = std::move(done)](Outcome outcome) mutable {
-    if (!outcome.IsSuccess()) outcomes.push_back(std::move(outcome));
-    done(outcomes);
-  });
 }

@@ -8,12 +8,14 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/ConfigKey.h"
 #include "platform/StringTable.h"
+#include "sysmgr/device/Forms.h"
 #include "sysmgr/device/Settings.h"
 #include "sysmgr/device/Sources.h"
 #include "sysmgr/model/Model.h"
@@ -41,9 +43,9 @@ class Device {
   // What providers have answered to the keys of a query, by row.
   using Answers = std::map<unsigned, LiveAnswer>;
 
-  // Both must outlive the device.
-  Device(Settings& settings, const Sources& sources)
-      : model_(settings.Definitions()), settings_(settings), sources_(sources) {}
+  // All must outlive the device. Without forms, a model's tickets are not known.
+  Device(Settings& settings, const Sources& sources, Forms* forms = nullptr)
+      : model_(settings.Definitions()), settings_(settings), sources_(sources), forms_(forms) {}
 
   // Answers a table of keys with a serialised table. When one of them can't be answered, the
   // outcome is about that key and `answer` is unspecified. It is also unspecified when `missing`
@@ -56,10 +58,10 @@ class Device {
   void Ask(const StringTable& keys, std::string_view client, const std::vector<unsigned>& missing,
            Answers& answers, const std::function<void()>& done) const;
 
-  // Stores a batch, all or nothing, or carries out an action with its parameters. Then calls `done`
-  // once, perhaps later, with an outcome for each key and, when the settings don't fit together or
-  // can't be stored, one more. The outcome of an action is that of its key. Values missing in
-  // `values` are empty.
+  // Takes values in any form that NormalForm understands. Stores a batch, all or nothing, or
+  // carries out an action with its parameters. Then calls `done` once, perhaps later, with an
+  // outcome for each key and, when the settings don't fit together or can't be stored, one more.
+  // The outcome of an action is that of its key. Values missing in `values` are empty.
   using OutcomesTaker = std::function<void(const std::vector<Outcome>&)>;
   void Set(const StringTable& keys, const StringTable& values, std::string_view client,
            OutcomesTaker done);
@@ -106,11 +108,18 @@ class Device {
                      Collection& collection) const;
   const std::vector<std::string>& OptionsOf(const ModelKey& definition) const;
   void AskOne(std::string_view key, std::string_view client, AnswerTaker taker) const;
+
+  // Of a set, in DeviceSet.cpp.
+  struct Submission;
   Outcome CheckCompany(std::string_view name, const StringTable& keys) const;
-  void Run(const StringTable& keys, const StringTable& values, unsigned row,
-           std::string_view client, OutcomeTaker done);
+  void TakeApart(const StringTable& keys, const StringTable& values, Submission& work) const;
+  bool CheckEach(Submission& work, Storage::Batch& batch, unsigned& action) const;
+  void Settle(const Submission& work, const Outcome& outcome);
+  void Run(const std::shared_ptr<Submission>& work, unsigned row);
+  void Store(const std::shared_ptr<Submission>& work, Storage::Batch batch);
 
   const Model& model_;
   Settings& settings_;
   const Sources& sources_;
+  Forms* forms_;
 };

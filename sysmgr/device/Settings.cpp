@@ -31,24 +31,30 @@ Outcome Settings::Check(std::string_view name, std::string_view value,
 }
 
 Settings::Settings(const Model& model, Storage& storage) : model_(model), storage_(storage) {
-  storage_.CheckWith([this](const Storage::Batch& batch, const Storage::Lookup& valueOf) {
-    const ModelRule* const broken = FindBroken(batch, valueOf);
-    return broken == nullptr ? Outcome() : Outcome::InWordsOfTheModel(broken->message);
+  storage_.CheckWith([this](Storage::Batch& batch, const Storage::Lookup& before) {
+    const ModelRule* const broken = FindBroken(batch, before);
+    if (broken != nullptr) return Outcome::InWordsOfTheModel(broken->message);
+    if (completer_) completer_(batch, before);
+    return Outcome();
   });
-  storage_.Observe([this](const std::vector<std::string>& keys) { OnChange(keys); });
+  storage_.Observe([this](const Storage::Changes& changes, const std::string& origin) {
+    OnChange(changes, origin);
+  });
 }
 
 const ModelRule* Settings::FindBroken(const Storage::Batch& batch) const {
-  return FindBroken(batch, [&](const std::string& key) -> const std::string& {
-    for (const auto& [name, value] : batch) {
-      if (name == key) return value;
-    }
-    return storage_.Get(key);
-  });
+  return FindBroken(
+      batch, [this](const std::string& key) -> const std::string& { return storage_.Get(key); });
 }
 
 const ModelRule* Settings::FindBroken(const Storage::Batch& batch,
-                                      const Storage::Lookup& valueOf) const {
+                                      const Storage::Lookup& before) const {
+  const auto valueOf = [&](const std::string& key) -> const std::string& {
+    for (const auto& [name, value] : batch) {
+      if (name == key) return value;
+    }
+    return before(key);
+  };
   for (const ModelRule& rule : model_.Rules()) {
     const bool concerned = std::any_of(batch.begin(), batch.end(), [&rule](const auto& setting) {
       return rule.Concerns(setting.first);
@@ -58,13 +64,20 @@ const ModelRule* Settings::FindBroken(const Storage::Batch& batch,
   return nullptr;
 }
 
-void Settings::OnChange(const std::vector<std::string>& keys) const {
-  std::vector<std::string> settings;
-  for (const std::string& key : keys) {
-    if (key.front() != Storage::kOwnPrefix) settings.push_back(key);
+void Settings::OnChange(const Storage::Changes& changes, const std::string& origin) const {
+  Storage::Changes settings;
+  for (const Storage::Change& change : changes) {
+    if (change.key.front() != Storage::kOwnPrefix) settings.push_back(change);
   }
   if (settings.empty()) return;
-  for (const Observer& observer : observers_) observer(settings);
+  for (const Observer& observer : observers_) observer(settings, origin);
+}
+
+std::vector<std::string> Settings::NamesOf(const Storage::Changes& changes) {
+  std::vector<std::string> names;
+  names.reserve(changes.size());
+  for (const Storage::Change& change : changes) names.push_back(change.key);
+  return names;
 }
 
 void Settings::TakeNote(Storage::Batch& batch) const {

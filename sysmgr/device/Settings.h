@@ -16,9 +16,9 @@
 
 class Settings {
  public:
-  // Called after batches have been stored, with the settings whose values have changed, at least
-  // one. They are on the disk then, and nobody has been told yet.
-  using Observer = std::function<void(const std::vector<std::string>& keys)>;
+  // Called after a batch has been stored, with the settings whose values have changed, at least
+  // one, and the batch's origin. They are on the disk then, and nobody has been told yet.
+  using Observer = Storage::Observer;
 
   using Done = Storage::Done;
 
@@ -42,7 +42,17 @@ class Settings {
 
   // Stores a batch whose values have passed Check. Stores nothing if they don't fit together, with
   // each other or with what was stored meanwhile, or can't be stored.
-  void Store(Storage::Batch batch, Done done) { storage_.Store(std::move(batch), std::move(done)); }
+  void Store(Storage::Batch batch, Done done, Storage::Terms terms = {}) {
+    storage_.Store(std::move(batch), std::move(done), std::move(terms));
+  }
+
+  // Called for each batch that keeps the rules, when it goes to the disk: adds to it what the
+  // service keeps for itself along with it.
+  using Completer = std::function<void(Storage::Batch& batch, const Storage::Lookup& before)>;
+  void CompleteWith(Completer completer) { completer_ = std::move(completer); }
+
+  // One of the service's own values; "" when nothing was stored.
+  const std::string& GetOwn(const std::string& name) const { return storage_.Get(name); }
 
   // How settings were lost that had been stored: "damaged", "newer", or "" when none were or
   // somebody has taken note of it. A batch with TakeNote is that note.
@@ -60,11 +70,14 @@ class Settings {
 
   void AddObserver(Observer observer) { observers_.push_back(std::move(observer)); }
 
+  static std::vector<std::string> NamesOf(const Storage::Changes& changes);
+
  private:
-  const ModelRule* FindBroken(const Storage::Batch& batch, const Storage::Lookup& valueOf) const;
-  void OnChange(const std::vector<std::string>& keys) const;
+  const ModelRule* FindBroken(const Storage::Batch& batch, const Storage::Lookup& before) const;
+  void OnChange(const Storage::Changes& changes, const std::string& origin) const;
 
   const Model& model_;
   Storage& storage_;
+  Completer completer_;
   std::vector<Observer> observers_;
 };

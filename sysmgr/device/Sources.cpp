@@ -55,7 +55,8 @@ KeptRequest::KeptRequest(const ActionRequest& request)
     : keys_(request.keys_),
       values_(request.values_),
       name_(request.name_),
-      client_(request.client_) {}
+      client_(request.client_),
+      ticket_(request.ticket_) {}
 
 void Sources::OfferValue(const std::string& name, ValueSource source) {
   Offer(values_, name, std::move(source));

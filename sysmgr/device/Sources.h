@@ -74,11 +74,14 @@ struct TableSource {
 class ActionRequest {
  public:
   ActionRequest(const StringTable& keys, const StringTable& values, std::string_view name,
-                std::string_view client)
-      : keys_(keys), values_(values), name_(name), client_(client) {}
+                std::string_view client, std::string_view ticket = "")
+      : keys_(keys), values_(values), name_(name), client_(client), ticket_(ticket) {}
 
   std::string_view Client() const { return client_; }
   std::string_view Value() const { return Find(name_); }
+
+  // The ticket of the form that the request came from; "" when it came without one.
+  std::string_view Ticket() const { return ticket_; }
 
   // The parameter "<action>.<name>"; "" when it is missing. Valid as long as the request.
   std::string_view Parameter(std::string_view name) const;
@@ -95,6 +98,7 @@ class ActionRequest {
   const StringTable& values_;
   std::string_view name_;
   std::string_view client_;
+  std::string_view ticket_;
 };
 
 // A request that outlasts the call with which it came.
@@ -103,13 +107,14 @@ class KeptRequest {
   explicit KeptRequest(const ActionRequest& request);
 
   // Valid as long as the object.
-  ActionRequest Request() const { return {keys_, values_, name_, client_}; }
+  ActionRequest Request() const { return {keys_, values_, name_, client_, ticket_}; }
 
  private:
   StringTable keys_;
   StringTable values_;
   std::string name_;
   std::string client_;
+  std::string ticket_;
 };
 
 // Carries out the action, then calls the taker once, perhaps later, with the outcome. The request

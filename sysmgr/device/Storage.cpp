@@ -82,8 +82,8 @@ Storage::Batch Storage::Below(const std::string& prefix) const {
   return found;
 }
 
-void Storage::Store(Batch batch, Done done) {
-  Entry entry{std::move(batch), std::move(done)};
+void Storage::Store(Batch batch, Done done, Terms terms) {
+  Entry entry{std::move(batch), std::move(done), std::move(terms)};
   entry.bytes = BytesOf(entry.batch);
   if (waitingBytes_ + entry.bytes > kMaxWaitingBytes) {
     // It keeps its place among the others, but nothing of it is kept.
@@ -145,20 +145,11 @@ void Storage::Assemble() {
     return;
   }
   Database::Rows rows;
-  std::vector<std::string> names;  // of the rows, in the order in which they came
   while (!waiting_.empty() && !waiting_.front().isReset) {
     Entry& entry = transaction_.entries.emplace_back(std::move(waiting_.front()));
     waiting_.pop_front();
     waitingBytes_ -= entry.bytes;
-    if (entry.outcome.IsSuccess()) entry.outcome = CheckOne(entry.batch, rows);
-    if (!entry.outcome.IsSuccess()) continue;
-    for (const auto& [key, value] : entry.batch) {
-      if (rows.count(key) == 0) names.push_back(key);
-      rows[key] = value;
-    }
-  }
-  for (const std::string& key : names) {
-    if (Get(key) != rows[key]) transaction_.changed.push_back(key);
+    if (entry.outcome.IsSuccess()) AssembleOne(entry, rows);
   }
   for (const auto& [key, value] : rows) {
     if (!database_.Holds(key, value)) transaction_.rows.emplace(key, value);
@@ -177,16 +168,19 @@ void Storage::AssembleReset() {
   transaction_.values = transaction_.rows;
 }
 
-// `rows` are those of the batches with which it goes to the disk.
-Outcome Storage::CheckOne(const Batch& batch, const Database::Rows& rows) const {
-  if (!check_) return {};
-  return check_(batch, [&](const std::string& key) -> const std::string& {
-    for (const auto& [name, value] : batch) {
-      if (name == key) return value;
-    }
+// `rows` are those of the batches with which it goes to the disk; adds its own.
+void Storage::AssembleOne(Entry& entry, Database::Rows& rows) const {
+  const auto before = [&](const std::string& key) -> const std::string& {
     const auto row = rows.find(key);
     return row == rows.end() ? Get(key) : row->second;
-  });
+  };
+  if (entry.terms.check) entry.outcome = entry.terms.check(entry.batch, before);
+  if (entry.outcome.IsSuccess() && check_) entry.outcome = check_(entry.batch, before);
+  if (!entry.outcome.IsSuccess()) return;
+  for (const auto& [key, value] : entry.batch) {
+    if (before(key) != value) entry.changes.push_back({key, before(key), value});
+    rows[key] = value;
+  }
 }
 
 void Storage::Complete() {
@@ -204,11 +198,12 @@ void Storage::Complete() {
     Log::WriteAboutClient("settings are not stored: " + transaction.failure->why);
   } else {
     values_.swap(transaction.values);
-    if (observer_ && !transaction.changed.empty()) tell([&] { observer_(transaction.changed); });
   }
   for (Entry& entry : transaction.entries) {
     if (transaction.failure && entry.outcome.IsSuccess()) {
       entry.outcome = transaction.failure->words;
+    } else if (observer_ && !entry.changes.empty()) {
+      tell([&] { observer_(entry.changes, entry.terms.origin); });
     }
     tell([&entry] { entry.done(std::move(entry.outcome)); });
   }

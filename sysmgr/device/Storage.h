@@ -30,10 +30,26 @@ class Storage {
   // The values that a batch finds: those on the disk and those of earlier batches with which it
   // goes there.
   using Lookup = std::function<const std::string&(const std::string& key)>;
-  using Check = std::function<Outcome(const Batch& batch, const Lookup& valueOf)>;
 
-  // Called after values have changed, before anybody is told that they are stored.
-  using Observer = std::function<void(const std::vector<std::string>& keys)>;
+  // Decides about a batch when it goes to the disk, and may change it.
+  using Check = std::function<Outcome(Batch& batch, const Lookup& before)>;
+
+  // A value that a batch has changed.
+  struct Change {
+    std::string key;
+    std::string before;
+    std::string after;
+  };
+  using Changes = std::vector<Change>;
+
+  // What else there is to know of a batch.
+  struct Terms {
+    Check check;         // of this batch only, asked before the storage's own
+    std::string origin;  // for the observer: where it comes from
+  };
+
+  // Called for each batch that has changed values, before anybody is told that it is stored.
+  using Observer = std::function<void(const Changes& changes, const std::string& origin)>;
 
   // Does `work` beside the event loop, and then calls `done` from the loop.
   using Runner = std::function<void(std::function<void()> work, std::function<void()> done)>;
@@ -81,7 +97,7 @@ class Storage {
 
   // Stores all of a batch or nothing. Batches are done in their order. A value that is on the disk
   // already is not written again.
-  void Store(Batch batch, Done done);
+  void Store(Batch batch, Done done, Terms terms = {});
 
   // Forgets everything that was ever stored, including the service's own values and settings of
   // other versions of the model, so that each setting has its default again. All or nothing, as
@@ -93,7 +109,9 @@ class Storage {
   struct Entry {
     Batch batch;
     Done done;
+    Terms terms = {};
     Outcome outcome = {};  // a failure when it is refused
+    Changes changes = {};
     bool isReset = false;
     std::size_t bytes = 0;
   };
@@ -104,7 +122,6 @@ class Storage {
     Database::Rows rows;  // empty when there is nothing to write
     bool isReset = false;
     std::map<std::string, std::string> values;  // afterwards
-    std::vector<std::string> changed;
     std::optional<Database::Failure> failure;
   };
 
@@ -114,7 +131,7 @@ class Storage {
   void Run(std::function<void()> work, std::function<void()> done);
   void Assemble();
   void AssembleReset();
-  Outcome CheckOne(const Batch& batch, const Database::Rows& rows) const;
+  void AssembleOne(Entry& entry, Database::Rows& rows) const;
   void Complete();
 
   const Model& model_;

@@ -219,6 +219,7 @@ void FirmwareUpdate::FinishStep(const Outcome& outcome) {
     log_.Add(Sentence::kEventInstalled, waiting_.version);
     state_ = State::kInstalled;
     Forget();
+    if (runsAtOnce_ && onInstalled_) onInstalled_();
   } else {
     state_ = State::kFailed;
     log_.Add(Sentence::kEventNotInstalled, outcome.Text());
@@ -291,7 +292,12 @@ void FirmwareUpdate::OfferTo(Sources& sources) {
                       [this](const ActionRequest& request, const OutcomeTaker& done) {
                         if (request.Value() == "check") return Check(done);
                         if (request.Value() == "install") {
-                          return Install(request.Parameter("Older") == "1", done);
+                          const bool runsAtOnce = request.Parameter("Restart") == "1";
+                          return Install(request.Parameter("Older") == "1",
+                                         [this, runsAtOnce, done](const Outcome& begun) {
+                                           if (begun.IsSuccess()) runsAtOnce_ = runsAtOnce;
+                                           done(begun);
+                                         });
                         }
                         done(Drop());
                       });

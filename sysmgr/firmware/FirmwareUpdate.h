@@ -6,7 +6,7 @@
 //
 // Sources: "firmware" (the version that runs), "firmware-state", "firmware-progress",
 // "firmware-fault", "firmware-older" and the table "firmware-image" (Model, Version, Bytes,
-// Sha256). Action: "firmware-update".
+// Sha256). Action: "firmware-update" with the parameters "Older" and "Restart".
 #pragma once
 
 #include <cstddef>
@@ -59,6 +59,9 @@ class FirmwareUpdate {
   // Removes the waiting image, if there is one.
   Outcome Drop();
 
+  // Called when an image is installed whose owner wants it to run at once.
+  void OnInstalled(std::function<void()> listener) { onInstalled_ = std::move(listener); }
+
   // Success unless an image is being installed or checked: nothing else can be done then.
   Outcome Readiness() const;
 
@@ -95,6 +98,7 @@ class FirmwareUpdate {
   FirmwareTrust trust_;
   EventLog& log_;
   StepRunner runner_;
+  std::function<void()> onInstalled_;
   DiskRunner disk_ = [](const auto& work, const auto& done) {
     work();
     done();
@@ -105,6 +109,7 @@ class FirmwareUpdate {
   std::string runningVersion_;
   std::string installedVersion_;
   bool needsRestart_ = false;  // an image is installed but not running yet
+  bool runsAtOnce_ = false;    // the image that is being installed runs without a further wish
   bool isChecking_ = false;    // the uploaded file is being copied
   std::unique_ptr<Installation> installation_;
 };

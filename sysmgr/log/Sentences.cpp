@@ -57,6 +57,13 @@ constexpr std::array kRows = {
     Row{Sentence::kNoDevice, OutcomeKind::kDefective, Topic::kSetting, "The device did not answer."},
     Row{Sentence::kDeviceBusy, OutcomeKind::kBusy, Topic::kSetting, "The device is busy. Try again in a moment."},
     Row{Sentence::kDeviceRefuses, OutcomeKind::kDenied, Topic::kSetting, "The device has refused this."},
+    Row{Sentence::kDoneAlready, OutcomeKind::kDenied, Topic::kForm, "This was done already, and is not done again."},
+    Row{Sentence::kOldForm, OutcomeKind::kDenied, Topic::kForm, "This page was out of date, so nothing was done. Look at what is in force now and send it again."},
+    Row{Sentence::kChangedElsewhere, OutcomeKind::kDenied, Topic::kForm, "This was changed elsewhere after the page was opened. Send it again to keep what you have entered."},
+    Row{Sentence::kFormMoved, OutcomeKind::kDenied, Topic::kForm, "Some of these settings were changed elsewhere after the page was opened."},
+    Row{Sentence::kUndoTooLate, OutcomeKind::kDenied, Topic::kUndo, "This can no longer be undone."},
+    Row{Sentence::kUndoMoved, OutcomeKind::kDenied, Topic::kUndo, "These settings were changed again since then, so nothing was undone."},
+    Row{Sentence::kNoTrial, OutcomeKind::kDenied, Topic::kTrial, "There is nothing to confirm: the settings are in force for good, or the former ones have returned."},
     Row{Sentence::kNotUtf8, OutcomeKind::kInvalid, Topic::kLimit, "Enter text in UTF-8."},
     Row{Sentence::kControls, OutcomeKind::kInvalid, Topic::kLimit, "Leave out the control characters."},
     Row{Sentence::kCharacters, OutcomeKind::kInvalid, Topic::kLimit, "Enter % to % characters."},
@@ -136,6 +143,10 @@ constexpr std::array kRows = {
     Row{Sentence::kEventInstalling, OutcomeKind::kSuccess, Topic::kEvent, "The installation of this firmware began:"},
     Row{Sentence::kEventInstalled, OutcomeKind::kSuccess, Topic::kEvent, "This firmware is installed and runs after a restart:"},
     Row{Sentence::kEventNotInstalled, OutcomeKind::kSuccess, Topic::kEvent, "The installation of firmware failed:"},
+    Row{Sentence::kEventTrial, OutcomeKind::kSuccess, Topic::kEvent, "A change of the address is on trial. Without a confirmation the former one returns after this many seconds:"},
+    Row{Sentence::kEventTrialKept, OutcomeKind::kSuccess, Topic::kEvent, "The change of the address was confirmed."},
+    Row{Sentence::kEventTrialOver, OutcomeKind::kSuccess, Topic::kEvent, "The change of the address was not confirmed. The former one is in force again."},
+    Row{Sentence::kEventTrialEnded, OutcomeKind::kSuccess, Topic::kEvent, "The change of the address was taken back. The former one is in force again."},
 };
 // clang-format on
 

@@ -23,6 +23,9 @@ enum class OutcomeKind {
 enum class Topic {
   kLog,             // for the log only, such as a refused query
   kSetting,         // any setting, action or parameter
+  kForm,            // what carries a ticket
+  kUndo,            // taking a change back
+  kTrial,           // settings on trial
   kLimit,           // a key's limits, which the model fills in
   kUpload,          // any uploaded file
   kDevicePassword,  // what asks for the device's password
@@ -76,6 +79,16 @@ enum class Sentence : unsigned {
   kNoDevice,
   kDeviceBusy,
   kDeviceRefuses,
+  // kForm
+  kDoneAlready,
+  kOldForm,
+  kChangedElsewhere,
+  kFormMoved,
+  // kUndo
+  kUndoTooLate,
+  kUndoMoved,
+  // kTrial
+  kNoTrial,
   // kLimit
   kNotUtf8,
   kControls,
@@ -163,6 +176,10 @@ enum class Sentence : unsigned {
   kEventInstalling,
   kEventInstalled,
   kEventNotInstalled,
+  kEventTrial,
+  kEventTrialKept,
+  kEventTrialOver,
+  kEventTrialEnded,
 };
 
 namespace Sentences {

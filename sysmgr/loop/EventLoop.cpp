@@ -42,6 +42,16 @@ void EventLoop::RunSteps(int milliseconds, std::function<bool()> step) {
   step_ = std::move(step);
 }
 
+void EventLoop::While(int seconds, std::function<bool()> action) {
+  const timeval interval = {seconds, 0};
+  Passing& passing = passing_.emplace_back(Passing{*this, nullptr, std::move(action)});
+  passing.event.reset(event_new(base_.get(), -1, EV_PERSIST, CallPassing, &passing));
+  if (passing.event == nullptr || event_add(passing.event.get(), &interval) != 0) {
+    passing_.pop_back();
+    throw std::runtime_error("the event loop takes no more events");
+  }
+}
+
 void EventLoop::Run() {
   if (event_base_dispatch(base_.get()) != 0 || failed_) {
     throw StartFailure("the event loop failed");
@@ -65,13 +75,23 @@ void EventLoop::CallTask(int, short, void* task) {
   }
 }
 
-void EventLoop::CallStep(int, short, void* loop) {
-  auto* const self = static_cast<EventLoop*>(loop);
-  bool goesOn = false;
+// False when the step is over or has failed.
+bool EventLoop::Call(const std::function<bool()>& step) {
   try {
-    goesOn = self->step_();
+    return step();
   } catch (const std::exception& error) {
     Log::Write("a step failed: " + std::string(error.what()), Log::Priority::kError);
+    return false;
   }
-  if (!goesOn) event_del(self->stepEvent_.get());
+}
+
+void EventLoop::CallStep(int, short, void* loop) {
+  auto* const self = static_cast<EventLoop*>(loop);
+  if (!Call(self->step_)) event_del(self->stepEvent_.get());
+}
+
+void EventLoop::CallPassing(int, short, void* passing) {
+  auto* const self = static_cast<Passing*>(passing);
+  if (Call(self->action)) return;
+  self->loop.passing_.remove_if([self](const Passing& other) { return &other == self; });
 }

@@ -31,6 +31,10 @@ class EventLoop {
   // Throws when the loop takes no more events.
   void RunSteps(int milliseconds, std::function<bool()> step);
 
+  // Calls `action` every so many seconds until it returns false. Any number of them run at a time.
+  // Throws when the loop takes no more events.
+  void While(int seconds, std::function<bool()> action);
+
   // Serves until End or Fail.
   void Run();
   void End();
@@ -43,11 +47,21 @@ class EventLoop {
     std::function<void()> action;
   };
 
+  // An action that runs for a while; it goes when it is over.
+  struct Passing {
+    EventLoop& loop;
+    EventPointer event;
+    std::function<bool()> action;
+  };
+
+  static bool Call(const std::function<bool()>& step);
   static void CallTask(int descriptor, short what, void* task);
   static void CallStep(int descriptor, short what, void* loop);
+  static void CallPassing(int descriptor, short what, void* passing);
 
   std::unique_ptr<event_base, EventDeleter> base_;
   std::list<Task> tasks_;
+  std::list<Passing> passing_;
   EventPointer stepEvent_;
   std::function<bool()> step_;
   bool failed_ = false;

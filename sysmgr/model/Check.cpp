@@ -121,6 +121,32 @@ Outcome CheckTimeZone(std::string_view value) {
 
 }  // namespace
 
+std::string NormalForm(const ModelKey& key, std::string_view value) {
+  const bool isAddress = key.type == ValueType::kIpv4 || key.type == ValueType::kMac;
+  if (!isAddress && key.group == 0) return std::string(value);
+  constexpr std::string_view kBlanks = " \t\r\n";
+  std::string text;
+  if (key.group > 0) {
+    std::int64_t letters = 0;
+    for (const char byte : value) {
+      if (byte == '-' || kBlanks.find(byte) != std::string_view::npos) continue;
+      if (letters > 0 && letters % key.group == 0) text += '-';
+      text += byte;
+      ++letters;
+    }
+    return text;
+  }
+  const std::size_t first = value.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return "";
+  text = value.substr(first, value.find_last_not_of(kBlanks) + 1 - first);
+  if (key.type == ValueType::kIpv4) {
+    std::replace(text.begin(), text.end(), ',', '.');
+  } else {
+    std::replace(text.begin(), text.end(), '-', ':');
+  }
+  return text;
+}
+
 bool ParseIpv4(std::string_view text, std::uint32_t& address) {
   std::uint32_t result = 0;
   for (int part = 0; part < 4; ++part) {

@@ -15,6 +15,12 @@
 
 Outcome CheckValue(const ModelKey& key, std::string_view value);
 
+// The value as people mean it: without blanks around an address, with dots for commas in an IPv4
+// address and colons for dashes in a MAC address, and with dashes between the groups of a text that
+// has groups, whatever blanks and dashes it came with. Other values stay as they are, and so does
+// what can't be meant.
+std::string NormalForm(const ModelKey& key, std::string_view value);
+
 // All sentences that CheckValue can return for the key.
 std::vector<std::string> SentencesOf(const ModelKey& key);
 

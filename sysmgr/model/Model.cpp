@@ -33,6 +33,13 @@ const ModelKey* Model::Find(std::string_view name) const {
   return found == index_.end() ? nullptr : &keys_[found->second];
 }
 
+const ModelKey* Model::Ticket() const {
+  const auto found = std::find_if(keys_.begin(), keys_.end(), [](const ModelKey& key) {
+    return key.access == Access::kTicket;
+  });
+  return found == keys_.end() ? nullptr : &*found;
+}
+
 bool Model::Add(ModelKey key) {
   if (!index_.emplace(key.name, keys_.size()).second) return false;
   keys_.push_back(std::move(key));

@@ -31,6 +31,7 @@ enum class Access {
   kWriteOnly,  // a secret setting: it can be set, never read
   kAction,     // setting it does something; nothing is stored
   kParameter,  // a further value of an action, with whose name its own begins
+  kTicket,     // reading it gives a new ticket for a form; a batch with that is carried out once
 };
 
 struct ModelColumn {
@@ -75,9 +76,13 @@ struct ModelKey {
   bool shared = false;                    // other devices of the household may take it over
   bool confined = false;                  // never part of an exported configuration
   bool identity = false;                  // never taken over from another kind of device
+  bool trial = false;                     // a change of it lasts only if it is confirmed
+  std::int64_t group = 0;                 // letters between two dashes of a text; 0: has none
 
   bool IsSetting() const { return access == Access::kReadWrite || access == Access::kWriteOnly; }
-  bool CanBeRead() const { return access == Access::kRead || access == Access::kReadWrite; }
+  bool CanBeRead() const {
+    return access == Access::kRead || access == Access::kReadWrite || access == Access::kTicket;
+  }
   bool IsOpenTo(std::string_view client) const;
 };
 
@@ -106,6 +111,9 @@ class Model {
 
   const std::vector<ModelKey>& Keys() const { return keys_; }
   const std::vector<ModelRule>& Rules() const { return rules_; }
+
+  // The key of the tickets, null when there is none.
+  const ModelKey* Ticket() const;
 
   // Null when there is no such key. Valid as long as the model.
   const ModelKey* Find(std::string_view name) const;

@@ -37,11 +37,16 @@ constexpr std::array<Word<ValueType>, 9> kTypes = {{{"text", ValueType::kText},
                                                     {"time-zone", ValueType::kTimeZone},
                                                     {"password", ValueType::kPassword},
                                                     {"table", ValueType::kTable}}};
-constexpr std::array<Word<Access>, 5> kAccess = {{{"read", Access::kRead},
+constexpr std::array<Word<Access>, 6> kAccess = {{{"read", Access::kRead},
                                                   {"read-write", Access::kReadWrite},
                                                   {"write-only", Access::kWriteOnly},
                                                   {"action", Access::kAction},
-                                                  {"parameter", Access::kParameter}}};
+                                                  {"parameter", Access::kParameter},
+                                                  {"ticket", Access::kTicket}}};
+
+// The source that a key of tickets has without naming it, and the longest ticket.
+constexpr const char* kTickets = "tickets";
+constexpr std::int64_t kMaxTicketCharacters = 100;
 
 template <typename Value, std::size_t size>
 Value Choose(const Object& object, const char* member, const std::array<Word<Value>, size>& words) {
@@ -146,14 +151,16 @@ const std::initializer_list<std::string_view> kTableMembers = {
     "key", "type", "access", "help", "clients", "source", "columns"};
 // The members of every key with a single value.
 const std::initializer_list<std::string_view> kScalarMembers = {
-    "key",      "type",   "access",   "help",   "clients",  "source",  "default",
-    "optional", "shared", "confined", "action", "refusals", "identity"};
+    "key",      "type",   "access",   "help",   "clients",  "source", "default",
+    "optional", "shared", "confined", "action", "refusals", "trial",  "identity"};
 
 void ReadLimits(const Object& object, ModelKey& key) {
   switch (key.type) {
     case ValueType::kText:
     case ValueType::kPassword:
-      object.AllowOnly(kScalarMembers, {"minimum", "maximum", "pattern", "pattern-help"});
+      object.AllowOnly(kScalarMembers, {"minimum", "maximum", "pattern", "pattern-help", "group"});
+      if (object.Has("group")) key.group = object.Integer("group");
+      if (object.Has("group") && key.group < 1) object.Fail("'group' is below 1");
       // Values from a source need no limits.
       if (!key.source.empty() && !object.Has("minimum") && !object.Has("maximum")) {
         key.maximum = kMaxTextCharacters;
@@ -306,6 +313,10 @@ void ReadUse(const Object& object, ModelKey& key) {
   if (key.identity && (key.shared || !key.IsSetting())) {
     object.Fail("only a setting that is not shared is an 'identity'");
   }
+  key.trial = object.Flag("trial");
+  if (key.trial && key.access != Access::kReadWrite) {
+    object.Fail("only a setting that can be read is on 'trial'");
+  }
 }
 
 }  // namespace
@@ -361,7 +372,12 @@ ModelKey ReadKey(const json& part, const std::string& where, const std::string& 
   ReadSource(object, key);
   if (object.Has("clients")) key.clients = object.Texts("clients");
   ReadUse(object, key);
+  if (key.access == Access::kTicket) {
+    if (key.type != ValueType::kText) object.Fail("a ticket is a text");
+    key.source = kTickets;
+  }
   ReadLimits(object, key);
+  if (key.access == Access::kTicket) key.maximum = kMaxTicketCharacters;
   if (key.type == ValueType::kTable) return key;
 
   key.optional = object.Flag("optional");

@@ -167,6 +167,9 @@ Model ReadModel(const std::string& path, const std::string& text) {
   for (const ModelKey& key : model.Keys()) {
     CheckParameter(model, key, where);
     CompleteHistory(model, key, where);
+    if (key.access == Access::kTicket && &key != model.Ticket()) {
+      FailAtKey(where, key.name, "is a second ticket");
+    }
   }
   if (!model.Add(KeyList::Definition())) FailAtKey(where, KeyList::kKey, "is the service's own");
 

@@ -57,8 +57,9 @@ struct Ground {
       work();
       done();
     });
-    settings.AddObserver(
-        [this](const std::vector<std::string>& keys) { providers->OnChange(keys); });
+    settings.AddObserver([this](const Storage::Changes& changes, const std::string&) {
+      providers->OnChange(Settings::NamesOf(changes));
+    });
   }
 };
 

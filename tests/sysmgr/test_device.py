@@ -55,7 +55,7 @@ class Model(ServiceTest):
         for text, fault in rows(r"""
                 float read
                   => 'type' is 'float'; it must be one of text, integer, boolean, enumeration, mac, ipv4, time-zone, password, table
-                boolean rw => 'access' is 'rw'; it must be one of read, read-write, write-only, action, parameter
+                boolean rw => 'access' is 'rw'; it must be one of read, read-write, write-only, action, parameter, ticket
                 boolean read-write => 'default' is missing
                 boolean read-write, 'default': 'on' => 'default': Choose 0 or 1.
                 boolean read-write, 'default': 1 => 'default' must be a text
@@ -141,9 +141,9 @@ class Model(ServiceTest):
              ("101", "-6", "", "5 ", "+5", "0x5", "-0", "005", "-05", "00", "-", "--5", "9" * 100)),
             ("integer action, 5-5", ("5",), "Enter the number 5.", ("4",)),
             ("boolean action", ("0", "1"), "Choose 0 or 1.", ("true",)),
-            ("mac action", ("00:0b:3B:7f:01:02",), "Enter a MAC address such as 00:00:5E:00:53:01.",
-             ("00:0b:3B:7f:01:0", "00-0b-3B-7f-01-02", "00:0g:3B:7f:01:02")),
-            ("ipv4 action", ("192.168.1.1",), "Enter the IPv4 address of a device, such as 192.168.1.10.",
+            ("mac action", ("00:0b:3B:7f:01:02", " 00-0b-3B-7f-01-02"), "Enter a MAC address such as 00:00:5E:00:53:01.",
+             ("00:0b:3B:7f:01:0", "00:0g:3B:7f:01:02")),
+            ("ipv4 action", ("192.168.1.1", " 192,168,1.1\t"), "Enter the IPv4 address of a device, such as 192.168.1.10.",
              ("192.168.1.256", "192.168.1", "192.168.1.1.1", "192.168.01.1", "192.168.1.-1", "127.0.0.1", "0.0.0.0",
               "224.0.0.1", "")),
             ("ipv4 action, 'optional': true", ("",), "", ()),
@@ -293,10 +293,10 @@ Key, Type, Access, Limits, Help|a network mask, or empty
                 NAME=x|STATION:01 => The name of this adapter is one of the settings./
                 NAME=x|STATION:09 => There is no adapter with this address./
                 STATION:FF|NAME=x => /There is no adapter with this address.
-                ADD=ABCD-EFGH => Enter 19 characters.
+                ADD=ABCD-EFGH => Enter four groups of four letters such as ABCD-EFGH-IJKL-MNOP.
                 ADD=ABCD-EFGH-IJKL-MN<> => Enter four groups of four letters such as ABCD-EFGH-IJKL-MNOP.
                 ADD=ABCD-EFGH-IJKL-MNOQ => No adapter answers to this device password.
-                ADD=abcd-EFGH-ijkl-MNOP => => HOSTILE|Garage
+                ADD= abcd EFGHi-jklMNOP => => HOSTILE|Garage
                 ADD=ABCD-EFGH-IJKL-MNOP => This adapter is in the network already.
                 NAME=LONG|STATION:09 => / => HOSTILE|LONG
                 NAME=|STATION:08 => / => Keller, hinter der Waschmaschine|LONG
