@@ -44,6 +44,7 @@ DeviceKey ReadKey(const json& object) {
   const auto source = object.find("source");
   if (source != object.end())
     key.source = source->is_string() ? source->get<std::string>() : "file";
+  if (key.access == Access::kTicket) key.source = "tickets";
   key.defaultValue = object.value("default", "");
   if (object.contains("minimum")) key.minimum = object.at("minimum").get<std::int64_t>();
   if (object.contains("maximum")) key.maximum = object.at("maximum").get<std::int64_t>();

@@ -12,6 +12,11 @@
   const language = document.documentElement.lang;
   const byId = (id) => document.getElementById(id);
 
+  // A page that answers a form gets an address of its own: going back to it, or loading it again,
+  // would send the form again.
+  const own = byId('own')?.href;
+  if (own) history.replaceState(null, '', own + location.hash);
+
   // Leaves an unchanged text alone: it may be selected, or being read out.
   const show = (element, text) => {
     if (element.textContent !== text) element.textContent = text;
@@ -159,7 +164,7 @@
     }
     if (!model) {
       // The page came without a table, and a script can't make all of one.
-      if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.reload();
+      if (stations.length > 0 && document.querySelector('[data-live="count"]')) location.replace(own ?? location.href);
       return;
     }
     const rows = new Map([...body.rows].map((row) => [row.dataset.mac, row]));
@@ -329,6 +334,55 @@
     input.addEventListener('change', () => later(0));
   }
 
+  // What was entered and not sent. A file or a password counts, too.
+  const isChanged = (control) => {
+    if (control.type === 'hidden' || control.type === 'submit') return false;
+    if (control.type === 'radio' || control.type === 'checkbox') return control.checked !== control.defaultChecked;
+    if (control.options) return [...control.options].some((option) => option.selected !== option.defaultSelected);
+    return control.value !== control.defaultValue;
+  };
+  const isDirty = (form) => [...form.elements].some(isChanged);
+  const forms = [...document.querySelectorAll('main form')];
+  let leaves = false;    // the page is left on purpose
+
+  for (const form of forms) {
+    form.addEventListener('submit', (event) => {
+      // A second click would send it twice.
+      if (form.dataset.sent) event.preventDefault();
+      form.dataset.sent = 'yes';
+      leaves = true;
+    });
+    // A file that is only checked is sent as soon as it is chosen.
+    const file = form.hasAttribute('data-at-once') && form.querySelector('input[type=file]');
+    if (file) file.addEventListener('change', () => file.value && form.requestSubmit());
+  }
+  window.addEventListener('pageshow', () => {
+    leaves = false;
+    for (const form of forms) delete form.dataset.sent;
+  });
+  window.addEventListener('beforeunload', (event) => {
+    if (!leaves && forms.some(isDirty)) event.preventDefault();
+  });
+
+  // Another language keeps what was entered, but for passwords.
+  for (const link of document.querySelectorAll('.languages a')) {
+    link.addEventListener('click', () => {
+      const form = forms.find((other) => other.hasAttribute('data-keeps') && isDirty(other));
+      if (!form) return;
+      const target = new URL(link.href);
+      target.searchParams.set('kept', 'yes');
+      for (const [name, value] of new FormData(form)) {
+        const key = name.startsWith(':sys:') ? name.slice(5) : '';
+        if (key === 'System.Ticket') target.searchParams.set('after', value);
+        else if (key !== '' && form.elements[name].type !== 'password') {
+          target.searchParams.set('k_' + key.replace(/\W/g, '_'), value);
+        }
+      }
+      link.href = target.href;
+      leaves = true;
+    });
+  }
+
   // Hides the fields for addresses while the network assigns them, unless a field has an error.
   const fixed = byId('static-fields');
   if (fixed) {
@@ -342,6 +396,55 @@
 
   // What has come of a form is read first.
   (byId('summary') ?? byId('unreached') ?? byId('outcome'))?.focus();
+
+  // ---- waiting for the adapter
+
+  const waits = byId('waits');
+  const loaded = Date.now();
+  const waitMilliseconds = 2000;
+  const longMilliseconds = 180000;
+
+  // It is back when it has started after this page, or just before.
+  async function lookForAdapter() {
+    const seconds = (Date.now() - loaded) / 1000;
+    try {
+      const values = await ask();
+      if (values.system.uptime !== '' && Number(values.system.uptime) <= seconds + 30) {
+        location.replace(waits.dataset.next);
+        return;
+      }
+    } catch {
+      // Not yet.
+    }
+    if (seconds * 1000 > longMilliseconds) byId('waits-long').hidden = false;
+    setTimeout(lookForAdapter, waitMilliseconds);
+  }
+  if (waits) setTimeout(lookForAdapter, waitMilliseconds);
+
+  // ---- an address on trial
+
+  const trial = byId('trial');
+  if (trial) {
+    const target = trial.dataset.target;
+    const keep = byId('trial-keep');
+    const link = byId('trial-link');
+    // A name leads to the adapter wherever it is; an address is the old one or the new one.
+    const isAddress = /^[\d.]+$/.test(location.hostname);
+    keep.hidden = target !== '' && isAddress && location.hostname !== target;
+    if (link && location.port !== '') {
+      const there = new URL(link.href);
+      there.port = location.port;
+      link.href = there.href;
+    }
+    const end = Date.now() + Number(byId('trial-seconds').textContent) * 1000;
+    const count = () => {
+      const left = Math.max(0, Math.ceil((end - Date.now()) / 1000));
+      show(byId('trial-seconds'), String(left));
+      if (left > 0) setTimeout(count, 1000);
+      else setTimeout(() => location.replace(own ?? location.href), waitMilliseconds);
+    };
+    count();
+  }
 
   // ---- output power
 
