@@ -51,6 +51,13 @@ const browser = await chromium.launch({
 });
 export const closeBrowser = () => browser.close();
 
+// What tests do on a page; `picture` leaves a screenshot on record.
+export const screenshots = path.join(build, 'served/screenshots');
+export const submit = (page, selector) => Promise.all([page.waitForNavigation(patient), page.click(selector)]);
+export const text = (page, selector) => page.textContent(selector).then((found) => found.trim());
+export const picture = (page, name) =>
+  page.screenshot({ path: path.join(screenshots, `${name}.png`), fullPage: true });
+
 // A test in a context of its own, which fails if anything went wrong in its page meanwhile; `expected`
 // are patterns of complaints that the test is about.
 export const inBrowser = (name, options, look, expected = []) => test(name, async () => {

@@ -223,14 +223,17 @@ class Installation(FirmwareTest):
             {LOOK} => idle|0|9|
             """)
         device.restart()
-        device.write("upload.bin", image())
+        device.write("upload.bin", image(version="10"))
+        self.expect(device, "set System.FirmwareUpdate=install|System.FirmwareUpdate.Restart=1 => /")
+        eventually(lambda: device.ask(LOOK) == "idle|0|10|")
+        device.write("upload.bin", image(version="11"))
         self.expect(device, f"""
             set System.FirmwareUpdate=check =>
             set System.FirmwareUpdate=drop =>
-            {LOOK} => idle|0|9|
+            {LOOK} => idle|0|10|
             System.DeviceName => kept
             set System.FactoryReset=1 =>
-            System.Firmware;System.DeviceName => 9|Vistel
+            System.Firmware;System.DeviceName => 10|Vistel
             """)
         self.assertIsNone(device.read("firmware-waiting.img"))
 
