@@ -133,7 +133,7 @@ inBrowser('the address: shown before, tried, confirmed where it is, or returned'
   await submit(page, '#change');
   // The page is still at another address, so it does not confirm; the one of the link does.
   assert.ok(await page.isVisible('#trial') && !await page.isVisible('#trial-keep'));
-  assert.match(await page.getAttribute('#trial-link', 'href'), /^http:\/\/192\.168\.1\.77:\d+\/\?.*at=192\.168\.1\.77/);
+  assert.match(await page.getAttribute('#trial-link', 'href'), /^http:\/\/192\.168\.1\.77:\d+\/\?.*at=192%2E168%2E1%2E77$/);
   const seconds = async () => Number(await text(page, '#trial-seconds'));
   const first = await seconds();
   await page.waitForFunction((former) => Number(document.getElementById('trial-seconds').textContent) < former, first, patient);
