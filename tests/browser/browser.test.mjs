@@ -68,7 +68,7 @@ test('every page in every language is sound, and its links lead somewhere', asyn
       assert.ok(html.includes(`<html lang="${language}">`) && html.endsWith('</html>\n'), address);
       assert.equal(html.split('<h1>').length, 2, address);
       if (language === 'en') assert.equal(html.includes('There is no such page'), /nowhere|main&/.test(address), address);
-      for (const [, link] of html.matchAll(/(?:href|src)="([^"#]+)/g)) links.add(link.replaceAll('&amp;', '&'));
+      for (const [, link] of html.matchAll(/(?:href|src)="(?!\/\/)([^"#]+)/g)) links.add(link.replaceAll('&amp;', '&'));
     }
   }
   assert.ok(links.size > 50);
@@ -78,7 +78,7 @@ test('every page in every language is sound, and its links lead somewhere', asyn
 test('a link claims nothing that only a form can have done, in no language', async () => {
   for (const [query, page] of [
     [`station&mac=${mac}&form=name`, 'station'], ['maintenance&form=remove', 'maintenance'],
-    ['stored', 'settings'], ['done', 'maintenance'],
+    ['stored', 'stored'], ['done', 'done'],
   ]) {
     const html = await read(url(query, 'en'));
     assert.ok(!html.includes('class="notice good"'), query);
