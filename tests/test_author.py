@@ -74,7 +74,8 @@ def ways(sections):
 
 def column(keys, definition, values):
     """The columns of one key, as the system manager answers it; None when it refuses."""
-    path, selectors, name = re.fullmatch(r"([\w.-]+)(?:{(.*)})?\.?([\w-]+)?", keys).groups()
+    path, selectors, name, form = re.fullmatch(
+        r"([\w.-]+)(?:{(.*)})?\.?([\w-]+)?(?::format=(\w+))?", keys).groups()
     key = definition.get(path)
     if key is None or key["access"] not in ("read", "read-write"):
         return None
@@ -86,6 +87,8 @@ def column(keys, definition, values):
         at, _, value = selector.partition("=")
         value = urllib.parse.unquote(value).lower()
         rows = [row for row in rows if row[names.index(at)].lower() == value]
+    if form == "count":
+        return [[str(len(rows))]]
     return [[row[i] for row in rows] for i in range(len(names)) if name in (None, names[i])]
 
 
