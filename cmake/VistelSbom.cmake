@@ -32,7 +32,7 @@ set(BUILD \"${PROJECT_BINARY_DIR}\")
 add_custom_command(OUTPUT "${sbom}"
   COMMAND "${CMAKE_COMMAND}" "-DOUTPUT=${sbom}" "-DSETTINGS=${PROJECT_BINARY_DIR}/sbom-settings.cmake"
           -P "${PROJECT_SOURCE_DIR}/cmake/WriteSbom.cmake"
-  DEPENDS ${programs} "${PROJECT_SOURCE_DIR}/cmake/WriteSbom.cmake" "${PROJECT_SOURCE_DIR}/cmake/versions.h"
+  DEPENDS ${programs} "${PROJECT_SOURCE_DIR}/cmake/WriteSbom.cmake" "${PROJECT_SOURCE_DIR}/cmake/versions.in"
           "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_BINARY_DIR}/sbom-settings.cmake"
   COMMENT "Listing what the programs are made of" VERBATIM)
 add_custom_target(sbom ALL DEPENDS "${sbom}")

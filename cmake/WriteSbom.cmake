@@ -30,7 +30,7 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 foreach(folder IN LISTS INCLUDES)
   list(APPEND flags "-I${folder}")
 endforeach()
-execute_process(COMMAND "${COMPILER}" ${flags} -E -P -x c++ -std=c++17 "${SOURCE}/cmake/versions.h"
+execute_process(COMMAND "${COMPILER}" ${flags} -E -P -x c++ -std=c++17 "${SOURCE}/cmake/versions.in"
                 OUTPUT_VARIABLE seen COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "(^|\n)version [^\n]+" seen "${seen}")
 foreach(line IN LISTS seen)
