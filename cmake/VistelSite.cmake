@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Installs the site: templates and styles as they are, compiled message catalogues, the templates of the
-# charts, and the neutral locale that gettext needs on a machine without locales.
+# Installs the site: templates without the words that explain them, styles, compiled message catalogues, the
+# templates of the charts, and the neutral locale that gettext needs on a machine without locales.
 include(VistelCharts)
 
 function(vistel_add_catalogue language)
@@ -52,8 +52,24 @@ endforeach()
 install(FILES "${PROJECT_BINARY_DIR}/site/errors/502.html"
         COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/errors" RENAME 500.html)
 
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/wgl" "${PROJECT_SOURCE_DIR}/site/styles"
-        COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+# A template begins with a comment that explains it, before anything else that it does. On a device these words
+# would take a tenth of the site's flash, and each page would scan them.
+function(vistel_add_template name)
+  set(source "${PROJECT_SOURCE_DIR}/site/${name}")
+  file(READ "${source}" template)
+  string(REGEX REPLACE "^<~ - `[^`<$]*" "<~ - `" template "${template}")
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/site/${name}" CONTENT "${template}" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${source}")
+  cmake_path(GET name PARENT_PATH folder)
+  install(FILES "${PROJECT_BINARY_DIR}/site/${name}" COMPONENT product
+          DESTINATION "${VISTEL_DOCUMENT_ROOT}/${folder}")
+endfunction()
+
+file(GLOB_RECURSE templates RELATIVE "${PROJECT_SOURCE_DIR}/site" CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/site/wgl/*.wgl")
+foreach(template IN LISTS templates)
+  vistel_add_template("${template}")
+endforeach()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/styles" COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
 install(FILES ${VISTEL_CHARTS} COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_INSTALLED_LOCALE}")
