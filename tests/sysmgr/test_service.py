@@ -466,7 +466,9 @@ class Disk(ServiceTest):
             self.assertEqual(setter.ask().strip("/"), "")
             self.assertTrue(least <= syncs() - before <= most, batch)
         # Those that come meanwhile go to the disk together, and the service ends when they are there.
+        service.process.send_signal(signal.SIGSTOP)
         before, setters = syncs(), [Client(service).send(service.message(f"set a={i}")) for i in range(20)]
+        service.process.send_signal(signal.SIGCONT)
         for _ in range(2 * len(setters)):  # one of them gets its turn in each
             service.ask("a")
         service.process.send_signal(signal.SIGTERM)
