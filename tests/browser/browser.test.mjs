@@ -120,9 +120,9 @@ inBrowser('the language follows the link, the last choice and the browser', { lo
   // A password can be seen while it is typed, and is one again when it is sent.
   await page.goto(url('settings', 'de'));
   await page.fill('#password', 'short');
-  await page.click('#password-form .reveal');
+  await page.click('#settings-form .reveal');
   assert.equal(await page.getAttribute('#password', 'type'), 'text');
-  await submit(page, '#store-password');
+  await submit(page, '#store');
   assert.equal(await page.getAttribute('#password', 'type'), 'password');
 });
 
