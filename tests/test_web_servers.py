@@ -335,7 +335,8 @@ class Requests:
         for guess in guesses:
             guess.join()
         self.assertEqual(set(answers), {401, 429})
-        self.assertLess(answers.count(401), 120 + 10 * (time.monotonic() - started))
+        # A hundred in each ten seconds; the first and the last of these may have begun before, or end later.
+        self.assertLessEqual(answers.count(401), 100 * (2 + int((time.monotonic() - started) / 10)))
         server.set_password("another good one")
         self.assertEqual([server.request("/?_file=fs", Authorization=basic("admin", word))[0]
                           for word in (PASSWORD, "another good one")], [401, 200])
