@@ -20,9 +20,6 @@ constexpr rlim_t kMaxMemoryMegabytes = VISTEL_MEMORY_MEGABYTES;
 // system manager takes none.
 constexpr rlim_t kMaxProcessorSeconds = 20;
 
-// Stops a template that includes itself endlessly.
-constexpr rlim_t kMaxOpenFiles = 256;
-
 // The time for the message, after which the kernel ends the process.
 constexpr rlim_t kMessageSeconds = 1;
 
@@ -55,7 +52,6 @@ void LimitProcess() {
   if (kMaxMemoryBytes != 0) Limit(RLIMIT_AS, kMaxMemoryBytes, kMaxMemoryBytes);
   std::signal(SIGXCPU, EndForTime);
   Limit(RLIMIT_CPU, kMaxProcessorSeconds, kMaxProcessorSeconds + kMessageSeconds);
-  Limit(RLIMIT_NOFILE, kMaxOpenFiles, kMaxOpenFiles);
   Limit(RLIMIT_CORE, 0, 0);
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   if (VISTEL_SYSCALL_FILTER != 0 && !FilterSystemCalls()) {

@@ -78,7 +78,6 @@ and {Chart.kSnrLowestDecibels} to {Chart.kSnrHighestDecibels} dB;
 dB; {Chart.kFirstColumn} pixels from the left, {Chart.kBaseRow} from
 docs/limits.md
 | Processor time | {ProcessLimits.kMaxProcessorSeconds} seconds |
-| Open files | {ProcessLimits.kMaxOpenFiles} |
 a name among them | {RequestHandler.kMaxFields} |
 | Names and values of all fields together | {RequestHandler.kMaxFieldBytes // MIB} MiB |
 | 1 to {RequestHandler.kMaxFormBytes} bytes |

@@ -123,6 +123,7 @@ class Large(TestCase):
                 # A variable that doubles its length.
                 ("<~ set `x` `${x}${x}` ~>" * 20 + "${x}", "y" * (1 << 20))):
             self.check(template[:50], page(template, output, "x=y"))
+        self.check("many files", [*page("<~ include `b` ~>" * 1000, "b" * 1000), ("template", "b", "b")])
         self.check("a line far down", error(megabytes + "<~ +", 100_001, "syntax error, unexpected $end"))
 
     def test_a_machine_without_locales(self):
