@@ -9,8 +9,8 @@
 // needs no text yet: the queries of a page then take one round trip together.
 //
 // `out` receives malloc'ed text that the caller frees, or null when memory is short. `otype` says
-// how values are escaped: "html", "json", and with any other word not at all; see WGLEscaper. NUL
-// bytes in values are left out.
+// how values are escaped: "html", "json", and with any other word not at all; see WGLEscaper. A
+// NUL byte in a value ends the text.
 #pragma once
 
 #include <memory>
@@ -30,6 +30,11 @@ class WGLQueryExecutor {
   using ErrorReporter = void (*)(const char* message);
 
   explicit WGLQueryExecutor(ErrorReporter reportError) : reportError_(reportError) {}
+
+  // Asks what nobody has waited for, also when an error has ended the page.
+  ~WGLQueryExecutor() { TakeAnswers(); }
+  WGLQueryExecutor(const WGLQueryExecutor&) = delete;
+  WGLQueryExecutor& operator=(const WGLQueryExecutor&) = delete;
 
   // The first row's values with one space between them.
   void ExecuteQuery(char** out, const std::string& query, std::string_view otype) const;

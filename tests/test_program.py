@@ -416,7 +416,11 @@ class Values(TestCase):
                  "S{Name=x%7D%2CA%3D1%7D%3Bb%3Araw%2C%257D%254%25%0A%2B%C3%A4%7B}.Mac"),
                 (image("power"), "HomePlug.OutputPower"),
                 (image("snr&mac=00:B0"), "HomePlug.SNR{MacAddress=00:B0}:format=scalar"),
-                # A template error shows no values.
+                # A template error shows no values, but what stands before it is asked.
+                (error("<~ query `one` ~><~ query `inner` ~><~ +", 1, "syntax error, unexpected $end"), "one", "inner"),
+                ([*error("<~ query `one` ~><~ x", 1, "unmatched character"), ("exit", "1", "")], "one"),
+                ([*page("<~ query `one` ~>`", ""), ("exit", "2", ""), ("errors", "", "start-condition stack underflow\n")],
+                 "one"),
                 (error("<~ query `outer` do `${01}", 1, "syntax error, unexpected $end"), "outer"),
                 (error("<~ query `outer` do `${01}` raw ~>", 1,
                        "syntax error, unexpected T_RAW, expecting T_END"), "outer"),

@@ -108,9 +108,9 @@ void RenewGlobals() {
   while (gIncludeStack.EndInclude()) {
   }
   yywgllex_destroy();
-  gVariables = WGLVariables();
   gQueryExecutor.~WGLQueryExecutor();
   new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
+  gVariables = WGLVariables();
   gIncludeStack.~WGLIncludeStack();
   new (&gIncludeStack) WGLIncludeStack;
   WGLDrop(WGLTranslate(WGLEmpty()));  // expects no translations any more
