@@ -52,10 +52,6 @@ void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text)
 
 char* OutputText::Release() {
   if (!Reserve(0)) return nullptr;
-  // Searches the finished text once instead of each value.
-  if (std::memchr(text_, '\0', size_) != nullptr) {
-    size_ = static_cast<std::size_t>(std::remove(text_, text_ + size_, '\0') - text_);
-  }
   text_[size_] = '\0';
   char* const result = text_;
   text_ = nullptr;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A text that grows at its end and is handed over as malloc'ed memory, as pages need it. NUL bytes
-// are left out, because such a text can't hold them.
+// A text that grows at its end and is handed over as malloc'ed memory, as pages need it. It ends
+// before the first NUL byte, because such a text can't hold one.
 //
 // When memory is short, the text is lost: Release returns null, and other calls have no effect.
 #pragma once

@@ -60,7 +60,7 @@ TEST_F(Queries, FirstRowAndRowCount) {
       {TableText(3, {{"a", "", "<"}, {"not"}}), "a  &lt;|a  <|a  <|2"},
       {TableText(1, std::vector<std::vector<std::string>>(4321)), "|||4321"},
       {TableText(2, {{}}), " | | |1"},
-      {TableText(3, {{"a\0b"s, "\0"s, "c"}}), "ab  c|ab  c|ab  c|1"},
+      {TableText(3, {{"a", "<\0b"s, "c"}}), "a &lt;|a <|a <|1"},
   };
   const std::string query = " k ; l;";
   for (const auto& [table, expected] : rows) {
@@ -78,7 +78,8 @@ TEST_F(Queries, FirstRowAndRowCount) {
 }
 
 TEST_F(Queries, BodyForEachRow) {
-  peer_.replies = {{"t", TableText(2, {{"x<", "1"}, {"y\"", "2"}})}, {"empty", ""}};
+  peer_.replies = {
+      {"t", TableText(2, {{"x<", "1"}, {"y\"", "2"}})}, {"empty", ""}, {"nul", "a\0b"s}};
   const std::string none = "${1x}${1}${001}${01a}${a}${01AA}${01 }${01A ${ROW ${row}$${01";
   const struct {
     const char *query, *otype;
@@ -95,6 +96,7 @@ TEST_F(Queries, BodyForEachRow) {
       {"t", "html", "${", "${${"},
       {"t", "html", "", ""},
       {"empty", "html", "[${01}${ROW}]", ""},
+      {"nul", "html", "[${01}]", "[a"},
       {"unknown", "html", "[${01}${ROW}]", ""},
   };
   for (const auto& row : rows) {
