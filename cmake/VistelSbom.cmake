@@ -5,7 +5,7 @@
 # C library. docs/licences.md says what both are for.
 set(programs vistel.cgi)
 if(TARGET sysmgrd)
-  list(APPEND programs sysmgrd sysmgrctl)
+  list(APPEND programs sysmgrd)  # which is sysmgrctl, too
 endif()
 
 set(includes "$<TARGET_PROPERTY:vistel_gif,INTERFACE_INCLUDE_DIRECTORIES>")
@@ -52,17 +52,14 @@ foreach(part globals catalogue submission download image_response request query 
   list(APPEND vistel.cgi_objects $<TARGET_OBJECTS:vistel_${part}>)
 endforeach()
 set(sysmgrd_objects $<$<BOOL:${VISTEL_BUILD_SYSMGR}>:$<TARGET_OBJECTS:sysmgrd>>)
-set(sysmgrctl_objects $<$<BOOL:${VISTEL_BUILD_SYSMGR}>:$<TARGET_OBJECTS:sysmgrctl>>)
 set(vistel.cgi_archives vistel_platform vistel_base)
-set(sysmgrd_archives vistel_sysmgr vistel_platform vistel_base)
-set(sysmgrctl_archives vistel_provider ${sysmgrd_archives})
+set(sysmgrd_archives vistel_control vistel_provider vistel_sysmgr vistel_platform vistel_base)
 get_target_property(gif_libraries vistel_gif INTERFACE_LINK_LIBRARIES)
 if(GIF_SOURCE_DIR)
   set(gif_libraries $<TARGET_FILE:vistel_gif>)
 endif()
 set(vistel.cgi_libraries ${gif_libraries})
 set(sysmgrd_libraries ${SQLite3_LIBRARY} ${LIBEVENT_CORE_LIBRARY} ${EXPAT_LIBRARY} ${LIBSODIUM_LIBRARY} ${CRYPT_LIBRARY})
-set(sysmgrctl_libraries ${sysmgrd_libraries})
 
 set(commands "")
 set(lines "")

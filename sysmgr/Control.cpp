@@ -3,6 +3,8 @@
 // sysmgrctl: uses the system manager from a terminal, with the client library. It shows texts from
 // the network without control characters and malformed UTF-8, so that no station's name can control
 // the terminal.
+#include "sysmgr/Control.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -210,7 +212,7 @@ int NewPassword(const std::string& file, const std::vector<std::string_view>& wo
 
 }  // namespace
 
-int main(int count, char** arguments) {
+int ControlMain(int count, char** arguments) {
   std::string socketPath = VISTEL_SYSMGR_SOCKET;
   std::string providers = VISTEL_SYSMGR_PROVIDERS;
   std::string authorisation = VISTEL_AUTHORISATION_FILE;

@@ -1,67 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// sysmgrd: its command line and its exit status.
-#include <malloc.h>
+// One file holds sysmgrd and sysmgrctl, which is a link to it: they use the same libraries, and a
+// device's flash holds these once. The name that it is started by decides which of the two it is.
+#include <string_view>
 
-#include <cstdio>
-#include <exception>
-
-#include "sysmgr/Messages.h"
-#include "sysmgr/Options.h"
-#include "sysmgr/OwnSources.h"
-#include "sysmgr/Serve.h"
-#include "sysmgr/log/Log.h"
-#include "sysmgr/model/ModelReader.h"
-
-namespace {
-
-constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
-
-// Buffers of at least this size go back to the system when they are freed. Large answers are rare,
-// but after the first one the C library would keep such memory.
-constexpr int kLargeBufferBytes = 256 * 1024;
-constexpr int kKeptHeapBytes = 1 << 20;
-
-int Run(const Options& options) {
-  switch (options.action) {
-    case Options::Action::kHelp:
-      return std::fputs(HelpText().c_str(), stdout) < 0 ? kExitFailure : 0;
-    case Options::Action::kVersion:
-      return std::puts("sysmgrd " VISTEL_VERSION) < 0 ? kExitFailure : 0;
-    case Options::Action::kCheckModel:
-      CheckOwnSources(ReadModelFile(options.model));
-      return 0;
-    case Options::Action::kMessages:
-      for (const std::string& message : MessagesOf(ReadModelFile(options.model))) {
-        if (std::puts(message.c_str()) < 0) return kExitFailure;
-      }
-      return std::fflush(stdout) == 0 ? 0 : kExitFailure;
-    case Options::Action::kServe:
-      break;
-  }
-  Serve(options);
-  return 0;
-}
-
-}  // namespace
+#include "sysmgr/Control.h"
+#include "sysmgr/Daemon.h"
 
 int main(int count, char** arguments) {
-  mallopt(M_MMAP_THRESHOLD, kLargeBufferBytes);
-  // Setting one threshold stops the library from adapting the other one; without this, the heap
-  // would shrink and grow with every answer.
-  mallopt(M_TRIM_THRESHOLD, kKeptHeapBytes);
-  Options options;
-  try {
-    options = ParseOptions(count, arguments);
-  } catch (const std::exception& error) {
-    Log::Write(error.what(), Log::Priority::kError);
-    return kExitUsage;
-  }
-  try {
-    return Run(options);
-  } catch (const std::exception& error) {
-    Log::Write(error.what(), Log::Priority::kError);
-    return kExitFailure;
-  }
+  const std::string_view path = count > 0 ? arguments[0] : "";
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  return name == "sysmgrctl" ? ControlMain(count, arguments) : DaemonMain(count, arguments);
 }

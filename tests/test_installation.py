@@ -23,7 +23,8 @@ SITE = SOURCE / "site"
 PROGRAM = "usr/lib/cgi-bin/vistel.cgi"
 # What is installed beside the site's own files.
 SERVERS = "usr/share/vistel/deploy/"
-PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd", "usr/sbin/sysmgrctl"}
+CONTROL = "usr/sbin/sysmgrctl"  # a link to sysmgrd
+PROGRAMS = {PROGRAM, "usr/sbin/sysmgrd"}
 FILES = {*("usr/share/man/man8/%s.8" % name for name in ("vistel.cgi", "sysmgrd", "sysmgrctl")), "usr/share/vistel/model.json", "usr/share/vistel/common-passwords",
          *("lib/systemd/system/" + unit for unit in ("sysmgrd.service", "vistel-web@.service")), "usr/www/errors/500.html",
          "usr/www/locale/C.utf8/LC_MESSAGES/SYS_LC_MESSAGES",
@@ -55,7 +56,7 @@ class Installation(unittest.TestCase):
                    for file in (SOURCE / "deploy").rglob("*") if file.is_file() and ".service" not in file.name}
         scripts = {name for name, is_script in servers.items() if is_script}
         expected = {"drwxr-xr-x": {file.relative_to(self.root).as_posix() for file in self.root.rglob("*/")},
-                    "-rwxr-xr-x": PROGRAMS | scripts, "-rw-r--r--": FILES | site | servers.keys() - scripts}
+                    "-rwxr-xr-x": PROGRAMS | scripts, "lrwxrwxrwx": {CONTROL}, "-rw-r--r--": FILES | site | servers.keys() - scripts}
         found = {}
         for file in self.root.rglob("*"):
             found.setdefault(stat.filemode(file.lstat().st_mode), set()).add(file.relative_to(self.root).as_posix())
@@ -63,7 +64,7 @@ class Installation(unittest.TestCase):
 
     def test_versions(self):
         version = re.search(r"project\(vistel VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
-        for program in PROGRAMS:
+        for program in PROGRAMS | {CONTROL}:
             self.assertEqual(command(self.root / program, "--version"), f"{Path(program).name} {version}\n")
         # For a web server that makes arguments of a query's words.
         answer = run([self.program, "--version"], {"GATEWAY_INTERFACE": "CGI/1.1", "REQUEST_METHOD": "PUT"})
@@ -80,7 +81,7 @@ class Installation(unittest.TestCase):
         """What it lists is what the programs' symbols show, and has a licence and a notice."""
         bill = json.loads((BUILD / "sbom.spdx.json").read_text())
         packages = {package["name"]: package for package in bill["packages"]}
-        for program, folder in (("vistel.cgi", "main"), ("sysmgrd", "sysmgr"), ("sysmgrctl", "sysmgr")):
+        for program, folder in (("vistel.cgi", "main"), ("sysmgrd", "sysmgr")):
             symbols = set(re.findall(r" (\w+)(?:@.*)?$", command("nm", BUILD / folder / program), re.M))
             listed = {relation["relatedSpdxElement"].removeprefix("SPDXRef-") for relation in bill["relationships"]
                       if relation["spdxElementId"] == "SPDXRef-" + program}
@@ -99,7 +100,7 @@ class Installation(unittest.TestCase):
             kit = shutil.copytree(BUILD / "relink-kit", Path(folder, "kit"))
             (kit / "own.c").write_text('#include <unistd.h>\nint puts(const char* s) { return (int)write(1, "own\\n", 4); }\n')
             command("cc", "-c", "-o", kit / "own.o", kit / "own.c")
-            for program, extra, said in (("vistel.cgi", "", "vistel.cgi "), ("vistel.cgi", "own.o", "own"), ("sysmgrctl", "", "sysmgrctl ")):
+            for program, extra, said in (("vistel.cgi", "", "vistel.cgi "), ("vistel.cgi", "own.o", "own"), ("sysmgrd", "", "sysmgrd ")):
                 subprocess.run([kit / "relink", program], check=True, env={**os.environ, "EXTRA": extra})
                 self.assertTrue(command(kit / program, "--version").startswith(said))
 
