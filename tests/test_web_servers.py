@@ -36,7 +36,7 @@ PASSWORD = "correct horse: battery"
 
 class Requests:
     """The table; one class for each server gives it a name."""
-    headers_on_errors, serves_dotfiles, own_403, speaks_tls = True, False, True, True
+    headers_on_errors, serves_dotfiles, own_403, speaks_tls, is_proxied = True, False, True, True, True
 
     @classmethod
     def setUpClass(cls):
@@ -296,7 +296,7 @@ class Requests:
 
     def test_passwords(self):
         """With a password, and without other error pages of the site than that for it."""
-        server = Server(self.name, PASSWORD)
+        server = Server(self.name, PASSWORD, **({"VISTEL_PROXIED": "1"} if self.is_proxied else {}))
         self.addCleanup(server.stop)
 
         def basic(name, password):
@@ -322,11 +322,12 @@ class Requests:
                                         ("/", {"body": b"_file=fs", "Origin": "null", **form}, (403,))):
             self.assertIn(server.request(path, **request)[0], statuses, path)
         # A stranger's guesses are slowed, and nobody else is. A new password counts at once.
-        def guess_one():
-            while (status := server.request("/", source="127.0.0.2", Authorization=basic("admin", "guess"))[0]) == 503:
+        def guess_one(number):  # a stranger can claim addresses, but only before the one that the server in front adds
+            stranger = {"X_Forwarded_For": f"198.51.100.{number}, 203.0.113.9"} if self.is_proxied else {"source": "127.0.0.2"}
+            while (status := server.request("/", **stranger, Authorization=basic("admin", "guess"))[0]) == 503:
                 time.sleep(0.1)
             answers.append(status)
-        guesses = [threading.Thread(target=guess_one) for _ in range(220)]
+        guesses = [threading.Thread(target=guess_one, args=(number,)) for number in range(220)]
         answers, started = [], time.monotonic()
         for guess in guesses:
             guess.start()
@@ -385,7 +386,7 @@ class Apache(Requests, unittest.TestCase):
 
 
 class Busybox(Requests, unittest.TestCase):
-    name, headers_on_errors, serves_dotfiles, own_403, speaks_tls = "busybox", False, True, False, False
+    name, headers_on_errors, serves_dotfiles, own_403, speaks_tls, is_proxied = "busybox", False, True, False, False, False
 
     def test_pages_about_errors_hold_their_styles(self):
         folder = self.enterContext(tempfile.TemporaryDirectory())
