@@ -31,10 +31,11 @@ constexpr std::uint32_t kMagic = 0x950412DE;
 constexpr std::uint32_t kSwappedMagic = 0xDE120495;
 
 // The fields of the header, as places in 32-bit words. gettext accepts no file that is too small
-// for the fields of later revisions.
+// for the fields of later revisions, so a catalogue that ends with the first fields gives no text.
 constexpr std::size_t kRevision = 1, kTexts = 2, kOriginals = 3, kTranslations = 4, kHashSize = 5,
                       kHashTable = 6;
 constexpr std::size_t kHeaderBytes = 48;
+constexpr std::size_t kFirstFieldsBytes = 28;
 
 // Precedes the name of the character set in the description. Without it, gettext converts nothing.
 constexpr std::string_view kCharacterSet = "charset=";
@@ -64,6 +65,11 @@ class Catalogue {
              text.find(kCharacterSet) == text.npos;
     }
     return false;
+  }
+
+  // Whether it is whole, and so small that it holds no text.
+  bool HoldsNothing() const {
+    return bytes_.size() >= kFirstFieldsBytes && bytes_.size() < kHeaderBytes && Word(kTexts) == 0;
   }
 
   bool IsSound() {
@@ -167,6 +173,7 @@ CatalogueState StateOf(std::string_view bytes) {
   std::memcpy(&magic, bytes.data(), sizeof magic);
   if (magic != kMagic && magic != kSwappedMagic) return CatalogueState::kForeign;
   Catalogue catalogue(bytes);
+  if (catalogue.HoldsNothing()) return CatalogueState::kForeign;
   if (!catalogue.IsSound()) return CatalogueState::kDamaged;
   return catalogue.IsDescribed() ? CatalogueState::kDescribed : CatalogueState::kPlain;
 }

@@ -10,7 +10,7 @@ struct OpenedFile;
 enum class CatalogueState {
   kDescribed,  // sound; the empty text has a translation, the description, in UTF-8 as all texts
   kPlain,      // sound, but without a description, or in a character set that gettext may not know
-  kForeign,    // doesn't begin as a catalogue does; gettext looks at no more than the beginning
+  kForeign,    // only the beginning of one, or none; gettext looks no further
   kDamaged,    // gettext must not read it
 };
 

@@ -137,7 +137,9 @@ TEST(MessageCatalogue, EachKindOfDamage) {
       {"", State::kForeign},
       {"no catalogue", State::kForeign},
       {sound.substr(0, 4), State::kDamaged},
-      {WithWord(sound, 4, 0x10000), State::kDescribed},  // revisions
+      {sound.substr(0, 47), State::kDamaged},
+      {WithWord(sound.substr(0, 28), 8, 0), State::kForeign},  // no texts
+      {WithWord(sound, 4, 0x10000), State::kDescribed},        // revisions
       {WithWord(sound, 4, 0x20000), State::kDamaged},
       {WithWord(sound, 4, 1), State::kDamaged},
       {WithWord(sound, 8, 0), State::kDamaged},  // the hash table is that of more texts

@@ -418,7 +418,6 @@ class Values(TestCase):
                 (image("snr&mac=00:B0"), "HomePlug.SNR{MacAddress=00:B0}:format=scalar"),
                 # A template error shows no values, but what stands before it is asked.
                 (error("<~ query `one` ~><~ query `inner` ~><~ +", 1, "syntax error, unexpected $end"), "one", "inner"),
-                ([*error("<~ query `one` ~><~ x", 1, "unmatched character"), ("exit", "1", "")], "one"),
                 ([*page("<~ query `one` ~>`", ""), ("exit", "2", ""), ("errors", "", "start-condition stack underflow\n")],
                  "one"),
                 (error("<~ query `outer` do `${01}", 1, "syntax error, unexpected $end"), "outer"),
