@@ -9,6 +9,7 @@ import re
 import resource
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -298,6 +299,30 @@ def real_system_manager(model=TESTS.parent / "sysmgr/model.json", device=None):
                 wait_for(process, "ready on")
                 wait_for(process, "has put the settings in force")
                 yield
+
+
+class Chart(TestCase):
+    def test_what_a_device_measures(self):
+        """The simulated adapter's file is in this processor's order of bytes, and the chart shows what it holds."""
+        def chart():
+            return PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=image&_type=snr&_style=std&mac={mac}"}).output
+
+        def get(key):
+            words = [PROGRAM.build / "sysmgr/sysmgrctl", "--socket", PROGRAM.socket, "get", f"HomePlug.{key}"]
+            return subprocess.run(words, check=True, capture_output=True, text=True).stdout.strip()
+        mac, style = "00:00:5e:00:53:03", PROGRAM.root / "styles/std/img"
+        style.mkdir(parents=True, exist_ok=True)
+        shutil.copy(BUILD / "site/styles/std/img/snr_template.gif", style)
+        with real_system_manager(device=("tests/sysmgr/timed-simulator", "--socket")):  # where time stands still
+            measured = Path(get(f"SNR{{MacAddress={mac}}}")).read_bytes()
+            mean, drawn = float(get(f"Stations{{MacAddress={mac}}}.MeanSnr")), chart()
+        order = ">" if os.environ.get("VISTEL_BYTE_ORDER", sys.byteorder).upper().startswith("BIG") else "<"
+        self.assertAlmostEqual(sum(struct.unpack(order + "1155d", measured)) / 1155, mean, 1)
+        with tempfile.NamedTemporaryFile(delete=False) as file:
+            file.write(measured)
+        with SystemManager(PROGRAM, lambda _: answer(0, file.name.encode())):
+            self.assertEqual(chart(), drawn)  # how values are drawn is tested with the chart itself
+        self.assertNotEqual(chart(), drawn)
 
 
 class Plug(TestCase):
