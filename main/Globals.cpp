@@ -8,6 +8,7 @@
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLEscapedValues.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLIncludeStack.h"
@@ -22,6 +23,7 @@ const std::string gLocaleDir = VISTEL_LOCALE_DIR;
 const std::string gAuthorisationFile = VISTEL_AUTHORISATION_FILE;
 
 WGLVariables gVariables;
+WGLEscapedValues gEscapedValues;
 
 static SvcMgrFunctions gSvcMgrFunctions;
 SysMgrProxy gSysMgr(gServiceName, gSvcMgrFunctions, gAuthorisationFile);

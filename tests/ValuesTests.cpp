@@ -6,11 +6,13 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "tests/Output.h"
+#include "values/WGLEscapedValues.h"
 #include "values/WGLEscaper.h"
 #include "values/WGLString.h"
 #include "values/WGLVariables.h"
@@ -124,6 +126,33 @@ TEST(WGLString, JoinsAndCombines) {
     left.Clear();
     EXPECT_STREQ(left.GetCombined(), "");
   }
+}
+
+// A page keeps what it shows, whatever its variables become: values of 128 bytes and more, in the
+// places of others, and cut at a NUL byte.
+TEST(WGLString, SharedValues) {
+  const std::string longest(128, '"');
+  const std::string texts[] = {"plain", "<>", "", longest, longest + "'", "a<\0b"s, "<\0"s};
+  WGLEscapedValues values;
+  WGLString page = Make({});
+  std::string expected;
+  for (std::size_t i = 0; i < 2000; ++i) {
+    const std::string& value = texts[i / 3 % std::size(texts)];
+    const WGLEscaper escaper(i % 2 != 0 ? "htmltext" : i % 5 != 0 ? "htmlesc" : "");
+    const std::string text = escaper.Escape(value).c_str();
+    WGLString shown = Make({});
+    values.AppendTo(shown, value, escaper, i / 4 % 90);
+    EXPECT_EQ(i % 3 == 0 ? shown.GetCombined() : shown.GetView(), text);
+    if (i % 7 == 0) {
+      shown.Clear();
+    } else {
+      page.Append(shown);
+      expected += text;
+    }
+  }
+  EXPECT_EQ(OutputOf([&] { page.Write(stdout); }), expected);
+  EXPECT_EQ(page.GetView(), expected);
+  page.Clear();
 }
 
 // Clearing is a part of combining. A recursive call for each part would need too much stack.

@@ -25,6 +25,9 @@ class WGLEscaper {
   std::size_t Growth() const { return mode_ == Mode::kNone ? 1 : kMaxGrowth; }
   char* EscapeTo(char* out, std::string_view value) const;
 
+  // Equal for escapers of the same mode.
+  unsigned ModeNumber() const { return static_cast<unsigned>(mode_); }
+
   // Character references for < > & " and '; every other byte is copied.
   std::string MakeHtmlEntities(const std::string& value) const;
 

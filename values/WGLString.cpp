@@ -70,6 +70,20 @@ void WGLStringPart::operator delete(void* part) noexcept {
 
 #endif
 
+WGLSharedText* WGLSharedText::Make(std::string_view text) {
+  void* memory = std::malloc(sizeof(WGLSharedText) + text.size() + 1);
+  if (memory == nullptr) return nullptr;
+  auto* shared = new (memory) WGLSharedText(text.size());
+  auto* bytes = reinterpret_cast<char*>(shared + 1);
+  std::memcpy(bytes, text.data(), text.size());
+  bytes[text.size()] = '\0';
+  return shared;
+}
+
+void WGLSharedText::Drop() {
+  if (--users_ == 0) std::free(this);
+}
+
 void WGLLateText::Come(const char* text) {
   if (text == nullptr) Response::Lose();
   if (part_ == nullptr) return Free(text);
@@ -81,10 +95,11 @@ void WGLLateText::Come(const char* text) {
 void WGLStringPart::FreeText() {
   if (borrowedSize_ == kOwned) Free(text_);
   if (borrowedSize_ == kLate) late_->part_ = nullptr;
+  if (borrowedSize_ == kShared) shared_->Drop();
 }
 
 bool WGLStringPart::MakeOwn() {
-  if (borrowedSize_ == kOwned) return true;
+  if (borrowedSize_ == kOwned || borrowedSize_ == kShared) return true;
   if (borrowedSize_ == kLate) {
     Await();
     return true;
@@ -142,6 +157,12 @@ void WGLString::AppendBorrowed(std::string_view text) {
 }
 
 void WGLString::Append(WGLLateText& text) {
+  auto* part = new (std::nothrow) WGLStringPart(text);
+  if (part == nullptr) return Response::Lose();
+  Link(part);
+}
+
+void WGLString::Append(WGLSharedText& text) {
   auto* part = new (std::nothrow) WGLStringPart(text);
   if (part == nullptr) return Response::Lose();
   Link(part);

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <new>
 #include <string_view>
@@ -33,6 +34,25 @@ class WGLLateText {
   WGLStringPart* part_ = nullptr;  // null if there is none any more
 };
 
+// A text that several parts show. The last of its users frees it.
+class WGLSharedText {
+ public:
+  // A copy, whose first user is the caller; null when memory is short. At most 4 GB.
+  static WGLSharedText* Make(std::string_view text);
+
+  void Use() { ++users_; }
+  void Drop();
+
+  // A NUL byte follows it.
+  std::string_view View() const { return {reinterpret_cast<const char*>(this + 1), size_}; }
+
+ private:
+  explicit WGLSharedText(std::size_t size) : users_(1), size_(static_cast<std::uint32_t>(size)) {}
+
+  std::uint32_t users_;
+  std::uint32_t size_;  // of the text, which follows this object
+};
+
 class WGLStringPart {
  public:
   // A page makes and frees thousands of parts. They come from blocks, which are reused for further
@@ -47,20 +67,28 @@ class WGLStringPart {
   explicit WGLStringPart(std::string_view text)
       : text_(text.data()), next_(nullptr), borrowedSize_(text.size()) {}
 
+  // Becomes a user of the text.
+  explicit WGLStringPart(WGLSharedText& text)
+      : shared_(&text), next_(nullptr), borrowedSize_(kShared) {
+    text.Use();
+  }
+
   // Will own the text that comes.
   explicit WGLStringPart(WGLLateText& text) : late_(&text), next_(nullptr), borrowedSize_(kLate) {
     text.part_ = this;
   }
 
-  // Never null; owned by the part; "" for a text that is still borrowed. A late text comes first,
-  // here and in the next two functions.
+  // Never null; "" for a text that is still borrowed. A late text comes first, here and in the next
+  // two functions.
   const char* GetString() const {
     Await();
+    if (borrowedSize_ == kShared) return shared_->View().data();
     return text_ != nullptr && borrowedSize_ == kOwned ? text_ : "";
   }
 
   std::string_view View() const {
     Await();
+    if (borrowedSize_ == kShared) return shared_->View();
     return borrowedSize_ != kOwned ? std::string_view(text_, borrowedSize_) : GetString();
   }
 
@@ -79,6 +107,7 @@ class WGLStringPart {
 
   static constexpr std::size_t kOwned = static_cast<std::size_t>(-1);
   static constexpr std::size_t kLate = kOwned - 1;
+  static constexpr std::size_t kShared = kOwned - 2;
 
   void Await() const {
     if (borrowedSize_ == kLate) late_->Await();
@@ -88,9 +117,11 @@ class WGLStringPart {
   union {
     const char* text_;
     WGLLateText* late_;
+    WGLSharedText* shared_;
   };
   WGLStringPart* next_;
-  std::size_t borrowedSize_;  // kOwned if the part owns its text, kLate if it has none yet
+  std::size_t
+      borrowedSize_;  // kOwned if the part owns its text, kLate if it has none yet, or kShared
 };
 
 class WGLString {
@@ -111,18 +142,29 @@ class WGLString {
   // string unchanged and notes a loss.
   void Append(WGLLateText& text);
 
+  // Appends a part that is a user of the text. When memory is short, leaves the string unchanged
+  // and notes a loss.
+  void Append(WGLSharedText& text);
+
   // Moves all parts of `other` to the end of this string and leaves `other` empty.
   void Append(WGLString& other);
 
   // Frees everything and makes the string empty.
   void Clear();
 
-  // Turns two or more parts, or a borrowed one, into one that owns its text. When memory is short,
-  // changes nothing and notes a loss.
+  // Turns two or more parts, or a borrowed one, into one with a NUL byte after its text. When
+  // memory is short, changes nothing and notes a loss.
   void Combine();
 
-  // The whole text, combined, NUL-terminated and owned by the string; "" for the empty string.
+  // The whole text, combined and NUL-terminated; "" for the empty string. It is valid as long as
+  // the string stays as it is.
   const char* GetCombined();
+
+  // The same without a NUL byte: a text of one part is not copied.
+  std::string_view GetView() {
+    if (first_ != last_) Combine();
+    return first_ != nullptr ? first_->View() : std::string_view();
+  }
 
   // Reads something of each part, so that lost memory is noticed here.
   void Touch() const;

@@ -3,13 +3,15 @@
 
 #include <libintl.h>
 
-#include <cstring>
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "base/Number.h"
 #include "base/Response.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLEscapedValues.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLIncludeStack.h"
 
@@ -22,14 +24,10 @@ WGLString Own(const char* text) {
   return result;
 }
 
-WGLString CopyOf(const char* text) {
-  return Own(strdup(text));  // NOLINT(clang-analyzer-unix.Malloc): the string owns the copy
-}
-
 // The variable that tells of failed queries has its value when all of them have been answered.
-const char* NameOf(WGLString& variable) {
-  const char* name = variable.GetCombined();
-  if (gQueryExecutor.IsAwaiting() && std::strcmp(name, kUnansweredVariable) == 0) {
+std::string_view NameOf(WGLString& variable) {
+  const std::string_view name = variable.GetView();
+  if (gQueryExecutor.IsAwaiting() && name == kUnansweredVariable) {
     gQueryExecutor.TakeAnswers();
   }
   return name;
@@ -79,14 +77,19 @@ WGLString WGLDrop(WGLString text) {
   return text;
 }
 
-WGLString WGLGetVariable(WGLString name, const char* escaping) {
-  const WGLString value = CopyOf(gVariables.Get(NameOf(name), escaping).c_str());
+WGLString WGLGetVariable(WGLString name, std::string_view escaping) {
+  WGLString text = WGLEmpty();
+  const auto variable = gVariables.find(NameOf(name));
+  if (variable != gVariables.end()) {
+    const auto number = static_cast<std::size_t>(variable - gVariables.begin());
+    gEscapedValues.AppendTo(text, variable->second, WGLEscaper(escaping), number);
+  }
   name.Clear();
-  return value;
+  return text;
 }
 
 WGLString WGLSetVariable(WGLString name, WGLString value) {
-  gVariables.Set(NameOf(name), value.GetCombined());
+  gVariables.Set(NameOf(name), value.GetView());
   name.Clear();
   return WGLDrop(value);
 }
@@ -96,13 +99,17 @@ void WGLExpectTranslations() {
 }
 
 WGLString WGLTranslate(WGLString text) {
-  const WGLString translation = CopyOf(Translate(text.GetCombined()));
+  const char* const original = text.GetCombined();
+  const char* const translation = Translate(original);
+  if (translation == original) return text;
+  WGLString translated = WGLEmpty();
+  translated.AppendBorrowed(translation);  // the catalogue stays
   text.Clear();
-  return translation;
+  return translated;
 }
 
 WGLString WGLInclude(WGLString path) {
-  gIncludeStack.BeginInclude(path.GetCombined());
+  gIncludeStack.BeginInclude(std::string(path.GetView()));
   return WGLDrop(path);
 }
 
@@ -112,7 +119,7 @@ WGLString WGLChoose(int condition, WGLString thenText, WGLString elseText) {
 }
 
 int WGLCompareTexts(WGLString left, WGLString right) {
-  const int order = std::strcmp(left.GetCombined(), right.GetCombined());
+  const int order = left.GetView().compare(right.GetView());
   left.Clear();
   right.Clear();
   return order;
@@ -128,7 +135,7 @@ int WGLCompareNumbers(WGLString left, WGLString right) {
 
 WGLString WGLQuery(WGLString query, const char* otype) {
   WGLString values = WGLEmpty();
-  gQueryExecutor.AskQuery(values, query.GetCombined(), otype);
+  gQueryExecutor.AskQuery(values, std::string(query.GetView()), otype);
   query.Clear();
   return values;
 }

@@ -7,6 +7,8 @@
 // still has it. The caller owns every result.
 #pragma once
 
+#include <string_view>
+
 #include "values/WGLString.h"
 
 // Evaluates the template that gIncludeStack.Init opened and writes the page to standard output.
@@ -29,7 +31,7 @@ WGLString WGLJoin(WGLString left, WGLString right);
 WGLString WGLDrop(WGLString text);
 
 // The variable's value, escaped by the mode `escaping` of WGLEscaper; empty when it is not set.
-WGLString WGLGetVariable(WGLString name, const char* escaping);
+WGLString WGLGetVariable(WGLString name, std::string_view escaping);
 
 // Returns the empty string.
 WGLString WGLSetVariable(WGLString name, WGLString value);

@@ -127,16 +127,13 @@ void WGLIncludeStack::BeginInclude(const std::string& path) {
   yywgl_switch_to_buffer(yywgl_create_buffer(yywglin, kWGLScannerBufferBytes));
 }
 
-WGLIncludeInfo* WGLIncludeStack::Content() {
-  WGLIncludeInfo& file = files_.back();
-  if (file.next == nullptr) {
-    FileContent content;
-    if (!content.Load(fileno(yywglin), file.size)) return nullptr;
-    file.next = content.Bytes().data();
-    file.end = file.next + content.Bytes().size();
-    contents_.push_back(std::move(content));
-  }
-  return &file;
+bool WGLIncludeStack::Load(WGLIncludeInfo& file) {
+  FileContent content;
+  if (!content.Load(fileno(yywglin), file.size)) return false;
+  file.next = content.Bytes().data();
+  file.end = file.next + content.Bytes().size();
+  contents_.push_back(std::move(content));
+  return true;
 }
 
 bool WGLIncludeStack::EndInclude() {

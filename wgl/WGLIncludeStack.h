@@ -48,7 +48,10 @@ class WGLIncludeStack {
 
   // The file being read. Reads its content first if that has not happened; returns null, with errno
   // set, when that fails. The content stays until this object ends. For the scanner, after Init.
-  WGLIncludeInfo* Content();
+  WGLIncludeInfo* Content() {
+    WGLIncludeInfo& file = files_.back();
+    return file.next != nullptr || Load(file) ? &file : nullptr;
+  }
 
   // Called by the scanner with the number of newlines read.
   void AdvanceLine(std::uint32_t lines);
@@ -64,6 +67,7 @@ class WGLIncludeStack {
 
   std::string Candidate(const std::string& path) const;
   void Open(const std::string& path, const char* failure);
+  bool Load(WGLIncludeInfo& file);
 
   std::vector<WGLIncludeInfo> files_;  // the file being read is the last
   std::vector<FileContent> contents_;  // of all files read so far

@@ -10,6 +10,7 @@
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLEscapedValues.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLIncludeStack.h"
@@ -33,6 +34,7 @@ const std::string gLocaleDir = FromEnvironment(RenderEnvironment::kLocale);
 const std::string gAuthorisationFile = FromEnvironment(RenderEnvironment::kSecret);
 
 WGLVariables gVariables;
+WGLEscapedValues gEscapedValues;
 
 static SvcMgrAdapter gNoService;
 SysMgrProxy gSysMgr(gServiceName, gNoService, gAuthorisationFile);

@@ -3,6 +3,7 @@
 // What the language's folder calls, as this tool links it: the grammar's actions, the tokens on
 // their way from the scanner to the parser, and errors. All of it goes to the tracer.
 // WGLEvaluate.h, WGLScanner.h and WGLError.h have the contracts.
+#include <string_view>
 #include <utility>
 
 #include "WGLParser.hpp"
@@ -53,7 +54,7 @@ WGLString WGLDrop(WGLString text) {
   return WGLEmpty();
 }
 
-WGLString WGLGetVariable(WGLString name, const char* escaping) {
+WGLString WGLGetVariable(WGLString name, std::string_view escaping) {
   return Current().Keep(Current().Variable(name, escaping));
 }
 

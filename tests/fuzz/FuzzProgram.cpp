@@ -25,6 +25,7 @@
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
 #include "query/WGLQueryExecutor.h"
+#include "values/WGLEscapedValues.h"
 #include "wgl/WGLError.h"
 
 namespace {
@@ -44,6 +45,7 @@ const std::string gTextDomain = "vistel";
 const std::string gLocaleDir = "/catalogues";  // see InThisRun
 const std::string gAuthorisationFile = gScratch + "/rpcauth";
 WGLVariables gVariables;
+WGLEscapedValues gEscapedValues;
 static SvcMgrFunctions gSvcMgrFunctions;
 SysMgrProxy gSysMgr(gServiceName, gSvcMgrFunctions, gAuthorisationFile);
 WGLQueryExecutor gQueryExecutor(yywglerror);
@@ -111,6 +113,8 @@ void RenewGlobals() {
   gQueryExecutor.~WGLQueryExecutor();
   new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
   gVariables = WGLVariables();
+  gEscapedValues.~WGLEscapedValues();
+  new (&gEscapedValues) WGLEscapedValues;
   gIncludeStack.~WGLIncludeStack();
   new (&gIncludeStack) WGLIncludeStack;
   WGLDrop(WGLTranslate(WGLEmpty()));  // expects no translations any more

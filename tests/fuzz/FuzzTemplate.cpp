@@ -25,6 +25,7 @@
 #include "request/RequestHandler.h"
 #include "tests/Output.h"
 #include "tests/fuzz/FuzzTarget.h"
+#include "values/WGLEscapedValues.h"
 #include "values/WGLVariables.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLEvaluate.h"
@@ -34,6 +35,7 @@
 const std::string gDocumentRoot = FUZZ_ROOT;
 const std::string gUploadFile;
 WGLVariables gVariables;
+WGLEscapedValues gEscapedValues;
 WGLQueryExecutor gQueryExecutor(yywglerror);
 WGLIncludeStack gIncludeStack;
 
@@ -133,6 +135,8 @@ void RenewGlobals() {
   yywgllex_destroy();
   WGLWritePage(WGLEmpty());  // frees the previous page
   gVariables = WGLVariables();
+  gEscapedValues.~WGLEscapedValues();
+  new (&gEscapedValues) WGLEscapedValues;
   gQueryExecutor.~WGLQueryExecutor();
   new (&gQueryExecutor) WGLQueryExecutor(yywglerror);
   gIncludeStack.~WGLIncludeStack();
