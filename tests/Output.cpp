@@ -9,6 +9,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "base/Response.cpp"  // NOLINT(bugprone-suspicious-include): its state is made anew
+
 std::vector<std::string> gSystemLog;
 
 namespace {
@@ -43,6 +45,8 @@ extern "C" __attribute__((used, format(printf, 3, 4))) void CheckedSyslog(int pr
 }
 
 bool RunOnto(int output, const std::function<void()>& run) {
+  gStage = Response::Stage::kNothing;
+  gIsWhole = true;
   std::fflush(stdout);
   const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   output >= 0 ? dup2(output, STDOUT_FILENO) : close(STDOUT_FILENO);

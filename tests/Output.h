@@ -12,8 +12,9 @@
 // Tests clear it when they begin.
 extern std::vector<std::string> gSystemLog;
 
-// Runs with `output` as descriptor 1, or without one when it is negative. Flushes stdout before and
-// after. Returns true when the descriptor is still open afterwards.
+// Begins another response and runs with `output` as descriptor 1, or without one when it is
+// negative. Flushes stdout before and after. Returns true when the descriptor is still open
+// afterwards.
 bool RunOnto(int output, const std::function<void()>& run);
 
 // Runs, and returns the output to descriptor 1.

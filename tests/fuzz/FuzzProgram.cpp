@@ -15,12 +15,11 @@
 #include "tests/TestFolder.h"
 #include "tests/fuzz/FuzzTarget.h"
 
-// Their state is made anew for each run.
-#include "base/Response.cpp"  // NOLINT(bugprone-suspicious-include)
 #define main ProgramMain
 #include "main/Main.cpp"  // NOLINT(bugprone-suspicious-include)
 #undef main
 
+#include "base/Response.h"
 #include "main/SvcMgrFunctions.h"
 #include "platform/SysMgrProxy.h"
 #include "query/SysMgr.h"
@@ -118,8 +117,6 @@ void RenewGlobals() {
   gIncludeStack.~WGLIncludeStack();
   new (&gIncludeStack) WGLIncludeStack;
   WGLDrop(WGLTranslate(WGLEmpty()));  // expects no translations any more
-  gStage = Response::Stage::kNothing;
-  gIsWhole = true;
 }
 
 void SetEnvironment(std::string lines) {
@@ -133,7 +130,8 @@ void SetEnvironment(std::string lines) {
 
 void CheckOutput(const std::string& output, const FakeSystemManager& peer) {
   Check(gRun.status >= 0 && gRun.status <= 2, "a request ends with 0, 1 or 2");
-  Check(gIsWhole, "nothing is lost while there is memory, and gettext reads every sound catalogue");
+  Check(Response::IsWhole(),
+        "nothing is lost while there is memory, and gettext reads every sound catalogue");
   const bool download = gVariables.Get("_file", "") == "syscfg";
   Check(!output.empty() || (download && gRun.status == 0), "only a download may be empty");
   Check(output.empty() || (output.rfind("Content-Type: ", 0) == 0 &&
