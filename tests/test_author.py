@@ -27,7 +27,7 @@ NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
 LEAST_CASES = 240
 
 PO = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n' + "".join(
-    f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert')))
+    f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert'), ("${01} there", "${01} da")))
 
 VALUES = {
     "System.DeviceName": "Attic <b>'\"&", "System.Firmware": "2.3", "System.Uptime": "4711",
@@ -114,7 +114,8 @@ class Check(unittest.TestCase):
         self.root = Path(folder.name)
         (self.root / "locale").mkdir()
         for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("locale/de.po", PO),
-                           ("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~><~ trans `Quoted` ~>")):
+                           ("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~><~ trans `Quoted` ~>"
+                            "<~ query `System.Log:format=count` raw do `<~ trans `${01} there` ~>` ~>")):
             self.write(name, text)
 
     def write(self, name, text):
@@ -149,7 +150,7 @@ class Check(unittest.TestCase):
     def test_unused_translations(self):
         self.write("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~>")
         unused = [each for each in check(self.root)[0] if "unused" in each]
-        self.assertEqual(unused, ["locale/de.po:7:1 unused-translation"])
+        self.assertEqual(unused, ["locale/de.po:7:1 unused-translation", "locale/de.po:10:1 unused-translation"])
 
     def test_switches_and_formats(self):
         found = "wgl/main.wgl:2:1 raw"

@@ -11,13 +11,21 @@ const GumboVector* ChildrenOf(const GumboNode* node) {
   return isElement ? &node->v.element.children : nullptr;
 }
 
+void* Allocate(void* memory, std::size_t size) {
+  return static_cast<std::pmr::memory_resource*>(memory)->allocate(size);
+}
+
 }  // namespace
 
-HtmlPage::HtmlPage(const Rendering& rendering)
-    : output_(gumbo_parse_with_options(&kGumboDefaultOptions, rendering.page.data(),
-                                       rendering.page.size())) {
+HtmlPage::HtmlPage(const Rendering& rendering) {
+  GumboOptions options = kGumboDefaultOptions;
+  options.allocator = Allocate;
+  options.deallocator = [](void* /*memory*/, void* /*block*/) {};
+  options.userdata = static_cast<std::pmr::memory_resource*>(&memory_);
+  const GumboOutput* const output =
+      gumbo_parse_with_options(&options, rendering.page.data(), rendering.page.size());
   // Without recursion, because elements can be nested as deeply as anybody likes.
-  std::vector<const GumboNode*> open = {output_->document};
+  std::vector<const GumboNode*> open = {output->document};
   while (!open.empty()) {
     const GumboNode* const node = open.back();
     open.pop_back();
@@ -28,12 +36,6 @@ HtmlPage::HtmlPage(const Rendering& rendering)
       open.push_back(static_cast<const GumboNode*>(children->data[i - 1]));
     }
   }
-}
-
-HtmlPage::~HtmlPage() {
-  // The library frees a tree by recursion; a very deep one is left to the end of the process.
-  constexpr std::size_t kMaxFreedNodes = 50000;
-  if (nodes_.size() <= kMaxFreedNodes) gumbo_destroy_output(&kGumboDefaultOptions, output_);
 }
 
 namespace Html {

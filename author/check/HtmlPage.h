@@ -5,6 +5,7 @@
 
 #include <gumbo.h>
 
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +15,6 @@
 class HtmlPage {
  public:
   explicit HtmlPage(const Rendering& rendering);
-  ~HtmlPage();
   HtmlPage(const HtmlPage&) = delete;
   HtmlPage& operator=(const HtmlPage&) = delete;
 
@@ -22,7 +22,7 @@ class HtmlPage {
   const std::vector<const GumboNode*>& Nodes() const { return nodes_; }
 
  private:
-  GumboOutput* output_;
+  std::pmr::monotonic_buffer_resource memory_;  // of the library's tree, which needs no end then
   std::vector<const GumboNode*> nodes_;
 };
 

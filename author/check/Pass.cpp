@@ -34,9 +34,7 @@ void SendResult() {
   for (const Judge judge : {JudgeSyntax, JudgeVariables, JudgeQueries, JudgeTexts, JudgePage}) {
     judge(gTracer->Seen(), *gEnding.context, result);
   }
-  const std::string text =
-      nlohmann::json(result).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  WriteAll(gEnding.output, text);
+  WriteAll(gEnding.output, Pack(std::move(result)));
   std::_Exit(0);
 }
 
@@ -89,7 +87,8 @@ PassResult RunningPass::Finish() {
   int status = 0;
   while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
   }
-  if (status == 0) return nlohmann::json::parse(text).get<PassResult>();
+  PassResult result;
+  if (status == 0 && Unpack(text, result)) return result;
   PassResult failed;
   failed.always.push_back(Untraceable(page_, status));
   return failed;

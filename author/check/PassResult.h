@@ -4,8 +4,9 @@
 // other pages before it can be judged.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "author/report/Finding.h"
@@ -25,7 +26,6 @@ struct Use {
            std::tie(other.name, other.file, other.line, other.column);
   }
 };
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Use, name, file, line, column)
 
 struct PassResult {
   Findings always;                    // what is wrong however the page is requested
@@ -39,5 +39,9 @@ struct PassResult {
   std::vector<Use> texts;          // to be translated
   bool translatesForeign = false;  // such as sentences of the service
 };
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(PassResult, always, asPage, branches, includes, assigned, read,
-                                   unset, given, texts, translatesForeign)
+
+// A result as bytes, from one process of this program to another.
+std::string Pack(PassResult result);
+
+// Returns false, with `result` unspecified, when the bytes are not those of a whole result.
+bool Unpack(std::string_view bytes, PassResult& result);

@@ -21,7 +21,7 @@ class QueryJudge {
       : record_(record), query_(query), context_(context), result_(result) {}
 
   void Judge() {
-    for (const std::string& text : AlternativesOf(*query_.key, {})) {
+    for (const std::string& text : query_.keys) {
       if (!JudgeForeign(text)) continue;
       std::string plain = text;
       std::replace(plain.begin(), plain.end(), kPlainMark, 'x');

@@ -10,9 +10,9 @@
 
 namespace {
 
-// More pages show hardly anything new, and larger ones are none.
-constexpr unsigned kMaxRenderings = 40;
+// Larger pages are none, and more of them show hardly anything new.
 constexpr std::size_t kMaxPageBytes = std::size_t{1} << 20;
+constexpr std::size_t kMaxBytes = 8 * kMaxPageBytes;
 
 // Letters that no template writes, and that mean nothing anywhere in a page.
 constexpr std::string_view kMarkStart = "zvq";
@@ -59,55 +59,65 @@ std::vector<Mark> MarksIn(std::string_view text) {
 }
 
 bool Renderer::Next(Rendering& rendering) {
-  if (!isNew_ || count_ == kMaxRenderings) return false;
-  isNew_ = false;
-  rendering_ = Rendering();
-  Render(page_, 0);
-  // The first page is always something to show.
-  const bool show = isNew_ || count_ == 0;
-  ++count_;
+  if (isComplete_ || bytes_ > kMaxBytes) return false;
+  isComplete_ = Render(page_, 0);
+  bytes_ += rendering_.page.size() + 1;
   rendering = std::move(rendering_);
-  return show;
+  rendering_ = Rendering();
+  return true;
 }
 
-void Renderer::Render(const Text& text, std::uint64_t path) {
+bool Renderer::Render(const Text& text, std::uint64_t path) {
+  bool complete = true;
   for (const Piece& piece : text.pieces) {
-    if (rendering_.page.size() > kMaxPageBytes) return;
-    Render(piece, Extend(path, &piece));
+    if (rendering_.page.size() > kMaxPageBytes) break;
+    complete &= Render(piece, Extend(path, &piece));
   }
+  return complete;
 }
 
-void Renderer::Render(const Piece& piece, std::uint64_t path) {
+bool Renderer::Render(const Piece& piece, std::uint64_t path) {
   switch (piece.kind) {
     case Piece::Kind::kLiteral:
-      return RenderLiteral(piece);
+      RenderLiteral(piece);
+      return true;
     case Piece::Kind::kRequest:
     case Piece::Kind::kDevice:
-      return AppendSpot(piece, piece.text, false);
+      AppendSpot(piece, piece.text, false);
+      return true;
     case Piece::Kind::kTranslation: {
+      if (!piece.text.empty()) {
+        AppendSpot(piece, piece.text, true);
+        return Render(*piece.first, path);  // for the cells in it
+      }
       const std::vector<std::string> texts = AlternativesOf(*piece.first, {});
       const bool own = std::all_of(texts.begin(), texts.end(), IsConcrete);
-      return AppendSpot(piece, own ? texts.front() : "a text that is translated", own);
+      AppendSpot(piece, own ? texts.front() : "a text that is translated", own);
+      return true;
     }
-    case Piece::Kind::kValue:
+    case Piece::Kind::kValue: {
       escapings_.push_back(piece.escaping);
-      Render(*piece.first, path);
+      const bool complete = Render(*piece.first, path);
       escapings_.pop_back();
-      return;
+      return complete;
+    }
     case Piece::Kind::kChoice:
       return RenderChoice(piece, path);
     case Piece::Kind::kRows:
       return Render(*piece.first, path);
   }
+  return true;
 }
 
-void Renderer::RenderChoice(const Piece& piece, std::uint64_t path) {
+bool Renderer::RenderChoice(const Piece& piece, std::uint64_t path) {
   Shown& shown = choices_[path];
-  const bool second = shown.first && !shown.second;
-  isNew_ |= !shown.first || !shown.second;
-  (second ? shown.second : shown.first) = true;
-  Render(second ? *piece.second : *piece.first,
-         Extend(path, second ? &piece.second : &piece.first));
+  // Where both have been shown, the smaller one.
+  const bool smaller = piece.second->pieces.size() < piece.first->pieces.size();
+  const bool second = shown.first && (!shown.second || smaller);
+  const Text& text = second ? *piece.second : *piece.first;
+  const bool complete = Render(text, Extend(path, second ? &piece.second : &piece.first));
+  (second ? shown.second : shown.first) |= complete || text.isWord;
+  return shown.first && shown.second;
 }
 
 void Renderer::RenderLiteral(const Piece& piece) {

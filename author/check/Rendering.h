@@ -45,19 +45,22 @@ class Renderer {
  public:
   explicit Renderer(const Text& page) : page_(page) {}
 
-  // The next page, with an alternative of each choice that none before it had, if possible. Returns
-  // false when there is nothing new to show.
+  // The next page, with an alternative of each choice that none before it had, if possible. The
+  // pages together show every alternative, but of a choice between words only some. Returns false
+  // when there is nothing new to show.
   bool Next(Rendering& rendering);
 
  private:
+  // The branches of a choice that need no further page.
   struct Shown {
     bool first = false;
     bool second = false;
   };
 
-  void Render(const Text& text, std::uint64_t path);
-  void Render(const Piece& piece, std::uint64_t path);
-  void RenderChoice(const Piece& piece, std::uint64_t path);
+  // These return whether all alternatives of the text have been shown.
+  bool Render(const Text& text, std::uint64_t path);
+  bool Render(const Piece& piece, std::uint64_t path);
+  bool RenderChoice(const Piece& piece, std::uint64_t path);
   void RenderLiteral(const Piece& piece);
   void AppendSpot(const Piece& piece, std::string name, bool isTranslation);
 
@@ -65,6 +68,6 @@ class Renderer {
   Rendering rendering_;
   std::vector<Escaping> escapings_;         // of the pieces around, from the outside in
   std::map<std::uint64_t, Shown> choices_;  // by the way that leads to them
-  bool isNew_ = true;
-  unsigned count_ = 0;
+  bool isComplete_ = false;
+  std::size_t bytes_ = 0;  // of all pages
 };

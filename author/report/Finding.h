@@ -3,7 +3,6 @@
 // A mistake in a template, and what to write instead.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -22,6 +21,5 @@ struct Finding {
   }
   bool operator==(const Finding& other) const { return !(*this < other) && !(other < *this); }
 };
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Finding, file, line, column, rule, message)
 
 using Findings = std::vector<Finding>;

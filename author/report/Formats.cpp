@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "author/report/Formats.h"
 
+#include <nlohmann/json.hpp>
+
 #include "author/report/Rules.h"
 #include "base/Utf8.h"
 
@@ -45,8 +47,9 @@ std::string AsText(const std::set<Finding>& findings, bool colours) {
 std::string AsJson(const std::set<Finding>& findings) {
   std::string text;
   for (const Finding& finding : findings) {
-    json object = finding;
-    object["severity"] = SeverityOf(finding);
+    const json object = {{"file", finding.file},     {"line", finding.line},
+                         {"column", finding.column}, {"severity", SeverityOf(finding)},
+                         {"rule", finding.rule},     {"message", finding.message}};
     text += Dumped(object, -1);
   }
   return text;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 
 #include "base/Number.h"
 #include "values/WGLEscaper.h"
@@ -15,13 +16,20 @@ constexpr std::size_t kMaxCombinations = 2048;
 constexpr std::size_t kMaxSteps = 200000;
 
 // The name under which a foreign piece, or a condition that nobody can decide, is tried.
-std::string SubjectOf(const Piece& piece) {
+std::string NameOf(const Piece& piece) {
   return (piece.kind == Piece::Kind::kRequest ? "request " : "device ") + piece.text;
 }
-std::string SubjectOf(const void* choice) {
+std::string NameOf(const void* choice) {
   return "choice " + std::to_string(reinterpret_cast<std::uintptr_t>(choice));
 }
 constexpr char kTrue[] = "1";
+
+// What is tried: its possible values and, in one combination of all, the chosen one; null when it
+// is none of them.
+struct Subject {
+  std::set<std::string> candidates;
+  const std::string* chosen = nullptr;
+};
 
 class Trial {
  public:
@@ -31,8 +39,8 @@ class Trial {
     Collect(text);
     for (const Constraint& constraint : constraints_) TakeIfShared(constraint);
     std::size_t combinations = 1;
-    for (const auto& [subject, candidates] : subjects_) {
-      combinations *= candidates.size() + 1;
+    for (auto& [name, subject] : subjects_) {
+      combinations *= subject.candidates.size() + 1;
       if (combinations > kMaxCombinations) return {std::string(1, kForeignMark)};
     }
     std::vector<std::string> values;
@@ -55,7 +63,7 @@ class Trial {
       if (piece.condition != nullptr) {
         CollectCondition(*piece.condition);
       } else if (piece.kind == Piece::Kind::kChoice) {
-        subjects_[SubjectOf(piece.first.get())].insert(kTrue);
+        subjects_[NameOf(piece.first.get())].candidates.insert(kTrue);
       }
       if (piece.first != nullptr) Collect(*piece.first);
       if (piece.second != nullptr) Collect(*piece.second);
@@ -69,7 +77,7 @@ class Trial {
     } else if (IsLiteral(*condition.left, constant)) {
       AddCandidate(*condition.right, constant, condition.IsNumeric());
     } else {
-      subjects_[SubjectOf(&condition)].insert(kTrue);
+      subjects_[NameOf(&condition)].candidates.insert(kTrue);
     }
     Collect(*condition.left);
     Collect(*condition.right);
@@ -78,7 +86,7 @@ class Trial {
   void AddCandidate(const Text& text, const std::string& constant, bool numeric) {
     for (const Piece& piece : text.pieces) {
       if (piece.IsForeign()) {
-        std::set<std::string>& candidates = subjects_[SubjectOf(piece)];
+        std::set<std::string>& candidates = subjects_[NameOf(piece)].candidates;
         candidates.insert(constant);
         if (numeric) {
           const long long number = WGLToInt(constant.c_str());
@@ -107,14 +115,26 @@ class Trial {
 
   // The combination of that number. A subject without a value is foreign.
   void Choose(std::size_t number) {
-    chosen_.clear();
-    for (const auto& [subject, candidates] : subjects_) {
-      const std::size_t index = number % (candidates.size() + 1);
-      number /= candidates.size() + 1;
-      if (index < candidates.size()) {
-        chosen_[subject] = *std::next(candidates.begin(), static_cast<std::ptrdiff_t>(index));
-      }
+    for (auto& [name, subject] : subjects_) {
+      const std::size_t index = number % (subject.candidates.size() + 1);
+      number /= subject.candidates.size() + 1;
+      const bool chosen = index < subject.candidates.size();
+      subject.chosen =
+          chosen ? &*std::next(subject.candidates.begin(), static_cast<std::ptrdiff_t>(index))
+                 : nullptr;
     }
+  }
+
+  // The subject of a piece or choice at that address, null for none. Looks its name up only once,
+  // which is after all subjects have been collected.
+  template <typename Named>
+  const Subject* SubjectOf(const void* address, const Named& named) {
+    const auto [known, isNew] = known_.try_emplace(address, nullptr);
+    if (isNew) {
+      const auto found = subjects_.find(NameOf(named));
+      if (found != subjects_.end()) known->second = &found->second;
+    }
+    return known->second;
   }
 
   bool KeepsConstraints() {
@@ -156,8 +176,8 @@ class Trial {
         return ValueOf(Holds(piece) ? *piece.first : *piece.second);
       case Piece::Kind::kRequest:
       case Piece::Kind::kDevice: {
-        const auto found = chosen_.find(SubjectOf(piece));
-        if (found != chosen_.end()) return found->second;
+        const Subject* const subject = SubjectOf(&piece, piece);
+        if (subject != nullptr && subject->chosen != nullptr) return *subject->chosen;
         return std::string(1, IsHarmless(piece.type) ? kPlainMark : kForeignMark);
       }
       default:
@@ -165,20 +185,32 @@ class Trial {
     }
   }
 
+  // The value of a text; in `value`, unless it is in the text already.
+  const std::string& Operand(const Text& text, std::string& value) {
+    const bool isLiteral =
+        text.pieces.size() == 1 && text.pieces.front().kind == Piece::Kind::kLiteral;
+    if (isLiteral) return text.pieces.front().text;
+    return value = ValueOf(text);
+  }
+
   bool Holds(const Piece& choice) {
-    if (choice.condition == nullptr) return chosen_.count(SubjectOf(choice.first.get())) != 0;
-    const Condition& condition = *choice.condition;
-    if (subjects_.count(SubjectOf(&condition)) != 0) {
-      return chosen_.count(SubjectOf(&condition)) != 0;
+    const void* const first = choice.first.get();
+    const void* const named = choice.condition == nullptr ? first : choice.condition.get();
+    const Subject* const subject = SubjectOf(named, named);
+    if (subject != nullptr || choice.condition == nullptr) {
+      return subject != nullptr && subject->chosen != nullptr;
     }
-    const std::string left = ValueOf(*condition.left);
-    const std::string right = ValueOf(*condition.right);
+    const Condition& condition = *choice.condition;
+    std::string leftValue;
+    std::string rightValue;
+    const std::string& left = Operand(*condition.left, leftValue);
+    const std::string& right = Operand(*condition.right, rightValue);
+    if (!condition.IsNumeric()) {
+      const bool equal = left == right && IsConcrete(left);
+      return equal == (condition.comparison == Condition::Operator::kEqual);
+    }
     const int difference = WGLToInt(left.c_str()) - WGLToInt(right.c_str());
     switch (condition.comparison) {
-      case Condition::Operator::kEqual:
-        return left == right && IsConcrete(left);
-      case Condition::Operator::kNotEqual:
-        return left != right || !IsConcrete(left);
       case Condition::Operator::kGreater:
         return difference > 0;
       case Condition::Operator::kGreaterEqual:
@@ -192,8 +224,8 @@ class Trial {
 
   const std::vector<Constraint>& constraints_;
   std::vector<const Constraint*> shared_;
-  std::map<std::string, std::set<std::string>> subjects_;
-  std::map<std::string, std::string> chosen_;
+  std::map<std::string, Subject> subjects_;
+  std::unordered_map<const void*, const Subject*> known_;  // by the address of a piece or choice
   std::set<const Text*> seen_;
   std::size_t steps_ = 0;
 };

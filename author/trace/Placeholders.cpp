@@ -29,6 +29,9 @@ class Filling {
       FillLiteral(run, start, result);
       run.clear();
       Piece filled = piece;
+      if (piece.kind == Piece::Kind::kTranslation && piece.first->hasPlaceholders) {
+        IsLiteral(*piece.first, filled.text);
+      }
       for (TextPtr* part : {&filled.first, &filled.second}) {
         if (*part != nullptr && (*part)->hasPlaceholders) *part = Share(Fill(**part));
       }

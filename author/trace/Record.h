@@ -30,10 +30,8 @@ struct Record {
     bool inBranch = false;
   };
   struct Query {
-    TextPtr key;
+    std::vector<std::string> keys;  // what its text can be, see Alternatives.h
     Place place;
-    bool repeats = false;   // has a `do`
-    bool counts = false;    // has a `rowcount`
     bool repeated = false;  // is in a `do`
   };
   struct Translation {

@@ -7,6 +7,13 @@
 
 #include "author/trace/Placeholders.h"
 
+namespace {
+
+// Text with none of them can't begin or end anything in a page.
+constexpr char kSignsOfHtml[] = "<>&\"'=`{}; \t\r\n\f";
+
+}  // namespace
+
 Escaping EscapingOf(std::string_view word) {
   if (word == "html" || word == "htmltext") return Escaping::kHtml;
   if (word == "htmlesc") return Escaping::kUrl;
@@ -18,6 +25,7 @@ void Append(Text& text, Piece piece) {
     if (*part == nullptr) continue;
     text.depth = std::max(text.depth, (*part)->depth + 1);
     text.hasPlaceholders |= (*part)->hasPlaceholders;
+    text.isWord &= (*part)->isWord;
   }
   if (text.depth > kMaxTextDepth) {
     const Place place = piece.place;
@@ -25,13 +33,19 @@ void Append(Text& text, Piece piece) {
     piece.kind = Piece::Kind::kRequest;
     text.depth = 0;
   }
-  if (piece.kind == Piece::Kind::kLiteral) text.hasPlaceholders |= HasPlaceholder(piece.text);
+  if (piece.kind == Piece::Kind::kLiteral) {
+    text.hasPlaceholders |= HasPlaceholder(piece.text);
+    text.isWord &= piece.text.find_first_of(kSignsOfHtml) == std::string::npos;
+  } else if (piece.kind != Piece::Kind::kValue && piece.kind != Piece::Kind::kChoice) {
+    text.isWord = false;
+  }
   text.pieces.push_back(std::move(piece));
 }
 
 void Append(Text& text, Text tail) {
   text.depth = std::max(text.depth, tail.depth);
   text.hasPlaceholders |= tail.hasPlaceholders;
+  text.isWord &= tail.isWord;
   text.pieces.insert(text.pieces.end(), std::make_move_iterator(tail.pieces.begin()),
                      std::make_move_iterator(tail.pieces.end()));
 }

@@ -44,7 +44,7 @@ struct Piece {
     kLiteral,      // `text`, as the template has it
     kRequest,      // the field `text` of the request
     kDevice,       // values of the device; `text` is the key
-    kTranslation,  // of `first`
+    kTranslation,  // of `first`; of `text`, if the placeholders in `first` have been filled since
     kValue,        // `first`, a variable's value; `text` is the variable
     kChoice,       // `first` if `condition` holds, else `second`
     kRows,         // `first` for each row of an answer
@@ -65,6 +65,7 @@ struct Text {
   std::vector<Piece> pieces;
   unsigned depth = 0;            // of the texts in it; limited, so that recursion over them is
   bool hasPlaceholders = false;  // "${01}" or "${ROW}" in own text, here or further down
+  bool isWord = true;            // own text without signs of HTML, whatever is chosen
 };
 
 // A text that is nested more deeply counts as foreign: nobody writes one by hand.

@@ -296,12 +296,12 @@ Text Tracer::Choose(Text thenText, Text elseText) {
                 std::move(elseText));
 }
 
-ResultSet Tracer::NoteQuery(const TextPtr& key, std::string_view otype, bool repeats, bool counts) {
+ResultSet Tracer::NoteQuery(const Text& key, std::string_view otype, bool repeats) {
   const std::vector<Construct>& open = locator_.Constructs();
   const Place place = repeats && !open.empty() ? open.back().place : locator_.LastClosed().place;
-  record_.queries.push_back({key, place, repeats, counts, !sets_.empty()});
+  record_.queries.push_back({AlternativesOf(key, constraints_), place, !sets_.empty()});
   ResultSet result;
-  const std::vector<std::string> alternatives = AlternativesOf(*key, constraints_);
+  const std::vector<std::string>& alternatives = record_.queries.back().keys;
   for (const std::string& each : alternatives) {
     ResultSet columns = ColumnsOf(model_, each);
     const bool same = columns.columns.size() == result.columns.size();
@@ -313,33 +313,30 @@ ResultSet Tracer::NoteQuery(const TextPtr& key, std::string_view otype, bool rep
   return result;
 }
 
-Text Tracer::Query(Text key, std::string_view otype) {
-  const TextPtr shared = Share(std::move(key));
-  const ResultSet answer = NoteQuery(shared, otype, false, false);
+Text Tracer::Query(const Text& key, std::string_view otype) {
+  const ResultSet answer = NoteQuery(key, otype, false);
   ValueType type = answer.known ? ValueType::kEnumeration : ValueType::kText;
   for (const DeviceColumn& column : answer.columns) {
     if (answer.columns.size() == 1 || !IsHarmless(column.type)) type = column.type;
   }
-  std::string name = AlternativesOf(*shared, constraints_).front();
-  return Foreign(Piece::Kind::kDevice, std::move(name), locator_.LastClosed().place,
-                 EscapingOf(otype), type);
+  return Foreign(Piece::Kind::kDevice, record_.queries.back().keys.front(),
+                 locator_.LastClosed().place, EscapingOf(otype), type);
 }
 
-Text Tracer::QueryIf(Text key, std::string_view otype) {
-  Text value = Query(std::move(key), otype);
+Text Tracer::QueryIf(const Text& key, std::string_view otype) {
+  Text value = Query(key, otype);
   return Choose(std::move(value), Text());
 }
 
-Text Tracer::CountRows(Text key) {
-  const TextPtr shared = Share(std::move(key));
-  NoteQuery(shared, "", false, true);
-  return Foreign(Piece::Kind::kDevice, AlternativesOf(*shared, constraints_).front() + " rowcount",
+Text Tracer::CountRows(const Text& key) {
+  NoteQuery(key, "", false);
+  return Foreign(Piece::Kind::kDevice, record_.queries.back().keys.front() + " rowcount",
                  locator_.LastClosed().place, Escaping::kNone, ValueType::kInteger);
 }
 
-void Tracer::BeginRows(Text key, std::string_view otype) {
+void Tracer::BeginRows(const Text& key, std::string_view otype) {
   const std::vector<Construct>& open = locator_.Constructs();
-  ResultSet answer = NoteQuery(Share(std::move(key)), otype, true, false);
+  ResultSet answer = NoteQuery(key, otype, true);
   sets_.push_back(std::move(answer));
   const bool conditional = !open.empty() && open.back().command == T_IF;
   rows_.push_back({conditional ? ConditionAt(open.size()) : nullptr});

@@ -46,10 +46,10 @@ class Tracer {
   void Include(Text path);  // ends the process when there is no such file
   Text Choose(Text thenText, Text elseText);
   void Compare(Text left, Text right);
-  Text Query(Text key, std::string_view otype);
-  Text QueryIf(Text key, std::string_view otype);
-  Text CountRows(Text key);
-  void BeginRows(Text key, std::string_view otype);
+  Text Query(const Text& key, std::string_view otype);
+  Text QueryIf(const Text& key, std::string_view otype);
+  Text CountRows(const Text& key);
+  void BeginRows(const Text& key, std::string_view otype);
   Text EndRows(const Text& body);
   void WritePage(Text page);
 
@@ -60,7 +60,7 @@ class Tracer {
 
   std::uint32_t FileNumber(const std::string& realPath);
   Text VariableNamed(const std::string& name, Escaping escaping, Place place);
-  ResultSet NoteQuery(const TextPtr& key, std::string_view otype, bool repeats, bool counts);
+  ResultSet NoteQuery(const Text& key, std::string_view otype, bool repeats);
   void Note(Record::Include::Problem problem, const std::string& name);
   std::vector<std::string> FilesOf(const std::vector<std::string>& names);
   const std::shared_ptr<const Condition>& ConditionAt(std::size_t depth) const;
