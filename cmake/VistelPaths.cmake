@@ -27,9 +27,10 @@ set(VISTEL_SBIN_DIR "/usr/sbin" CACHE STRING "Where sysmgrd and sysmgrctl are in
 set(VISTEL_CGI_DIR "/usr/lib/cgi-bin" CACHE STRING
     "Where vistel.cgi is installed; outside the document root")
 set(VISTEL_DATA_DIR "/usr/share/vistel" CACHE STRING
-    "Where the web servers' configurations are installed, in the folder deploy")
+    "Where the web servers' configurations (folder deploy) and the editors' grammars (editors) are installed")
 set(VISTEL_UNIT_DIR "/lib/systemd/system" CACHE STRING "Where systemd looks for units")
 set(VISTEL_MAN_DIR "/usr/share/man" CACHE STRING "Manual pages")
+set(VISTEL_DOC_DIR "/usr/share/doc/vistel" CACHE STRING "Documents, with the author's programs")
 set(VISTEL_BIN_DIR "/usr/bin" CACHE STRING "Where the author's programs are installed")
 
 if(NOT VISTEL_LOCALE_DIR)
@@ -39,7 +40,8 @@ endif()
 foreach(path VISTEL_DOCUMENT_ROOT VISTEL_LOCALE_DIR VISTEL_UPLOAD_FILE VISTEL_AUTHORISATION_FILE
              VISTEL_SYSMGR_SOCKET VISTEL_SYSMGR_PROVIDERS VISTEL_SYSMGR_MODEL VISTEL_SYSMGR_DATABASE VISTEL_SYSMGR_FILES
              VISTEL_FIRMWARE_KEYS VISTEL_PASSWORD_FILE VISTEL_COMMON_PASSWORDS
-             VISTEL_SBIN_DIR VISTEL_CGI_DIR VISTEL_DATA_DIR VISTEL_UNIT_DIR VISTEL_MAN_DIR VISTEL_BIN_DIR)
+             VISTEL_SBIN_DIR VISTEL_CGI_DIR VISTEL_DATA_DIR VISTEL_UNIT_DIR VISTEL_MAN_DIR VISTEL_DOC_DIR
+             VISTEL_BIN_DIR)
   if(NOT ${path} MATCHES "^(/[^/]+)+$")
     message(FATAL_ERROR "${path} is '${${path}}'; it must be absolute, without '/' at its end")
   endif()
