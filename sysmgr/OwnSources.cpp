@@ -13,7 +13,7 @@ namespace {
 
 enum class Kind { kValue, kTable, kAction };
 
-constexpr std::size_t kMaxColumns = 8;
+constexpr std::size_t kMaxColumns = 11;
 
 struct OwnSource {
   std::string_view name;
@@ -46,7 +46,10 @@ constexpr OwnSource kOwn[] = {
     {"firmware-progress", Kind::kValue},
     {"firmware-state", Kind::kValue},
     {"firmware-update", Kind::kAction},
-    {"log", Kind::kTable, {"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject"}},
+    {"log",
+     Kind::kTable,
+     {"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject", "Year", "Month", "Day",
+      "Clock"}},
     {"model-keys", Kind::kTable, {"Key", "Type", "Access", "Limits", "Help"}},
     {"password-set", Kind::kValue},
     {"restart", Kind::kAction},

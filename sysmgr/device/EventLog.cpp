@@ -46,15 +46,17 @@ LiveRows EventLog::Events() const {
   rows->reserve(events_.size());
   for (const Event& event : events_) {
     const Zones::LocalTime utc = Zones::At("UTC", event.time);
-    const Zones::LocalTime local = clock_.At(event.time);
+    const Zones::LocalTime local = clock_.At(event.time);  // "2026-11-23", "16:05:00"
     rows->push_back({utc.date + " " + utc.time, LineOf(event.sentence, event.subject),
                      std::to_string(rows->size() + 1), local.date + " " + local.time, local.offset,
-                     event.sentence, event.subject});
+                     event.sentence, event.subject, local.date.substr(0, 4),
+                     local.date.substr(5, 2), local.date.substr(8), local.time.substr(0, 5)});
   }
   return rows;
 }
 
 void EventLog::OfferTo(Sources& sources) const {
-  sources.OfferTable("log", {{"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject"},
+  sources.OfferTable("log", {{"Time", "Text", "Number", "Local", "Offset", "Sentence", "Subject",
+                              "Year", "Month", "Day", "Clock"},
                              [this](const Question&) { return Events(); }});
 }

@@ -62,7 +62,8 @@ TEST(EventLog, KeepsTheLast) {
   const LiveRows rows = log.Events();
   ASSERT_EQ(rows->size(), EventLog::kMaxEvents);
   const std::string time = "2026-11-23 10:01:44";
-  EXPECT_EQ(rows->front(), LiveRow({time, "104", "1", time, "+00:00", "104", ""}));
+  EXPECT_EQ(rows->front(),
+            LiveRow({time, "104", "1", time, "+00:00", "104", "", "2026", "11", "23", "10:01"}));
   EXPECT_EQ(rows->back()[1], "5");
   log.AddTold("a\nb\x9B" + std::string(1000, 'c') + ":", "d\n");
   EXPECT_EQ(log.Events()->front()[1], "a?b?" + std::string(396, 'c') + " d?.");
