@@ -20,6 +20,9 @@ namespace {
 // The smallest serialised cell, "0:,".
 constexpr std::size_t kMinCellBytes = 3;
 
+// With the value "once": the rows are those that the client has got before on its connection.
+constexpr const char* kMeasured = "measured";
+
 struct Filter {
   std::size_t column;
   const std::string* value;
@@ -231,6 +234,10 @@ const std::vector<std::string>& Device::OptionsOf(const ModelKey& definition) co
 Outcome Device::CheckOptions(const Config::Key::Key& key, const std::vector<std::string>& known,
                              bool isTable, Format& format) const {
   for (const Config::Key::Pair& option : key.Options()) {
+    if (option.name == kMeasured && isTable) {
+      if (option.value == "once") continue;
+      return Outcome(Sentence::kNoOptionValue).AboutName(option.name);
+    }
     if (option.name != "format") {
       if (Names(known, option.name)) continue;
       return Outcome(Sentence::kNoOption).AboutName(option.name);
@@ -312,17 +319,43 @@ Outcome Device::Collect(const StringTable& keys, std::string_view client, const 
   return {};
 }
 
+// The name under which the answer to a key is known to the further queries of its client; "" when
+// each of them asks anew.
+std::string Device::KnownNameOf(std::string_view text, std::string_view client) const {
+  const Config::Key::Key key(text);
+  const TableSource* const table = sources_.FindTable(model_.Find(key.Path())->source);
+  const bool isOnce =
+      std::any_of(key.Options().begin(), key.Options().end(),
+                  [](const Config::Key::Pair& option) { return option.name == kMeasured; });
+  return isOnce && table != nullptr && table->options.empty()
+             ? key.Path() + " " + std::string(client)
+             : "";
+}
+
 void Device::Ask(const StringTable& keys, std::string_view client,
-                 const std::vector<unsigned>& missing, Answers& answers,
+                 const std::vector<unsigned>& missing, Answers& answers, Tables& known,
                  const std::function<void()>& done) const {
-  std::map<std::string_view, std::vector<unsigned>> rows;  // by key: each is asked for once
-  for (const unsigned row : missing) rows[keys.View(row, 0)].push_back(row);
+  std::map<std::string, std::vector<unsigned>> rows;  // by what is asked for, each once
+  for (const unsigned row : missing) {
+    const std::string name = KnownNameOf(keys.View(row, 0), client);
+    const auto found = known.find(name);
+    if (found != known.end()) {
+      answers[row] = found->second;
+    } else {
+      rows[name.empty() ? std::string(keys.View(row, 0)) : name].push_back(row);
+    }
+  }
+  if (rows.empty()) return done();
   const auto open = std::make_shared<std::size_t>(rows.size());
-  for (const auto& [key, places] : rows) {
-    AskOne(key, client, [open, places = places, &answers, done](const LiveAnswer& answer) {
-      for (const unsigned row : places) answers[row] = answer;
-      if (--*open == 0) done();
-    });
+  for (const auto& [asked, places] : rows) {
+    const std::string_view key = keys.View(places.front(), 0);
+    AskOne(key, client,
+           [open, name = KnownNameOf(key, client), places = places, &answers, &known,
+            done](const LiveAnswer& answer) {
+             if (!name.empty()) known[name] = answer;
+             for (const unsigned row : places) answers[row] = answer;
+             if (--*open == 0) done();
+           });
   }
 }
 

@@ -43,6 +43,10 @@ class Device {
   // What providers have answered to the keys of a query, by row.
   using Answers = std::map<unsigned, LiveAnswer>;
 
+  // Tables of providers that a client's queries share if they say so (the option "measured"), so
+  // that a page which asks for the good ones and then for the weak ones sees each row once.
+  using Tables = std::map<std::string, LiveAnswer>;
+
   // All must outlive the device. Without forms, a model's tickets are not known.
   Device(Settings& settings, const Sources& sources, Forms* forms = nullptr)
       : model_(settings.Definitions()), settings_(settings), sources_(sources), forms_(forms) {}
@@ -53,10 +57,11 @@ class Device {
   Outcome Query(const StringTable& keys, std::string_view client, const Answers& answers,
                 std::string& answer, std::vector<unsigned>& missing);
 
-  // Asks providers for the keys that Query has found missing, and calls `done` once, perhaps from
-  // within, when all have answered. Keys and answers must stay until then.
+  // Asks providers for the keys that Query has found missing, unless they are in tables that are
+  // known already, and calls `done` once, perhaps from within, when all have answered. Keys,
+  // answers and tables must stay until then.
   void Ask(const StringTable& keys, std::string_view client, const std::vector<unsigned>& missing,
-           Answers& answers, const std::function<void()>& done) const;
+           Answers& answers, Tables& known, const std::function<void()>& done) const;
 
   // Takes values in any form that NormalForm understands. Stores a batch, all or nothing, or
   // carries out an action with its parameters. Then calls `done` once, perhaps later, with an
@@ -107,6 +112,7 @@ class Device {
   Outcome AppendFile(const ModelKey& definition, const Config::Key::Key& key,
                      Collection& collection) const;
   const std::vector<std::string>& OptionsOf(const ModelKey& definition) const;
+  std::string KnownNameOf(std::string_view key, std::string_view client) const;
   void AskOne(std::string_view key, std::string_view client, AnswerTaker taker) const;
 
   // Of a set, in DeviceSet.cpp.

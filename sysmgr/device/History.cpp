@@ -16,7 +16,7 @@ History::History(const Model& model, Clock steady) : steady_(std::move(steady)) 
   for (const ModelKey& key : model.Keys()) {
     if (key.history == nullptr) continue;
     Record& record =
-        records_.emplace_back(Record{key, Recording(*key.history), StringTable(1), {}});
+        records_.emplace_back(Record{key, Recording(*key.history), StringTable(1), {}, {}});
     record.question.AddCells({key.history->of});
   }
 }
@@ -36,6 +36,7 @@ void History::Sample(Device& device) {
     if (record.isAsking) continue;
     record.isAsking = true;
     record.answers.clear();
+    record.tables.clear();
     Take(record, device);
   }
 }
@@ -45,7 +46,7 @@ void History::Take(Record& record, Device& device) {
   std::vector<unsigned> missing;
   const Outcome outcome = device.Query(record.question, kNobody, record.answers, text, missing);
   if (outcome.IsSuccess() && !missing.empty()) {
-    device.Ask(record.question, kNobody, missing, record.answers,
+    device.Ask(record.question, kNobody, missing, record.answers, record.tables,
                [this, &record, &device] { Take(record, device); });
     return;
   }

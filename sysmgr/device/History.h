@@ -45,6 +45,7 @@ class History {
     Recording recording;
     StringTable question;     // the key of the table
     Device::Answers answers;  // to it
+    Device::Tables tables;
     bool isAsking = false;
     bool isKnown = false;  // whether the last answer was one
   };

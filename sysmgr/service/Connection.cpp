@@ -44,7 +44,8 @@ Connection::Connection(Owner& owner, Descriptor descriptor, int deadlineMillisec
       look_(TimeOf(deadlineMilliseconds / kLooks)),
       activity_(owner.CountActivity()),
       self_(std::make_shared<Connection*>(this)),
-      takeAnswer_(TakerOfAnswers()) {
+      takeAnswer_(TakerOfAnswers()),
+      tables_(std::make_shared<Device::Tables>()) {
   event_base* const loop = owner_.Loop();
   const int number = descriptor_.Number();
   readEvent_.reset(event_new(loop, number, EV_READ | EV_PERSIST, OnRead, this));
@@ -169,7 +170,7 @@ Connection::Work Connection::AnswerRequests(Allowance allowance) {
     if (!isQuick && (allowance == Allowance::kQuick || answered > 0)) break;
     const auto progress = piece.status == Netstring::Status::kMalformed
                               ? Dispatcher::Progress::kNoRequest
-                              : owner_.Answer(piece.bytes, output_, takeAnswer_);
+                              : owner_.Answer(piece.bytes, output_, takeAnswer_, tables_);
     if (progress == Dispatcher::Progress::kNoRequest) {
       Log::WriteAboutClient("a client is disconnected: it does not speak the protocol");
       work = Work::kBroken;

@@ -30,7 +30,8 @@ class Connection {
 
     // See Dispatcher::Answer.
     virtual Dispatcher::Progress Answer(std::string_view payload, std::string& out,
-                                        const Dispatcher::Later& later) = 0;
+                                        const Dispatcher::Later& later,
+                                        const Dispatcher::Tables& tables) = 0;
 
     // Queues a connection that has more to do than fits between the others: it gets a call of
     // TakeQueuedTurn. One connection of the queue gets its turn after every other ready connection
@@ -143,4 +144,5 @@ class Connection {
   bool isAwaiting_ = false;            // the answer to its last request, which is not there yet
   std::shared_ptr<Connection*> self_;  // for takeAnswer_; points to null once we are gone
   Dispatcher::Later takeAnswer_;
+  Dispatcher::Tables tables_;  // those that were measured once
 };

@@ -55,6 +55,7 @@ struct Dispatcher::Request {
   Device::Answers answers;
   std::string* out;  // null once Answer has returned
   Later later;
+  Tables tables;
   bool isAnswered = false;
 
   void Finish(Result result, std::string_view reply) {
@@ -75,7 +76,7 @@ bool Dispatcher::IsSet(std::string_view payload) {
 }
 
 Dispatcher::Progress Dispatcher::Answer(std::string_view payload, std::string& out,
-                                        const Later& later) {
+                                        const Later& later, const Tables& tables) {
   std::array<std::string_view, kFields> fields;
   std::size_t count = 0;
   while (!payload.empty()) {
@@ -99,9 +100,11 @@ Dispatcher::Progress Dispatcher::Answer(std::string_view payload, std::string& o
   request->keys = StringTable(std::string(fields[kFirst]), StringTable::kSerialized);
   request->out = &out;
   request->later = later;
+  request->tables = tables;
   if (fields[kKind] == "query") {
     Query(request);
   } else {
+    tables->clear();
     Set(request, StringTable(std::string(fields[kSecond]), StringTable::kSerialized));
   }
   request->out = nullptr;
@@ -113,7 +116,7 @@ void Dispatcher::Query(const std::shared_ptr<Request>& request) {
   std::vector<unsigned> missing;
   Outcome outcome = device_.Query(request->keys, request->client, request->answers, reply, missing);
   if (outcome.IsSuccess() && !missing.empty()) {
-    device_.Ask(request->keys, request->client, missing, request->answers,
+    device_.Ask(request->keys, request->client, missing, request->answers, *request->tables,
                 [this, request] { Query(request); });
     return;
   }

@@ -31,6 +31,9 @@ class Dispatcher {
   Dispatcher(Device& device, Authorisation& authorisation)
       : device_(device), authorisation_(authorisation) {}
 
+  // What a connection's queries share. A set forgets it.
+  using Tables = std::shared_ptr<Device::Tables>;
+
   // Takes an answer that comes later, as a message.
   using Later = std::function<void(std::string_view message)>;
 
@@ -41,7 +44,8 @@ class Dispatcher {
   };
 
   // Appends the answer to the request in `payload` to `out`, as a message, if it is kAnswered.
-  Progress Answer(std::string_view payload, std::string& out, const Later& later);
+  Progress Answer(std::string_view payload, std::string& out, const Later& later,
+                  const Tables& tables);
 
   // Whether the payload is a set, which takes as long as the disk does.
   static bool IsSet(std::string_view payload);

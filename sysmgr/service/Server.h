@@ -57,8 +57,9 @@ class Server final : private Connection::Owner {
   event_base* Loop() const override { return loop_.Base(); }
   std::uint64_t CountActivity() override { return ++activity_; }
   Dispatcher::Progress Answer(std::string_view payload, std::string& out,
-                              const Dispatcher::Later& later) override {
-    return dispatcher_.Answer(payload, out, later);
+                              const Dispatcher::Later& later,
+                              const Dispatcher::Tables& tables) override {
+    return dispatcher_.Answer(payload, out, later, tables);
   }
   void Queue(Connection& connection) override;
   void ChangePending(std::size_t before, const Connection& by) override;

@@ -293,6 +293,21 @@ class Providers(ServiceTest):
                     self.assertEqual(show(), output, line)
         self.assertLessEqual(sum(bool(line.strip()) for line in open(PLUG / "plug.py")), 40)
 
+    def test_a_table_that_is_measured_once(self):
+        """Queries of a connection share it until a set; others ask anew."""
+        service = self.service(model=MODEL)
+        provider = Provider(service, "offer|table|links|asked|#A;B|")
+        for line, asks, expected in (
+                ("Links{B=y}:measured=once", True, "y"), ("Links:measured=once;Links:measured=once:format=count", False, "y|2/x|"),
+                ("Links:format=scalar", True, "y,z"), ("set A.On=1", False, ""), ("Links:measured=once", True, "y/a"),
+                ("Links:measured=twice", False, "[1: key 'Links', 'measured': The option does not take this value.]")):
+            self.sent(service, line)
+            if asks:
+                cells = {"y": ("y", "x"), "y,z": ("y", "z"), "y/a": ("y", "a")}[expected]
+                provider.socket.sendall(netstring(b"".join(map(netstring, [
+                    b"answer", provider.hear().split("|")[1].encode(), b"value", table(*(("1", cell) for cell in cells))]))))
+            self.assertEqual(self.received(service), expected, line)
+
     def sent(self, service, line):
         service.client.send(service.message(line))
 
