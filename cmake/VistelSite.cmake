@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Installs the site: templates without the words that explain them, styles, compiled message catalogues, the
-# templates of the charts, and the neutral locale that gettext needs on a machine without locales.
+# Installs the site: templates, styles and scripts without the words that explain them, compiled message
+# catalogues, the templates of the charts, and the neutral locale that gettext needs on a machine without locales.
 include(VistelCharts)
 
 function(vistel_add_catalogue language)
@@ -69,7 +69,25 @@ file(GLOB_RECURSE templates RELATIVE "${PROJECT_SOURCE_DIR}/site" CONFIGURE_DEPE
 foreach(template IN LISTS templates)
   vistel_add_template("${template}")
 endforeach()
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/site/styles" COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}")
+
+# So do styles and scripts: without the lines that are comments, and without what indents the others.
+function(vistel_add_style name)
+  set(source "${PROJECT_SOURCE_DIR}/site/styles/std/${name}")
+  file(READ "${source}" style)
+  string(REGEX REPLACE "\n *//[^\n]*" "" style "\n${style}")
+  string(REGEX REPLACE "\n */\\*([^*]|\\*[^/])*\\*/" "" style "${style}")
+  string(REGEX REPLACE "\n[ \n]*" "\n" style "${style}")
+  string(REGEX REPLACE "^\n" "" style "${style}")
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/site/styles/std/${name}" CONTENT "${style}" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${source}")
+  install(FILES "${PROJECT_BINARY_DIR}/site/styles/std/${name}" COMPONENT product
+          DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std")
+endfunction()
+
+file(GLOB styles RELATIVE "${PROJECT_SOURCE_DIR}/site/styles/std" CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/site/styles/std/*")
+foreach(style IN LISTS styles)
+  vistel_add_style("${style}")
+endforeach()
 install(FILES ${VISTEL_CHARTS} COMPONENT product DESTINATION "${VISTEL_DOCUMENT_ROOT}/styles/std/img")
 
 if(EXISTS "${VISTEL_INSTALLED_LOCALE}")
