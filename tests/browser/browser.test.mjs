@@ -20,7 +20,7 @@ const pictured = 'de';
 const unscrolled = ['home', 'powerline'];
 // What a page needs beside its name.
 const pages = {
-  home: '', powerline: '', station: `&mac=${mac}`, power: '', settings: '', address: '', stored: '', maintenance: '',
+  home: '', powerline: '', station: `&mac=${mac}`, power: '', settings: '', address: '', stored: '', join: '', maintenance: '',
   restore: '', firmware: '', restart: '', reset: '', done: '', diagnostics: '', help: '', nowhere: '',
 };
 const words = ['fs', 'ie6'];
@@ -410,7 +410,7 @@ inBrowser('a backup of newer firmware: what fits is restored, the rest is told',
   assert.equal(configuration(), saved.replace('Berlin', 'Paris'));
   await page.goto(url('diagnostics', 'fr'));
   const [first] = await page.$$eval('#events ~ tbody tr', (rows) => rows.map((row) => row.textContent));
-  assert.match(first, /^\d{4}-\d\d-\d\d \d\d:\d\d:\d\dDes réglages sauvegardés ont été restaurés\. $/);
+  assert.match(first, /^\d\d\/\d\d\/\d{4} \d\d:\d\dDes réglages sauvegardés ont été restaurés\. $/);
   control('set', 'System.TimeZone=Europe/Berlin');
 });
 

@@ -79,6 +79,7 @@ withAndWithoutScript('nothing that was entered is lost', async (page, scripts) =
   await page.goto(url('settings', 'en'));
   await page.fill('#name', 'Küche & Co');
   await page.fill('#password', 'short');
+  assert.equal(await page.isVisible('#password-strength:text("Easy to guess")'), scripts);
   await submit(page, '#store');
   await submit(page, '#lang-fr');
   assert.equal(await page.inputValue('#name'), 'Küche & Co');
@@ -96,6 +97,12 @@ withAndWithoutScript('nothing that was entered is lost', async (page, scripts) =
   await page.fill('#password', 'long enough');
   await submit(page, '#store');
   assert.deepEqual([valueOf('System.DeviceName'), valueOf('System.FactorySecrets')], [scripts ? 'Attic' : 'Küche & Co', '0']);
+  // Which adapters need the new password, on paper too.
+  await submit(page, '#to-join');
+  assert.ok(await page.locator('#others tbody tr').count() >= 7);
+  await page.emulateMedia({ media: 'print' });
+  assert.ok(await page.isVisible('#others') && !await page.isVisible('header, .actions'));
+  await page.emulateMedia({ media: null });
   control('set', 'System.DeviceName=Vistel', 'HomePlug.NetworkPassword=HomePlugAV');
 
   // A backup whose password was wrong needs only the password.

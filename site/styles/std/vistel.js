@@ -22,6 +22,9 @@
     if (element.textContent !== text) element.textContent = text;
   };
 
+  // On a phone the pages scroll sideways, and the present one can be out of sight.
+  document.querySelector('.top [aria-current=page]')?.scrollIntoView({block: 'nearest', inline: 'center'});
+
   // ---- language
 
   // The language that somebody has chosen. The home page without a query is in the browser's, so it leads on to
@@ -321,6 +324,28 @@
     input.form.addEventListener('submit', () => { input.type = 'password'; });
   }
 
+  // How hard a password is to guess: from its length and the kinds of its characters. Repetitions and sequences such
+  // as 1234 count as one character. It knows no words, so it is no promise.
+  const kinds = [[/[a-z]/, 26], [/[A-Z]/, 26], [/\d/, 10], [/[^a-zA-Z\d]/, 33]];
+  const [fairBits, strongBits] = [50, 75];
+  function strengthOf(value, words) {
+    const codes = [...value].map((sign) => sign.codePointAt(0));
+    const length = codes.filter((code, i) => i === 0 || Math.abs(code - codes[i - 1]) > 1).length;
+    const used = kinds.filter(([kind]) => kind.test(value));
+    const bits = length * Math.log2(used.reduce((sum, [, size]) => sum + size, 1));
+    if (bits >= strongBits) return words.strong;
+    return [bits < fairBits ? words.weak : words.fair, length < 0.7 * codes.length ? words.varied : words.longer,
+      used.length < 3 ? words.kinds : ''].join(' ');
+  }
+
+  for (const hint of document.querySelectorAll('.strength')) {
+    const input = hint.closest('.field').querySelector('input');
+    input.addEventListener('input', () => {
+      hint.hidden = input.value === '';
+      show(hint, hint.hidden ? '' : strengthOf(input.value, hint.dataset));
+    });
+  }
+
   for (const input of document.querySelectorAll('input[data-check]')) {
     let pause = 0;
     // An empty password field is not checked.
@@ -372,9 +397,9 @@
       const target = new URL(link.href);
       target.searchParams.set('kept', 'yes');
       for (const [name, value] of new FormData(form)) {
-        const key = name.startsWith(':sys:') ? name.slice(5) : '';
+        const key = name.replace(/^k_|^:sys:/, '');
         if (key === 'System.Ticket') target.searchParams.set('after', value);
-        else if (key !== '' && form.elements[name].type !== 'password') {
+        else if (key !== name && form.elements[name].type !== 'password') {
           target.searchParams.set('k_' + key.replace(/\W/g, '_'), value);
         }
       }
@@ -396,6 +421,11 @@
 
   // What has come of a form is read first.
   (byId('summary') ?? byId('unreached') ?? byId('outcome'))?.focus();
+
+  if (byId('print')) {
+    byId('print').hidden = false;
+    byId('print').addEventListener('click', () => print());
+  }
 
   // ---- waiting for the adapter
 
