@@ -73,7 +73,7 @@ def is_get(sections):
 def column(keys, definition, values):
     """The columns of one key, as the system manager answers it; None when it refuses."""
     path, selectors, name, form = re.fullmatch(
-        r"([\w.-]+)(?:{(.*)})?\.?([\w-]+)?(?::format=(\w+))?", keys).groups()
+        r"([\w.-]+)(?:{(.*)})?\.?([\w-]+)?(?::format=(\w+))?(?::measured=once)?", keys).groups()
     key = definition.get(path)
     if key is None or key["access"] not in ("read", "read-write"):
         return None
@@ -336,7 +336,7 @@ class Render(unittest.TestCase):
 
     def test_pages_of_the_site(self):
         program = Program(INSTALLED / "main/vistel.cgi")
-        pages = re.findall("eq `(\\w+)` then `\\1`", (SOURCE / "site/wgl/main.wgl").read_text())
+        pages = re.findall("eq `(\\w+)` then `\\1`", (SOURCE / "site/wgl/std/pages.wgl").read_text())
         queries = ["", "_file=fs", "_file=ie6", "_file=sysinfo", "_file=getjson", "_file=image&_type=power&_style=std",
                    "_file=validate&field=System.DeviceName&value=", "_page=x&_okpage=help&_file=/wgl/main.wgl"]
         queries += [f"_file=/wgl/main.wgl&_page={page}&mac=00:00:5E:00:53:02" for page in pages]
