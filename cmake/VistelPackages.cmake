@@ -42,6 +42,7 @@ the device.")
 set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS adduser)
 
 set(CPACK_DEBIAN_AUTHOR_PACKAGE_NAME vistel-author)
+set(CPACK_DEBIAN_AUTHOR_PACKAGE_SUGGESTS vistel-sysmgr)  # the model is there
 set(CPACK_COMPONENT_AUTHOR_DESCRIPTION "tools for authors of device web pages
 Checks and shows templates of the page generator without a device, and
 simulates an adapter.")

@@ -44,7 +44,8 @@ endif()
 set(kit "${PROJECT_BINARY_DIR}/relink-kit")
 set(combine "${CMAKE_CXX_COMPILER}" -r -nostdlib -fPIE -O2)
 if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  list(APPEND combine -flto=auto -flinker-output=nolto-rel)
+  # In one part: gcc 12 for MIPS fails to divide the whole of an archive.
+  list(APPEND combine -flto -flto-partition=none -flinker-output=nolto-rel)
 endif()
 set(vistel.cgi_objects $<TARGET_OBJECTS:vistel.cgi> $<TARGET_OBJECTS:vistel_process_limits> $<TARGET_OBJECTS:vistel_no_exceptions>
     "$<$<BOOL:${VISTEL_SYSCALL_FILTER}>:$<TARGET_OBJECTS:vistel_system_call_filter>>")
