@@ -13,6 +13,9 @@ namespace {
 // Most texts are a single value.
 constexpr std::size_t kMinCapacity = 64;
 
+// Larger than nearly all values.
+constexpr std::size_t kPieceBytes = 4096;
+
 constexpr std::size_t kMaxCapacity = std::numeric_limits<std::size_t>::max() / 2;
 
 }  // namespace
@@ -43,11 +46,15 @@ void OutputText::AppendNumber(unsigned number) {
 }
 
 void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text) {
-  const std::size_t growth = escaper.Growth();
-  const bool fits = text.size() <= kMaxCapacity / growth;
-  if (!Reserve(fits ? text.size() * growth : kMaxCapacity)) return;
-  const char* const end = escaper.EscapeTo(text_ + size_, text);
-  size_ = static_cast<std::size_t>(end - text_);
+  if (!Reserve(text.size())) return;
+  // In pieces, because a large text seldom grows as much as it could.
+  do {
+    const std::string_view piece = text.substr(0, kPieceBytes);
+    if (!Reserve(piece.size() * escaper.Growth())) return;
+    const char* const end = escaper.EscapeTo(text_ + size_, piece);
+    size_ = static_cast<std::size_t>(end - text_);
+    text.remove_prefix(piece.size());
+  } while (!text.empty());
 }
 
 char* OutputText::Release() {

@@ -46,7 +46,7 @@ class Queries : public testing::Test {
 }  // namespace
 
 TEST_F(Queries, FirstRowAndRowCount) {
-  const std::string quotes(999, '"');
+  const std::string quotes(9999, '"');
   std::string html, json;
   for (std::size_t i = 0; i < quotes.size(); ++i) html += "&quot;", json += "\\\"";
   const std::pair<std::string, std::string> rows[] = {
