@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -47,29 +49,49 @@ inline bool IsControl(std::string_view character) {
   return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
 }
 
-// Appends the text, with "?" instead of each control character and each byte outside a character.
-inline void AppendSafe(std::string& out, std::string_view text) {
-  while (!text.empty()) {
-    const auto other = std::find_if_not(text.begin(), text.end(), IsAsciiPrintable);
-    const auto plain = static_cast<std::size_t>(other - text.begin());
-    out += text.substr(0, plain);
-    text.remove_prefix(plain);
-    if (text.empty()) break;
-    const std::size_t size = CharacterSize(text);
-    if (size == 0 || IsControl(text.substr(0, size))) {
-      out += '?';
-    } else {
-      out += text.substr(0, size);
+// The size of the part at the beginning of the text that has neither control characters nor bytes
+// outside of characters.
+inline std::size_t SafeSize(std::string_view text) {
+  using Word = std::uint64_t;
+  constexpr Word kOnes = ~Word{0} / 0xFF;  // 1 in each byte
+  std::size_t size = 0;
+  while (size < text.size()) {
+    Word word = 0;
+    if (text.size() - size >= sizeof word) {
+      // Most words hold bytes from 0x20 to 0x7E only: nothing here sets the highest bit of a byte.
+      std::memcpy(&word, text.data() + size, sizeof word);
+      if (((word | (word + kOnes) | (word - kOnes * ' ')) & kOnes << 7) == 0) {
+        size += sizeof word;
+        continue;
+      }
     }
-    text.remove_prefix(std::max<std::size_t>(size, 1));
+    if (IsAsciiPrintable(text[size])) {
+      ++size;
+      continue;
+    }
+    const std::string_view rest = text.substr(size);
+    const std::size_t next = CharacterSize(rest);
+    if (next == 0 || IsControl(rest.substr(0, next))) break;
+    size += next;
   }
+  return size;
 }
 
 // Whether AppendSafe would leave the text as it is.
 inline bool IsSafe(std::string_view text) {
-  std::string safe;
-  AppendSafe(safe, text);
-  return safe == text;
+  return SafeSize(text) == text.size();
+}
+
+// Appends the text, with "?" instead of each control character and each byte outside a character.
+inline void AppendSafe(std::string& out, std::string_view text) {
+  for (;;) {
+    const std::size_t safe = SafeSize(text);
+    out += text.substr(0, safe);
+    text.remove_prefix(safe);
+    if (text.empty()) return;
+    out += '?';
+    text.remove_prefix(std::max<std::size_t>(CharacterSize(text), 1));
+  }
 }
 
 }  // namespace Utf8

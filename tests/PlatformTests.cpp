@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/Characters.h"
+#include "base/Utf8.h"
 #include "main/SvcMgrFunctions.h"
 #include "platform/ConfigKey.h"
 #include "platform/Netstring.h"
@@ -118,6 +119,22 @@ TEST(RegExp, MatchesAndCaptures) {
     EXPECT_EQ(expression.Match(row.text, &groups), row.groups != untouched) << row.pattern;
     EXPECT_EQ(groups, row.groups) << row.pattern << " on " << row.text;
     EXPECT_EQ(expression.Match(row.text), row.groups != untouched) << row.pattern;
+  }
+}
+
+// Eight plain bytes are looked at together: each byte, at each place among them.
+TEST(Utf8, EachByte) {
+  for (int code = 0; code < 256; ++code) {
+    const bool isPlain = code >= ' ' && code < 0x7F;
+    for (std::size_t place = 0; place < 18; ++place) {
+      std::string text(18, '~');
+      text[place] = static_cast<char>(code);
+      std::string safe;
+      Utf8::AppendSafe(safe, text);
+      EXPECT_EQ(Utf8::IsSafe(text), isPlain) << code;
+      if (!isPlain) text[place] = '?';
+      EXPECT_EQ(safe, text) << code;
+    }
   }
 }
 

@@ -69,10 +69,9 @@ void Device::Collection::AddText(std::string text) {
 }
 
 std::string_view Device::Collection::MakeSafe(std::string_view cell) {
-  if (std::all_of(cell.begin(), cell.end(), IsAsciiPrintable)) return cell;
+  if (Utf8::IsSafe(cell)) return cell;
   std::string safe;
   Utf8::AppendSafe(safe, cell);
-  if (safe == cell) return cell;
   texts.push_back(std::move(safe));
   return texts.back();
 }
