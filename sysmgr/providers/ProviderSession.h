@@ -106,6 +106,11 @@ class ProviderSession {
   static const Message kMessages[];
 
   static void OnLate(int descriptor, short what, void* link);
+  static bool IsName(std::string_view text);
+  static StringTable ReadTable(std::string_view text);
+  // The names in a table of one column; the empty text holds none. False when it is another table,
+  // or holds what is no name, or too many.
+  static bool ReadNames(std::string_view text, std::vector<std::string>& names);
   static bool IsBelow(std::string_view prefix, std::string_view key);
 
   std::string Hello(const ProviderLink::Fields& fields);
