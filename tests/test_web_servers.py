@@ -380,6 +380,16 @@ class Lighttpd(Requests, unittest.TestCase):
 class Nginx(Requests, unittest.TestCase):
     name = "nginx"
 
+    def test_one_fcgiwrap_is_enough(self):
+        """As when the others have not started yet."""
+        server = Server(self.name)
+        self.addCleanup(server.stop)
+        for number in "124":
+            (server.state / f"fcgiwrap.{number}").unlink()
+        for _ in range(4):
+            self.assertEqual([server.request("/", "POST" if body else "GET", body, Content_Type=FORM)[0]
+                              for body in (None, b"_file=fs")], [200, 200])
+
 
 class Apache(Requests, unittest.TestCase):
     name = "apache"
