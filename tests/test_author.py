@@ -113,7 +113,7 @@ class Check(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.root = Path(folder.name)
         (self.root / "locale").mkdir()
-        for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("locale/de.po", PO),
+        for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("wgl/blank.wgl", "\n"), ("locale/de.po", PO),
                            ("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~><~ trans `Quoted` ~>"
                             "<~ query `System.Log:format=count` raw do `<~ trans `${01} there` ~>` ~>")):
             self.write(name, text)

@@ -117,6 +117,13 @@ void Tracer::TakeToken(int token, WGLString& value) {
 }
 
 void Tracer::NoteError(const std::string& message) {
+  // A file that is read as code is in order if nothing is in it.
+  const auto file = std::find(record_.files.begin(), record_.files.end(), argument_.name);
+  if (file != record_.files.end() &&
+      locator_.IsOpen(static_cast<std::uint32_t>(file - record_.files.begin()))) {
+    record_.includes.push_back({Record::Include::Problem::kArgument, "", argument_.place});
+    return;
+  }
   if (message.compare(0, kSyntaxError.size(), kSyntaxError) == 0) {
     record_.errors.push_back(ExplainSyntaxError(message, locator_));
     return;
@@ -235,10 +242,7 @@ std::vector<std::string> Tracer::FilesOf(const std::vector<std::string>& names) 
 
 void Tracer::Include(Text path) {
   const std::vector<Construct>& open = locator_.Constructs();
-  if (!open.empty() && !open.back().isString) {
-    Note(Record::Include::Problem::kArgument, "");
-    std::exit(1);
-  }
+  const bool argument = !open.empty() && !open.back().isString;
   const TextPtr shared = Share(std::move(path));
   const std::vector<std::string> names = FilesOf(AlternativesOf(*shared, constraints_));
   // As on the device, the page ends here.
@@ -253,6 +257,7 @@ void Tracer::Include(Text path) {
   const std::string realPath = gIncludeStack.MakeRealPath(names[chosen]);
   const std::uint32_t file = FileNumber(realPath);
   Note(Record::Include::Problem::kNone, record_.files[file]);
+  if (argument) argument_ = record_.includes.back();
   gIncludeStack.BeginInclude(names[chosen]);
   locator_.Open(file, realPath);
 }

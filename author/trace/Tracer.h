@@ -67,6 +67,7 @@ class Tracer {
   Text Chosen(const std::shared_ptr<const Condition>& condition, Text thenText, Text elseText);
 
   Record record_;
+  Record::Include argument_;  // the last include that is an argument
   Locator locator_;
   const DeviceModel& model_;
   std::vector<std::size_t> decisions_;
