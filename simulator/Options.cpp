@@ -64,7 +64,8 @@ std::string HelpText() {
          "\n"
          "A powerline adapter with seven others around it that exists only in numbers. It "
          "connects\n"
-         "to the system manager as a real device would, until it is ended by a signal.\n"
+         "to the system manager as a real device would, until it is ended by a signal. The signal\n"
+         "USR1 pulls one of the others out of its socket, or plugs it in again.\n"
          "\n"
          "  --socket PATH         where providers connect (" VISTEL_SYSMGR_PROVIDERS
          ")\n"

@@ -180,8 +180,15 @@ void Powerline::Restart() {
   isFresh_ = false;
 }
 
+void Powerline::SetUnplugged(bool isUnplugged) {
+  if (isUnplugged_ == isUnplugged) return;
+  isUnplugged_ = isUnplugged;
+  isFresh_ = false;
+}
+
 bool Powerline::IsThere(std::size_t station) const {
   if (station == 0) return true;
+  if (station == kStations - 1 && isUnplugged_) return false;
   return station < kStations ? book_.IsFactoryNetwork() : book_.IsAdded(MacAddress(station));
 }
 

@@ -56,6 +56,9 @@ class Powerline {
   // Restarts the local station; the others keep running.
   void Restart();
 
+  // Pulls the last of the stations that are always present out of its socket, or plugs it in again.
+  void SetUnplugged(bool isUnplugged);
+
   // The signal-to-noise ratio, at that second of the time of day, of the signal that the local
   // station sends to station 1 to kAllStations - 1 (or, with `received`, receives from it), present
   // or not.
@@ -76,7 +79,8 @@ class Powerline {
   // there is none.
   static std::optional<std::size_t> FindByPassword(std::string_view password);
 
-  // Whether the station is part of the network: it has the same network name and password.
+  // Whether the station is part of the network: it has power and the same network name and
+  // password.
   bool IsThere(std::size_t station) const;
 
  private:
@@ -100,8 +104,9 @@ class Powerline {
   Clock steady_;
   const StationBook& book_;
   std::string firmware_;
-  std::int64_t begin_;     // the time of steady_ when the simulation began
-  std::int64_t start_;     // the time of steady_ when the local station started
+  std::int64_t begin_;  // the time of steady_ when the simulation began
+  std::int64_t start_;  // the time of steady_ when the local station started
+  bool isUnplugged_ = false;
   bool isFresh_ = false;   // whether nothing else has changed the values below
   std::int64_t now_ = -1;  // the second for which the values below were computed
   std::int64_t up_ = -1;   // the seconds since the simulation began, at that time

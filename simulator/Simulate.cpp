@@ -2,6 +2,7 @@
 #include "simulator/Simulate.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -15,6 +16,12 @@ namespace {
 constexpr std::chrono::milliseconds kReconnectPause{100};
 constexpr int kStepMilliseconds = 1000;
 
+volatile std::sig_atomic_t gIsUnplugged = 0;
+
+void PullOrPlugIn(int /*signal*/) {
+  gIsUnplugged = gIsUnplugged == 0 ? 1 : 0;
+}
+
 void Say(const std::string& text) {
   std::fprintf(stderr, "vistel-simulator: %s\n", text.c_str());
 }
@@ -24,13 +31,17 @@ void Say(const std::string& text) {
 [[noreturn]] void Simulate(const Options& options, const Powerline::Clock& timeOfDay,
                            const Powerline::Clock& steady) {
   Provider provider("simulator");
-  const SimulatedDevice device(provider, options.seed, options.names, timeOfDay, steady);
+  std::signal(SIGUSR1, PullOrPlugIn);
+  SimulatedDevice device(provider, options.seed, options.names, timeOfDay, steady);
   Misbehaviour misbehaviour(provider, options.failure, options.failAfterSeconds);
   std::string said;
   for (;;) {
     if (provider.Connect(options.socket)) {
       Say("connected to '" + options.socket + "'");
-      while (provider.Step(kStepMilliseconds)) misbehaviour.Begin(steady());
+      while (provider.Step(kStepMilliseconds)) {
+        device.SetUnplugged(gIsUnplugged != 0);
+        misbehaviour.Begin(steady());
+      }
     }
     // A service that is not there is tried again and again, and told once.
     if (provider.Problem() != said) Say(provider.Problem());

@@ -21,6 +21,8 @@ class SimulatedDevice {
   SimulatedDevice(const SimulatedDevice&) = delete;
   SimulatedDevice& operator=(const SimulatedDevice&) = delete;
 
+  void SetUnplugged(bool isUnplugged) { powerline_.SetUnplugged(isUnplugged); }
+
  private:
   void OfferPowerline();
   void OfferActions();

@@ -3,7 +3,8 @@
 Starts `./run` on a free port, with a device that has lost its settings and in a foreign locale. The rule to
 know: its end is tested each time; it must leave no process, port or folder.
 
-usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process id VISTEL_MANAGER)
+usage: served.py COMMAND...   (runs the command with VISTEL_ADDRESS and the process ids VISTEL_MANAGER and
+VISTEL_DEVICE)
 """
 import contextlib
 import os
@@ -56,6 +57,12 @@ def served():
         shutil.rmtree(BUILD / "root/var" / state, ignore_errors=True)
     (BUILD / "root/var/lib/sysmgr").mkdir(parents=True)
     (BUILD / "root/var/lib/sysmgr/settings.db").write_bytes(bytes(4096))
+    keys = BUILD / "root/usr/share/vistel/firmware-keys"
+    keys.mkdir(parents=True, exist_ok=True)
+    for key in ("maker", "maker.pub"):
+        (BUILD / key).unlink(missing_ok=True)
+    subprocess.run([SOURCE / "tools/make-firmware", "--new-key", BUILD / "maker"], check=True, stdout=subprocess.DEVNULL)
+    shutil.copy(BUILD / "maker.pub", keys)
     port = free_port()
     address, output = f"http://{HOST}:{port}/", ""
     run = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", SOURCE / "run"], cwd="/", text=True,
@@ -83,6 +90,7 @@ def served():
 
 if __name__ == "__main__":
     with served() as (address, run):
-        manager = [pid for pid in children(run.pid) if Path(f"/proc/{pid}/comm").read_text() == "sysmgrd\n"]
+        started = {Path(f"/proc/{pid}/comm").read_text().strip(): str(pid) for pid in children(run.pid)}
         sys.exit(subprocess.call(sys.argv[1:], env={
-            **os.environ, "VISTEL_ADDRESS": address, "VISTEL_MANAGER": str(manager[0])}))
+            **os.environ, "VISTEL_ADDRESS": address, "VISTEL_MANAGER": started["sysmgrd"],
+            "VISTEL_DEVICE": started["vistel-simulato"]}))

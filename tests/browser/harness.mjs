@@ -25,6 +25,7 @@ export const patient = { timeout: 15000 };
 const address = process.env.VISTEL_ADDRESS;
 export const home = address;
 export const managerProcess = Number(process.env.VISTEL_MANAGER);
+export const deviceProcess = Number(process.env.VISTEL_DEVICE);
 export const url = (page, language, more = '') =>
   `${address}?_file=/wgl/main.wgl&_style=std&_dir=std&_page=${page}&_lang=${language}${more}`;
 

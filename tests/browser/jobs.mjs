@@ -3,7 +3,12 @@
 // Jobs that bring a person to the pages, from their first page to their last: what is sent twice, by two tabs or not
 // at all; an address that is changed; an update. Each begins with the device as the one before has left it.
 import assert from 'node:assert/strict';
-import { control, inBrowser, patient, picture, submit, text, url, valueOf, widths, withAndWithoutScript } from './harness.mjs';
+import { execFileSync } from 'node:child_process';
+import path from 'node:path';
+import {
+  accessibilityFaults, build, control, deviceProcess, inBrowser, patient, picture, source, submit, text, url, valueOf, widths,
+  withAndWithoutScript,
+} from './harness.mjs';
 
 const changes = () => valueOf('System.Changes{Key=System.DeviceName}.Number:format=scalar');
 const phone = { viewport: { width: widths.phone, height: 844 } };
@@ -33,6 +38,8 @@ withAndWithoutScript('a form is done once: reload, back, a second click, and und
 
   await page.goto(url('restart', 'en'));
   await submit(page, 'main form button');
+  // Without a script, it looks after a while whether the adapter is back.
+  if (!scripts) assert.match(await page.getAttribute('meta[http-equiv=refresh]', 'content'), /^60;.*_page=home$/);
   const restarts = valueOf('System.Actions{Key=System.Restart}.Form:format=scalar');
   await page.reload();
   assert.equal(valueOf('System.Actions{Key=System.Restart}.Form:format=scalar'), restarts);
@@ -163,4 +170,51 @@ inBrowser('the address: shown before, tried, confirmed where it is, or returned'
   assert.equal(valueOf('Network.Mode'), 'static');
   control('set', 'Network.Mode=dhcp', 'Network.Address=', 'Network.Netmask=', 'Network.Gateway=');
   control('set', 'Network.Trial=keep');
+});
+
+withAndWithoutScript('an update: three clicks, and the page ends at the new firmware by itself', async (page, scripts) => {
+  const version = `2.4.${scripts ? 1 : 2}-01`;
+  const image = path.join(build, 'served/update.img');
+  execFileSync(path.join(source, 'tools/make-firmware'),
+    ['--model', 'Vistel', '--version', version, '--key', path.join(build, 'served/maker'), path.join(source, 'LICENSE'), image]);
+  await page.goto(url('maintenance', 'de'));
+  if (scripts) await Promise.all([page.waitForNavigation(patient), page.setInputFiles('#firmware-file', image)]);
+  else {
+    await page.setInputFiles('#firmware-file', image);
+    await submit(page, 'form:has(#firmware-file) button');
+  }
+  assert.ok(await page.isVisible('#backup'));
+  await picture(page, `update-checked-${scripts}`);
+  await submit(page, 'button[value="install"]');
+  const shown = await page.$eval('progress', (bar) => bar.value);
+  await picture(page, `update-installing-${scripts}`);
+  await page.waitForFunction((before) => !document.querySelector('progress') || document.querySelector('progress').value > before, shown, patient);
+  await page.waitForSelector('#outcome', patient);
+  assert.match(await text(page, '#outcome'), new RegExp(`neue Firmware.*${version}`));
+  assert.equal(valueOf('System.Firmware'), version);
+  await picture(page, `update-done-${scripts}`);
+});
+
+inBrowser('an adapter that is pulled out: home says so, its page since when, and both that it is back', {}, async (page) => {
+  const cellar = url('station', 'en', '&mac=00:00:5E:00:53:08');
+  const toggled = async (selector) => {
+    process.kill(deviceProcess, 'SIGUSR1');
+    for (let tries = 0; await page.locator(selector).count() === 0; tries += 1) {
+      assert.ok(tries < 30);
+      await page.waitForTimeout(1000);
+      await page.goto(url('home', 'en'));
+    }
+  };
+  await page.goto(url('home', 'en'));
+  await toggled('#gone');
+  assert.match(await text(page, 'h1'), /^\d of \d adapters are connected\.$/);
+  await submit(page, '#gone a');
+  assert.match(await page.title(), /^Keller/);
+  assert.match(await text(page, '#unknown'), /plugged in/);
+  assert.match(await text(page, '#absence'), /away for this long:\s+less than a minute/);
+  assert.deepEqual(await accessibilityFaults(page), []);
+  await picture(page, 'away');
+  await toggled('#answer:not(:has(#gone))');
+  await page.goto(cellar);
+  assert.match(await text(page, '#absence'), /It was away for/);
 });
