@@ -17,7 +17,7 @@
 #include "sysmgr/loop/Events.h"
 #include "sysmgr/service/Dispatcher.h"
 
-class Connection {
+class Connection : public std::enable_shared_from_this<Connection> {
  public:
   // What a connection may use of its server.
   class Owner {

@@ -51,26 +51,31 @@ Server::Server(EventLoop& loop, Listener& listener, Dispatcher& dispatcher,
 
 void Server::OnQueue(int, short, void* server) {
   auto* const self = static_cast<Server*>(server);
-  if (self->queue_.empty()) return;
-  Connection* const connection = self->queue_.front();
-  self->queue_.pop_front();
+  std::shared_ptr<Connection> connection;
+  while (connection == nullptr && !self->queue_.empty()) {
+    connection = self->queue_.front().lock();
+    self->queue_.pop_front();
+  }
+  if (connection == nullptr) return;
   if (!self->queue_.empty() && evtimer_add(self->queueEvent_.get(), &kNextRound) != 0) {
     Log::WriteAboutClient("clients are disconnected: they can't be queued");
-    while (!self->queue_.empty()) self->Remove(*self->queue_.front());
+    for (const auto& waiting : std::exchange(self->queue_, {})) {
+      if (const auto other = waiting.lock()) self->Remove(*other);
+    }
   }
   connection->TakeQueuedTurn();
 }
 
 void Server::Queue(Connection& connection) {
   AddEvent(queueEvent_, &kNextRound);
-  queue_.push_back(&connection);
+  queue_.push_back(connection.weak_from_this());
 }
 
 void Server::Accept(Descriptor descriptor) {
   if (connections_.size() >= maxConnections_) MakeRoom();
   Connection::Owner& owner = *this;
   auto connection =
-      std::make_unique<Connection>(owner, std::move(descriptor), deadlineMilliseconds_);
+      std::make_shared<Connection>(owner, std::move(descriptor), deadlineMilliseconds_);
   connection->Start();
   connections_.push_back(std::move(connection));
 }
@@ -100,7 +105,6 @@ void Server::MakeRoom() {
 void Server::Remove(Connection& connection) {
   pendingBytes_ -= connection.PendingBytes();
   inputBytes_ -= connection.InputBytes();
-  queue_.remove(&connection);
   connections_.remove_if([&connection](const auto& entry) { return entry.get() == &connection; });
 }
 

@@ -71,8 +71,9 @@ class Server final : private Connection::Owner {
   int deadlineMilliseconds_;
   std::size_t maxConnections_;
   EventPointer queueEvent_;
-  std::list<std::unique_ptr<Connection>> connections_;
-  std::list<Connection*> queue_;  // in the order of their arrival; each once
+  std::list<std::shared_ptr<Connection>> connections_;
+  // In the order of their arrival; each once, also when it is gone before its turn.
+  std::list<std::weak_ptr<Connection>> queue_;
   std::size_t pendingBytes_ = 0;
   std::size_t inputBytes_ = 0;
   std::uint64_t activity_ = 0;  // grows with each activity of a client
