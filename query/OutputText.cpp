@@ -46,8 +46,9 @@ void OutputText::AppendNumber(unsigned number) {
 }
 
 void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text) {
-  if (!Reserve(text.size())) return;
-  // In pieces, because a large text seldom grows as much as it could.
+  // In pieces, because a large text seldom grows as much as it could. One that doesn't grow at all
+  // is never moved.
+  if (!Reserve(text.size() + std::min(text.size(), kPieceBytes) * escaper.Growth())) return;
   do {
     const std::string_view piece = text.substr(0, kPieceBytes);
     if (!Reserve(piece.size() * escaper.Growth())) return;

@@ -211,6 +211,11 @@ class Limits(TestCase):
                     self.assertEqual((brief(done.output.removeprefix(headers("text/html"))), done.status),
                                      tuple(map(brief, expected)))
 
+    def test_the_largest_answer(self):
+        value = "x" * ((16 << 20) - len("1:0,16777202:,"))
+        with SystemManager(PROGRAM, lambda _: answer(0, value.encode())):
+            self.check("16 MiB", page("<~ query `a` ~>", value), *PROGRAMS[1:])
+
     def test_fields(self):
         part = lambda name, value: f'--B\r\nX: name="{name}"\r\n\r\n{value}\r\n'
         text = lambda name, value: f"{name}={urllib.parse.quote(value)}&"
