@@ -29,10 +29,18 @@ class OutputText {
   // Appends `text`, escaped by `escaper`.
   void AppendEscaped(const WGLEscaper& escaper, std::string_view text);
 
+  std::size_t Size() const { return size_; }
+
+  // Says that about so many bytes follow, so that a text of usual size moves only once.
+  void Expect(std::size_t size) { Reserve(size < kMaxExpectedBytes ? size : kMaxExpectedBytes); }
+
   // Returns the NUL-terminated text, which the caller frees, and makes this one empty.
   char* Release();
 
  private:
+  // Memory that isn't used in the end counts against the process's limit.
+  static constexpr std::size_t kMaxExpectedBytes = std::size_t{256} * 1024;
+
   // Makes room for `size` bytes and a NUL byte after them. Returns false when memory is short.
   bool Reserve(std::size_t size) { return size < capacity_ - size_ || Grow(size); }
   bool Grow(std::size_t size);

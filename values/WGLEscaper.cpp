@@ -54,36 +54,6 @@ bool HasSpecial(Word word) {
           ZeroBytes((word | kOnes * 2) ^ kOnes * '>')) != 0;
 }
 
-// Tables consist of many short values: this copies whole words as long as they need no escaping.
-char* EntitiesTo(char* out, std::string_view value) {
-  const char* in = value.data();
-  const char* const end = in + value.size();
-  while (in != end) {
-    Word word = 0;
-    const auto left = static_cast<std::size_t>(end - in);
-    if (left >= sizeof word) {
-      std::memcpy(&word, in, sizeof word);
-      if (!HasSpecial(word)) {
-        std::memcpy(out, &word, sizeof word);
-        in += sizeof word;
-        out += sizeof word;
-        continue;
-      }
-    }
-    const char* const stop = in + std::min(left, sizeof word);
-    for (; in != stop; ++in) {
-      const std::size_t entity = EntityOf(*in);
-      if (entity == 0) {
-        *out++ = *in;
-      } else {
-        std::memcpy(out, kEntities[entity].text, sizeof kEntities[entity].text);
-        out += kEntities[entity].size;
-      }
-    }
-  }
-  return out;
-}
-
 // Percent-encoding.
 char* PercentTo(char* out, std::string_view value) {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -134,8 +104,29 @@ std::string WGLEscaper::Escape(const std::string& value) const {
   return value;
 }
 
-char* WGLEscaper::EscapeTo(char* out, std::string_view value) const {
-  if (mode_ == Mode::kHtmlText) return EntitiesTo(out, value);
+// Tables consist of many short values: this copies whole words as long as they need no escaping.
+char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
+  const char* in = value.data();
+  const char* const end = in + value.size();
+  for (;;) {
+    Word word = 0;
+    for (; static_cast<std::size_t>(end - in) >= sizeof word; in += sizeof word) {
+      std::memcpy(&word, in, sizeof word);
+      if (HasSpecial(word)) break;
+      std::memcpy(out, &word, sizeof word);
+      out += sizeof word;
+    }
+    // Up to the special byte, or the end.
+    std::size_t entity = 0;
+    for (; in != end && (entity = EntityOf(*in)) == 0; ++in) *out++ = *in;
+    if (in == end) return out;
+    std::memcpy(out, kEntities[entity].text, sizeof kEntities[entity].text);
+    out += kEntities[entity].size;
+    ++in;
+  }
+}
+
+char* WGLEscaper::OtherTo(char* out, std::string_view value) const {
   if (mode_ == Mode::kUrl) return PercentTo(out, value);
   if (mode_ == Mode::kNone) return std::copy(value.begin(), value.end(), out);
   const std::string escaped = Escape(std::string(value));

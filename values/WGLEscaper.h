@@ -23,7 +23,9 @@ class WGLEscaper {
   // `value`, and returns its end. Adds no NUL byte.
   static constexpr std::size_t kMaxGrowth = 8;  // "&quot;" and two bytes that may be overwritten
   std::size_t Growth() const { return mode_ == Mode::kNone ? 1 : kMaxGrowth; }
-  char* EscapeTo(char* out, std::string_view value) const;
+  char* EscapeTo(char* out, std::string_view value) const {
+    return mode_ == Mode::kHtmlText ? EntitiesTo(out, value) : OtherTo(out, value);
+  }
 
   // Equal for escapers of the same mode.
   unsigned ModeNumber() const { return static_cast<unsigned>(mode_); }
@@ -36,6 +38,9 @@ class WGLEscaper {
 
  private:
   enum class Mode { kHtmlText, kUrl, kJson, kNone };
+
+  static char* EntitiesTo(char* out, std::string_view value);
+  char* OtherTo(char* out, std::string_view value) const;
 
   Mode mode_;
 };
