@@ -119,7 +119,7 @@ withAndWithoutScript('nothing that was entered is lost', async (page, scripts) =
   control('set', 'System.ConfigPassword=');
   await page.setInputFiles('#file', await download.path());
   await submit(page, 'form:has(#file) button');
-  await page.fill('#open-again', 'a good password');
+  await page.fill('#open', 'a good password');
   await submit(page, '#open-form button');
   assert.match(await text(page, 'main'), /nothing to restore/);
   control('set', 'System.ConfigRestore=drop');
