@@ -327,7 +327,7 @@
   // How hard a password is to guess: from its length and the kinds of its characters. Repetitions and sequences such
   // as 1234 count as one character. It knows no words, so it is no promise.
   const kinds = [[/[a-z]/, 26], [/[A-Z]/, 26], [/\d/, 10], [/[^a-zA-Z\d]/, 33]];
-  const [fairBits, strongBits] = [50, 75];
+  const [fairBits, strongBits] = [60, 75];
   function strengthOf(value, words) {
     const codes = [...value].map((sign) => sign.codePointAt(0));
     const length = codes.filter((code, i) => i === 0 || Math.abs(code - codes[i - 1]) > 1).length;
