@@ -197,16 +197,16 @@ withAndWithoutScript('an update: three clicks, and the page ends at the new firm
 
 inBrowser('an adapter that is pulled out: home says so, its page since when, and both that it is back', {}, async (page) => {
   const cellar = url('station', 'en', '&mac=00:00:5E:00:53:08');
-  const toggled = async (selector) => {
-    process.kill(deviceProcess, 'SIGUSR1');
-    for (let tries = 0; await page.locator(selector).count() === 0; tries += 1) {
-      assert.ok(tries < 30);
-      await page.waitForTimeout(1000);
-      await page.goto(url('home', 'en'));
+  const shows = async (address, selector) => {
+    for (let tries = 0; tries === 0 || await page.locator(selector).count() === 0; tries += 1) {
+      assert.ok(tries < 30, selector);
+      if (tries > 0) await page.waitForTimeout(1000);
+      await page.goto(address);
     }
   };
-  await page.goto(url('home', 'en'));
-  await toggled('#gone');
+  await shows(cellar, '#absence');    // it is on record since the last restart
+  process.kill(deviceProcess, 'SIGUSR1');
+  await shows(url('home', 'en'), '#gone');
   assert.match(await text(page, 'h1'), /^\d of \d adapters are connected\.$/);
   await submit(page, '#gone a');
   assert.match(await page.title(), /^Keller/);
@@ -214,7 +214,8 @@ inBrowser('an adapter that is pulled out: home says so, its page since when, and
   assert.match(await text(page, '#absence'), /away for this long:\s+less than a minute/);
   assert.deepEqual(await accessibilityFaults(page), []);
   await picture(page, 'away');
-  await toggled('#answer:not(:has(#gone))');
+  process.kill(deviceProcess, 'SIGUSR1');
+  await shows(url('home', 'en'), '#answer:not(:has(#gone))');
   await page.goto(cellar);
   assert.match(await text(page, '#absence'), /It was away for/);
 });
