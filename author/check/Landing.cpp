@@ -16,7 +16,21 @@ bool IsAddress(std::string_view attribute) {
   return std::find(kAddresses.begin(), kAddresses.end(), attribute) != kAddresses.end();
 }
 
-Landing LandingIn(const GumboAttribute& attribute, std::size_t offset, bool isXml) {
+// Whether it is the address, with other words before it, of a page that follows by itself.
+bool IsRefresh(const GumboNode* element, std::string_view name) {
+  return Html::IsElement(element, GUMBO_TAG_META) && name == "content" &&
+         Html::Attribute(element, "http-equiv") != nullptr;
+}
+
+// Whether an address is a script. Browsers take it for one in spite of blanks before it.
+bool IsScript(std::string_view address) {
+  constexpr std::string_view kScheme = "javascript:";
+  address.remove_prefix(std::min(address.size(), address.find_first_not_of(" \t\r\n\f")));
+  return EqualIgnoringCase(address.substr(0, kScheme.size()), kScheme);
+}
+
+Landing LandingIn(const GumboNode* element, const GumboAttribute& attribute, std::size_t offset,
+                  bool isXml) {
   const std::string_view name = attribute.name;
   const std::string_view original = Html::View(attribute.original_value);
   const char quote = original.empty() ? '\0' : original.front();
@@ -24,8 +38,10 @@ Landing LandingIn(const GumboAttribute& attribute, std::size_t offset, bool isXm
   if (!isXml && name == "style") return Landing::kStyle;
   if (!isXml && name == "srcdoc") return Landing::kScript;
   if (quote != '"' && quote != '\'') return Landing::kUnquoted;
+  if (!isXml && IsRefresh(element, name)) return Landing::kAddress;
   if (isXml || !IsAddress(name)) return Landing::kAttribute;
-  return offset == 0 ? Landing::kAddressStart : Landing::kAddress;
+  if (offset == 0) return Landing::kAddressStart;
+  return IsScript(attribute.value) ? Landing::kScriptAddress : Landing::kAddress;
 }
 
 Landing LandingInText(const GumboNode* node) {
@@ -46,8 +62,8 @@ void AddElement(const GumboNode* node, bool isXml, std::vector<Landed>& landed) 
     }
     const std::string_view original = Html::View(attribute.original_value);
     for (const Mark& mark : MarksIn(attribute.value)) {
-      landed.push_back(
-          {mark.spot, LandingIn(attribute, mark.offset, isXml), original.substr(0, 1) == "\""});
+      landed.push_back({mark.spot, LandingIn(node, attribute, mark.offset, isXml),
+                        original.substr(0, 1) == "\""});
     }
   }
 }
@@ -64,6 +80,8 @@ std::string_view NameOf(Landing landing) {
       return "at the beginning of an address";
     case Landing::kAddress:
       return "in an address";
+    case Landing::kScriptAddress:
+      return "in an address that is a script";
     case Landing::kEvent:
       return "in a script of an attribute";
     case Landing::kStyle:
@@ -94,6 +112,9 @@ std::string AdviceOf(const Spot& spot, Landing landing) {
       return url ? "" : "begin the address with text of your own, such as /?, and use htmlesc";
     case Landing::kAddress:
       return url ? "" : "it needs htmlesc";
+    case Landing::kScriptAddress:
+      return "no escaping is enough, browsers undo it there; write it into a data- attribute with "
+             "htmltext";
     case Landing::kEvent:
     case Landing::kStyle:
     case Landing::kScript:

@@ -11,13 +11,14 @@
 #include "author/check/Rendering.h"
 
 enum class Landing {
-  kText,          // of an element, a title, a comment
-  kAttribute,     // in quotes
-  kUnquoted,      // an attribute without quotes
-  kAddressStart,  // where an address can become "javascript:"
-  kAddress,       // further in an address
-  kEvent,         // a script in an attribute
-  kStyle,         // a style, in an element or attribute
+  kText,           // of an element, a title, a comment
+  kAttribute,      // in quotes
+  kUnquoted,       // an attribute without quotes
+  kAddressStart,   // where an address can become "javascript:"
+  kAddress,        // further in an address
+  kScriptAddress,  // "javascript:..."
+  kEvent,          // a script in an attribute
+  kStyle,          // a style, in an element or attribute
   kScript,
   kTag,  // the name of an element or attribute
   kJsonString,

@@ -62,9 +62,11 @@ class QueryJudge {
     }
     const DeviceKey* definition = context_.model.Find(key.Path());
     if (definition == nullptr) {
-      Find("unknown-key", "the model has no key '" + key.Path() + "'" +
-                              Suggestion(context_.model.Nearest(key.Path())));
-    } else if (!definition->CanBeRead()) {
+      Find("unknown-key", "the model has no key '" + key.Path() + "'" + AdviceOn(key.Path()));
+      return;
+    }
+    JudgeFormat(*definition, key);
+    if (!definition->CanBeRead()) {
       Find("unreadable-key", "'" + key.Path() + "' can only be set");
     } else if (definition->type == ValueType::kTable) {
       for (const Config::Key::Pair& selector : key.Selectors()) {
@@ -73,6 +75,26 @@ class QueryJudge {
       if (!key.Column().empty()) JudgeColumn(*definition, key.Column());
     } else if (!key.Column().empty() || (!key.Selectors().empty() && definition->source.empty())) {
       Find("unknown-key", "'" + key.Path() + "' is no table");
+    }
+  }
+
+  // What may have been meant by an unknown key.
+  std::string AdviceOn(const std::string& path) const {
+    const std::size_t dot = path.rfind('.');
+    const DeviceKey* const table = context_.model.Find(path.substr(0, dot));
+    if (dot == std::string::npos || table == nullptr || table->columns.empty()) {
+      return Suggestion(context_.model.Nearest(path));
+    }
+    return "; a column comes after braces: " + table->name + "{" + table->columns[0].name +
+           "=...}." + path.substr(dot + 1);
+  }
+
+  void JudgeFormat(const DeviceKey& definition, const Config::Key::Key& key) {
+    for (const Config::Key::Pair& option : key.Options()) {
+      if (option.name != "format" || option.value == "scalar" || option.value == "table") continue;
+      if (option.value == "count" && definition.type == ValueType::kTable) continue;
+      Find("unknown-key", "'" + definition.name + "' has no format '" + option.value +
+                              "'; there are scalar, table and, for a table, count");
     }
   }
 
