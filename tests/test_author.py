@@ -162,9 +162,12 @@ class Check(unittest.TestCase):
         text = run([VISTEL, "check", "--root", self.root, "--model", MODEL], ENVIRONMENT).output
         self.assertEqual(text, "wgl/main.wgl:2:1: warning: '_page' can bring foreign text in text: it needs htmltext "
                          "(a query: neither raw nor json) [raw]\n")
+        self.write("wgl/50 %/\u00fc.wgl", "${_page}")
         sarif = json.loads(run([VISTEL, "check", "--root", self.root, "--model", MODEL, "--format", "sarif"], ENVIRONMENT).output)
         result = sarif["runs"][0]["results"][0]
         self.assertEqual((sarif["version"], result["ruleId"], result["level"]), ("2.1.0", "raw", "warning"))
+        self.assertEqual(result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"], "wgl/50%20%25/%C3%BC.wgl")
+        (self.root / "wgl/50 %/\u00fc.wgl").unlink()
         for settings, expected in (('{"off": {"raw": "old"}}', ([], 0)), ('{"off": {"raw": ""}}', ([], 2)), ("{", ([], 2))):
             (self.root / "vistel.json").write_text(settings)
             self.assertEqual(check(self.root), expected, settings)

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "author/report/Rules.h"
+#include "base/Characters.h"
 #include "base/Utf8.h"
 
 namespace {
@@ -18,6 +19,22 @@ const char* SeverityOf(const Finding& finding) {
 // Templates may hold any bytes; JSON holds UTF-8 only.
 std::string Dumped(const json& value, int indent) {
   return value.dump(indent, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+// A name from the root as a relative address.
+std::string AddressOf(const std::string& file) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  constexpr std::string_view kPlain = "/-._~";
+  std::string address;
+  for (const char byte : file) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (IsAsciiAlphanumeric(byte) || kPlain.find(byte) != kPlain.npos) {
+      address += byte;
+    } else {
+      address.append({'%', kDigits[code >> 4], kDigits[code & 15]});
+    }
+  }
+  return address;
 }
 
 }  // namespace
@@ -65,8 +82,9 @@ std::string AsSarif(const std::set<Finding>& findings) {
   json results = json::array();
   for (const Finding& finding : findings) {
     const json region = {{"startLine", finding.line}, {"startColumn", finding.column}};
-    const json place = {{"artifactLocation", {{"uri", finding.file}, {"uriBaseId", "ROOT"}}},
-                        {"region", region}};
+    const json place = {
+        {"artifactLocation", {{"uri", AddressOf(finding.file)}, {"uriBaseId", "ROOT"}}},
+        {"region", region}};
     results.push_back({{"ruleId", finding.rule},
                        {"level", SeverityOf(finding)},
                        {"message", {{"text", finding.message}}},
