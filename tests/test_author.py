@@ -184,7 +184,7 @@ class AnyInput(unittest.TestCase):
             root = Path(folder)
             (root / "locale").mkdir()
             model, values, catalogue, page = (root / name for name in ("model.json", "v.json", "locale/de.po", "a.wgl"))
-            good = (MODEL.read_bytes(), b'{"System.Led": "1"}', PO.encode(), b"<~ trans <~ query `System.Led` ~> ~>")
+            good = (MODEL.read_bytes(), b'{"System.Led": "1"}', PO.encode(), b"<~ - `\xff` ~><~ trans `\xff` ~><~ trans <~ query `System.Led` ~> ~>")
             for number in range(12):
                 for file, content in zip((model, values, catalogue, page), good):
                     damaged = bytearray(content)

@@ -3,11 +3,13 @@
 
 #include <gettext-po.h>
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
 #include "author/catalogue/PoHandler.h"
 #include "author/system/Failure.h"
+#include "base/Utf8.h"
 
 namespace {
 
@@ -29,6 +31,17 @@ std::string_view Accented(char letter) {
                                        "ø", "û", "ñ", "ç", "š", "ý", "ž"};
   const std::size_t at = kLetters.find(letter);
   return at == std::string_view::npos ? std::string_view() : kAccented[at];
+}
+
+// The library ends the process at bytes that are no UTF-8.
+std::string Sound(std::string_view text) {
+  std::string sound;
+  while (!text.empty()) {
+    const std::size_t size = Utf8::CharacterSize(text);
+    sound += size == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, size);
+    text.remove_prefix(std::max(size, std::size_t{1}));
+  }
+  return sound;
 }
 
 void AddMessage(po_message_iterator_t messages, const std::string& text,
@@ -69,11 +82,14 @@ void WriteCatalogueTemplate(const std::vector<TextToTranslate>& texts, bool pseu
   AddMessage(messages, "", kHead + std::string(pseudo ? "Language: xx\n" : ""));
   for (const TextToTranslate& each : texts) {
     po_message_t message = po_message_create();
-    po_message_set_msgid(message, each.text.c_str());
-    po_message_set_msgstr(message, pseudo ? PseudoTranslation(each.text).c_str() : "");
-    if (!each.comment.empty()) po_message_set_extracted_comments(message, each.comment.c_str());
+    const std::string text = Sound(each.text);
+    po_message_set_msgid(message, text.c_str());
+    po_message_set_msgstr(message, pseudo ? PseudoTranslation(text).c_str() : "");
+    if (!each.comment.empty()) {
+      po_message_set_extracted_comments(message, Sound(each.comment).c_str());
+    }
     for (const TextToTranslate::Place& place : each.places) {
-      po_message_add_filepos(message, place.file.c_str(), place.line);
+      po_message_add_filepos(message, Sound(place.file).c_str(), place.line);
     }
     po_message_insert(messages, message);
   }
