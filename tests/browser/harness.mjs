@@ -42,7 +42,7 @@ export const control = (...words) =>
 export const valueOf = (key) => control('cat', key);
 
 const browser = await chromium.launch({
-  executablePath: '/usr/bin/chromium',
+  executablePath: '/usr/bin/chromium-headless-shell',
   // Without these, the browser looks for updates and the like, and gets no answer here.
   args: [
     '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
