@@ -51,12 +51,14 @@ std::string QueryOf(const Options& options) {
 }
 
 // Names each place where markup of a foreign text stands in the page. Returns whether there is one.
-bool ReportCanaries(std::string_view body) {
+// In JSON, markup means nothing in a string that its quotes can't end.
+bool ReportCanaries(std::string_view body, bool isJson) {
   std::set<std::string> reported;
   for (std::size_t i = body.find(kCanaryStart); i != std::string_view::npos;
        i = body.find(kCanaryStart, i + 1)) {
     const std::string_view rest = body.substr(i + sizeof kCanaryStart - 1);
     const std::string name(rest.substr(0, rest.find('>')));
+    if (isJson && i > 1 && body.substr(i - 2, 2) == "\\\"") continue;
     const auto line = std::count(body.begin(), body.begin() + static_cast<long>(i), '\n') + 1;
     if (!reported.insert(name).second) continue;
     std::fprintf(stderr, "vistel: '%s' comes out raw, first in line %ld of the page\n",
@@ -86,9 +88,10 @@ int RenderPage(const Options& options) {
   const std::string_view body = end == std::string_view::npos
                                     ? std::string_view()
                                     : answer.substr(end + kEndOfHeaders.size());
+  const bool isJson = answer.substr(0, end).find("text/javascript") != std::string_view::npos;
   if (!options.headers) answer = body;
   std::fwrite(answer.data(), 1, answer.size(), stdout);
   std::fflush(stdout);
-  const bool raw = options.canary && ReportCanaries(body);
+  const bool raw = options.canary && ReportCanaries(body, isJson);
   return result.status == 0 && raw ? 1 : result.status;
 }

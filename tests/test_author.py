@@ -284,6 +284,10 @@ class Render(unittest.TestCase):
             values, page = Path(root, "v.json"), Path(root, "a.wgl")
             values.write_text('{"System.Log": [["1", "Started."]], "System.Uptime": "7"}')
             words = [VISTEL, "render", "--root", root, "--model", MODEL, "--values", values, "--canary", "-D", "who=me", "a.wgl"]
+            Path(root, "wgl").mkdir()
+            for form, status in (("json", 0), ("raw", 1)):
+                Path(root, "wgl/getjson.wgl").write_text(f'{{"a": "<~ query `System.DeviceName` {form} ~>"}}')
+                self.assertEqual(run([*words[:-1], "getjson"], ENVIRONMENT).status, status)
             for template, output, raw in (
                     ("${who htmltext} <~ query `System.Log` do `${02}` ~>",
                      "me&#39;&quot;&lt;canary-who&gt; Started.&#39;&quot;&lt;canary-System.Log.Text&gt;", []),
