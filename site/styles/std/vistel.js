@@ -22,7 +22,7 @@
     if (element.textContent !== text) element.textContent = text;
   };
 
-  // On a phone the pages scroll sideways, and the present one can be out of sight.
+  // On a phone the navigation scrolls sideways, and its link to this page can be out of sight.
   document.querySelector('.top [aria-current=page]')?.scrollIntoView({block: 'nearest', inline: 'center'});
 
   // ---- language
