@@ -185,7 +185,10 @@ def plain_service(path):
         threading.Thread(target=accept, daemon=True).start()
         yield
         listener.shutdown(socket.SHUT_RDWR)
+    # The system manager, which the next part starts, makes its own folder with its own mode.
     path.unlink()
+    path.parent.rmdir()
+    path.parent.parent.rmdir()
 
 
 def cost_of(program, environment):
