@@ -145,10 +145,13 @@ Outcome Device::AppendTable(const Item& item, Collection& collection, bool& isMi
   collection.rows.push_back(item.answer != nullptr ? item.answer->rows
                                                    : table->rows(item.question));
   if (collection.rows.back() == nullptr) return Sentence::kNoValueYet;
+  // Another provider may offer the table since this one was asked.
+  const auto& rows = *collection.rows.back();
+  if (!rows.empty() && rows.front().size() != names.size()) return Sentence::kNoDevice;
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
   columns.resize(first + wanted.size());
-  for (const LiveRow& row : *collection.rows.back()) {
+  for (const LiveRow& row : rows) {
     if (!Keeps(filters, row)) continue;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
       columns[first + i].push_back(collection.MakeSafe(row[wanted[i]]));
@@ -319,16 +322,18 @@ Outcome Device::Collect(const StringTable& keys, std::string_view client, const 
 }
 
 // The name under which the answer to a key is known to the further queries of its client; "" when
-// each of them asks anew.
+// each of them asks anew. Its rows are of use as long as the table has the same columns, which
+// another provider may offer otherwise.
 std::string Device::KnownNameOf(std::string_view text, std::string_view client) const {
   const Config::Key::Key key(text);
   const TableSource* const table = sources_.FindTable(model_.Find(key.Path())->source);
   const bool isOnce =
       std::any_of(key.Options().begin(), key.Options().end(),
                   [](const Config::Key::Pair& option) { return option.name == kMeasured; });
-  return isOnce && table != nullptr && table->options.empty()
-             ? key.Path() + " " + std::string(client)
-             : "";
+  if (!isOnce || table == nullptr || !table->options.empty()) return "";
+  std::string name = key.Path();
+  for (const std::string& column : table->columns) name += "," + column;
+  return name + " " + std::string(client);
 }
 
 void Device::Ask(const StringTable& keys, std::string_view client,

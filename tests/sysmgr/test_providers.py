@@ -73,8 +73,7 @@ class Providers(ServiceTest):
             nonlocal asked
             asked += 1
             self.assertEqual(provider.hear(), f"ask|{asked}|links|||")
-            provider.socket.sendall(netstring(b"".join(map(netstring, [
-                b"answer", str(asked).encode(), b"value", table(("a", "local", ""), *cells)]))))
+            provider.say(f"answer|{asked}|value|" + decode(table(("a", "local", ""), *cells)))
 
         answer(("b", "remote", "30"), ("c", "remote", "7"))
         eventually(lambda: service.ask("Past") == "b|1|||M287,-30H288/c|1|||M287,-7H288")
@@ -299,18 +298,22 @@ class Providers(ServiceTest):
         self.assertLessEqual(sum(bool(line.strip()) for line in open(PLUG / "plug.py")), 40)
 
     def test_a_table_that_is_measured_once(self):
-        """Queries of a connection share it until a set; others ask anew."""
+        """Queries of a connection share it until a set or until another provider has other columns; others ask anew."""
         service = self.service(model=MODEL)
-        provider = Provider(service, "offer|table|links|asked|#A;B|")
-        for line, asks, expected in (
-                ("Links{B=y}:measured=once", True, "y"), ("Links:measured=once;Links:measured=once:format=count", False, "y|2/x|"),
-                ("Links:format=scalar", True, "y,z"), ("set A.On=1", False, ""), ("Links:measured=once", True, "y/a"),
-                ("Links:measured=twice", False, "[1: key 'Links', 'measured': The option does not take this value.]")):
+        provider, fresh = Provider(service, "offer|table|links|asked|#A;B|"), Provider(service, "offer|value|fresh|asked||", name="fresh")
+        for line, cells, expected in (
+                ("Links{B=y}:measured=once", "1y 1x", "y"), ("Links:measured=once;Links:measured=once:format=count", "", "y|2/x|"),
+                ("Links:format=scalar", "1y 1z", "y,z"), ("set A.On=1", "", ""), ("Links:measured=once", "1y 1a", "y/a"),
+                ("Links:measured=twice", "", "[1: key 'Links', 'measured': The option does not take this value.]"),
+                ("Links:measured=once;Fresh", "", GONE.format("Links")), ("Links:measured=once", "12z", "z")):
             self.sent(service, line)
-            if asks:
-                cells = {"y": ("y", "x"), "y,z": ("y", "z"), "y/a": ("y", "a")}[expected]
-                provider.socket.sendall(netstring(b"".join(map(netstring, [
-                    b"answer", provider.hear().split("|")[1].encode(), b"value", table(*(("1", cell) for cell in cells))]))))
+            if "Fresh" in line:
+                asked = fresh.hear().split("|")[1]
+                provider.socket.shutdown(socket.SHUT_RDWR)
+                provider = Provider(service, "offer|table|links|asked|#C;A;B|", name="next")
+                fresh.say(f"answer|{asked}|value|7")
+            elif cells:
+                provider.say(f"answer|{provider.hear().split('|')[1]}|value|{decode(table(*map(tuple, cells.split())))}")
             self.assertEqual(self.received(service), expected, line)
 
     def sent(self, service, line):
