@@ -456,7 +456,7 @@ class Disk(ServiceTest):
         """
         service = self.service(model=self.BOTH, before=[
             "env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync", "-o", "syncs",
-            "-e", "inject=fsync,fdatasync:delay_exit=400000"])
+            "-e", "inject=fsync,fdatasync:delay_exit=700000"])
         syncs = lambda: service.read("syncs").count("(")
         for batch, least, most in (("a=x|b=y", 1, 2), ("a=z", 1, 2), ("a=z|b=y", 0, 0), ("b=w", 1, 2)):
             before, setter = syncs(), Client(service)
