@@ -76,6 +76,10 @@ TEST(Allocator, Refusals) {
   EXPECT_EQ(OwnRealloc(block, PTRDIFF_MAX), nullptr);
   EXPECT_EXIT((OwnFree(block), OwnFree(block)), testing::KilledBySignal(SIGABRT), "");
   OwnFree(above);
+  constexpr std::size_t kPages = 2 * kLargeBytes;  // of a large block that has no byte to spare
+  void* large = OwnRealloc(OwnMalloc(kPages - kAlignment), kPages - kAlignment + 1);
+  EXPECT_GT(HeaderOf(large)->size, kPages);
+  OwnFree(large);
   auto* zeroed = static_cast<char*>(OwnCalloc(10, 10));
   EXPECT_EQ(std::string(zeroed, 100), std::string(100, '\0'));
 }

@@ -132,7 +132,7 @@ TEST(WGLString, JoinsAndCombines) {
 // places of others, and cut at a NUL byte.
 TEST(WGLString, SharedValues) {
   const std::string longest(128, '"');
-  const std::string texts[] = {"plain", "<>", "", longest, longest + "'", "a<\0b"s, "<\0"s};
+  const std::string texts[] = {"plain", "<a'b>", "", longest, longest + "'", "a<\0b"s, "<\0"s};
   WGLEscapedValues values;
   WGLString page = Make({});
   std::string expected;

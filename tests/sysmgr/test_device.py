@@ -402,6 +402,8 @@ Key, Type, Access, Limits, Help|a network mask, or empty
         self.expect(service, "set System.ConfigRestore=check =>\n System.ConfigChanges => Owner.Led|0|1|0",
                     client="Owner")
         self.expect(service, "System.ConfigPending => 1\n System.ConfigChanges =>")
+        self.expect(service, "set Owner.Led=1 =>\n System.Changes{Number=2}.Key => Owner.Led", client="Owner")
+        self.expect(service, "System.Changes =>\n set System.Undo=2 => This is not open to this client.")
 
     def test_the_powerline(self):
         """The same second of the same seed looks the same, and such as a network does."""

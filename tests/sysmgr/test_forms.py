@@ -38,6 +38,7 @@ class Forms(ServiceTest):
         for wrong in ("", "1", f"{last[0]}-{int(last[1]) + 1}-1-1", f"{last[0]}-0-1-1", "-".join(last[:3]), f"{'-'.join(last)}-1"):
             self.assertEqual(service.ask(f"set System.Ticket={wrong}|System.Restart=1"), f"{OLD}/", wrong)
         service.restart()
+        service.ask(";".join(["System.Ticket"] * int(last[1])))
         self.assertEqual(service.ask(f"set System.Ticket={'-'.join(last)}|System.Restart=1"), f"{OLD}/")
 
     def test_two_tabs(self):
@@ -91,6 +92,23 @@ class Forms(ServiceTest):
         self.assertEqual(service.ask("System.Changes{Number=3}.Undo"), "0")
         service.ask("set System.FactoryReset=1")
         self.assertEqual(service.ask("System.Changes"), "")
+
+    def test_what_is_forgotten(self):
+        """Uses of tickets, values of long ago, and actions. What the service doesn't know counts as changed."""
+        service = self.service()
+        old, *tickets = service.ask(";".join(["System.Ticket"] * 1026)).split("|")
+        batches = ["System.Led=0", *(f"System.Led=0|System.Ticket={ticket}" for ticket in tickets),
+                   *(f"System.DeviceName={i}" for i in range(64)), *["System.Restart=1"] * 17]
+        self.assertEqual({service.ask("set " + batch) for batch in batches}, {"", "/"})
+        refused = f"set System.Undo=99|System.Ticket={service.ask('System.Ticket')} => This can no longer be undone./"
+        self.expect(service, f"""
+            System.Actions:format=count;System.Changes:format=count => 16|64
+            set System.Led=0|System.Ticket={tickets[0]} => /{OLD}
+            set System.Led=1|System.Ticket={old} => /{OLD}
+            set System.Led=1|System.Ticket={service.ask("System.Ticket").rsplit("-", 2)[0]}-1-1 => {ELSEWHERE}/{MOVED}
+            {refused}
+            {refused}
+            """)
 
 
 class Trial(ServiceTest):
