@@ -7,12 +7,13 @@
 body=$VISTEL_STATE/body.$$
 trap 'rm -f -- "$body"; exit 1' TERM HUP
 umask 077
-head -c "${CONTENT_LENGTH:-0}" >"$body"
-bytes=$(wc -c <"$body")
+refuse() {
+  rm -f -- "$body"
+  printf 'Status: %s\r\nContent-Type: text/plain\r\n\r\n%s\r\n' "$1" "$1"
+  exit 0
+}
+head -c "${CONTENT_LENGTH:-0}" >"$body" || refuse '507 Insufficient Storage'
+[ "$(wc -c <"$body")" -eq "${CONTENT_LENGTH:-0}" ] || refuse '400 Bad Request'
 exec <"$body"
 rm -f -- "$body"
-if [ "$bytes" -ne "${CONTENT_LENGTH:-0}" ]; then
-  printf 'Status: 400 Bad Request\r\nContent-Type: text/plain\r\n\r\n400 Bad Request\r\n'
-  exit 0
-fi
 exec "$VISTEL_CGI/vistel.cgi"

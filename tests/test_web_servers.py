@@ -11,6 +11,7 @@ import itertools
 import os
 import random
 import re
+import resource
 import socket
 import ssl
 import subprocess
@@ -22,6 +23,7 @@ import urllib.parse
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+from program import run
 from web_servers import HOST, ROOT, SOURCE, UPLOAD, Server, parse, program, spellings
 
 LOADER = importlib.machinery.SourceFileLoader("slow_clients", str(SOURCE / "bench/slow-clients"))
@@ -393,6 +395,18 @@ class Nginx(Requests, unittest.TestCase):
 
 class Apache(Requests, unittest.TestCase):
     name = "apache"
+
+    def test_bodies_that_are_not_whole(self):
+        """Because the client has sent less, or because the disk takes less."""
+        with tempfile.TemporaryDirectory() as folder:
+            for announced, limit, status in ((5, 999, "200 OK"), (6, 999, "400 Bad Request"), (5, 4, "507 Insufficient Storage")):
+                Path(folder, "vistel.cgi").write_text("#!/bin/sh\ncat\n")
+                Path(folder, "vistel.cgi").chmod(0o755)
+                answer = run([SOURCE / "deploy/body.cgi"], {"CONTENT_LENGTH": str(announced), "VISTEL_STATE": folder,
+                             "VISTEL_CGI": folder, "PATH": os.environ["PATH"]}, ["a=b&c"], limit=(resource.RLIMIT_FSIZE, limit))
+                self.assertEqual(answer.output, "a=b&c" if announced == limit - 994 else
+                                 f"Status: {status}\r\nContent-Type: text/plain\r\n\r\n{status}\r\n")
+                self.assertEqual(os.listdir(folder), ["vistel.cgi"])
 
 
 class Busybox(Requests, unittest.TestCase):
