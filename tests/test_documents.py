@@ -34,6 +34,7 @@ without a final newline, at most {Authorisation.kMaxBytes:,} bytes
 may remove it after {HandoverFolder.kMaxAgeSeconds // 60} minutes
 One query may ask for {Device.kMaxFilesPerQuery} such key
 larger than {Device.kMaxLiveBytes // MIB} MiB.
+at most {Device.kMaxKeptBytes // MIB} MiB together
 docs/configuration.md
 at most {ConfigurationText.kMaxBytes // KIB} KiB and {ConfigurationText.kMaxSettings} settings
 {ConfigurationCipher.kHashPasses} passes and {ConfigurationCipher.kHashMemoryBytes // MIB} MiB

@@ -146,8 +146,8 @@ Outcome Device::AppendTable(const Item& item, Collection& collection, bool& isMi
                                                    : table->rows(item.question));
   if (collection.rows.back() == nullptr) return Sentence::kNoValueYet;
   // Another provider may offer the table since this one was asked.
+  if (item.answer != nullptr && item.answer->columns != names) return Sentence::kNoDevice;
   const auto& rows = *collection.rows.back();
-  if (!rows.empty() && rows.front().size() != names.size()) return Sentence::kNoDevice;
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
   columns.resize(first + wanted.size());
@@ -354,13 +354,26 @@ void Device::Ask(const StringTable& keys, std::string_view client,
   for (const auto& [asked, places] : rows) {
     const std::string_view key = keys.View(places.front(), 0);
     AskOne(key, client,
-           [open, name = KnownNameOf(key, client), places = places, &answers, &known,
+           [this, open, name = KnownNameOf(key, client), places = places, &answers, &known,
             done](const LiveAnswer& answer) {
-             if (!name.empty()) known[name] = answer;
+             Keep(name, answer, known);
              for (const unsigned row : places) answers[row] = answer;
              if (--*open == 0) done();
            });
   }
+}
+
+// Rows count for as long as a connection keeps them. A query whose rows find no room asks anew.
+void Device::Keep(const std::string& name, const LiveAnswer& answer, Tables& known) const {
+  if (name.empty() || !answer.outcome.IsSuccess()) return;
+  std::size_t bytes = 0;
+  for (const LiveRow& row : *answer.rows) {
+    for (const std::string& cell : row) bytes += sizeof(std::string) + cell.size();
+  }
+  if (*keptBytes_ + bytes > kMaxKeptBytes) return;
+  *keptBytes_ += bytes;
+  const auto drop = [rows = answer.rows, kept = keptBytes_, bytes](auto) { *kept -= bytes; };
+  known[name] = {LiveRows(answer.rows.get(), drop), {}, {}, answer.columns};
 }
 
 void Device::AskOne(std::string_view text, std::string_view client, AnswerTaker taker) const {

@@ -33,6 +33,9 @@ class Device {
   // from all clients. The largest table of every day has 80 KiB, a full history 700.
   static constexpr std::size_t kMaxLiveBytes = std::size_t{1} << 20;
 
+  // The most bytes of rows that all clients' connections keep for further queries, see Tables.
+  static constexpr std::size_t kMaxKeptBytes = std::size_t{1} << 20;
+
   // The most keys in a query that make a file for the client. A page asks for a few files, and
   // there is little room for files (HandoverFolder).
   static constexpr std::size_t kMaxFilesPerQuery = 8;
@@ -112,6 +115,7 @@ class Device {
   Outcome AppendFile(const ModelKey& definition, const Config::Key::Key& key,
                      Collection& collection) const;
   const std::vector<std::string>& OptionsOf(const ModelKey& definition) const;
+  void Keep(const std::string& name, const LiveAnswer& answer, Tables& known) const;
   std::string KnownNameOf(std::string_view key, std::string_view client) const;
   void AskOne(std::string_view key, std::string_view client, AnswerTaker taker) const;
 
@@ -128,4 +132,6 @@ class Device {
   Settings& settings_;
   const Sources& sources_;
   Forms* forms_;
+  // Shared with the rows, which connections may keep for longer than the device exists.
+  std::shared_ptr<std::size_t> keptBytes_ = std::make_shared<std::size_t>();
 };

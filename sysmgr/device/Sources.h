@@ -41,6 +41,7 @@ struct LiveAnswer {
   LiveRows rows;  // null when there is none
   Outcome outcome = {};
   std::string file = {};  // the path of the file that was made for it, which is the one cell then
+  std::vector<std::string> columns = {};  // of a table, as they were when it was asked
 };
 
 // Called once: from the event loop, or from within the call that it was passed to.

@@ -124,7 +124,7 @@ std::string ProviderSession::Answer(const Fields& fields) {
     one.answer({std::move(rows), {}, std::move(path)});
     return "";
   }
-  one.answer({std::move(rows)});
+  one.answer({std::move(rows), {}, {}, offer.names});
   return "";
 }
 

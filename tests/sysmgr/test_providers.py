@@ -11,7 +11,7 @@ import socket
 import subprocess
 import time
 
-from service import BUILD, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
+from service import BUILD, Client, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
 
 PLUG = SOURCE / "docs/examples/plug"
 MODEL = model(key("Speed", "integer read, 'source': 'speed', 'minimum': 0, 'maximum': 9"),
@@ -301,23 +301,58 @@ class Providers(ServiceTest):
         """Queries of a connection share it until a set or until another provider has other columns; others ask anew."""
         service = self.service(model=MODEL)
         provider, fresh = Provider(service, "offer|table|links|asked|#A;B|"), Provider(service, "offer|value|fresh|asked||", name="fresh")
-        for line, cells, expected in (
-                ("Links{B=y}:measured=once", "1y 1x", "y"), ("Links:measured=once;Links:measured=once:format=count", "", "y|2/x|"),
-                ("Links:format=scalar", "1y 1z", "y,z"), ("set A.On=1", "", ""), ("Links:measured=once", "1y 1a", "y/a"),
-                ("Links:measured=twice", "", "[1: key 'Links', 'measured': The option does not take this value.]"),
-                ("Links:measured=once;Fresh", "", GONE.format("Links")), ("Links:measured=once", "12z", "z")):
-            self.sent(service, line)
-            if "Fresh" in line:
+        for line, cells, expected in rows(f"""
+                Links{{B=y}}:measured=once => 1y 1x => y
+                Links:measured=once;Links:measured=once:format=count => => y|2/x|
+                another client: Links:measured=once => 1w => w
+                Links:format=scalar => 1y 1z => y,z
+                set A.On=1 => =>
+                Links:measured=once => none => [1: key 'Links': The device has no such value.]
+                Links:measured=once => 1y 1a => y/a
+                Links:measured=twice => => [1: key 'Links', 'measured': The option does not take this value.]
+                Links:measured=once;Fresh => #B;A| => {GONE.format("Links")}
+                Links:measured=once => z1 => z
+                Links:measured=once;Fresh => #A;B|#O => {GONE.format("Links")}
+                Links:measured=once:O=1 => 1y => y
+                Links:measured=once:O=2 => 1z => z
+                """):
+            client, _, question = line.rpartition(": ")
+            self.sent(service, question, client or "tester")
+            if cells.startswith("#"):  # another provider comes before the whole question is answered
                 asked = fresh.hear().split("|")[1]
                 provider.socket.shutdown(socket.SHUT_RDWR)
-                provider = Provider(service, "offer|table|links|asked|#C;A;B|", name="next")
+                provider = Provider(service, f"offer|table|links|asked|{cells}", name="next" + cells[1])
                 fresh.say(f"answer|{asked}|value|7")
             elif cells:
-                provider.say(f"answer|{provider.hear().split('|')[1]}|value|{decode(table(*map(tuple, cells.split())))}")
+                self.answer(provider, cells)
             self.assertEqual(self.received(service), expected, line)
 
-    def sent(self, service, line):
-        service.client.send(service.message(line))
+    def test_how_much_is_kept(self):
+        """Two of three clients have room for their tables; when one goes, there is room for another."""
+        service = self.service(model=MODEL)
+        provider, large = Provider(service, "offer|table|links|asked|#B|"), "x" * 400_000
+        clients = [Client(service) for _ in range(3)]
+
+        def take(client, is_asked):
+            client.send(service.message("Links:measured=once:format=count"))
+            if is_asked:
+                self.answer(provider, large)
+            self.assertEqual(client.ask(), "1")
+
+        for client, is_asked in zip(clients * 2, (1, 1, 1, 0, 0, 1)):
+            take(client, is_asked)
+        clients[0].socket.close()
+        clients[0].stream.close()
+        for is_asked in (1, 0):
+            take(clients[2], is_asked)
+
+    def answer(self, provider, cells):
+        """Answers the next question with rows of these letters, or one with this text."""
+        number, rows = provider.hear().split("|")[1], [(cells,)] if len(cells) > 99 else map(tuple, cells.split())
+        provider.say(f"answer|{number}|" + ("none|" if cells == "none" else f"value|{decode(table(*rows))}"))
+
+    def sent(self, service, line, client="tester"):
+        service.client.send(service.message(line, client))
 
     def received(self, service):
         return service.client.ask()
