@@ -103,9 +103,13 @@ void Server::MakeRoom() {
 }
 
 void Server::Remove(Connection& connection) {
+  const auto found =
+      std::find_if(connections_.begin(), connections_.end(),
+                   [&connection](const auto& entry) { return entry.get() == &connection; });
+  if (found == connections_.end()) return;
   pendingBytes_ -= connection.PendingBytes();
   inputBytes_ -= connection.InputBytes();
-  connections_.remove_if([&connection](const auto& entry) { return entry.get() == &connection; });
+  connections_.erase(found);
 }
 
 void Server::ChangePending(std::size_t before, const Connection& by) {
