@@ -92,10 +92,8 @@ void Trial::TickWith(Ticker ticker) {
 
 bool Trial::Tick() {
   if (!IsPending()) return false;
-  if (SecondsLeft() > 0 || isReturning_) return true;
-  isReturning_ = true;
   // What can't be stored is tried again with the next tick.
-  Return([this](const Outcome&) { isReturning_ = false; }, Sentence::kEventTrialOver);
+  if (SecondsLeft() == 0) Return([](const Outcome&) {}, Sentence::kEventTrialOver);
   return true;
 }
 

@@ -58,5 +58,4 @@ class Trial {
   Ticker ticker_;
   std::int64_t since_ = 0;
   bool isTicking_ = false;
-  bool isReturning_ = false;
 };

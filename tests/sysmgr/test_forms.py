@@ -2,12 +2,14 @@
 """What pages' forms gain from tickets, changes that are taken back, and addresses on trial."""
 import signal
 
-from service import IMPATIENT, ServiceTest, eventually
+from service import IMPATIENT, Client, ServiceTest, eventually, key, model, text_key
 
 DONE = "This was done already, and is not done again."
 OLD = "This page was out of date, so nothing was done. Look at what is in force now and send it again."
 MOVED = "Some of these settings were changed elsewhere after the page was opened."
 ELSEWHERE = "This was changed elsewhere after the page was opened. Send it again to keep what you have entered."
+UNSAVED = "This could not be saved: the storage reports an error."
+NOTHING = "There is nothing to confirm: the settings are in force for good, or the former ones have returned."
 STATIC = "Network.Mode=static|Network.Address=192.168.1.9|Network.Netmask=255.255.255.0|Network.Gateway=192.168.1.1"
 
 
@@ -109,6 +111,11 @@ class Forms(ServiceTest):
             {refused}
             {refused}
             """)
+        # Two changes of 60 KB to the same have room.
+        large = self.service(model=model(text_key("a"), key("Changes", "table read, 'source': 'changes', 'columns': "
+                                                            "[{'name': 'Number', 'type': 'text'}]")))
+        self.assertEqual([large.ask("set a=" + letter * 60000) for letter in "wxyz"], [""] * 4)
+        self.assertEqual(large.ask("Changes"), "5/4")
 
 
 class Trial(ServiceTest):
@@ -120,8 +127,7 @@ class Trial(ServiceTest):
         self.device(service)
         self.expect(service, f"""
             Network.TrialSeconds;Network.TrialSettings => |||
-            set Network.Trial=keep => There is nothing to confirm: the settings are in force for good, \
-or the former ones have returned.
+            set Network.Trial=keep => {NOTHING}
             set {STATIC.replace("=192.168.1.9", "= 192,168.1.9 ")} => ///
             Network.TrialSettings => Network.Mode|dhcp|static/Network.Address||192.168.1.9/\
 Network.Netmask||255.255.255.0/Network.Gateway||192.168.1.1
@@ -139,14 +145,18 @@ Network.Netmask||255.255.255.0/Network.Gateway||192.168.1.1
         service.clock(steady=5000)
         service.start()
         self.assertEqual(self.on_trial(service), "120|static|192.168.1.10")
+        # What can't be stored is tried again.
+        usual = service.limit_files(4000)  # the log has room
         service.clock(steady=5120)
+        eventually(lambda: service.read("log").count("settings are not stored") > 1)
+        self.assertEqual(self.on_trial(service), "0|static|192.168.1.10")
+        service.limit_files(usual)
         eventually(lambda: self.on_trial(service) == "|dhcp|")
         eventually(lambda: service.ask("Network.CurrentAddress") == "192.168.1.57")
-        self.expect(service, """
-            System.Log{Text=The change of the address was not confirmed. The former one is in force again.}.Time
+        self.expect(service, f"""
+            System.Log{{Text=The change of the address was not confirmed. The former one is in force again.}}.Time
               => 2023-11-14 22:13:20
-            set Network.Trial=return => There is nothing to confirm: the settings are in force for good, \
-or the former ones have returned.
+            set Network.Trial=return => {NOTHING}
             """)
 
     def test_kept_returned_and_taken_back(self):
@@ -160,9 +170,23 @@ or the former ones have returned.
         for batch, state in steps:
             self.assertEqual(service.ask("set " + batch).strip("/"), "", batch)
             self.assertEqual(self.on_trial(service), state, batch)
-        # One that comes while the confirmation is on its way to the disk finds it confirmed.
         service.ask("set " + STATIC)
-        both = service.message("set Network.Trial=keep") + service.message("set Network.Trial=return")
-        self.assertEqual(service.client.ask(both), "")
-        self.assertIn("There is nothing to confirm", service.client.ask())
-        self.assertEqual(self.on_trial(service), "|static|192.168.1.9")
+        usual = service.limit_files(1)
+        for value in ("keep", "return"):
+            self.assertEqual(service.ask("set Network.Trial=" + value), UNSAVED)
+        service.limit_files(usual)
+        self.assertEqual(self.on_trial(service), "120|static|192.168.1.9")
+        log = service.ask("System.Log")
+        self.assertEqual([log.count(f"The change of the address was {what}.") for what in ("confirmed", "taken back")],
+                         [4, 2])  # in two columns
+
+    def test_two_answers_at_once(self):
+        """The one that comes while the other is on its way to the disk finds that decided."""
+        service = self.service(before=["env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-D", "-f", "-e", "fsync,fdatasync",
+                                       "-o", "syncs", "-e", "inject=fsync,fdatasync:delay_exit=300000"])
+        for batch, values, state in ((STATIC, ("keep", "return"), "|static|192.168.1.9"), ("Network.Mode=dhcp", ("return", "keep"), "|static|192.168.1.9"),
+                                     ("Network.Mode=dhcp", ("keep", "keep"), "|dhcp|192.168.1.9")):
+            self.assertEqual(service.ask("set " + batch).strip("/"), "")
+            clients = [Client(service).send(service.message("set Network.Trial=" + value)) for value in values]
+            self.assertEqual([client.ask() for client in clients], ["", NOTHING], values)
+            self.assertEqual(self.on_trial(service), state)
