@@ -165,9 +165,7 @@ void free(void* memory) {
   Header* header = HeaderOf(memory);
   if ((header->size & kFree) != 0) std::abort();
   if (header->size > kLargeBytes) {
-    const int error = errno;
     munmap(MappingOf(header), header->size);
-    errno = error;
   } else if (EndOf(header) == gNext) {
     gNext = reinterpret_cast<char*>(header);
     header->size |= kFree;
