@@ -161,7 +161,8 @@ bool GifTemplate::WriteToStandardOutput() const {
     output->ImageCount = file_->ImageCount;
     output->SavedImages = file_->SavedImages;
     written = EGifSpew(output) == GIF_OK;
-    // EGifSpew closes the output at its end, and can't fail then. Closing writes the last byte.
+    // EGifSpew closes the output at its end, and can't fail then. It fails before that without a
+    // palette or memory. Closing writes the last byte.
     if (!written) {
       output->UserData = nullptr;
       EGifCloseFile(output);

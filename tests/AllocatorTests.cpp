@@ -67,6 +67,27 @@ TEST(Allocator, WhatALoopFreesComesBack) {
   EXPECT_LE(blocks.size(), 2 * (ClassOf(5'000 + sizeof(Header)).index + 1));  // two of each class
 }
 
+TEST(Allocator, EndsOfBlocksAndRegions) {
+  constexpr std::size_t kMostOfSmall = kLargeBytes - sizeof(Header);
+  for (const std::size_t more : {0U, 1U}) {
+    void* block = OwnMalloc(kMostOfSmall + more);
+    EXPECT_EQ(HeaderOf(block)->size, kLargeBytes + more * kPageBytes);
+    OwnFree(block);
+  }
+  const auto takeNew = [](std::size_t size) {
+    void* block = OwnMalloc(size);
+    while (EndOf(HeaderOf(block)) != gNext) block = OwnMalloc(size);
+    return block;
+  };
+  void* last = takeNew(1000);
+  while (gEnd - gNext < 20'000) last = takeNew(1000);
+  OwnFree(last);
+  EXPECT_EQ(takeNew(5000), last);
+  EXPECT_EQ(OwnRealloc(last, 9000), last);
+  while (gEnd - gNext > 9000) last = takeNew(4000);
+  EXPECT_NE(OwnRealloc(last, 20'000), last);
+}
+
 TEST(Allocator, Refusals) {
   EXPECT_EQ(OwnMalloc(PTRDIFF_MAX), nullptr);
   EXPECT_EQ(errno, ENOMEM);

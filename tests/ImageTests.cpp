@@ -289,6 +289,17 @@ TEST_F(Images, RefusedTemplates) {
   }
 }
 
+// giflib finds only when it writes that there is no palette. The picture ends where it stood then.
+TEST_F(Images, WithoutAPalette) {
+  std::string bytes = Template(Size(20, 10));
+  bytes[10] = 'w';  // a screen without a palette
+  bytes.erase(13, 24);
+  const std::string output = Power(folder_.Write("bare.gif", bytes));
+  EXPECT_EQ(output, bytes.substr(0, 13 + 10));
+  EXPECT_EQ(gSystemLog.back(), "Error modifying GIF image '" + Path("bare.gif") + "'");
+  EXPECT_FALSE(Response::IsWhole());
+}
+
 // Everything is freed exactly once, whether writing fails in the middle or at the end.
 TEST_F(Images, OutputsThatFail) {
   std::signal(SIGPIPE, SIG_IGN);

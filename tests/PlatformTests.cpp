@@ -387,4 +387,7 @@ TEST_F(Proxy, SizeLimits) {
   EXPECT_EQ(Query(proxy, std::string((1U << 20) - kFrame, 'q')), "0 ");
   EXPECT_EQ(Query(proxy, std::string((1U << 20) - kFrame + 1, 'q')), "-1 ");
   EXPECT_EQ(peer.requests.size(), 2U) << "the request beyond the limit was not sent";
+  std::size_t ahead = 0;
+  while (ahead < 9 && proxy.Ask("client", std::string(4000, 'k'), "0")) ++ahead;
+  EXPECT_EQ(ahead, SysMgrProxy::kMaxAheadBytes / 4096);
 }

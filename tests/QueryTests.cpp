@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "query/OutputText.h"
 #include "query/WGLQueryExecutor.h"
 #include "tests/FakeSystemManager.h"
 #include "values/WGLVariables.h"
@@ -44,6 +45,16 @@ class Queries : public testing::Test {
 };
 
 }  // namespace
+
+// No machine has so much memory. What comes afterwards must not pass for the whole text.
+TEST(OutputText, IsLostAsAWhole) {
+  OutputText text;
+  text.Append("before");
+  text.Append({"too large", std::string::npos});
+  text.Append("after");
+  EXPECT_EQ(text.Size(), 0U);
+  EXPECT_EQ(text.Release(), nullptr);
+}
 
 TEST_F(Queries, FirstRowAndRowCount) {
   const std::string quotes(9999, '"');

@@ -128,6 +128,19 @@ TEST(WGLString, JoinsAndCombines) {
   }
 }
 
+// One copy was appended to, so that the other can't take further parts.
+TEST(WGLString, Copies) {
+  WGLString text = Make({"a"});
+  WGLString copy = text;
+  copy.Append(strdup("b"));
+  WGLString tail = Make({"c"});
+  WGLString kept = tail;
+  text.Append(tail);
+  EXPECT_EQ(OutputOf([&] { text.Write(stdout); }), "ab");
+  text.Clear();
+  kept.Clear();
+}
+
 // A page keeps what it shows, whatever its variables become: values of 128 bytes and more, in the
 // places of others, and cut at a NUL byte.
 TEST(WGLString, SharedValues) {

@@ -113,7 +113,7 @@ class Check(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.root = Path(folder.name)
         (self.root / "locale").mkdir()
-        for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("wgl/blank.wgl", "\n"), ("locale/de.po", PO),
+        for name, text in (("wgl/foot.wgl", "<p>foot</p>"), ("wgl/blank.wgl", "\n"), ("wgl/name.wgl", "<~ set `_given` `foot` ~>"), ("locale/de.po", PO),
                            ("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~><~ trans `Quoted` ~>"
                             "<~ query `System.Log:format=count` raw do `<~ trans `${01} there` ~>` ~>")):
             self.write(name, text)
@@ -146,6 +146,13 @@ class Check(unittest.TestCase):
             with self.subTest(right):
                 rule = expected.split()[1] if "form-" in expected else ""
                 self.assertEqual([each for each in found if each.startswith(f"wgl/{number}.wgl:") and rule in each], [])
+
+    def test_json(self):
+        """Text for JSON is raw in that it can be asked for as a page, and once more where it stands outside of a string."""
+        for template, count in (('{"a": "\\"<~ query `System.DeviceName` json ~>"}', 1),
+                                ('{"a": "\\"", <~ query `System.DeviceName` json ~>}', 2)):
+            self.write("wgl/getjson.wgl", template)
+            self.assertEqual(len(check(self.root)[0]), count, template)
 
     def test_unused_translations(self):
         self.write("wgl/user.wgl", "<~ include `foot.wgl` ~><~ trans `There` ~>")

@@ -439,7 +439,8 @@ class Values(TestCase):
                       "<~ query `outer` rowcount ~>", f"{HOSTILE} 2[1 a<]{HOSTILE} 22"), "one", "inner", "one", "outer"),
                 (page("<~ - `<~ query `one` ~>` ~><~ if `1` eq `2` then <~ query `none` ~> else <~ query `inner` ~> ~>",
                       "1 a&lt;"), "one", "none", "inner"),
-                (page("<~ query `one` ~>" * 400, (HOSTILE_HTML + " 2") * 400), *["one"] * 400),
+                (page("<~ query `one` ~>" * 400 + "<~ query `outer` ~>", (HOSTILE_HTML + " 2") * 400 + "x"), *["one"] * 400, "outer"),
+                (page("<~ query `one` raw ~><~ query `outer` do `${01}` ~>", HOSTILE + " 2xy"), "one", "outer"),
                 # A value of the request never becomes another key.
                 (page("<~ query `S{Name=${n htmlesc}}.Mac` ~>", "",
                       "n=" + urllib.parse.quote("x},A=1};b:raw,%7D%4%\n+\u00e4{")),

@@ -166,10 +166,11 @@ class Requests(ServiceTest):
 
     def test_bytes_that_are_no_request(self):
         """For any bytes, a client gets an answer or is disconnected: never silence, never half an answer."""
-        service = self.service()
+        service, begin = self.service(), time.monotonic()
         for data in (b"x", b":", b",", b"-1:", b"01:a,", b"1048577:", b"4294967296:", b"18446744073709551616:",
                      b"1:ab", b"3:1:a.,", b"5:1:a,,,", b"6:9:abc,,", b"9" * 100):
             self.assertIsNone(Client(service).send(data).receive(), data)
+        self.assertLess(time.monotonic() - begin, 9)  # at once, not when their time is over, after ten seconds
         request = frame("query|s||c|#1:2:18:System.ProductName,10:System.Led,|0")
         for at in range(len(request)):
             self.assertIsNone(Client(service).send(request[:at], more=False).receive(), at)
