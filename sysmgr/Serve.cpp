@@ -16,6 +16,7 @@
 #include "sysmgr/OwnSources.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Settings.h"
+#include "sysmgr/files/FolderOf.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/loop/EventLoop.h"
 #include "sysmgr/loop/Listener.h"
@@ -37,11 +38,6 @@ template <typename Clock>
 std::int64_t Seconds() {
   const auto now = Clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::seconds>(now).count();
-}
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr std::string_view kUnexpected = "unexpected ";
-constexpr std::size_t kExcerptBytes = 30;
+constexpr std::size_t kQuotedBytes = 30;
 
 // The token names of the message as an author writes them: "unexpected T_END, expecting T_QUOTE".
 std::string Spelled(std::string_view message) {
@@ -30,7 +30,7 @@ std::string Spelled(std::string_view message) {
 
 std::string ExcerptOf(std::string_view rest) {
   std::string excerpt;
-  Utf8::AppendSafe(excerpt, rest.substr(0, std::min(rest.find('\n'), kExcerptBytes)));
+  Utf8::AppendSafe(excerpt, rest.substr(0, std::min(rest.find('\n'), kQuotedBytes)));
   return excerpt;
 }
 

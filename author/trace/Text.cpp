@@ -65,11 +65,11 @@ namespace {
 
 // A longer text is no name, key or value that a page compares.
 constexpr std::size_t kMaxWordBytes = 65536;
-constexpr std::size_t kMaxSteps = 10000;
+constexpr std::size_t kMaxWordSteps = 10000;
 
 bool TakeWords(const Text& text, std::string& words, std::size_t& steps) {
   for (const Piece& piece : text.pieces) {
-    if (++steps > kMaxSteps || words.size() > kMaxWordBytes) return false;
+    if (++steps > kMaxWordSteps || words.size() > kMaxWordBytes) return false;
     if (piece.kind == Piece::Kind::kLiteral) {
       words += piece.text;
     } else if (piece.kind != Piece::Kind::kValue || piece.escaping != Escaping::kNone ||

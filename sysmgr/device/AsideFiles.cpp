@@ -17,6 +17,7 @@
 #include "base/Descriptor.h"
 #include "base/Number.h"
 #include "sysmgr/device/DiskError.h"
+#include "sysmgr/files/FolderOf.h"
 
 namespace {
 
@@ -25,12 +26,6 @@ constexpr const char* kDamagedMark = ".damaged-";
 
 // The write-ahead log, and the journal of databases of earlier firmware.
 constexpr const char* kCompanions[] = {"-wal", "-journal"};
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 void SyncFolder(const std::string& path) {
   const Descriptor folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

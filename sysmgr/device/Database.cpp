@@ -21,8 +21,6 @@
 
 namespace {
 
-using Kind = DiskError::Kind;
-
 // "VisS": distinguishes our databases from others.
 constexpr unsigned kApplicationId = 0x56697353;
 
@@ -59,7 +57,7 @@ Database::Loss Database::Read(int waitMilliseconds) {
                Log::Priority::kError);
     return Loss::kNewer;
   } catch (const DiskError& error) {
-    const bool inUse = error.Cause() == Kind::kInUse;
+    const bool inUse = error.Cause() == DiskError::Kind::kInUse;
     throw StartFailure(name + (inUse ? "is in use by another service: " : "can't be used: ") +
                        error.what());
   }
@@ -119,13 +117,14 @@ Database::Seen Database::Examine(const std::string& path, int waitMilliseconds) 
       ExamineContent(seen);
     } catch (const DiskError& error) {
       // Reading may need a further file, for which a full disk has no room.
-      if (error.Cause() != Kind::kReadOnly && error.Cause() != Kind::kFull) throw;
+      if (error.Cause() != DiskError::Kind::kReadOnly && error.Cause() != DiskError::Kind::kFull)
+        throw;
       seen.isReadOnly = true;
       seen.file = SqliteFile::OpenToRead(path);
       ExamineContent(seen);
     }
   } catch (const DiskError& error) {
-    if (error.Cause() != Kind::kDamaged) throw;
+    if (error.Cause() != DiskError::Kind::kDamaged) throw;
     seen.found = Found::kDamaged;
     seen.fault = error.what();
     seen.file = SqliteFile();
@@ -137,7 +136,7 @@ void Database::ExamineContent(Seen& seen) const {
   const bool isOurs = NumberOf(seen.file, "PRAGMA application_id") == kApplicationId;
   seen.version = NumberOf(seen.file, "PRAGMA user_version");
   if (!isOurs || seen.version == 0) {
-    throw DiskError(Kind::kDamaged, "it is not one of this service");
+    throw DiskError(DiskError::Kind::kDamaged, "it is not one of this service");
   }
   if (seen.version > version_) {
     seen.found = Found::kNewer;
@@ -145,7 +144,7 @@ void Database::ExamineContent(Seen& seen) const {
     return;
   }
   const std::string fault = seen.file.Text("PRAGMA integrity_check(1)");
-  if (fault != "ok") throw DiskError(Kind::kDamaged, fault);
+  if (fault != "ok") throw DiskError(DiskError::Kind::kDamaged, fault);
   seen.rows = seen.file.ReadRows("SELECT key, value FROM setting");
   seen.found = Found::kOurs;
 }
@@ -178,7 +177,8 @@ bool Database::OpenForWriting() {
     }
     // Somebody has brought another one, or its disk, after the start.
     if (seen.rows != rows_) {
-      throw DiskError(Kind::kFails, "it is not the one of the start; start the service again");
+      throw DiskError(DiskError::Kind::kFails,
+                      "it is not the one of the start; start the service again");
     }
     if (seen.isReadOnly) {
       seen.file = SqliteFile();  // first: closing a file removes the locks on it
@@ -225,7 +225,7 @@ std::optional<Database::Failure> Database::Write(const Rows& changes, bool delet
     rows_.swap(after);
     owed_.clear();
   } catch (const DiskError& error) {
-    if (!isReady_ || error.Cause() == Kind::kDamaged) {
+    if (!isReady_ || error.Cause() == DiskError::Kind::kDamaged) {
       file_ = SqliteFile();
       isReady_ = false;
     }

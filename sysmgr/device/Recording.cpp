@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::int64_t kDaySeconds =
+constexpr std::int64_t kLongSeconds =
     Recording::kStepSeconds * static_cast<std::int64_t>(Recording::kSteps);
 
 // As long as the record is not longer than this, a trend shows these last hours, step by step.
@@ -128,7 +128,7 @@ void Recording::Add(std::int64_t now, const std::vector<std::string>& names,
     row.awayFrom = now;
   }
   rows_.erase(std::remove_if(rows_.begin(), rows_.end(),
-                             [now](const Row& row) { return now - row.lastSeen > kDaySeconds; }),
+                             [now](const Row& row) { return now - row.lastSeen > kLongSeconds; }),
               rows_.end());
 }
 
@@ -184,12 +184,12 @@ std::vector<LiveRow> Recording::Rows(std::int64_t now) const {
     LiveRow cells = {row.name};
     cells.insert(cells.end(), row.kept.begin(), row.kept.end());
     cells.emplace_back(row.isHere ? "1" : "0");
-    const bool wasAway = row.awayFrom >= 0 && (!row.isHere || now - row.awayUntil <= kDaySeconds);
+    const bool wasAway = row.awayFrom >= 0 && (!row.isHere || now - row.awayUntil <= kLongSeconds);
     const std::int64_t until = row.isHere ? row.awayUntil : now;
     cells.push_back(wasAway ? Minutes(now - until) : "");
     cells.push_back(wasAway ? Minutes(until - row.awayFrom) : "");
-    cells.push_back(Minutes(std::min(now - row.since, kDaySeconds)));
-    cells.push_back(Minutes(isLong ? kDaySeconds : kShortSeconds));
+    cells.push_back(Minutes(std::min(now - row.since, kLongSeconds)));
+    cells.push_back(Minutes(isLong ? kLongSeconds : kShortSeconds));
     for (const Value& value : row.values) AppendValue(value, isLong, cells);
     rows.push_back(std::move(cells));
   }

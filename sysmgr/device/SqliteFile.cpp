@@ -16,31 +16,29 @@
 
 namespace {
 
-using Kind = DiskError::Kind;
-
-Kind KindOf(int result) {
+DiskError::Kind KindOf(int result) {
   switch (result) {
     case SQLITE_IOERR_READ:
     case SQLITE_IOERR_SHORT_READ:
     case SQLITE_IOERR_CORRUPTFS:
-      return Kind::kDamaged;
+      return DiskError::Kind::kDamaged;
     default:
       break;
   }
   switch (result & 0xFF) {
     case SQLITE_FULL:
-      return Kind::kFull;
+      return DiskError::Kind::kFull;
     case SQLITE_READONLY:
     case SQLITE_PERM:
-      return Kind::kReadOnly;
+      return DiskError::Kind::kReadOnly;
     case SQLITE_BUSY:
-      return Kind::kInUse;
+      return DiskError::Kind::kInUse;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_ERROR:  // the table is not there, or another one
-      return Kind::kDamaged;
+      return DiskError::Kind::kDamaged;
     default:
-      return Kind::kFails;
+      return DiskError::Kind::kFails;
   }
 }
 
@@ -110,7 +108,7 @@ SqliteFile SqliteFile::OpenToRead(const std::string& path) {
   struct stat status {};
   // An unfinished transaction is in the file, and only a write could take it back.
   if (stat((path + "-journal").c_str(), &status) == 0 && status.st_size > 0) {
-    throw DiskError(Kind::kFails, "its journal can't be applied");
+    throw DiskError(DiskError::Kind::kFails, "its journal can't be applied");
   }
   // Without a write-ahead log, the library would want to make one.
   const bool hasLog = stat((path + "-wal").c_str(), &status) == 0 && status.st_size > 0;
@@ -125,7 +123,7 @@ void SqliteFile::Fail(const std::string& what) const {
   const std::string text = what + ": " + sqlite3_errmsg(database);
   const int error = sqlite3_system_errno(database);
   const bool saysErrno = (result & 0xFF) == SQLITE_CANTOPEN || (result & 0xFF) == SQLITE_IOERR;
-  if (saysErrno && KindOf(result) == Kind::kFails && error != 0) {
+  if (saysErrno && KindOf(result) == DiskError::Kind::kFails && error != 0) {
     throw DiskError::FromErrno(error, text);
   }
   throw DiskError(KindOf(result), text);

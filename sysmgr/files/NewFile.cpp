@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/Transfer.h"
+#include "sysmgr/files/FolderOf.h"
 
 namespace {
 
@@ -32,12 +33,6 @@ Outcome OutcomeOf(int error) {
 int Make(const std::string& path) {
   unlink(path.c_str());
   return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-}
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 }  // namespace

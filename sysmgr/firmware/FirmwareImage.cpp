@@ -16,20 +16,17 @@
 
 namespace {
 
-constexpr std::string_view kMagic = "VISTEL-FIRMWARE ";
+constexpr std::string_view kImageMagic = "VISTEL-FIRMWARE ";
 constexpr std::string_view kHeaderVersion = "1";
 constexpr std::string_view kHeaderEnd = "\n\n";
 constexpr std::size_t kMaxHeaderVersionDigits = 9;
 
 constexpr std::string_view kSeparator = ": ";
-constexpr std::string_view kModel = "Model";
-constexpr std::string_view kVersion = "Version";
-constexpr std::string_view kLength = "Length";
-constexpr std::string_view kSha256 = "SHA-256";
-constexpr std::string_view kSignature = "Signature";
-
-// Large enough that a system call costs nothing compared with hashing the block.
-constexpr std::size_t kBlockBytes = 65536;
+constexpr std::string_view kModelField = "Model";
+constexpr std::string_view kVersionField = "Version";
+constexpr std::string_view kLengthField = "Length";
+constexpr std::string_view kSha256Field = "SHA-256";
+constexpr std::string_view kSignatureField = "Signature";
 
 constexpr std::size_t kHashDigits = std::size_t{2} * crypto_hash_sha256_BYTES;
 constexpr std::size_t kSignatureDigits = std::size_t{2} * crypto_sign_BYTES;
@@ -57,8 +54,8 @@ bool IsHexadecimal(std::string_view text, std::size_t digits) {
 
 // What is wrong with the first line of a file that should be an image.
 Outcome FaultOfFirstLine(std::string_view line) {
-  if (line.substr(0, kMagic.size()) != kMagic) return Sentence::kNoImage;
-  const std::string_view version = line.substr(kMagic.size());
+  if (line.substr(0, kImageMagic.size()) != kImageMagic) return Sentence::kNoImage;
+  const std::string_view version = line.substr(kImageMagic.size());
   if (version == kHeaderVersion) return {};
   if (version.empty() || version.size() > kMaxHeaderVersionDigits ||
       !std::all_of(version.begin(), version.end(), IsAsciiDigit)) {
@@ -88,8 +85,8 @@ void FirmwareVerifier::TakeHeader(std::string_view bytes) {
   const std::size_t before = header_.size();
   header_.append(bytes.substr(0, FirmwareImage::kMaxHeaderBytes - before));
   const std::size_t end = header_.find(kHeaderEnd);
-  const std::string_view begin = std::string_view(header_).substr(0, kMagic.size());
-  if (kMagic.substr(0, begin.size()) != begin) {
+  const std::string_view begin = std::string_view(header_).substr(0, kImageMagic.size());
+  if (kImageMagic.substr(0, begin.size()) != begin) {
     outcome_ = Sentence::kNoImage;
     return;
   }
@@ -129,23 +126,23 @@ Outcome FirmwareVerifier::ReadHeader(std::string_view header) {
     const std::string_view line = header.substr(begin, end - begin);
     Outcome outcome = begin == 0 ? FaultOfFirstLine(line) : ReadLine(line);
     if (!outcome.IsSuccess()) return outcome;
-    const bool isAbout = line.substr(0, kSha256.size()) == kSha256 ||
-                         line.substr(0, kSignature.size()) == kSignature;
+    const bool isAbout = line.substr(0, kSha256Field.size()) == kSha256Field ||
+                         line.substr(0, kSignatureField.size()) == kSignatureField;
     if (!isAbout) hash(header.substr(begin, end + 1 - begin));
     begin = end + 1;
   }
   hash("\n");
   const std::array<std::pair<std::string_view, bool>, 4> kFound = {
-      {{kModel, !image_.model.empty()},
-       {kVersion, !image_.version.empty()},
-       {kLength, length_ != 0},
-       {kSha256, !image_.sha256.empty()}}};
+      {{kModelField, !image_.model.empty()},
+       {kVersionField, !image_.version.empty()},
+       {kLengthField, length_ != 0},
+       {kSha256Field, !image_.sha256.empty()}}};
   for (const auto& [name, found] : kFound) {
     if (!found) return AtLine(Sentence::kHeaderLineMissing, name);
   }
   if (image_.model != trust_.model) {
     return AtLine(Sentence::kImageForOther,
-                  std::string(kModel).append(kSeparator).append(image_.model));
+                  std::string(kModelField).append(kSeparator).append(image_.model));
   }
   if (length_ > FirmwareImage::kMaxBytes - header_.size()) return Sentence::kImageTooLarge;
   return {};
@@ -158,22 +155,22 @@ Outcome FirmwareVerifier::ReadLine(std::string_view line) {
       colon == std::string_view::npos ? "" : line.substr(colon + kSeparator.size());
   bool isNew = true;
   bool isFine = true;
-  if (name == kModel) {
+  if (name == kModelField) {
     isNew = image_.model.empty();
     isFine = IsName(value, " ._-");
     image_.model = value;
-  } else if (name == kVersion) {
+  } else if (name == kVersionField) {
     isNew = image_.version.empty();
     isFine = IsName(value, "._+-");
     image_.version = value;
-  } else if (name == kLength) {
+  } else if (name == kLengthField) {
     isNew = length_ == 0;
     isFine = ParseDecimal(value, length_) && length_ > 0;
-  } else if (name == kSha256) {
+  } else if (name == kSha256Field) {
     isNew = image_.sha256.empty();
     isFine = IsHexadecimal(value, kHashDigits);
     image_.sha256 = value;
-  } else if (name == kSignature) {
+  } else if (name == kSignatureField) {
     isNew = signature_.empty();
     isFine = IsHexadecimal(value, kSignatureDigits);
     signature_ = value;
@@ -187,7 +184,7 @@ Outcome FirmwareVerifier::ReadLine(std::string_view line) {
 
 Outcome FirmwareVerifier::Finish(FirmwareImage& image) {
   if (outcome_.IsSuccess() && !inPayload_) {
-    outcome_ = header_.size() < kMagic.size() ? Sentence::kNoImage : Sentence::kImageCut;
+    outcome_ = header_.size() < kImageMagic.size() ? Sentence::kNoImage : Sentence::kImageCut;
   }
   if (outcome_.IsSuccess() && payloadBytes_ < length_) outcome_ = Sentence::kImageCut;
   if (!outcome_.IsSuccess()) return outcome_;
@@ -205,7 +202,7 @@ Outcome FirmwareVerifier::Finish(FirmwareImage& image) {
 
 Outcome VerifyFirmware(int descriptor, const FirmwareTrust& trust, FirmwareImage& image) {
   FirmwareVerifier verifier(trust);
-  std::vector<char> block(kBlockBytes);
+  std::vector<char> block(FirmwareImage::kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(descriptor, block.data(), block.size());
     if (count < 0) return Sentence::kImageNotReadable;

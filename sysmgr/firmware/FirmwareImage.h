@@ -24,6 +24,9 @@ struct FirmwareImage {
   // The longest model and the longest version: they fit next to their labels on a narrow page.
   static constexpr std::size_t kMaxNameBytes = 63;
 
+  // What is read at once: a system call costs nothing compared with hashing that much.
+  static constexpr std::size_t kBlockBytes = 65536;
+
   std::string model;
   std::string version;
   std::size_t bytes = 0;  // header and payload

@@ -22,8 +22,6 @@ namespace {
 constexpr const char* kWaiting = "firmware-waiting.img";
 constexpr const char* kInstalled = "firmware-installed.img";
 
-constexpr std::size_t kBlockBytes = 65536;
-
 // The share of writing in the whole progress, in percent; the rest is reading back.
 constexpr unsigned kWritingShare = 80;
 
@@ -107,7 +105,7 @@ void FirmwareUpdate::Forget() {
 Outcome FirmwareUpdate::CopyUpload(int upload, FirmwareImage& image) const {
   NewFile file(Path(kWaiting));
   FirmwareVerifier verifier(trust_);
-  std::vector<char> block(kBlockBytes);
+  std::vector<char> block(FirmwareImage::kBlockBytes);
   for (;;) {
     const ssize_t count = ReadSome(upload, block.data(), block.size());
     if (count < 0) return Sentence::kUploadNotReadable;

@@ -22,6 +22,9 @@ inline void AddEvent(const EventPointer& what, const timeval* time = nullptr) {
   }
 }
 
+// For AddEvent: after all that is ready in this round of the loop.
+constexpr timeval kNextRound = {0, 0};
+
 inline timeval TimeOf(int milliseconds) {
   return {milliseconds / 1000, milliseconds % 1000 * 1000L};
 }

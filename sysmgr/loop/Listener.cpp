@@ -18,8 +18,8 @@
 
 namespace {
 
-constexpr mode_t kFolderMode = 0750;
-constexpr mode_t kForbiddenFolderMode = S_IWGRP | S_IRWXO;
+constexpr mode_t kSocketFolderMode = 0750;
+constexpr mode_t kForbiddenSocketFolderMode = S_IWGRP | S_IRWXO;
 constexpr mode_t kAllBits = 0777;
 constexpr int kBacklog = 256;
 
@@ -58,9 +58,9 @@ void PrepareFolder(const std::string& path) {
     throw StartFailure("socket '" + path + "': its path must name a folder");
   }
   const std::string folder = slash == 0 ? "/" : path.substr(0, slash);
-  if (mkdir(folder.c_str(), kFolderMode) == 0) {
+  if (mkdir(folder.c_str(), kSocketFolderMode) == 0) {
     // The caller's mask may have taken more away than the clients can do without.
-    if (chmod(folder.c_str(), kFolderMode) == 0) return;
+    if (chmod(folder.c_str(), kSocketFolderMode) == 0) return;
   } else if (errno != EEXIST) {
     throw StartFailure("socket's folder '" + folder + "' can't be made: " + Error());
   }
@@ -68,7 +68,7 @@ void PrepareFolder(const std::string& path) {
   if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     throw StartFailure("socket's folder '" + folder + "' is no folder");
   }
-  if ((status.st_mode & kForbiddenFolderMode) != 0) {
+  if ((status.st_mode & kForbiddenSocketFolderMode) != 0) {
     throw StartFailure("socket's folder '" + folder +
                        "' is too open; its mode must be 0750 or less");
   }

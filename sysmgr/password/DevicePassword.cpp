@@ -24,7 +24,7 @@ namespace {
 constexpr std::string_view kMethod = "$6$";
 constexpr std::string_view kSaltLetters =
     "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-constexpr std::size_t kSaltBytes = 16;
+constexpr std::size_t kHashSaltBytes = 16;
 
 // For a label: no letter or digit that looks like another one.
 constexpr std::string_view kMadeOf = "abcdefghjkmnpqrstuvwxyz23456789";
@@ -48,7 +48,7 @@ std::string Hash(const std::string& password, const std::string& setting) {
 
 // "" when it can't be made.
 std::string NewHash(const std::string& password) {
-  return Hash(password, std::string(kMethod).append(Random(kSaltLetters, kSaltBytes)));
+  return Hash(password, std::string(kMethod).append(Random(kSaltLetters, kHashSaltBytes)));
 }
 
 Outcome Write(const std::string& file, const std::string& hash) {

@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr timeval kNextRound = {0, 0};
 constexpr const char* kNoMessage = "it sends what is no message";
 
 }  // namespace

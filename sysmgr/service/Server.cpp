@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr timeval kNextRound = {0, 0};
-
 // Raises the limit on open files to fit the connections; returns how many connections it allows.
 std::size_t ReserveDescriptors(std::size_t connections) {
   rlimit limit{};
