@@ -11,12 +11,12 @@
 #include <utility>
 #include <vector>
 
+#include "base/FolderOf.h"
 #include "sysmgr/Features.h"
 #include "sysmgr/Notify.h"
 #include "sysmgr/OwnSources.h"
 #include "sysmgr/device/Device.h"
 #include "sysmgr/device/Settings.h"
-#include "sysmgr/files/FolderOf.h"
 #include "sysmgr/log/Log.h"
 #include "sysmgr/loop/EventLoop.h"
 #include "sysmgr/loop/Listener.h"

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "base/Descriptor.h"
+#include "base/FolderOf.h"
 #include "base/Number.h"
 #include "sysmgr/device/DiskError.h"
-#include "sysmgr/files/FolderOf.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/FolderOf.h"
 #include "base/Transfer.h"
-#include "sysmgr/files/FolderOf.h"
 
 namespace {
 
