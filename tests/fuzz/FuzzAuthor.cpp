@@ -22,7 +22,7 @@ int ErrorsFound() {
   gRun.active = true;
   const int errors = CountErrors();
   gRun.active = false;
-  for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i]);
+  CloseFiles();
   return errors;
 }
 

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <deque>
 #include <new>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -43,8 +44,8 @@ int yywgllex_destroy();
 
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
+int __real_close(int file);
 [[noreturn]] void __real_exit(int status);
-FILE* __real_fdopen(int file, const char* mode);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
 char* __real_strdup(const char* text);
@@ -103,8 +104,8 @@ struct Run {
   jmp_buf leave;
   RunEnd end;
   int status;
-  FILE* files[kMaxOpenFiles];
-  std::size_t fileCount, copiedBytes, readCount;
+  std::set<int> files;  // those that are open
+  std::size_t copiedBytes, readCount;
   unsigned queries;
   std::deque<StringTable> asked;
 };
@@ -116,6 +117,11 @@ std::string gMain, gA, gB, gQuery, gReadPlan;
   gRun.end = end;
   gRun.status = status;
   std::longjmp(gRun.leave, 1);
+}
+
+// The program leaves its templates open.
+void CloseFiles() {
+  for (const int file : std::exchange(gRun.files, {})) __real_close(file);
 }
 
 void CallBody(int (*body)()) {
@@ -160,7 +166,7 @@ Outcome RunTemplate(const std::string& readPlan, int (*body)()) {
     const std::size_t before = AllocatedBytes();
     CallBody(body);
     RenewGlobals();
-    for (std::size_t i = 0; i < gRun.fileCount; ++i) std::fclose(gRun.files[i]);
+    CloseFiles();
     Check(gRun.end != RunEnd::kReturned || AllocatedBytes() == before,
           "a page frees all memory that it took");
   });
@@ -275,27 +281,28 @@ int __wrap_open(const char* path, int flags, ...) {
   Check(name.compare(0, gDocumentRoot.size() + 1, gDocumentRoot + "/") == 0 &&
             name.find("/../") == std::string::npos && name.find("link") == std::string::npos,
         "only files below the document root are opened");
-  if (gRun.fileCount == kMaxOpenFiles) {
+  if (gRun.files.size() == kMaxOpenFiles) {
     errno = EMFILE;
     return -1;
   }
   const std::string inside = name.substr(gDocumentRoot.size());
-  if (inside == "/main.wgl") return OpenInMemory(gMain);
-  if (inside == "/a.wgl") return OpenInMemory(gA);
-  if (inside == "/sub/b.wgl") return OpenInMemory(gB);
-  return __real_open(path, flags);
+  const int file = inside == "/main.wgl"    ? OpenInMemory(gMain)
+                   : inside == "/a.wgl"     ? OpenInMemory(gA)
+                   : inside == "/sub/b.wgl" ? OpenInMemory(gB)
+                                            : __real_open(path, flags);
+  if (file >= 0) gRun.files.insert(file);
+  return file;
+}
+
+int __wrap_close(int file) {
+  gRun.files.erase(file);
+  return __real_close(file);
 }
 
 // An old system, in which a path is looked at before it is opened.
 long __wrap_syscall(long /*number*/, ...) {
   errno = ENOSYS;
   return -1;
-}
-
-FILE* __wrap_fdopen(int file, const char* mode) {
-  FILE* stream = __real_fdopen(file, mode);
-  if (gRun.active) gRun.files[gRun.fileCount++] = stream;
-  return stream;
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
