@@ -28,7 +28,6 @@ bool TakeDecimal(std::string_view& text, Number& number) {
   std::size_t size = 0;
   for (; size < text.size() && IsAsciiDigit(text[size]); ++size) {
     const auto digit = static_cast<Number>(text[size] - '0');
-    if (size > 0 && value == 0) return false;
     // Fewer digits always fit.
     if (size >= kSafeDigits &&
         (value > kHighest / 10 || (value == kHighest / 10 && digit > kHighest % 10))) {
@@ -36,7 +35,7 @@ bool TakeDecimal(std::string_view& text, Number& number) {
     }
     value = static_cast<Number>(value * 10 + digit);
   }
-  if (size == 0) return false;
+  if (size == 0 || (size > 1 && text[0] == '0')) return false;
   number = value;
   text.remove_prefix(size);
   return true;

@@ -41,17 +41,6 @@ Netstring::Piece Netstring::Read(std::string_view text, std::size_t maxBytes) {
   return {Status::kWhole, rest.substr(0, length), whole};
 }
 
-bool Netstring::Take(std::string_view& text, std::string_view& bytes) {
-  std::string_view rest = text;
-  std::uint32_t length = 0;
-  if (!TakeDecimal(rest, length) || rest.empty() || rest.front() != ':') return false;
-  rest.remove_prefix(1);
-  if (rest.size() <= length || rest[length] != ',') return false;
-  bytes = rest.substr(0, length);
-  text = rest.substr(std::size_t{length} + 1);
-  return true;
-}
-
 bool Netstring::TakeNumber(std::string_view& text, unsigned& number) {
   std::string_view rest = text;
   unsigned value = 0;

@@ -5,8 +5,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "base/Number.h"
 
 namespace Netstring {
 
@@ -46,8 +49,16 @@ struct Piece {
 Piece Read(std::string_view text, std::size_t maxBytes);
 
 // Removes the first netstring from `text`, which must hold all bytes. Returns false and leaves both
-// untouched when there is none.
-bool Take(std::string_view& text, std::string_view& bytes);
+// untouched when there is none. Tables have a netstring for each cell.
+inline bool Take(std::string_view& text, std::string_view& bytes) {
+  std::string_view rest = text;
+  std::uint32_t length = 0;
+  if (!TakeDecimal(rest, length) || rest.empty() || rest[0] != ':') return false;
+  if (rest.size() - 1 <= length || rest[std::size_t{length} + 1] != ',') return false;
+  bytes = rest.substr(1, length);
+  text = rest.substr(std::size_t{length} + 2);
+  return true;
+}
 
 // Removes a decimal number, without leading zeros and at most 2^32 - 1, and the ":" after it from
 // `text`. Returns false and leaves both untouched when there is none.

@@ -6,15 +6,10 @@
 #include <limits>
 #include <string>
 
-#include "values/WGLEscaper.h"
-
 namespace {
 
 // Most texts are a single value.
 constexpr std::size_t kMinCapacity = 64;
-
-// Larger than nearly all values.
-constexpr std::size_t kPieceBytes = 4096;
 
 constexpr std::size_t kMaxCapacity = std::numeric_limits<std::size_t>::max() / 2;
 
@@ -45,17 +40,12 @@ void OutputText::AppendNumber(unsigned number) {
   Append(std::to_string(number));
 }
 
-void OutputText::AppendEscaped(const WGLEscaper& escaper, std::string_view text) {
-  // In pieces, because a large text seldom grows as much as it could. One that doesn't grow at all
-  // is never moved.
-  if (!Reserve(text.size() + std::min(text.size(), kPieceBytes) * escaper.Growth())) return;
-  do {
-    const std::string_view piece = text.substr(0, kPieceBytes);
-    if (!Reserve(piece.size() * escaper.Growth())) return;
-    const char* const end = escaper.EscapeTo(text_ + size_, piece);
-    size_ = static_cast<std::size_t>(end - text_);
-    text.remove_prefix(piece.size());
-  } while (!text.empty());
+void OutputText::AppendInPieces(const WGLEscaper& escaper, std::string_view text) {
+  // One that doesn't grow at all is never moved.
+  if (!Reserve(text.size() + kPieceBytes * escaper.Growth())) return;
+  for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPieceBytes))) {
+    AppendEscaped(escaper, text.substr(0, kPieceBytes));
+  }
 }
 
 char* OutputText::Release() {

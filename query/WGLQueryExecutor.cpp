@@ -114,20 +114,17 @@ void WGLQueryExecutor::ExecuteQueryDo2(char** out, std::string_view body) {
   const unsigned rows = RowCount(results_.back().table);
   const std::vector<Piece> pieces = Split(body);
   OutputText text;
-  gVariables.Set(kRowVariable, "");
-  std::string& rowVariable = gVariables.find(kRowVariable)->second;
   for (unsigned row = 0; row < rows; ++row) {
-    rowVariable = std::to_string(row + 1);
     for (const Piece& piece : pieces) {
       text.Append(piece.literal);
-      if (piece.kind == Piece::kRowNumber) text.Append(rowVariable);
+      if (piece.kind == Piece::kRowNumber) text.AppendNumber(row + 1);
       if (piece.kind == Piece::kValue) AppendValue(text, piece.place, row);
     }
     // Most rows are less than half longer than the first.
     if (row == 0) text.Expect(text.Size() * 3 / 2 * (rows - 1));
   }
   *out = text.Release();
-  rowVariable.clear();
+  gVariables.Set(kRowVariable, "");
   results_.pop_back();
 }
 

@@ -58,7 +58,7 @@ class WGLQueryExecutor {
   // Repeats `body` for each row of the last result set and pops the set from the stack. In the body
   //   ${NN}, ${NNX}  become column NN (from 01) of the first set or of set X ("A" to "Z"), in the
   //                  row that is being repeated; nothing if there is no such value
-  //   ${ROW}         becomes the number of the row, from 1, which the variable ROW holds meanwhile
+  //   ${ROW}         becomes the number of the row, from 1; the variable ROW is empty afterwards
   // and everything else stays as it is. Without a result set, reports an error and ends the process
   // with status 1.
   void ExecuteQueryDo2(char** out, std::string_view body);

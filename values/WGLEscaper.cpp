@@ -38,22 +38,6 @@ std::size_t EntityOf(char byte) {
   return kEntityIndex.of[static_cast<unsigned char>(byte)];
 }
 
-// As many bytes as the machine compares at once.
-using Word = std::size_t;
-constexpr Word kOnes = ~Word{0} / 0xFF;  // 1 in each byte
-
-// Not 0 if any byte of the word is 0.
-constexpr Word ZeroBytes(Word word) {
-  return (word - kOnes) & ~word & kOnes << 7;
-}
-
-// Whether a byte of the word needs a reference. "&" and "'" differ in bit 0 only, "<" and ">" in
-// bit 1 only.
-bool HasSpecial(Word word) {
-  return (ZeroBytes(word ^ kOnes * '"') | ZeroBytes((word | kOnes) ^ kOnes * '\'') |
-          ZeroBytes((word | kOnes * 2) ^ kOnes * '>')) != 0;
-}
-
 // Percent-encoding.
 char* PercentTo(char* out, std::string_view value) {
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -104,25 +88,16 @@ std::string WGLEscaper::Escape(const std::string& value) const {
   return value;
 }
 
-// Tables consist of many short values: this copies whole words as long as they need no escaping.
 char* WGLEscaper::EntitiesTo(char* out, std::string_view value) {
-  const char* in = value.data();
-  const char* const end = in + value.size();
   for (;;) {
-    Word word = 0;
-    for (; static_cast<std::size_t>(end - in) >= sizeof word; in += sizeof word) {
-      std::memcpy(&word, in, sizeof word);
-      if (HasSpecial(word)) break;
-      std::memcpy(out, &word, sizeof word);
-      out += sizeof word;
-    }
-    // Up to the special byte, or the end.
-    std::size_t entity = 0;
-    for (; in != end && (entity = EntityOf(*in)) == 0; ++in) *out++ = *in;
-    if (in == end) return out;
-    std::memcpy(out, kEntities[entity].text, sizeof kEntities[entity].text);
-    out += kEntities[entity].size;
-    ++in;
+    std::size_t plain = 0;
+    for (; plain < value.size() && EntityOf(value[plain]) == 0; ++plain) out[plain] = value[plain];
+    out += plain;
+    if (plain == value.size()) return out;
+    const Entity& entity = kEntities[EntityOf(value[plain])];
+    std::memcpy(out, entity.text, sizeof entity.text);
+    out += entity.size;
+    value.remove_prefix(plain + 1);
   }
 }
 
