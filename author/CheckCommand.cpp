@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <set>
 
 #include "author/Options.h"
-#include "author/SiteContext.h"
 #include "author/WatchedFolders.h"
+#include "author/catalogue/Languages.h"
 #include "author/catalogue/Sentences.h"
 #include "author/check/CatalogueRules.h"
 #include "author/check/Site.h"
@@ -21,6 +22,8 @@
 #include "base/Settings.h"
 
 namespace {
+
+using Sentences = std::set<std::string>;
 
 // A root of fewer pages is checked before anybody could read a line about it.
 constexpr std::size_t kPagesWithProgress = 100;
@@ -51,6 +54,16 @@ std::set<std::string> NamesOf(const Options& options, const std::vector<std::str
   return names;
 }
 
+Catalogues ReadCatalogues(const std::string& folder) {
+  Catalogues catalogues;
+  for (const std::string& language : LanguagesOf(folder)) {
+    std::string file = folder + "/";
+    file.append(language).append(".po");
+    catalogues[language] = Catalogue::Read(file);
+  }
+  return catalogues;
+}
+
 void Print(const std::set<Finding>& findings, Options::Format format) {
   const std::string text = format == Options::Format::kJson    ? AsJson(findings)
                            : format == Options::Format::kSarif ? AsSarif(findings)
@@ -67,12 +80,22 @@ int CheckSite(const Options& options) {
     return 0;
   }
   const SiteSettings settings = SiteSettings::Read(gDocumentRoot + "/vistel.json");
-  const Context context = ReadContext(options);
-  const Site site(gDocumentRoot, settings, context, isatty(2) != 0 ? ShowProgress : nullptr);
+  const DeviceModel model = DeviceModel::Read(options.model);
+  // Both are read while the passes run.
+  std::future<Catalogues> reading;
+  std::future<std::optional<Sentences>> asking;
+  SiteEvents events;
+  events.begun = [&] { reading = std::async(std::launch::async, ReadCatalogues, options.locale); };
+  events.translatesForeign = [&] {
+    asking = std::async(std::launch::async, SentencesOf, options.sentences, options.model);
+  };
+  if (isatty(2) != 0) events.progress = ShowProgress;
+  const Site site(gDocumentRoot, settings, model, events);
+  const Catalogues catalogues = reading.valid() ? reading.get() : ReadCatalogues(options.locale);
   std::set<Finding> findings = site.FindAll();
-  std::optional<std::set<std::string>> sentences = std::set<std::string>();
-  if (site.TranslatesForeign()) sentences = SentencesOf(options.sentences, options.model);
-  JudgeCatalogues(site.Texts(), sentences, settings.language, gDocumentRoot, context, findings);
+  const std::optional<Sentences> sentences = asking.valid() ? asking.get() : Sentences();
+  JudgeCatalogues(site.Texts(), sentences, settings.language, gDocumentRoot, catalogues, findings);
+  JudgeLanded(site.Landed(), catalogues, findings);
   RemoveSwitchedOff(gDocumentRoot, settings.off, findings);
   const std::set<std::string> names = NamesOf(options, site.Templates());
   for (auto finding = findings.begin(); finding != findings.end();) {

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "author/Options.h"
-#include "author/SiteContext.h"
 #include "author/catalogue/CatalogueTemplate.h"
 #include "author/catalogue/Sentences.h"
 #include "author/check/Site.h"
@@ -54,9 +53,12 @@ std::string CommentBefore(std::string_view text, unsigned line, unsigned column)
 }  // namespace
 
 int WriteStrings(const Options& options) {
-  const Context context = {DeviceModel::Read(options.model), {}};
+  const DeviceModel model = DeviceModel::Read(options.model);
   const SiteSettings settings = SiteSettings::Read(gDocumentRoot + "/vistel.json");
-  const Site site(gDocumentRoot, settings, context, nullptr);
+  bool translatesForeign = false;
+  SiteEvents events;
+  events.translatesForeign = [&translatesForeign] { translatesForeign = true; };
+  const Site site(gDocumentRoot, settings, model, events);
   std::map<std::string, std::string> files;
   std::vector<TextToTranslate> texts;
   std::set<std::string> known;
@@ -78,7 +80,7 @@ int WriteStrings(const Options& options) {
     const auto& b = right.places.front();
     return std::tie(a.file, a.line, a.column) < std::tie(b.file, b.line, b.column);
   });
-  if (site.TranslatesForeign()) {
+  if (translatesForeign) {
     const auto sentences = SentencesOf(options.sentences, options.model);
     if (!sentences) {
       throw Failure("templates translate what the device says, and there is no '" +

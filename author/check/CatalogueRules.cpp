@@ -56,11 +56,11 @@ void JudgeSentences(const std::set<std::string>& sentences, const Catalogue& cat
 
 void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
                      const std::optional<std::set<std::string>>& sentences,
-                     const std::string& language, const std::string& root, const Context& context,
-                     std::set<Finding>& findings) {
+                     const std::string& language, const std::string& root,
+                     const Catalogues& catalogues, std::set<Finding>& findings) {
   for (const auto& [text, uses] : texts) {
     std::string missing;
-    for (const auto& [each, catalogue] : context.catalogues) {
+    for (const auto& [each, catalogue] : catalogues) {
       const auto found = catalogue.translations.find(text);
       const bool there = found != catalogue.translations.end() && !found->second.text.empty();
       if (!there && each != language) missing += (missing.empty() ? "" : ", ") + each;
@@ -69,7 +69,7 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
     findings.insert(
         uses.begin()->ToFinding("untranslated", Shown(text) + " has no translation in " + missing));
   }
-  for (const auto& [each, catalogue] : context.catalogues) {
+  for (const auto& [each, catalogue] : catalogues) {
     const std::string file = NameFrom(root, catalogue.path);
     JudgeSentences(sentences.value_or(std::set<std::string>()), catalogue, file, each == language,
                    findings);
@@ -82,6 +82,26 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
         findings.insert({file, translation.line, 1, "translation-markup",
                          "tags or placeholders differ from those of " + Shown(text)});
       }
+    }
+  }
+}
+
+void JudgeLanded(const std::set<LandedTranslation>& landed, const Catalogues& catalogues,
+                 std::set<Finding>& findings) {
+  for (const LandedTranslation& each : landed) {
+    const std::string& text = each.text.name;
+    const auto judge = [&](const std::string& words, const std::string& whose) {
+      if (words.find_first_of(each.signs) == std::string::npos) return false;
+      const std::string message =
+          whose + " holds a sign that ends the place where it stands, " + each.where;
+      findings.insert(each.text.ToFinding("translation-markup", message));
+      return true;
+    };
+    if (judge(text, "this text")) continue;
+    for (const auto& [language, catalogue] : catalogues) {
+      const auto found = catalogue.translations.find(text);
+      if (found == catalogue.translations.end()) continue;
+      if (judge(found->second.text, "the translation '" + language + "'")) break;
     }
   }
 }

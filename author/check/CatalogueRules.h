@@ -8,11 +8,18 @@
 #include <set>
 #include <string>
 
-#include "author/check/Context.h"
+#include "author/catalogue/Catalogue.h"
+#include "author/check/PassResult.h"
+
+using Catalogues = std::map<std::string, Catalogue>;  // by language
 
 // `sentences` are the device's, which templates translate too; without them, nobody knows which
 // translations are unused. `language` is that of the texts themselves.
 void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
                      const std::optional<std::set<std::string>>& sentences,
-                     const std::string& language, const std::string& root, const Context& context,
-                     std::set<Finding>& findings);
+                     const std::string& language, const std::string& root,
+                     const Catalogues& catalogues, std::set<Finding>& findings);
+
+// Texts and translations with a sign that ends the place where they land.
+void JudgeLanded(const std::set<LandedTranslation>& landed, const Catalogues& catalogues,
+                 std::set<Finding>& findings);

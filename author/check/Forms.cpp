@@ -209,13 +209,13 @@ void AddFieldsOf(std::string_view address, std::set<std::string>& names) {
 
 }  // namespace
 
-FormJudge::FormJudge(const Record& record, const Context& context)
-    : record_(record), context_(context) {
+FormJudge::FormJudge(const Record& record, const DeviceModel& model)
+    : record_(record), model_(model) {
   for (const Record::Read& each : record.reads) read_.insert(each.name);
 }
 
 void FormJudge::Take(const HtmlPage& page, const Rendering& rendering) {
-  Fields fields(page, record_, rendering, context_.model, read_);
+  Fields fields(page, record_, rendering, model_, read_);
   for (const GumboNode* field : fields.All()) {
     const std::string name = Value(field, "name");
     given_.insert(name);
@@ -231,8 +231,13 @@ void FormJudge::Take(const HtmlPage& page, const Rendering& rendering) {
   }
   for (const GumboNode* node : page.Nodes()) {
     if (node->type != GUMBO_NODE_ELEMENT) continue;
-    for (const char* attribute : {"href", "src", "action", "formaction"}) {
-      AddFieldsOf(Value(node, attribute), given_);
+    const GumboVector& attributes = node->v.element.attributes;
+    for (unsigned i = 0; i < attributes.length; ++i) {
+      const auto& attribute = *static_cast<const GumboAttribute*>(attributes.data[i]);
+      const std::string_view name = attribute.name;
+      if (name == "href" || name == "src" || name == "action" || name == "formaction") {
+        AddFieldsOf(attribute.value, given_);
+      }
     }
   }
 }

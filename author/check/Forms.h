@@ -8,8 +8,8 @@
 #include <string>
 #include <tuple>
 
-#include "author/check/Context.h"
 #include "author/check/HtmlPage.h"
+#include "author/check/Judges.h"
 #include "author/check/Rendering.h"
 
 // Collects what is wrong with fields over several renderings of a page. A rendering may show a
@@ -17,7 +17,7 @@
 // that field shows is a finding.
 class FormJudge {
  public:
-  FormJudge(const Record& record, const Context& context);
+  FormJudge(const Record& record, const DeviceModel& model);
 
   void Take(const HtmlPage& page, const Rendering& rendering);
   void Report(PassResult& result) const;
@@ -27,7 +27,7 @@ class FormJudge {
   using Control = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, std::string>;
 
   const Record& record_;
-  const Context& context_;
+  const DeviceModel& model_;
   std::set<std::string> read_;   // variables of the page
   std::set<std::string> given_;  // names of fields, in forms and links
   std::map<Control, std::set<Finding>> findings_;

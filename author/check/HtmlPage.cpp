@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "author/check/HtmlPage.h"
 
-#include <iterator>
+#include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -11,17 +12,39 @@ const GumboVector* ChildrenOf(const GumboNode* node) {
   return isElement ? &node->v.element.children : nullptr;
 }
 
-void* Allocate(void* memory, std::size_t size) {
-  return static_cast<std::pmr::memory_resource*>(memory)->allocate(size);
-}
-
 }  // namespace
 
-HtmlPage::HtmlPage(const Rendering& rendering) {
+void* HtmlMemory::Take(std::size_t size) {
+  constexpr std::size_t kBlockBytes = std::size_t{1} << 16;
+  constexpr std::size_t kAlignment = alignof(std::max_align_t);
+  if (size > kBlockBytes) {
+    large_.emplace_back(new char[size]);
+    return large_.back().get();
+  }
+  const std::size_t taken = (size + kAlignment - 1) / kAlignment * kAlignment;
+  if (taken > left_) {
+    if (used_ == blocks_.size()) blocks_.emplace_back(new char[kBlockBytes]);
+    next_ = blocks_[used_++].get();
+    left_ = kBlockBytes;
+  }
+  left_ -= taken;
+  return std::exchange(next_, next_ + taken);
+}
+
+void HtmlMemory::Reset() {
+  large_.clear();
+  used_ = 0;
+  left_ = 0;
+}
+
+HtmlPage::HtmlPage(const Rendering& rendering, HtmlMemory& memory) {
+  memory.Reset();
   GumboOptions options = kGumboDefaultOptions;
-  options.allocator = Allocate;
-  options.deallocator = [](void* /*memory*/, void* /*block*/) {};
-  options.userdata = static_cast<std::pmr::memory_resource*>(&memory_);
+  options.allocator = [](void* blocks, std::size_t size) {
+    return static_cast<HtmlMemory*>(blocks)->Take(size);
+  };
+  options.deallocator = [](void* /*blocks*/, void* /*block*/) {};
+  options.userdata = &memory;
   const GumboOutput* const output =
       gumbo_parse_with_options(&options, rendering.page.data(), rendering.page.size());
   // Without recursion, because elements can be nested as deeply as anybody likes.

@@ -5,16 +5,34 @@
 
 #include <gumbo.h>
 
-#include <memory_resource>
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "author/check/Rendering.h"
 
+// Of the library's trees, which are made of many small blocks that all end together.
+class HtmlMemory {
+ public:
+  void* Take(std::size_t size);
+
+  // All that was taken is free again.
+  void Reset();
+
+ private:
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  std::vector<std::unique_ptr<char[]>> large_;
+  std::size_t used_ = 0;  // of the blocks
+  char* next_ = nullptr;
+  std::size_t left_ = 0;
+};
+
 class HtmlPage {
  public:
-  explicit HtmlPage(const Rendering& rendering);
+  // The memory is reset, and must not be used for anything else as long as the page is there.
+  HtmlPage(const Rendering& rendering, HtmlMemory& memory);
   HtmlPage(const HtmlPage&) = delete;
   HtmlPage& operator=(const HtmlPage&) = delete;
 
@@ -22,7 +40,6 @@ class HtmlPage {
   const std::vector<const GumboNode*>& Nodes() const { return nodes_; }
 
  private:
-  std::pmr::monotonic_buffer_resource memory_;  // of the library's tree, which needs no end then
   std::vector<const GumboNode*> nodes_;
 };
 

@@ -68,36 +68,6 @@ void AddElement(const GumboNode* node, bool isXml, std::vector<Landed>& landed) 
   }
 }
 
-std::string_view NameOf(Landing landing) {
-  switch (landing) {
-    case Landing::kText:
-      return "in text";
-    case Landing::kAttribute:
-      return "in an attribute";
-    case Landing::kUnquoted:
-      return "in an attribute without quotes";
-    case Landing::kAddressStart:
-      return "at the beginning of an address";
-    case Landing::kAddress:
-      return "in an address";
-    case Landing::kScriptAddress:
-      return "in an address that is a script";
-    case Landing::kEvent:
-      return "in a script of an attribute";
-    case Landing::kStyle:
-      return "in a style";
-    case Landing::kScript:
-      return "in a script";
-    case Landing::kTag:
-      return "in a tag";
-    case Landing::kJsonString:
-      return "in a JSON string";
-    case Landing::kJsonValue:
-      return "in JSON outside of a string";
-  }
-  return "";
-}
-
 // What to write there. Percent-encoded text is plain everywhere but in a tag.
 std::string AdviceOf(const Spot& spot, Landing landing) {
   const bool html = spot.IsEscaped(Escaping::kHtml);
@@ -127,42 +97,6 @@ std::string AdviceOf(const Spot& spot, Landing landing) {
       return "put it into quotes, with json after the query's key";
   }
   return "";
-}
-
-// The signs of a translation that end the place where it lands.
-std::string_view EndingSigns(const Landed& landed) {
-  switch (landed.landing) {
-    case Landing::kAttribute:
-      return landed.inDoubleQuotes ? "\"" : "'";
-    case Landing::kUnquoted:
-      return " \t\n\"'>=`";
-    case Landing::kEvent:
-    case Landing::kScript:
-      return "\"'\\<\n";
-    case Landing::kJsonString:
-      return "\"\\\n";
-    default:
-      return "";
-  }
-}
-
-std::string ProblemOfTranslation(const Spot& spot, const Landed& landed, const Context& context) {
-  const bool escaped = std::any_of(spot.escapings.begin(), spot.escapings.end(),
-                                   [](Escaping each) { return each != Escaping::kNone; });
-  const std::string_view signs = EndingSigns(landed);
-  if (escaped || signs.empty()) return "";
-  const auto problem = [&](const std::string& text, const std::string& whose) -> std::string {
-    if (text.find_first_of(signs) == std::string::npos) return "";
-    return whose + " holds a sign that ends the place where it stands, " +
-           std::string(NameOf(landed.landing));
-  };
-  std::string found = problem(spot.name, "this text");
-  for (const auto& [language, catalogue] : context.catalogues) {
-    const auto translation = catalogue.translations.find(spot.name);
-    if (!found.empty() || translation == catalogue.translations.end()) continue;
-    found = problem(translation->second.text, "the translation '" + language + "'");
-  }
-  return found;
 }
 
 }  // namespace
@@ -199,11 +133,56 @@ std::vector<Landed> LandingsInJson(const Rendering& rendering) {
   return landed;
 }
 
-std::string ProblemOf(const Spot& spot, const Landed& landed, const Context& context) {
-  if (spot.isTranslation) return ProblemOfTranslation(spot, landed, context);
+std::string_view NameOf(Landing landing) {
+  switch (landing) {
+    case Landing::kText:
+      return "in text";
+    case Landing::kAttribute:
+      return "in an attribute";
+    case Landing::kUnquoted:
+      return "in an attribute without quotes";
+    case Landing::kAddressStart:
+      return "at the beginning of an address";
+    case Landing::kAddress:
+      return "in an address";
+    case Landing::kScriptAddress:
+      return "in an address that is a script";
+    case Landing::kEvent:
+      return "in a script of an attribute";
+    case Landing::kStyle:
+      return "in a style";
+    case Landing::kScript:
+      return "in a script";
+    case Landing::kTag:
+      return "in a tag";
+    case Landing::kJsonString:
+      return "in a JSON string";
+    case Landing::kJsonValue:
+      return "in JSON outside of a string";
+  }
+  return "";
+}
+
+std::string ProblemOf(const Spot& spot, const Landed& landed) {
   if (IsHarmless(spot.type) && landed.landing != Landing::kTag) return "";
   const std::string advice = AdviceOf(spot, landed.landing);
   if (advice.empty()) return "";
   return "'" + spot.name + "' can bring foreign text " + std::string(NameOf(landed.landing)) +
          ": " + advice;
+}
+
+std::string_view EndingSigns(const Landed& landed) {
+  switch (landed.landing) {
+    case Landing::kAttribute:
+      return landed.inDoubleQuotes ? "\"" : "'";
+    case Landing::kUnquoted:
+      return " \t\n\"'>=`";
+    case Landing::kEvent:
+    case Landing::kScript:
+      return "\"'\\<\n";
+    case Landing::kJsonString:
+      return "\"\\\n";
+    default:
+      return "";
+  }
 }

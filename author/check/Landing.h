@@ -4,10 +4,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "author/check/Context.h"
 #include "author/check/HtmlPage.h"
+#include "author/check/Judges.h"
 #include "author/check/Rendering.h"
 
 enum class Landing {
@@ -34,5 +35,11 @@ struct Landed {
 std::vector<Landed> LandingsIn(const HtmlPage& page, bool isXml);
 std::vector<Landed> LandingsInJson(const Rendering& rendering);
 
-// What is wrong with a spot there, and what to write instead; "" when nothing is.
-std::string ProblemOf(const Spot& spot, const Landed& landed, const Context& context);
+// Such as "in a script".
+std::string_view NameOf(Landing landing);
+
+// What is wrong with a foreign text there, and what to write instead; "" when nothing is.
+std::string ProblemOf(const Spot& spot, const Landed& landed);
+
+// The signs of a translation that end the place where it lands.
+std::string_view EndingSigns(const Landed& landed);

@@ -1,44 +1,67 @@
 // SPDX-License-Identifier: MIT
 //
 // What becomes of the page: where foreign text lands in it, and its forms.
-#include "author/check/Context.h"
+#include <algorithm>
+#include <set>
+
 #include "author/check/Forms.h"
 #include "author/check/HtmlPage.h"
+#include "author/check/Judges.h"
 #include "author/check/Landing.h"
 #include "author/check/Rendering.h"
 
 namespace {
 
+// What a translation holds is judged when the catalogues have been read.
+void NoteTranslation(const Record& record, const Spot& spot, const Landed& landed,
+                     std::set<LandedTranslation>& translations) {
+  const std::string_view signs = EndingSigns(landed);
+  const bool escaped = std::any_of(spot.escapings.begin(), spot.escapings.end(),
+                                   [](Escaping each) { return each != Escaping::kNone; });
+  if (escaped || signs.empty()) return;
+  const Finding at = At(record, spot.place, "", "");
+  translations.insert({{spot.name, at.file, at.line, at.column},
+                       std::string(signs),
+                       std::string(NameOf(landed.landing))});
+}
+
 void JudgeLandings(const Record& record, const std::vector<Landed>& landings,
-                   const Rendering& rendering, const Context& context, PassResult& result) {
+                   const Rendering& rendering, std::set<LandedTranslation>& translations,
+                   PassResult& result) {
   for (const Landed& landed : landings) {
     if (landed.spot >= rendering.spots.size()) continue;
     const Spot& spot = rendering.spots[landed.spot];
-    const std::string problem = ProblemOf(spot, landed, context);
+    if (spot.isTranslation) {
+      NoteTranslation(record, spot, landed, translations);
+      continue;
+    }
+    const std::string problem = ProblemOf(spot, landed);
     if (problem.empty()) continue;
-    const char* const rule = spot.isTranslation ? "translation-markup" : "raw";
     // More fields in an address matter only where the page is meant to be requested.
     const bool minor = landed.landing == Landing::kAddress && spot.IsEscaped(Escaping::kHtml);
-    (minor ? result.asPage : result.always).push_back(At(record, spot.place, rule, problem));
+    (minor ? result.asPage : result.always).push_back(At(record, spot.place, "raw", problem));
   }
 }
 
 }  // namespace
 
-void JudgePage(const Record& record, const Context& context, PassResult& result) {
+void JudgePage(const Record& record, const DeviceModel& model, PassResult& result) {
   if (record.page == nullptr || record.entry.kind == EntryPoint::Kind::kPlain) return;
   Renderer renderer(*record.page);
-  FormJudge forms(record, context);
+  FormJudge forms(record, model);
+  std::set<LandedTranslation> translations;
+  HtmlMemory memory;
   Rendering rendering;
   while (renderer.Next(rendering)) {
     if (record.entry.kind == EntryPoint::Kind::kJson) {
-      JudgeLandings(record, LandingsInJson(rendering), rendering, context, result);
+      JudgeLandings(record, LandingsInJson(rendering), rendering, translations, result);
       continue;
     }
-    const HtmlPage page(rendering);
+    const HtmlPage page(rendering, memory);
     const bool isXml = record.entry.kind == EntryPoint::Kind::kXml;
-    JudgeLandings(record, LandingsIn(page, isXml), rendering, context, result);
+    JudgeLandings(record, LandingsIn(page, isXml), rendering, translations, result);
     if (!isXml) forms.Take(page, rendering);
   }
   forms.Report(result);
+  result.landed.assign(translations.begin(), translations.end());
 }

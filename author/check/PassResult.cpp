@@ -70,6 +70,13 @@ void Exchange(Way& way, Use& use) {
 }
 
 template <typename Way>
+void Exchange(Way& way, LandedTranslation& landed) {
+  Exchange(way, landed.text);
+  Exchange(way, landed.signs);
+  Exchange(way, landed.where);
+}
+
+template <typename Way>
 void Exchange(Way& way, Finding& finding) {
   Exchange(way, finding.file);
   Exchange(way, finding.line);
@@ -95,6 +102,7 @@ void Exchange(Way& way, PassResult& result) {
   Exchange(way, result.unset);
   Exchange(way, result.given);
   Exchange(way, result.texts);
+  Exchange(way, result.landed);
   Exchange(way, result.translatesForeign);
 }
 

@@ -27,6 +27,17 @@ struct Use {
   }
 };
 
+// A translation that lands where some signs would end the place.
+struct LandedTranslation {
+  Use text;
+  std::string signs;
+  std::string where;  // such as "in a script"
+
+  bool operator<(const LandedTranslation& other) const {
+    return std::tie(text, signs, where) < std::tie(other.text, other.signs, other.where);
+  }
+};
+
 struct PassResult {
   Findings always;                    // what is wrong however the page is requested
   Findings asPage;                    // what is wrong only if it is meant to be requested
@@ -34,10 +45,11 @@ struct PassResult {
   std::vector<std::string> includes;  // files, from the root
   std::vector<Use> assigned;          // variables
   std::vector<std::string> read;
-  std::vector<Use> unset;          // read without having been set
-  std::vector<std::string> given;  // the names of fields in forms and links
-  std::vector<Use> texts;          // to be translated
-  bool translatesForeign = false;  // such as sentences of the service
+  std::vector<Use> unset;                 // read without having been set
+  std::vector<std::string> given;         // the names of fields in forms and links
+  std::vector<Use> texts;                 // to be translated
+  std::vector<LandedTranslation> landed;  // each once
+  bool translatesForeign = false;         // such as sentences of the service
 };
 
 // A result as bytes, from one process of this program to another.

@@ -3,7 +3,7 @@
 // Keys, columns, selectors and placeholders, compared with the model.
 #include <algorithm>
 
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 #include "author/trace/Alternatives.h"
 #include "platform/ConfigKey.h"
 
@@ -16,9 +16,9 @@ std::string Suggestion(const std::string& nearest) {
 // Judges the keys of one query.
 class QueryJudge {
  public:
-  QueryJudge(const Record& record, const Record::Query& query, const Context& context,
+  QueryJudge(const Record& record, const Record::Query& query, const DeviceModel& model,
              PassResult& result)
-      : record_(record), query_(query), context_(context), result_(result) {}
+      : record_(record), query_(query), model_(model), result_(result) {}
 
   void Judge() {
     for (const std::string& text : query_.keys) {
@@ -60,7 +60,7 @@ class QueryJudge {
       Find("unknown-key", "'" + std::string(text) + "' is no key");
       return;
     }
-    const DeviceKey* definition = context_.model.Find(key.Path());
+    const DeviceKey* definition = model_.Find(key.Path());
     if (definition == nullptr) {
       Find("unknown-key", "the model has no key '" + key.Path() + "'" + AdviceOn(key.Path()));
       return;
@@ -81,9 +81,9 @@ class QueryJudge {
   // What may have been meant by an unknown key.
   std::string AdviceOn(const std::string& path) const {
     const std::size_t dot = path.rfind('.');
-    const DeviceKey* const table = context_.model.Find(path.substr(0, dot));
+    const DeviceKey* const table = model_.Find(path.substr(0, dot));
     if (dot == std::string::npos || table == nullptr || table->columns.empty()) {
-      return Suggestion(context_.model.Nearest(path));
+      return Suggestion(model_.Nearest(path));
     }
     return "; a column comes after braces: " + table->name + "{" + table->columns[0].name +
            "=...}." + path.substr(dot + 1);
@@ -108,7 +108,7 @@ class QueryJudge {
 
   const Record& record_;
   const Record::Query& query_;
-  const Context& context_;
+  const DeviceModel& model_;
   PassResult& result_;
 };
 
@@ -129,9 +129,9 @@ void FindPlaceholders(const Record& record, PassResult& result) {
 
 }  // namespace
 
-void JudgeQueries(const Record& record, const Context& context, PassResult& result) {
+void JudgeQueries(const Record& record, const DeviceModel& model, PassResult& result) {
   for (const Record::Query& query : record.queries) {
-    QueryJudge(record, query, context, result).Judge();
+    QueryJudge(record, query, model, result).Judge();
   }
   for (const WrongPlaceholder& wrong : record.wrongPlaceholders) {
     result.always.push_back(

@@ -90,9 +90,8 @@ bool Renderer::Render(const Piece& piece, std::uint64_t path) {
         AppendSpot(piece, piece.text, true);
         return Render(*piece.first, path);  // for the cells in it
       }
-      const std::vector<std::string> texts = AlternativesOf(*piece.first, {});
-      const bool own = std::all_of(texts.begin(), texts.end(), IsConcrete);
-      AppendSpot(piece, own ? texts.front() : "a text that is translated", own);
+      const std::optional<std::string>& text = TranslationOf(*piece.first);
+      AppendSpot(piece, text.value_or("a text that is translated"), text.has_value());
       return true;
     }
     case Piece::Kind::kValue: {
@@ -120,27 +119,42 @@ bool Renderer::RenderChoice(const Piece& piece, std::uint64_t path) {
   return shown.first && shown.second;
 }
 
-void Renderer::RenderLiteral(const Piece& piece) {
-  std::string text = piece.text;
-  bool changed = false;
-  for (auto escaping = escapings_.rbegin(); escaping != escapings_.rend(); ++escaping) {
-    if (*escaping == Escaping::kNone) continue;
-    text = WGLEscaper(ModeOf(*escaping)).Escape(text);
-    changed = true;
+// The first of the template's own texts that it can be; none when foreign text is translated.
+const std::optional<std::string>& Renderer::TranslationOf(const Text& text) {
+  const auto [known, isNew] = translations_.try_emplace(&text);
+  if (isNew) {
+    std::vector<std::string> texts = AlternativesOf(text, {});
+    const bool own = std::all_of(texts.begin(), texts.end(), IsConcrete);
+    if (own) known->second = std::move(texts.front());
   }
-  if (!changed) rendering_.literals.emplace_back(rendering_.page.size(), piece.place);
+  return known->second;
+}
+
+void Renderer::RenderLiteral(const Piece& piece) {
+  const bool changed = std::any_of(escapings_.begin(), escapings_.end(),
+                                   [](Escaping each) { return each != Escaping::kNone; });
+  if (!changed) {
+    rendering_.literals.emplace_back(rendering_.page.size(), piece.place);
+    rendering_.page += piece.text;
+    return;
+  }
+  std::string text = piece.text;
+  for (auto escaping = escapings_.rbegin(); escaping != escapings_.rend(); ++escaping) {
+    if (*escaping != Escaping::kNone) text = WGLEscaper(ModeOf(*escaping)).Escape(text);
+  }
   rendering_.page += text;
 }
 
-void Renderer::AppendSpot(const Piece& piece, std::string name, bool isTranslation) {
+void Renderer::AppendSpot(const Piece& piece, const std::string& name, bool isTranslation) {
   Spot spot;
-  spot.name = std::move(name);
+  spot.name = name;
   spot.isTranslation = isTranslation;
   spot.type = isTranslation || piece.IsForeign() ? piece.type : ValueType::kText;
   spot.place = piece.place;
   spot.escapings.push_back(piece.escaping);
   spot.escapings.insert(spot.escapings.end(), escapings_.rbegin(), escapings_.rend());
-  rendering_.page += std::string(kMarkStart) + std::to_string(rendering_.spots.size());
+  rendering_.page += kMarkStart;
+  rendering_.page += std::to_string(rendering_.spots.size());
   rendering_.page += kMarkEnd;
   rendering_.spots.push_back(std::move(spot));
 }

@@ -6,9 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -62,12 +63,14 @@ class Renderer {
   bool Render(const Piece& piece, std::uint64_t path);
   bool RenderChoice(const Piece& piece, std::uint64_t path);
   void RenderLiteral(const Piece& piece);
-  void AppendSpot(const Piece& piece, std::string name, bool isTranslation);
+  const std::optional<std::string>& TranslationOf(const Text& text);
+  void AppendSpot(const Piece& piece, const std::string& name, bool isTranslation);
 
   const Text& page_;
   Rendering rendering_;
-  std::vector<Escaping> escapings_;         // of the pieces around, from the outside in
-  std::map<std::uint64_t, Shown> choices_;  // by the way that leads to them
+  std::vector<Escaping> escapings_;                   // of the pieces around, from the outside in
+  std::unordered_map<std::uint64_t, Shown> choices_;  // by the way that leads to them
+  std::unordered_map<const Text*, std::optional<std::string>> translations_;  // see TranslationOf
   bool isComplete_ = false;
   std::size_t bytes_ = 0;  // of all pages
 };

@@ -6,7 +6,6 @@
 #include <deque>
 #include <filesystem>
 #include <iterator>
-#include <thread>
 #include <utility>
 
 #include "author/check/Pass.h"
@@ -37,22 +36,16 @@ bool HasWord(const std::string& page) {
                      [&page](const Word& word) { return page == word.page; });
 }
 
-// A page that waits for a pass with these choices of files.
-struct Waiting {
-  std::size_t page;
-  std::vector<std::size_t> decisions;
-};
-
 // A pass chooses the first file of each computed include beyond its decisions; the others follow in
 // passes of their own.
-void AddOthers(std::size_t page, const std::vector<std::size_t>& decisions,
-               const std::vector<std::size_t>& branches, std::deque<Waiting>& waiting) {
-  for (std::size_t i = decisions.size(); i < branches.size(); ++i) {
+void AddOthers(const PassOrder& order, const std::vector<std::size_t>& branches,
+               std::deque<PassOrder>& added) {
+  for (std::size_t i = order.decisions.size(); i < branches.size(); ++i) {
     for (std::size_t file = 1; file < branches[i]; ++file) {
-      std::vector<std::size_t> others = decisions;
+      std::vector<std::size_t> others = order.decisions;
       others.resize(i);
       others.push_back(file);
-      waiting.push_back({page, std::move(others)});
+      added.push_back({0, order.page, std::move(others)});
     }
   }
 }
@@ -89,8 +82,8 @@ std::vector<std::string> TemplatesBelow(const std::string& root) {
   return names;
 }
 
-Site::Site(const std::string& root, const SiteSettings& settings, const Context& context,
-           void (*progress)(std::size_t done, std::size_t all))
+Site::Site(const std::string& root, const SiteSettings& settings, const DeviceModel& model,
+           const SiteEvents& events)
     : settings_(settings), templates_(TemplatesBelow(root)) {
   std::vector<EntryPoint> entries;
   for (const Word& word : kWords) {
@@ -103,7 +96,7 @@ Site::Site(const std::string& root, const SiteSettings& settings, const Context&
     if (name != kWords[0].page) entries.push_back({name, "/" + name, EntryPoint::Kind::kHtml});
   }
   for (std::size_t i = 0; i < entries.size(); ++i) pages_.push_back({entries[i], i < words, {}});
-  RunPasses(context, progress);
+  RunPasses(model, events);
   for (const PageResult& page : pages_) {
     for (const PassResult& pass : page.passes) {
       included_.insert(pass.includes.begin(), pass.includes.end());
@@ -111,30 +104,49 @@ Site::Site(const std::string& root, const SiteSettings& settings, const Context&
   }
 }
 
-// As many passes at once as there are processors.
-void Site::RunPasses(const Context& context, void (*progress)(std::size_t done, std::size_t all)) {
-  const std::size_t atOnce = std::max(2U, std::thread::hardware_concurrency());
-  std::deque<Waiting> waiting;
-  std::deque<std::pair<std::size_t, RunningPass>> running;
-  for (std::size_t page = 0; page < pages_.size(); ++page) waiting.push_back({page, {}});
+// Results are taken in the order of the orders, so that nothing depends on which process is
+// quicker.
+void Site::RunPasses(const DeviceModel& model, const SiteEvents& events) {
+  std::vector<EntryPoint> entries;
+  std::deque<PassOrder> waiting;
+  for (const PageResult& page : pages_) {
+    waiting.push_back({0, entries.size(), {}});
+    entries.push_back(page.entry);
+  }
+  std::deque<PassOrder> others;  // first, because what includes a choice of files is long
+  PassProcesses processes(entries, model);
+  std::map<std::size_t, FinishedPass> finished;  // by number
+  std::size_t begun = 0;
   std::size_t done = 0;
-  while (!waiting.empty() || !running.empty()) {
-    while (!waiting.empty() && running.size() < atOnce) {
-      const Waiting next = std::move(waiting.front());
-      waiting.pop_front();
-      if (pages_[next.page].passes.size() + running.size() > kMaxPasses) continue;
-      running.emplace_back(next.page,
-                           RunningPass(pages_[next.page].entry, next.decisions, context));
+  bool hasBegun = false;
+  bool translatesForeign = false;
+  while (!waiting.empty() || !others.empty() || !processes.IsIdle()) {
+    while (!(waiting.empty() && others.empty()) && !processes.IsFull()) {
+      std::deque<PassOrder>& source = others.empty() ? waiting : others;
+      PassOrder next = std::move(source.front());
+      source.pop_front();
+      if (pages_[next.page].passes.size() + (begun - done) > kMaxPasses) continue;
+      next.number = begun++;
+      processes.Begin(std::move(next));
     }
-    if (running.empty()) break;
-    const std::size_t page = running.front().first;
-    RunningPass& pass = running.front().second;
-    PassResult result = pass.Finish();
-    AddOthers(page, pass.Decisions(), result.branches, waiting);
-    pages_[page].passes.push_back(std::move(result));
-    running.pop_front();
-    ++done;
-    if (progress != nullptr) progress(done, done + waiting.size() + running.size());
+    if (events.begun && !std::exchange(hasBegun, true)) events.begun();
+    if (processes.IsIdle()) break;
+    for (FinishedPass& each : processes.Finish()) {
+      const std::size_t number = each.order.number;
+      finished.emplace(number, std::move(each));
+    }
+    for (auto next = finished.find(done); next != finished.end(); next = finished.find(done)) {
+      const PassOrder& order = next->second.order;
+      PassResult& result = next->second.result;
+      AddOthers(order, result.branches, others);
+      if (result.translatesForeign && !std::exchange(translatesForeign, true)) {
+        if (events.translatesForeign) events.translatesForeign();
+      }
+      pages_[order.page].passes.push_back(std::move(result));
+      finished.erase(next);
+      ++done;
+      if (events.progress) events.progress(done, begun + waiting.size() + others.size());
+    }
   }
 }
 
@@ -205,9 +217,12 @@ std::map<std::string, std::set<Use>> Site::Texts() const {
   return texts;
 }
 
-bool Site::TranslatesForeign() const {
-  return std::any_of(pages_.begin(), pages_.end(), [](const PageResult& page) {
-    return std::any_of(page.passes.begin(), page.passes.end(),
-                       [](const PassResult& pass) { return pass.translatesForeign; });
-  });
+std::set<LandedTranslation> Site::Landed() const {
+  std::set<LandedTranslation> landed;
+  for (const PageResult& page : pages_) {
+    for (const PassResult& pass : page.passes) {
+      landed.insert(pass.landed.begin(), pass.landed.end());
+    }
+  }
+  return landed;
 }

@@ -3,12 +3,13 @@
 // All pages of a site, and what only all of them together tell.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 #include "author/check/PassResult.h"
 #include "author/check/SiteSettings.h"
 #include "author/trace/Record.h"
@@ -20,12 +21,20 @@ struct PageResult {
   std::vector<PassResult> passes;
 };
 
+// What happens while the pages are traced; each may be empty.
+struct SiteEvents {
+  std::function<void()> begun;              // the first pages are under way, in other processes;
+                                            // not if there are none
+  std::function<void()> translatesForeign;  // what the device or a request brings; once
+  std::function<void(std::size_t done, std::size_t all)> progress;
+};
+
 class Site {
  public:
-  // Traces every template below the root, in every way in which it can be requested. `progress` is
-  // called before each, with how many are done. Throws Failure.
-  Site(const std::string& root, const SiteSettings& settings, const Context& context,
-       void (*progress)(std::size_t done, std::size_t all));
+  // Traces every template below the root, in every way in which it can be requested. Throws
+  // Failure.
+  Site(const std::string& root, const SiteSettings& settings, const DeviceModel& model,
+       const SiteEvents& events);
 
   // What is wrong with the pages, sorted, each once.
   std::set<Finding> FindAll() const;
@@ -33,13 +42,13 @@ class Site {
   // Texts to translate, each with its places.
   std::map<std::string, std::set<Use>> Texts() const;
 
-  // Whether a template translates what the device or a request brings.
-  bool TranslatesForeign() const;
+  // Translations, with the signs that they must not hold.
+  std::set<LandedTranslation> Landed() const;
 
   const std::vector<std::string>& Templates() const { return templates_; }
 
  private:
-  void RunPasses(const Context& context, void (*progress)(std::size_t done, std::size_t all));
+  void RunPasses(const DeviceModel& model, const SiteEvents& events);
   bool IsPage(const PageResult& page) const;
   void FindVariables(std::set<Finding>& findings) const;
 

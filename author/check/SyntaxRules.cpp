@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Mistakes that the scanner, the parser and the include stack see, and texts that they let pass.
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ void JudgeOddity(const Record& record, const Oddity& oddity, PassResult& result)
 
 }  // namespace
 
-void JudgeSyntax(const Record& record, const Context& /*context*/, PassResult& result) {
+void JudgeSyntax(const Record& record, const DeviceModel& /*model*/, PassResult& result) {
   // A file that is only included shows its errors where it is included.
   for (const Record::Error& error : record.errors) {
     result.asPage.push_back(At(record, error.place, "syntax", error.message));

@@ -2,10 +2,10 @@
 //
 // Texts to be translated. Which of them lack a translation is decided when all pages have been
 // seen.
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 #include "author/trace/Alternatives.h"
 
-void JudgeTexts(const Record& record, const Context& /*context*/, PassResult& result) {
+void JudgeTexts(const Record& record, const DeviceModel& /*model*/, PassResult& result) {
   for (const Record::Translation& each : record.translations) {
     for (const std::string& text : AlternativesOf(*each.text, {})) {
       if (!IsConcrete(text)) {

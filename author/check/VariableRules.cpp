@@ -5,7 +5,7 @@
 #include <set>
 #include <string_view>
 
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ void JudgeComparison(const Record& record, const Record::Comparison& comparison,
 
 }  // namespace
 
-void JudgeVariables(const Record& record, const Context& /*context*/, PassResult& result) {
+void JudgeVariables(const Record& record, const DeviceModel& /*model*/, PassResult& result) {
   std::set<std::string> read;
   for (const Record::Read& each : record.reads) {
     read.insert(each.name);

@@ -146,15 +146,24 @@ class Trial {
 
   std::string ValueOf(const Text& text) {
     std::string value;
-    for (const Piece& piece : text.pieces) {
-      if (++steps_ > kMaxSteps) break;
-      value += Escaped(ValueOf(piece), piece);
-    }
+    AppendValue(text, value);
     return value;
   }
 
+  void AppendValue(const Text& text, std::string& value) {
+    for (const Piece& piece : text.pieces) {
+      if (++steps_ > kMaxSteps) break;
+      if (piece.escaping == Escaping::kNone || piece.kind == Piece::Kind::kLiteral) {
+        AppendValue(piece, value);
+        continue;
+      }
+      std::string own;
+      AppendValue(piece, own);
+      value += Escaped(std::move(own), piece);
+    }
+  }
+
   static std::string Escaped(std::string value, const Piece& piece) {
-    if (piece.escaping == Escaping::kNone || piece.kind == Piece::Kind::kLiteral) return value;
     if (!IsConcrete(value)) {
       if (piece.escaping == Escaping::kUrl)
         std::replace(value.begin(), value.end(), kForeignMark, kPlainMark);
@@ -166,22 +175,29 @@ class Trial {
     return WGLEscaper(mode).Escape(value);
   }
 
-  std::string ValueOf(const Piece& piece) {
+  void AppendValue(const Piece& piece, std::string& value) {
     switch (piece.kind) {
       case Piece::Kind::kLiteral:
-        return piece.text;
+        value += piece.text;
+        break;
       case Piece::Kind::kValue:
-        return ValueOf(*piece.first);
+        AppendValue(*piece.first, value);
+        break;
       case Piece::Kind::kChoice:
-        return ValueOf(Holds(piece) ? *piece.first : *piece.second);
+        AppendValue(Holds(piece) ? *piece.first : *piece.second, value);
+        break;
       case Piece::Kind::kRequest:
       case Piece::Kind::kDevice: {
         const Subject* const subject = SubjectOf(&piece, piece);
-        if (subject != nullptr && subject->chosen != nullptr) return *subject->chosen;
-        return std::string(1, IsHarmless(piece.type) ? kPlainMark : kForeignMark);
+        if (subject != nullptr && subject->chosen != nullptr) {
+          value += *subject->chosen;
+        } else {
+          value += IsHarmless(piece.type) ? kPlainMark : kForeignMark;
+        }
+        break;
       }
       default:
-        return std::string(1, kForeignMark);
+        value += kForeignMark;
     }
   }
 

@@ -3,6 +3,7 @@
 // What the language's folder calls, as this tool links it: the grammar's actions, the tokens on
 // their way from the scanner to the parser, and errors. All of it goes to the tracer.
 // WGLEvaluate.h, WGLScanner.h and WGLError.h have the contracts.
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "author/trace/Tracer.h"
 #include "wgl/WGLError.h"
 #include "wgl/WGLEvaluate.h"
+#include "wgl/WGLIncludeStack.h"
 #include "wgl/WGLScanner.h"
 
 namespace {
@@ -24,6 +26,14 @@ Tracer& Current() {
 constexpr int kUndecided = 0;
 
 }  // namespace
+
+void ForgetPage() {
+  while (gIncludeStack.EndInclude()) {
+  }
+  yywgllex_destroy();
+  gIncludeStack.~WGLIncludeStack();
+  new (&gIncludeStack) WGLIncludeStack;
+}
 
 int yywgllex() {
   const int token = ScanToken();

@@ -6,8 +6,6 @@
 #include <utility>
 
 #include "WGLParser.hpp"
-#include "author/system/Failure.h"
-#include "author/system/JsonFile.h"
 #include "author/trace/Placeholders.h"
 #include "base/Characters.h"
 
@@ -95,14 +93,12 @@ std::string SpellingOf(const std::string& tokenName) {
   return "a variable";
 }
 
-void Locator::Open(std::uint32_t file, const std::string& path) {
-  std::string text;
-  try {
-    text = ReadFile(path);
-  } catch (const Failure&) {
-    text.clear();
-  }
-  files_.push_back({file, std::move(text), 0, 1, 1, constructs_.size()});
+void Locator::Open(std::uint32_t file) {
+  files_.push_back({file, {}, 0, 1, 1, constructs_.size()});
+}
+
+void Locator::Read(std::string_view text) {
+  files_.back().text = text;
 }
 
 Place Locator::Here() const {
@@ -114,7 +110,7 @@ Place Locator::Here() const {
 std::string_view Locator::Rest() const {
   if (files_.empty()) return {};
   const File& file = files_.back();
-  return std::string_view(file.text).substr(file.position);
+  return file.text.substr(file.position);
 }
 
 bool Locator::IsOpen(std::uint32_t file) const {
@@ -130,9 +126,8 @@ bool Locator::IsInBranch() const {
 void Locator::Skip(std::size_t bytes) {
   File& file = files_.back();
   const std::size_t end = std::min(file.text.size(), file.position + bytes);
-  const Place place =
-      Advance({file.number, file.line, file.column},
-              std::string_view(file.text).substr(file.position, end - file.position));
+  const Place place = Advance({file.number, file.line, file.column},
+                              file.text.substr(file.position, end - file.position));
   file.position = end;
   file.line = place.line;
   file.column = place.column;
@@ -175,8 +170,7 @@ void Locator::SkipValue(std::string_view value) {
 }
 
 void Locator::NoteOddities(std::size_t begin, std::size_t end) {
-  const File& file = files_.back();
-  const std::string_view text = file.text;
+  const std::string_view text = files_.back().text;
   for (std::size_t i = text.find('$', begin); i < end; i = text.find('$', i)) {
     const std::string_view after = text.substr(i + 1);
     const auto note = [&](Oddity::Kind kind, std::size_t bytes) {

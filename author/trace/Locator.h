@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Where the scanner is. It hands out tokens without their places, and counts lines only, so this
-// class reads the same files a second time: a token's spelling is known from its kind and value, so
-// the tokens lead from place to place. Also keeps the stack of what is open.
+// class goes through the same text a second time: a token's spelling is known from its kind and
+// value, so the tokens lead from place to place. Also keeps the stack of what is open.
 #pragma once
 
 #include <cstddef>
@@ -37,9 +37,10 @@ struct Oddity {
 
 class Locator {
  public:
-  // Begins to read a file: the main template, or one that is included. Its text is read as a whole;
-  // an unreadable one counts as empty, because the scanner reports it.
-  void Open(std::uint32_t file, const std::string& path);
+  // Begins with a file: the main template, or one that is included. It is empty until its text is
+  // there, which must outlive this object.
+  void Open(std::uint32_t file);
+  void Read(std::string_view text);
 
   // Follows the scanner past a token. `value` is that of a token with one.
   void Take(int token, std::string_view value);
@@ -69,7 +70,7 @@ class Locator {
  private:
   struct File {
     std::uint32_t number;
-    std::string text;
+    std::string_view text;
     std::size_t position;
     std::uint32_t line;
     std::uint32_t column;

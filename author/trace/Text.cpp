@@ -10,7 +10,28 @@
 namespace {
 
 // Text with none of them can't begin or end anything in a page.
-constexpr char kSignsOfHtml[] = "<>&\"'=`{}; \t\r\n\f";
+constexpr bool IsSignOfHtml(char byte) {
+  switch (byte) {
+    case '<':
+    case '>':
+    case '&':
+    case '"':
+    case '\'':
+    case '=':
+    case '`':
+    case '{':
+    case '}':
+    case ';':
+    case ' ':
+    case '\t':
+    case '\r':
+    case '\n':
+    case '\f':
+      return true;
+    default:
+      return false;
+  }
+}
 
 }  // namespace
 
@@ -35,7 +56,7 @@ void Append(Text& text, Piece piece) {
   }
   if (piece.kind == Piece::Kind::kLiteral) {
     text.hasPlaceholders |= HasPlaceholder(piece.text);
-    text.isWord &= piece.text.find_first_of(kSignsOfHtml) == std::string::npos;
+    text.isWord &= std::none_of(piece.text.begin(), piece.text.end(), IsSignOfHtml);
   } else if (piece.kind != Piece::Kind::kValue && piece.kind != Piece::Kind::kChoice) {
     text.isWord = false;
   }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "author/trace/Tracer.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "WGLParser.hpp"
@@ -80,10 +81,18 @@ ValueType TypeOfRequestVariable(const std::string& name) {
 
 Tracer* gTracer = nullptr;
 
-Tracer::Tracer(EntryPoint entry, std::vector<std::size_t> decisions, const DeviceModel& model)
-    : model_(model), decisions_(std::move(decisions)) {
+Tracer::Tracer(EntryPoint entry, std::vector<std::size_t> decisions, const DeviceModel& model,
+               PathMemory& paths)
+    : model_(model), paths_(paths), decisions_(std::move(decisions)) {
   variables_["_file"] = Share(TextOf(Literal(entry.file, {})));
   record_.entry = std::move(entry);
+}
+
+const std::string& Tracer::RealPathOf(const std::string& name) {
+  const std::string file = gIncludeStack.FileName();
+  const auto [known, isNew] = paths_.try_emplace({file.substr(0, file.rfind('/')), name});
+  if (isNew) known->second = gIncludeStack.MakeRealPath(name);
+  return known->second;
 }
 
 std::uint32_t Tracer::FileNumber(const std::string& realPath) {
@@ -95,23 +104,34 @@ std::uint32_t Tracer::FileNumber(const std::string& realPath) {
 }
 
 bool Tracer::Begin() {
-  const std::string path = gIncludeStack.MakeRealPath("/" + record_.entry.page);
+  const std::string& path = RealPathOf("/" + record_.entry.page);
   record_.files.push_back(record_.entry.page);
   if (path.empty()) {
     record_.errors.push_back({"there is no such file below the root", {0, 1, 1}});
     return false;
   }
-  locator_.Open(0, path);
+  locator_.Open(0);
   gIncludeStack.Init("/" + record_.entry.page);
+  ReadOpened();
   return true;
+}
+
+// What the scanner is about to read. It reports a file that can't be read. A process that goes on
+// with other pages can't leave all files open.
+void Tracer::ReadOpened() {
+  WGLIncludeInfo* const file = gIncludeStack.Content();
+  if (file == nullptr) return;
+  close(std::exchange(file->descriptor, -1));
+  locator_.Read({file->next, static_cast<std::size_t>(file->end - file->next)});
 }
 
 void Tracer::TakeToken(int token, WGLString& value) {
   const bool valued = token == T_CHARS || token == T_VARNAME || token == T_VARNAME_HTMLTEXT ||
                       token == T_VARNAME_HTMLESC;
-  locator_.Take(token, valued ? std::string_view(value.GetCombined()) : std::string_view());
+  const std::string_view written = valued ? value.GetView() : std::string_view();
+  locator_.Take(token, written);
   if (token != T_CHARS) return;
-  Text text = TextOf(Literal(value.GetCombined(), locator_.TokenPlace()));
+  Text text = TextOf(Literal(std::string(written), locator_.TokenPlace()));
   value.Clear();
   value = Keep(std::move(text));
 }
@@ -144,19 +164,29 @@ void Tracer::NoteEnd() {
       {closes ? ExplainScannerError(kUnderflow, rest) : "the file can't be read", locator_.Here()});
 }
 
+// The parser's string is a part that borrows the bytes of the Text object itself, and nobody reads
+// them as a text.
 WGLString Tracer::Keep(Text text) {
-  texts_.push_back(std::move(text));
+  if (takenTexts_.empty()) {
+    texts_.emplace_back();
+    takenTexts_.push_back(&texts_.back());
+  }
+  Text* const kept = takenTexts_.back();
+  takenTexts_.pop_back();
+  *kept = std::move(text);
   WGLString handle;
   handle.Initialize();
-  const std::string number = std::to_string(texts_.size() - 1);
-  handle.Append(strdup(number.c_str()));  // NOLINT(clang-analyzer-unix.Malloc): the string owns it
-  return handle;                          // NOLINT(clang-analyzer-unix.Malloc)
+  handle.AppendBorrowed({reinterpret_cast<const char*>(kept), sizeof *kept});
+  return handle;
 }
 
 Text Tracer::Take(WGLString handle) {
-  const std::size_t number = std::strtoul(handle.GetCombined(), nullptr, 10);
+  const std::string_view bytes = handle.GetView();
   handle.Clear();
-  return std::move(texts_[number]);
+  if (bytes.empty()) return Text();
+  auto* const kept = const_cast<Text*>(reinterpret_cast<const Text*>(bytes.data()));  // NOLINT
+  takenTexts_.push_back(kept);
+  return std::exchange(*kept, Text());
 }
 
 Text Tracer::VariableNamed(const std::string& name, Escaping escaping, Place place) {
@@ -176,7 +206,7 @@ Text Tracer::VariableNamed(const std::string& name, Escaping escaping, Place pla
 
 Text Tracer::Variable(WGLString name, std::string_view escaping) {
   if (locator_.Token() != T_END) {
-    const std::string written = name.GetCombined();
+    const std::string written(name.GetView());
     name.Clear();
     return VariableNamed(written, EscapingOf(escaping), locator_.TokenPlace());
   }
@@ -226,7 +256,7 @@ void Tracer::Note(Record::Include::Problem problem, const std::string& name) {
 std::vector<std::string> Tracer::FilesOf(const std::vector<std::string>& names) {
   std::vector<std::string> found;
   for (const std::string& name : names) {
-    const std::string path = IsConcrete(name) ? gIncludeStack.MakeRealPath(name) : "";
+    const std::string path = IsConcrete(name) ? RealPathOf(name) : "";
     if (!IsConcrete(name)) {
       Note(Record::Include::Problem::kComputed, "");
     } else if (path.empty()) {
@@ -254,12 +284,12 @@ void Tracer::Include(Text path) {
     record_.branches.push_back(names.size());
     constraints_.emplace_back(shared, names[chosen]);
   }
-  const std::string realPath = gIncludeStack.MakeRealPath(names[chosen]);
-  const std::uint32_t file = FileNumber(realPath);
+  const std::uint32_t file = FileNumber(RealPathOf(names[chosen]));
   Note(Record::Include::Problem::kNone, record_.files[file]);
   if (argument) argument_ = record_.includes.back();
   gIncludeStack.BeginInclude(names[chosen]);
-  locator_.Open(file, realPath);
+  locator_.Open(file);
+  ReadOpened();
 }
 
 void Tracer::Compare(Text left, Text right) {

@@ -2,10 +2,9 @@
 #include "tests/fuzz/CheckOneTemplate.h"
 
 #include <memory>
-#include <new>
 #include <string>
 
-#include "author/check/Context.h"
+#include "author/check/Judges.h"
 #include "author/report/Rules.h"
 #include "author/trace/Tracer.h"
 #include "base/Settings.h"
@@ -15,18 +14,18 @@
 const std::string gDocumentRoot = FUZZ_ROOT;
 WGLIncludeStack gIncludeStack;
 
-int yywgllex_destroy();
-
 namespace {
 
-const Context gContext;
+const DeviceModel gModel;
+PathMemory gPaths;
 std::unique_ptr<Tracer> gOwner;
 
 }  // namespace
 
 void TraceMain() {
+  gPaths.clear();
   gOwner = std::make_unique<Tracer>(EntryPoint{"main.wgl", "/main.wgl", EntryPoint::Kind::kHtml},
-                                    std::vector<std::size_t>(), gContext.model);
+                                    std::vector<std::size_t>(), gModel, gPaths);
   gTracer = gOwner.get();
   if (gTracer->Begin()) WGLParse();
 }
@@ -35,13 +34,9 @@ int CountErrors() {
   gTracer->NoteEnd();
   PassResult result;
   for (const Judge judge : {JudgeSyntax, JudgeVariables, JudgeQueries, JudgeTexts, JudgePage}) {
-    judge(gTracer->Seen(), gContext, result);
+    judge(gTracer->Seen(), gModel, result);
   }
-  while (gIncludeStack.EndInclude()) {
-  }
-  yywgllex_destroy();
-  gIncludeStack.~WGLIncludeStack();
-  new (&gIncludeStack) WGLIncludeStack;
+  ForgetPage();
   int errors = 0;
   for (const Findings* findings : {&result.always, &result.asPage}) {
     for (const Finding& finding : *findings) {

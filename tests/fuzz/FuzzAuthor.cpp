@@ -18,7 +18,6 @@ int ErrorsFound() {
     gRun.active = true;
     TraceMain();
   }
-  // The rules read templates again.
   gRun.active = true;
   const int errors = CountErrors();
   gRun.active = false;
