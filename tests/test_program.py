@@ -554,6 +554,9 @@ class Values(TestCase):
                         self.assertEqual((done.status, file.exists()), (expected, not query.endswith(("ac", "cfg"))))
                     if output == {"stdout": writer}:
                         os.read(reader, 65536)
+            file = Path("/proc/self/mem")  # a file that can't be read
+            done = PROGRAM.run({"REQUEST_METHOD": "GET", "QUERY_STRING": "_file=syscfg&_type=cfg"})
+            self.assertEqual((done.status, done.output.partition("\r\n\r\n")[2]), (2, ""))
 
     def test_silence(self):
         (done, expected), seconds = waiting.result()

@@ -330,6 +330,18 @@ class Files(ServiceTest):
         service.end()
         self.assertEqual(os.listdir(service.folder / "files"), [])
 
+    def test_a_name_that_is_free_again(self):
+        """The file that has it stays for its own time, not for that of the one before it."""
+        service = self.service(IMPATIENT)
+        put = lambda: service.ask("System.AutoConfigShow")
+        first = put()
+        os.unlink(first)
+        service.clock(steady=1500)
+        self.assertEqual(put(), first)
+        service.clock(steady=1601)
+        self.assertNotEqual(put(), first)
+        self.assertTrue(os.path.exists(first))
+
     def test_the_folder_is_one_s_own(self):
         service = self.service()
         service.end()

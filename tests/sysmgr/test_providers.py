@@ -197,10 +197,25 @@ class Providers(ServiceTest):
                               ([[str(i), "x"] for i in range(300)], "kept|there are too many texts")):
             keep(*pairs)
             self.assertEqual(provider.hear(), answer)
+        # What can't be stored does not count.
+        usual = service.limit_files(1)
+        keep(*([f"c{i}", "x" * 100] for i in range(255)))
+        self.assertEqual(provider.hear(), "kept|This could not be saved: the storage reports an error.")
+        service.limit_files(usual)
+        keep(["c", "3"], ["c", ""])
+        self.assertEqual(provider.hear(), "kept|")
         service.restart()
         again = Provider(service, name="")
         again.say("hello|1|test")
         self.assertEqual(again.hear(), "welcome|b,2|2.3.1-02")
+
+    def test_too_many_events(self):
+        service = self.service(model=model(key("Log", "table read, 'source': 'log', 'columns': [{'name': 'Text', 'type': 'text'}]")))
+        provider = Provider(service)
+        for number in range(40):
+            provider.say(f"event|{number}")
+        eventually(lambda: "provider 'test' has too many events: the next ones are dropped\n" in service.read("log"))
+        self.assertEqual(service.ask("Log").split("/")[:2], ["29", "28"])
 
     def test_those_who_misbehave_are_disconnected(self):
         """What a provider says after its hello, and what the log says of it."""
@@ -301,6 +316,7 @@ class Providers(ServiceTest):
         """Queries of a connection share it until a set or until another provider has other columns; others ask anew."""
         service = self.service(model=MODEL)
         provider, fresh = Provider(service, "offer|table|links|asked|#A;B|"), Provider(service, "offer|value|fresh|asked||", name="fresh")
+        name = "test"
         for line, cells, expected in rows(f"""
                 Links{{B=y}}:measured=once => 1y 1x => y
                 Links:measured=once;Links:measured=once:format=count => => y|2/x|
@@ -320,8 +336,10 @@ class Providers(ServiceTest):
             self.sent(service, question, client or "tester")
             if cells.startswith("#"):  # another provider comes before the whole question is answered
                 asked = fresh.hear().split("|")[1]
+                before, name = name, "next" + cells[1]
                 provider.socket.shutdown(socket.SHUT_RDWR)
-                provider = Provider(service, f"offer|table|links|asked|{cells}", name="next" + cells[1])
+                eventually(lambda: f"'{before}' is disconnected" in service.read("log"))
+                provider = Provider(service, f"offer|table|links|asked|{cells}", name=name)
                 fresh.say(f"answer|{asked}|value|7")
             elif cells:
                 self.answer(provider, cells)

@@ -142,6 +142,12 @@ class Requests(ServiceTest):
             shown = [service.client.ask(frame(f"query||{text}|c|System.Led|0")) for text in ("other", "s" * 4096, "other")]
             self.assertEqual("".join(answer.replace("[2: The authorisation is wrong.]", "0") for answer in shown),
                              answers, secret)
+        # Several times while the file system's clock stands still, and always as long.
+        service.write("auth", "0000").chmod(0o640)
+        for number in range(50):
+            with open(service.folder / "auth", "r+b") as file:
+                file.write(b"%04d" % number)
+            self.assertEqual(service.client.ask(frame(f"query||{number:04}|c|System.Led|0")), "1", number)
         (other.folder / "auth").unlink()
         self.assertEqual(other.client.ask(frame("query|||c|System.Led|0")), "1")
         other.write("auth", "second").chmod(0o600)
@@ -209,6 +215,8 @@ class Requests(ServiceTest):
         self.assertEqual([service.ask("Foo")[:2] for _ in range(50)], ["[1"] * 50)
         service.ask("set System.Led=1")
         self.assertIn("set of client 'tester' done: System.Led", service.read("log"))
+        # In the next second, the log says how many it lacks.
+        eventually(lambda: service.ask("Foo") and re.search(r"sysmgrd: \d+ more records about clients left out\n", service.read("log")))
         self.assertEqual(len(self.service(model=f'{{"{"x" * 5000}": 0}}').read("log")), 1024)
 
 
