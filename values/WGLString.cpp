@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "base/PieceWriter.h"
 #include "base/Response.h"
@@ -48,20 +49,27 @@ struct FreePart {
 
 FreePart* gFreeParts = nullptr;
 
+// The rest of the newest block, whose memory is not touched before a part needs it.
+char* gNextPart = nullptr;
+char* gPartsEnd = nullptr;
+
+// Two memory pages, less what allocators put in front of a block.
+constexpr std::size_t kBlockBytes = 8192 - sizeof(std::size_t);
+
 }  // namespace
 
 void* WGLStringPart::operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  constexpr std::size_t kPartsPerBlock = 128;
-  if (gFreeParts == nullptr) {
-    auto* block = static_cast<char*>(std::malloc(kPartsPerBlock * size));
-    if (block == nullptr) return nullptr;
-    for (std::size_t i = kPartsPerBlock; i-- > 0;) {
-      gFreeParts = new (block + i * size) FreePart{gFreeParts};
-    }
+  if (FreePart* part = gFreeParts) {
+    gFreeParts = part->next;
+    return part;
   }
-  FreePart* part = gFreeParts;
-  gFreeParts = part->next;
-  return part;
+  if (gNextPart == gPartsEnd) {
+    const std::size_t bytes = kBlockBytes / size * size;
+    gNextPart = static_cast<char*>(std::malloc(bytes));
+    gPartsEnd = gNextPart != nullptr ? gNextPart + bytes : nullptr;
+    if (gNextPart == nullptr) return nullptr;
+  }
+  return std::exchange(gNextPart, gNextPart + size);
 }
 
 void WGLStringPart::operator delete(void* part) noexcept {
