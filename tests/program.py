@@ -195,6 +195,16 @@ def netstring(data):
     return b"%d:%s," % (len(data), data)
 
 
+def read_netstring(stream):
+    """The content of the next netstring; None at the end, or for one that is cut off."""
+    length = b"".join(iter(lambda: stream.read(1).strip(b":"), b""))
+    content = stream.read(int(length or 0) + 1)
+    if not length or len(content) <= int(length):
+        return None
+    assert content.endswith(b",")
+    return content[:-1]
+
+
 def parts(payload):
     """The contents of a payload's netstrings."""
     found = []
@@ -241,8 +251,8 @@ class SystemManager(socketserver.ThreadingMixIn, socketserver.UnixStreamServer):
     def finish_request(self, request, client_address):
         self.connections += 1
         with request.makefile("rb") as stream:
-            while length := b"".join(iter(lambda: stream.read(1).strip(b":"), b"")):
-                kind, service, secret, client, keys, last = parts(stream.read(int(length) + 1)[:-1])
+            while payload := read_netstring(stream):
+                kind, service, secret, client, keys, last = parts(payload)
                 assert (service, secret, client) == (b"Vistel", b"", b"Vistel"), (service, secret, client)
                 self.requests.append((kind.decode(), cells(keys), cells(last)))
                 if (reaction := self.react(cells(keys))) is not None:

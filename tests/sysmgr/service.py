@@ -22,7 +22,7 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
 sys.path.append(str(SOURCE / "tests"))
-from program import BUILD, decode, encode, netstring, parts, table  # noqa: E402
+from program import BUILD, decode, encode, netstring, parts, read_netstring, table  # noqa: E402
 
 SYSMGRD, IMPATIENT = BUILD / "sysmgr/sysmgrd", BUILD / "tests/sysmgr/impatient-sysmgrd"
 SIMULATOR = BUILD / "tests/sysmgr/timed-simulator"
@@ -104,15 +104,8 @@ class Client:
 
     def receive(self):
         """The payload of the next message; None when there is no more."""
-        try:
-            length = b"".join(iter(lambda: self.stream.read(1).strip(b":"), b""))
-            payload = self.stream.read(int(length or 0) + 1)
-        except ConnectionError:
-            return None
-        if not length or len(payload) <= int(length):
-            return None
-        assert payload.endswith(b",")
-        return payload[:-1]
+        with contextlib.suppress(ConnectionError):
+            return read_netstring(self.stream)
 
     def ask(self, data=b""):
         payload = self.send(data).receive()

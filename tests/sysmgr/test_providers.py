@@ -11,7 +11,7 @@ import socket
 import subprocess
 import time
 
-from service import BUILD, Client, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, rows, table
+from service import BUILD, Client, IMPATIENT, SOURCE, WAIT_SECONDS, ServiceTest, decode, encode, eventually, grid, key, model, netstring, parts, read_netstring, rows, table
 
 PLUG = SOURCE / "docs/examples/plug"
 MODEL = model(key("Speed", "integer read, 'source': 'speed', 'minimum': 0, 'maximum': 9"),
@@ -44,10 +44,10 @@ class Provider:
 
     def hear(self):
         """The next message but pings, its tables as rows with ";" and cells with ","; "" for the end."""
-        length = b"".join(iter(lambda: self.stream.read(1).strip(b":"), b""))
-        if not length:
+        payload = read_netstring(self.stream)
+        if payload is None:
             return ""
-        fields = list(parts(self.stream.read(int(length) + 1)[:-1]))
+        fields = list(parts(payload))
         if fields == [b"ping"]:
             self.say("pong")
             return self.hear()
