@@ -88,4 +88,5 @@ shareObjects() {
   if ! command -v ccache >/dev/null; then return; fi
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   export CCACHE_DIR=${CCACHE_DIR:-$PWD/build/ccache} CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
+  export CCACHE_DEPEND=1 # what is new is not preprocessed twice
 }
