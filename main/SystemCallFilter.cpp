@@ -81,8 +81,8 @@ bool AddRules(scmp_filter_ctx filter) {
     if (seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) != 0) return false;
   }
   // To the system manager and the log; never to another machine.
-  return seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(socket), 1,
-                          SCMP_A0(SCMP_CMP_EQ, AF_UNIX)) == 0;
+  const scmp_arg_cmp isLocal = {0, SCMP_CMP_EQ, AF_UNIX, 0};
+  return seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, SCMP_SYS(socket), 1, &isLocal) == 0;
 }
 
 }  // namespace
