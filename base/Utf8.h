@@ -57,18 +57,19 @@ inline std::size_t SafeSize(std::string_view text) {
   std::size_t size = 0;
   while (size < text.size()) {
     Word word = 0;
-    if (text.size() - size >= sizeof word) {
+    if (text.size() >= sizeof word) {
       // Most words hold bytes from 0x20 to 0x7E only: nothing here sets the highest bit of a byte.
-      std::memcpy(&word, text.data() + size, sizeof word);
+      // The last word begins before the bytes that are left.
+      const std::size_t begin = std::min(size, text.size() - sizeof word);
+      std::memcpy(&word, text.data() + begin, sizeof word);
       if (((word | (word + kOnes) | (word - kOnes * ' ')) & kOnes << 7) == 0) {
-        size += sizeof word;
+        size = begin + sizeof word;
         continue;
       }
     }
-    if (IsAsciiPrintable(text[size])) {
-      ++size;
-      continue;
-    }
+    const std::size_t end = std::min(text.size(), size + sizeof word);
+    while (size < end && IsAsciiPrintable(text[size])) ++size;
+    if (size == end) continue;
     const std::string_view rest = text.substr(size);
     const std::size_t next = CharacterSize(rest);
     if (next == 0 || IsControl(rest.substr(0, next))) break;

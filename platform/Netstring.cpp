@@ -1,28 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Netstring.h"
 
-#include <algorithm>
-#include <charconv>
 #include <cstdint>
 
 #include "base/Number.h"
 
 void Netstring::Append(std::string& out, std::string_view bytes) {
   out.append(std::to_string(bytes.size())).append(":").append(bytes).append(",");
-}
-
-std::size_t Netstring::SizeFor(std::size_t bytes) {
-  std::size_t size = bytes + 3;
-  for (; bytes >= 10; bytes /= 10) ++size;
-  return size;
-}
-
-char* Netstring::Write(char* out, std::string_view bytes) {
-  out = std::to_chars(out, out + kMaxLengthDigits, bytes.size()).ptr;
-  *out++ = ':';
-  out = std::copy(bytes.begin(), bytes.end(), out);
-  *out++ = ',';
-  return out;
 }
 
 Netstring::Piece Netstring::Read(std::string_view text, std::size_t maxBytes) {

@@ -4,8 +4,10 @@
 // has no leading zeros, and a reader accepts no other spelling.
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -23,10 +25,21 @@ inline constexpr std::size_t kMaxOverheadBytes = kMaxLengthDigits + 2;
 void Append(std::string& out, std::string_view bytes);
 
 // The size of the netstring for so many bytes.
-std::size_t SizeFor(std::size_t bytes);
+inline std::size_t SizeFor(std::size_t bytes) {
+  std::size_t size = bytes + 3;
+  for (; bytes >= 10; bytes /= 10) ++size;
+  return size;
+}
 
 // Writes `bytes` as a netstring to `out`, where there must be room for it. Returns its end.
-char* Write(char* out, std::string_view bytes);
+inline char* Write(char* out, std::string_view bytes) {
+  out = std::to_chars(out, out + kMaxLengthDigits, static_cast<std::uint32_t>(bytes.size())).ptr;
+  *out++ = ':';
+  if (!bytes.empty()) std::memcpy(out, bytes.data(), bytes.size());
+  out += bytes.size();
+  *out++ = ',';
+  return out;
+}
 
 enum class Status {
   kWhole,      // `text` begins with a netstring

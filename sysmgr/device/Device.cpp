@@ -151,6 +151,9 @@ Outcome Device::AppendTable(const Item& item, Collection& collection, bool& isMi
   auto& columns = collection.columns;
   const std::size_t first = columns.size();
   columns.resize(first + wanted.size());
+  if (filters.empty()) {
+    for (std::size_t i = first; i < columns.size(); ++i) columns[i].reserve(rows.size());
+  }
   for (const LiveRow& row : rows) {
     if (!Keeps(filters, row)) continue;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
