@@ -21,7 +21,7 @@ docs/protocol.md
 | Payload of an answer | {SysMgrProxy.kMaxAnswerBytes // MIB} MiB:
 | Live values in an answer | {Device.kMaxLiveBytes // MIB} MiB |
 from a request's first byte to its last | {Server.kDeadlineMilliseconds // 1000} seconds |
-{Connection.kPieceBytes:,} bytes | {Server.kDeadlineMilliseconds // 1000} seconds |
+{Connection.kPieceBytes:,} bytes, or in answers of up to {Connection.kWholeBytes:,} bytes | {Server.kDeadlineMilliseconds // 1000} seconds |
 | Keys in one request | {Device.kMaxKeysPerRequest} |
 | Connections at once | {Server.kMaxConnections} |
 | Unanswered requests of all clients together | {Server.kMaxInputBytes // MIB} MiB

@@ -205,11 +205,17 @@ void Connection::DropAnswered(std::size_t rest) {
   CountInput();
 }
 
+std::size_t Connection::NextPiece() const {
+  const std::size_t unsent = UnsentBytes();
+  if (unsent <= kPieceBytes) return unsent;
+  return unsent <= kWholeBytes && QueuedBytes() == 0 ? unsent : kPieceBytes;
+}
+
 bool Connection::Send() {
   bool fine = true;
   while (UnsentBytes() > 0) {
-    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_,
-                               std::min(UnsentBytes(), kPieceBytes), MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t count = send(descriptor_.Number(), output_.data() + sent_, NextPiece(),
+                               MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
       fine = errno == EAGAIN || errno == EWOULDBLOCK;

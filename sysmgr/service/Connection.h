@@ -71,6 +71,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
   // client must take within the deadline; with the system's own data it fits into a page of memory.
   static constexpr std::size_t kPieceBytes = 3584;
 
+  // An answer up to this size goes out at once if the client has taken all before it: the system's
+  // own buffers hold more, so it leaves nothing to wait for. The client wakes only once for it.
+  static constexpr std::size_t kWholeBytes = 49152;
+
   // `deadlineMilliseconds`: the time for the rest of a request after its first byte, and for the
   // client to take a piece of an answer. The owner must outlive the connection.
   Connection(Owner& owner, Descriptor descriptor, int deadlineMilliseconds);
@@ -115,6 +119,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Verdict Turn(Allowance allowance);
   Work AnswerRequests(Allowance allowance);
   bool Send();
+  std::size_t NextPiece() const;
   void WaitForRoom();
   Verdict CheckProgress();
   int QueuedBytes() const;
