@@ -37,7 +37,7 @@ class InputWindow {
  private:
   // Large enough that reading takes a small part of the time. Twice the size would save a tenth of
   // that part and take twice the memory.
-  static constexpr std::size_t kBlockBytes = 32768;
+  static constexpr std::size_t kBlockBytes = 65536;
 
   void Fill();
 
