@@ -3,6 +3,7 @@
 // The status images: whole ones, byte by byte, with values of the test's own system manager, good
 // and bad templates, and outputs that fail.
 #include <fcntl.h>
+#include <gif_lib.h>
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
 #include <sys/stat.h>
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,7 +24,6 @@
 #include "base/Response.h"
 #include "image/ImageGenerator.h"
 #include "tests/FakeSystemManager.h"
-#include "tests/Gif.h"
 #include "tests/Output.h"
 #include "tests/TestFolder.h"
 
@@ -43,6 +44,35 @@ using Heights = std::vector<int>;
 
 // A change to the site's template before it is used.
 using Edit = std::function<void(GifFileType&)>;
+
+using Gif = std::unique_ptr<GifFileType, void (*)(GifFileType*)>;
+
+// Returns null when the file is not a whole GIF file.
+Gif ReadGif(const std::string& path) {
+  Gif gif(DGifOpenFileName(path.c_str(), nullptr),
+          [](GifFileType* file) { DGifCloseFile(file, nullptr); });
+  if (gif != nullptr && DGifSlurp(gif.get()) != GIF_OK) gif.reset();
+  return gif;
+}
+
+// The bytes that giflib writes for screen, palette and pictures, which stay with the caller.
+std::string BytesOf(const GifFileType& gif) {
+  std::string bytes;
+  const auto append = [](GifFileType* file, const GifByteType* more, int size) {
+    static_cast<std::string*>(file->UserData)->append(more, more + size);
+    return size;
+  };
+  GifFileType* file = EGifOpen(&bytes, append, nullptr);
+  file->SWidth = gif.SWidth;
+  file->SHeight = gif.SHeight;
+  file->SColorResolution = gif.SColorResolution;
+  file->SBackGroundColor = gif.SBackGroundColor;
+  file->SColorMap = gif.SColorMap;
+  file->ImageCount = gif.ImageCount;
+  file->SavedImages = gif.SavedImages;
+  if (EGifSpew(file) != GIF_OK) bytes.clear();
+  return bytes;
+}
 
 // Gives the picture that size, in one colour.
 Edit Size(int width, int height) {
