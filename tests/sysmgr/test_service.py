@@ -383,6 +383,10 @@ class Disk(ServiceTest):
                 set System.SettingsLostNoted=1 =>
                 set System.DeviceName=name {version} =>
                 """)
+        for version in range(8, 3, -1):
+            service.write("version", str(version))
+            service.restart()
+        self.assertEqual(len(list(service.folder.glob("settings.db.version-*"))), 3)
 
     def test_writing_cut_short(self):
         """A limit on the size of files cuts a write in the middle of a batch, as a full disk does."""
