@@ -217,6 +217,10 @@ class New(unittest.TestCase):
                      "-D", ":sys:System.DeviceName=<b>", "-D", ":sys:Network.Mode=static", "wgl/main.wgl"]
             Path(root, "refused.json").write_text('{":sys:System.DeviceName": "Too long."}')
             refused = run([*words, "--values", Path(root, "refused.json")], ENVIRONMENT).output
+            Path(root, "refused.json").write_text('{":sys:": "Not together."}')
+            Path(root, "wgl/all.wgl").write_text("${_errorcount} ${_error_consistency}")
+            words = [*words[:-1], "--values", Path(root, "refused.json"), "wgl/all.wgl"]
+            self.assertEqual(run(words, ENVIRONMENT).output, "1 Not together.")
         self.assertIn('maxlength="63" value="&lt;b&gt;"> <em>Too long.</em>', refused)
         self.assertIn('<option value="static" selected>von Hand</option>', refused)
 

@@ -65,7 +65,7 @@ class QueryJudge {
       Find("unknown-key", "the model has no key '" + key.Path() + "'" + AdviceOn(key.Path()));
       return;
     }
-    JudgeFormat(*definition, key);
+    JudgeOptions(*definition, key);
     if (!definition->CanBeRead()) {
       Find("unreadable-key", "'" + key.Path() + "' can only be set");
     } else if (definition->type == ValueType::kTable) {
@@ -89,13 +89,33 @@ class QueryJudge {
            "=...}." + path.substr(dot + 1);
   }
 
-  void JudgeFormat(const DeviceKey& definition, const Config::Key::Key& key) {
+  void JudgeOptions(const DeviceKey& definition, const Config::Key::Key& key) {
+    const bool isTable = definition.type == ValueType::kTable;
+    std::vector<std::string> known = {"format"};
+    if (isTable) known.emplace_back("measured");
     for (const Config::Key::Pair& option : key.Options()) {
-      if (option.name != "format" || option.value == "scalar" || option.value == "table") continue;
-      if (option.value == "count" && definition.type == ValueType::kTable) continue;
-      Find("unknown-key", "'" + definition.name + "' has no format '" + option.value +
-                              "'; there are scalar, table and, for a table, count");
+      if (option.name == "format") {
+        JudgeFormat(definition, option.value);
+      } else if (isTable && option.name == "measured") {
+        if (option.value == "once") continue;
+        Find("unknown-key", "'measured' is '" + option.value + "'; there is only once");
+      } else {
+        // A provider may take further options, which the model doesn't list.
+        const std::string nearest = NearestName(option.name, known);
+        if (nearest.empty() && !definition.source.empty()) continue;
+        const std::string all =
+            isTable ? "; there are format and measured" : "; there is only format";
+        Find("unknown-key", "'" + definition.name + "' has no option '" + option.name + "'" +
+                                (nearest.empty() ? all : Suggestion(nearest)));
+      }
     }
+  }
+
+  void JudgeFormat(const DeviceKey& definition, const std::string& format) {
+    if (format == "scalar" || format == "table") return;
+    if (format == "count" && definition.type == ValueType::kTable) return;
+    Find("unknown-key", "'" + definition.name + "' has no format '" + format +
+                            "'; there are scalar, table and, for a table, count");
   }
 
   void JudgeColumn(const DeviceKey& table, const std::string& name) {

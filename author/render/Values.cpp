@@ -38,9 +38,17 @@ std::string FormatOf(const Config::Key::Key& key) {
   return "";
 }
 
-bool KnowsFormat(const Config::Key::Key& key) {
-  const std::string format = FormatOf(key);
-  return format.empty() || format == "scalar" || format == "table" || format == "count";
+// As far as the model tells: a provider may take further options.
+bool KnowsOptions(const DeviceKey& definition, const Config::Key::Key& key) {
+  const bool isTable = definition.type == ValueType::kTable;
+  return std::all_of(key.Options().begin(), key.Options().end(), [&](const auto& option) {
+    if (option.name == "format") {
+      return option.value == "scalar" || option.value == "table" ||
+             (isTable && option.value == "count");
+    }
+    if (isTable && option.name == "measured") return option.value == "once";
+    return !definition.source.empty();
+  });
 }
 
 // The cells of all columns from `first` on as one, row by row, with commas between them.
@@ -68,6 +76,11 @@ Values::Values(DeviceModel model, const std::string& path) : model_(std::move(mo
   for (const auto& [name, value] : document.items()) {
     const bool refusal = name.compare(0, kSettingPrefix.size(), kSettingPrefix) == 0;
     const std::string key = refusal ? name.substr(kSettingPrefix.size()) : name;
+    if (refusal && key.empty()) {
+      if (!value.is_string()) fail(name, "must be a text in quotes");
+      refusalOfAll_ = value.get<std::string>();
+      continue;
+    }
     const DeviceKey* definition = model_.Find(key);
     if (definition == nullptr) {
       const std::string nearest = model_.Nearest(key);
@@ -127,7 +140,8 @@ bool Values::AppendTable(const DeviceKey& definition, const Config::Key::Key& ke
 bool Values::Append(std::string_view keyText, Columns& columns) const {
   const Config::Key::Key key(keyText);
   const DeviceKey* definition = key.IsValid() ? model_.Find(key.Path()) : nullptr;
-  if (definition == nullptr || !definition->CanBeRead() || !KnowsFormat(key)) return false;
+  if (definition == nullptr || !definition->CanBeRead() || !KnowsOptions(*definition, key))
+    return false;
   if (definition->type == ValueType::kTable) {
     const std::size_t first = columns.size();
     if (!AppendTable(*definition, key, columns)) return false;
@@ -139,7 +153,6 @@ bool Values::Append(std::string_view keyText, Columns& columns) const {
     }
     return true;
   }
-  if (FormatOf(key) == "count") return false;
   // Only a source knows selectors; a setting or constant has none.
   if (!key.Column().empty()) return false;
   if (!key.Selectors().empty() && definition->source.empty()) return false;
@@ -170,6 +183,7 @@ bool Values::Query(const StringTable& keys, StringTable& answer) const {
 
 StringTable Values::Set(const StringTable& keys) const {
   StringTable answer(1);
+  bool isRefused = false;
   for (unsigned i = 0; i < keys.Rows(); ++i) {
     const std::string name = keys.Get(i, 0);
     const DeviceKey* definition = model_.Find(name);
@@ -181,6 +195,8 @@ StringTable Values::Set(const StringTable& keys) const {
     } else {
       answer.AddRow(refusal == refusals_.end() ? "" : refusal->second.c_str());
     }
+    isRefused |= !answer.View(i, 0).empty();
   }
+  if (!isRefused && !refusalOfAll_.empty()) answer.AddRow(refusalOfAll_.c_str());
   return answer;
 }

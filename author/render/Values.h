@@ -33,7 +33,8 @@ class Values {
   // be read.
   bool Query(const StringTable& keys, StringTable& answer) const;
 
-  // One column with a row for each key, "" or why it is refused.
+  // One column with a row for each key, "" or why it is refused. If none is, a further row may
+  // refuse them together.
   StringTable Set(const StringTable& keys) const;
 
  private:
@@ -49,5 +50,6 @@ class Values {
   std::map<std::string, std::string> texts_;
   std::map<std::string, std::vector<Row>> tables_;
   std::map<std::string, std::string> refusals_;
+  std::string refusalOfAll_;  // what is wrong with the values together; "" when nothing is
   bool canaries_ = false;
 };
