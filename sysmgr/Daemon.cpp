@@ -42,7 +42,9 @@ int Run(const Options& options) {
     case Options::Action::kServe:
       break;
   }
-  Serve(options);
+  Pace pace;
+  pace.sampleSeconds = VISTEL_SYSMGR_SAMPLE_SECONDS;
+  Serve(options, pace);
   return 0;
 }
 

@@ -83,6 +83,9 @@ class Features {
   // Records how the device is; see History::Sample.
   void Sample(Device& device) { history_.Sample(device); }
 
+  // See History::SampleUnknown.
+  void SampleUnknown(Device& device) { history_.SampleUnknown(device); }
+
  private:
   void AddEvents(Settings& settings);
 

@@ -31,6 +31,9 @@ namespace {
 // How often the parts do what is due when nobody asks.
 constexpr int kTimerSeconds = 15;
 
+// How often they ask again for what a device has not told.
+constexpr int kLookSeconds = 1;
+
 constexpr mode_t kClientsMode = 0660;
 constexpr mode_t kProvidersMode = 0600;
 
@@ -90,6 +93,7 @@ void Serve(const Options& options, const Pace& pace) {
   features.OnReset([&providers] { providers.OnReset(); });
   loop.Every(kTimerSeconds, [&features] { features.OnTimer(); });
   loop.Every(pace.sampleSeconds, [&features, &device] { features.Sample(device); });
+  loop.Every(kLookSeconds, [&features, &device] { features.SampleUnknown(device); });
   features.RunStepsWith([&loop, &pace](std::function<bool()> step) {
     loop.RunSteps(pace.stepMilliseconds, std::move(step));
   });

@@ -32,13 +32,21 @@ void History::OfferTo(Sources& sources) const {
 }
 
 void History::Sample(Device& device) {
+  for (Record& record : records_) Ask(record, device);
+}
+
+void History::SampleUnknown(Device& device) {
   for (Record& record : records_) {
-    if (record.isAsking) continue;
-    record.isAsking = true;
-    record.answers.clear();
-    record.tables.clear();
-    Take(record, device);
+    if (!record.isKnown) Ask(record, device);
   }
+}
+
+void History::Ask(Record& record, Device& device) {
+  if (record.isAsking) return;
+  record.isAsking = true;
+  record.answers.clear();
+  record.tables.clear();
+  Take(record, device);
 }
 
 void History::Take(Record& record, Device& device) {

@@ -18,8 +18,8 @@
 
 class History {
  public:
-  // How often the tables are asked for. Thirty answers make a mean, and whoever is away for longer
-  // than this is noticed.
+  // How often the tables are asked for unless the build says otherwise. Thirty answers make a mean,
+  // and whoever is away for longer than this is noticed.
   static constexpr int kSampleSeconds = 10;
 
   using Clock = std::function<std::int64_t()>;  // seconds of the monotonic clock
@@ -36,6 +36,10 @@ class History {
   // out is not asked for. The device, and then the history, must outlive the answers.
   void Sample(Device& device);
 
+  // Asks in the same way for those tables only that could not be had the last time, so that a
+  // device which has just started is known at once.
+  void SampleUnknown(Device& device);
+
   // Forgets everything, as after a restart.
   void Clear();
 
@@ -50,6 +54,7 @@ class History {
     bool isKnown = false;  // whether the last answer was one
   };
 
+  void Ask(Record& record, Device& device);
   void Take(Record& record, Device& device);
 
   Clock steady_;

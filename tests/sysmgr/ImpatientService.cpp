@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The service for tests: it goes by the clock of TestClock.h, its timeouts are at most a second,
-// and the version of its database is in the file "version", if that is there.
+// The service for tests: it goes by the clock of TestClock.h, its timeouts are at most a second.
+// The version of its database is in the file "version", and how often it asks for histories in
+// "sample", if these are there.
 #include <fstream>
 
 #include "sysmgr/Options.h"
@@ -18,6 +19,7 @@ int main(int count, char** arguments) {
   pace.steady = [] { return ReadClock(TestClock::kSteady); };
   pace.patience = {1000, 300, 1000, 1000};
   std::ifstream("version") >> pace.databaseVersion;
+  std::ifstream("sample") >> pace.sampleSeconds;
   Serve(ParseOptions(count, arguments), pace);
   return 0;
 }
