@@ -8,12 +8,14 @@ import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
 import path from 'node:path';
-import { test } from 'node:test';
+import { after, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 
 export const source = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
-export const build = path.join(source, 'build');
-export const root = path.join(build, 'served/root');
+const build = path.join(source, 'build');
+// Of the device that ./run serves.
+export const served = path.join(build, process.env.VISTEL_RUN_PRESET);
+export const root = path.join(served, 'root');
 export const widths = { desktop: 1280, phone: 390, narrowest: 320 };
 
 const libraries = createRequire(path.join(build, 'browser-libraries/package.json'));
@@ -50,14 +52,18 @@ const browser = await chromium.launch({
     '--disable-dev-shm-usage',
   ],
 });
-export const closeBrowser = () => browser.close();
+after(() => browser.close());
 
 // What tests do on a page; `picture` leaves a screenshot on record.
-export const screenshots = path.join(build, 'served/screenshots');
+const screenshots = path.join(served, 'screenshots');
+fs.rmSync(screenshots, { recursive: true, force: true });
+fs.mkdirSync(screenshots, { recursive: true });
 export const submit = (page, selector) => Promise.all([page.waitForNavigation(patient), page.click(selector)]);
 export const text = (page, selector) => page.textContent(selector).then((found) => found.trim());
 export const picture = (page, name) =>
-  page.screenshot({ path: path.join(screenshots, `${name}.png`), fullPage: true });
+  page.screenshot({ path: path.join(screenshots, `${name}.jpeg`), fullPage: true });
+// Pictures and accessibility are checked in one language only, the one with the longest words.
+export const pictured = 'de';
 
 // A test in a context of its own, which fails if anything went wrong in its page meanwhile; `expected`
 // are patterns of complaints that the test is about.
@@ -93,6 +99,7 @@ export async function accessibilityFaults(page, but = []) {
   if (!await page.evaluate(() => 'axe' in globalThis)) await page.evaluate(axeSource);
   const { violations } = await page.evaluate((rules) => globalThis.axe.run(document, {
     runOnly: ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa', 'best-practice'],
+    resultTypes: ['violations'],
     rules: Object.fromEntries(rules.map((rule) => [rule, { enabled: false }])),
   }), but);
   return violations.flatMap((rule) => rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`));

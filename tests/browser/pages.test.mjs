@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
 // The web interface as its users see it: a real browser, the real web server, program and system
-// manager. Tests run in their order, on one device; each restores the device's settings.
+// manager. Tests run in their order, on one device; each restores the device's settings. The jobs that they are
+// there for are in jobs.test.mjs.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
-import { after, test } from 'node:test';
+import { test } from 'node:test';
 
 import {
-  accessibilityFaults, closeBrowser, control, home, htmlFaults, inBrowser, managerProcess, patient, picture, read, root,
-  screenshots, source, submit, text, url, valueOf, widths, withAndWithoutScript,
+  accessibilityFaults, control, home, htmlFaults, inBrowser, managerProcess, patient, picture, pictured, read, source, submit,
+  text, url, valueOf, widths, withAndWithoutScript,
 } from './harness.mjs';
 
 const mac = '00:00:5E:00:53:02';
 const languages = ['en', 'de', 'fr'];
-// Pictures and accessibility are checked in one language only, the one with the longest words.
-const pictured = 'de';
 // Tables that fit even on a narrow screen; other boxes scroll.
 const unscrolled = ['home', 'powerline'];
 // What a page needs beside its name.
@@ -25,20 +24,9 @@ const pages = {
 };
 const words = ['fs', 'ie6'];
 
-fs.rmSync(screenshots, { recursive: true, force: true });
-fs.mkdirSync(screenshots, { recursive: true });
-after(closeBrowser);
-
 const assertEventually = async (isTrue) => {
   for (let tries = 0; !await isTrue(); tries += 1) assert.ok(tries < 30);
 };
-const configuration = () => valueOf('System.ConfigShow');
-
-async function upload(page, where, content) {
-  await page.goto(url(where, pictured));
-  await page.setInputFiles('#file', { name: 'file', mimeType: 'text/xml', buffer: Buffer.from(content) });
-  await submit(page, 'form[enctype] button');
-}
 
 inBrowser('the settings were lost: every page says so until somebody takes note', {}, async (page) => {
   for (const address of [
@@ -379,89 +367,6 @@ inBrowser('both charts have their size, their axes and their bars', {}, async (p
   }
 });
 
-inBrowser('the downloads arrive under their names and can be opened', {}, async (page) => {
-  control('set', 'System.ConfigPassword=a good password');
-  await page.goto(url('maintenance', 'en'));
-  for (const [type, name, content] of [
-    ['xml', /^Vistel-\d{4}-\d\d-\d\d\.xml$/, /^<\?xml [^]*System\.DeviceName/],
-    ['ac', /^Vistel-shared-\d{4}-\d\d-\d\d\.xml$/, /^<\?xml [^]*HomePlug\.NetworkName/],
-    ['cfg', /^Vistel-\d{4}-\d\d-\d\d\.cfg$/, /^[^<]/],
-  ]) {
-    const [download] = await Promise.all([page.waitForEvent('download', patient), page.click(`a[href*="_type=${type}"]`)]);
-    assert.match(download.suggestedFilename(), name);
-    assert.match(fs.readFileSync(await download.path(), 'utf8'), content, type);
-  }
-  assert.deepEqual(fs.readdirSync(path.join(root, 'var/run/sysmgr/files')), []);
-  control('set', 'System.ConfigPassword=');
-});
-
-inBrowser('a backup of newer firmware: what fits is restored, the rest is told', { javaScriptEnabled: false }, async (page) => {
-  const saved = configuration();
-  await upload(page, 'maintenance', saved.replace('model="1"', 'model="9"').replace('System.DeviceName', 'System.Unheard')
-    .replace('Led">1', 'Led">on').replace('<setting', '<b/><setting').replace('Berlin', 'Paris'));
-  assert.match(await text(page, 'table:has(#changes)'), /ZeitzoneEurope\/BerlinEurope\/Paris$/);
-  assert.deepEqual(await page.$$eval('table:has(#mistakes) tbody tr', (rows) => rows.map((row) => row.textContent)), [
-    'Die DateiDie Sicherung hat eine neuere Version, als dieser Adapter kennt.', 'Zeile 3Dieses Element ist unbekannt.',
-    'System.UnheardDiese Einstellung gibt es nicht.', 'LEDsWählen Sie 0 oder 1.',
-  ]);
-  await picture(page, 'restore-left-out');
-  assert.equal(configuration(), saved);
-  await submit(page, 'button[value="apply"]');
-  assert.equal(configuration(), saved.replace('Berlin', 'Paris'));
-  await page.goto(url('diagnostics', 'fr'));
-  const [first] = await page.$$eval('#events ~ tbody tr', (rows) => rows.map((row) => row.textContent));
-  assert.match(first, /^\d\d\/\d\d\/\d{4} \d\d:\d\dDes réglages sauvegardés ont été restaurés\. $/);
-  control('set', 'System.TimeZone=Europe/Berlin');
-});
-
-withAndWithoutScript('a configuration: uploaded, looked at, restored', async (page, scripts) => {
-  const [former, saved] = [valueOf('HomePlug.NetworkName'), configuration()];
-  control('set', 'HomePlug.NetworkName=Another');
-  await upload(page, 'maintenance', saved);
-  assert.match(await text(page, 'table.values'), new RegExp(`Another\\s*${former}`));
-  if (scripts) {
-    assert.deepEqual(await accessibilityFaults(page), []);
-    await picture(page, 'restore-changes');
-  }
-  assert.equal(valueOf('HomePlug.NetworkName'), 'Another');
-  await submit(page, 'button[value="apply"]');
-  assert.ok(await page.isVisible('.notice.good'));
-  assert.equal(configuration(), saved);
-});
-
-inBrowser('uploads that are refused say why, and change nothing', { javaScriptEnabled: false }, async (page) => {
-  const saved = configuration();
-  for (const [name, where, content, reason] of [
-    ['cut', 'maintenance', saved.slice(0, saved.length / 2), /Die Datei ist kein wohlgeformtes XML\./],
-    ['many', 'maintenance', saved.replace(/<setting.*\n/g, '<b/>\n'.repeat(2)), /die ersten zehn;/],
-    ['picture', 'firmware', 'GIF89a', /Diese Datei ist keine Firmware\./],
-    ['line', 'firmware', 'VISTEL-FIRMWARE 1\nModel: <b>\n\n', /fehlerhafte Zeile\.\s+Zeile des Kopfes: Model: <b>/],
-    ['large', 'firmware', Buffer.alloc(7 << 20), /The file is too large/],
-  ]) {
-    await upload(page, where, content);
-    assert.match(await text(page, 'main'), reason, name);
-    await picture(page, `refused-${name}`);
-    if (name !== 'large') {
-      assert.match(await text(page, '#file-error'), /./, name);
-      assert.equal(await page.getAttribute('#file', 'aria-invalid'), 'true');
-    }
-    assert.equal(configuration(), saved);
-  }
-}, [/413/]);
-
-inBrowser('restart and factory reset ask first', { javaScriptEnabled: false }, async (page) => {
-  control('set', 'System.DeviceName=Changed');
-  for (const name of ['restart', 'reset']) {
-    await page.goto(url(name, 'en'));
-    assert.equal(valueOf('System.DeviceName'), 'Changed');
-    await submit(page, 'main form button');
-    assert.ok(await page.isVisible('.notice.good'), name);
-  }
-  assert.equal(valueOf('System.DeviceName'), 'Vistel');
-  await page.goto(url('powerline', 'en'));
-  assert.equal(await page.locator('#stations tbody tr').count(), 7);
-});
-
 // Requests each template by its path, and each page, with values planted in every variable that any
 // of them reads: a value is shown as text or not at all, and never becomes a key of a query.
 inBrowser('nothing from a request or a device becomes markup or a query', {}, async (page) => {
@@ -507,8 +412,6 @@ inBrowser('nothing from a request or a device becomes markup or a query', {}, as
   assert.ok((await response.text()).includes(script));
   assert.notEqual(await page.title(), 'x');
 }, [/Content Security Policy/i, /sandbox/i, /NotSameOrigin/]);
-
-await import('./jobs.mjs');    // before the system manager ends
 
 inBrowser('the device does not answer: every page says so, once, and what to do', { javaScriptEnabled: false }, async (page) => {
   await page.goto(url('settings', 'de'));

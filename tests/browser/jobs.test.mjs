@@ -6,9 +6,12 @@ import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import path from 'node:path';
 import {
-  accessibilityFaults, build, control, deviceProcess, inBrowser, patient, picture, source, submit, text, url, valueOf, widths,
+  accessibilityFaults, control, deviceProcess, inBrowser, patient, picture, served, source, submit, text, url, valueOf, widths,
   withAndWithoutScript,
 } from './harness.mjs';
+
+control('set', 'System.SettingsLostNoted=1');
+await import('./files.mjs');
 
 const changes = () => valueOf('System.Changes{Key=System.DeviceName}.Number:format=scalar');
 const phone = { viewport: { width: widths.phone, height: 844 } };
@@ -178,9 +181,9 @@ inBrowser('the address: shown before, tried, confirmed where it is, or returned'
 
 withAndWithoutScript('an update: three clicks, and the page ends at the new firmware by itself', async (page, scripts) => {
   const version = `2.4.${scripts ? 1 : 2}-01`;
-  const image = path.join(build, 'served/update.img');
+  const image = path.join(served, 'update.img');
   execFileSync(path.join(source, 'tools/make-firmware'),
-    ['--model', 'Vistel', '--version', version, '--key', path.join(build, 'served/maker'), path.join(source, 'LICENSE'), image]);
+    ['--model', 'Vistel', '--version', version, '--key', path.join(served, 'maker'), path.join(source, 'LICENSE'), image]);
   await page.goto(url('maintenance', 'de'));
   if (scripts) await Promise.all([page.waitForNavigation(patient), page.setInputFiles('#firmware-file', image)]);
   else {
