@@ -76,11 +76,13 @@ installMissing() (
   } >"$log" 2>&1 </dev/null || { cat -- "$log" >&2; fail 'apt-get failed'; }
 )
 
-# The cache of a moved or copied tree points to its old place, so CMake has to begin anew.
-dropMovedCache() {
+# The cache of a moved or copied tree points to its old place, and one of older presets may name another compiler, so
+# CMake has to begin anew.
+dropOldCache() {
   local home
   home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/CMakeCache.txt" 2>/dev/null || true)
-  if [[ -n $home && $home != "$PWD" ]]; then rm -rf -- "$1/CMakeCache.txt" "$1/CMakeFiles"; fi
+  if [[ -z $home ]]; then return; fi
+  if [[ $home != "$PWD" || CMakePresets.json -nt $1/CMakeCache.txt ]]; then rm -rf -- "$1/CMakeCache.txt" "$1/CMakeFiles"; fi
 }
 
 # The build folders have many objects in common; with ccache, each is compiled only once.
