@@ -24,7 +24,7 @@ INSTALLED = SOURCE / "build/web"
 MODEL = SOURCE / "sysmgr/model.json"
 ENVIRONMENT = {"PATH": "/usr/bin:/bin", "ASAN_OPTIONS": "detect_leaks=0"}  # a library of others leaks
 NO_KEYS = '{"device": "d", "version": 1, "keys": []}'
-LEAST_CASES = 240
+LEAST_CASES = 210
 
 PO = 'msgid ""\nmsgstr "Content-Type: text/plain; charset=UTF-8\\n"\n\n' + "".join(
     f'msgid "{text}"\nmsgstr "{translated}"\n\n' for text, translated in (("There", "Da"), ("Quoted", 'Zi\\"ert'), ("${01} there", "${01} da")))
@@ -287,9 +287,22 @@ class Strings(unittest.TestCase):
                          ["[Støré~~]", "[<b>&amp;</b> ît~]", "[Øñé~]", "[Twø~]"])
 
 
-class Render(unittest.TestCase):
+class Comparison(unittest.TestCase):
+    """The tool beside the program: `tool` renders, `count` counts."""
     maxDiff = 5000
 
+    def check(self, name, sections, *_):
+        """A case of the program's tests."""
+        if not is_get(sections):
+            return
+        self.count += 1
+        answered, expected = self.tool.outcome(sections)
+        with self.subTest(name):
+            self.assertEqual(answered[:2], expected[:2])
+            self.assertEqual(answered.status, 1 if "WGL error" in expected.output else expected.status)
+
+
+class Render(Comparison):
     def test_canaries(self):
         with tempfile.TemporaryDirectory() as root:
             values, page = Path(root, "v.json"), Path(root, "a.wgl")
@@ -312,16 +325,6 @@ class Render(unittest.TestCase):
                     f"vistel: '{name}' comes out raw, first in line {line} of the page\n" for name, line in raw))
                 self.assertEqual(answered.status, int(bool(raw)))
 
-    def check(self, name, sections, *_):
-        """A case of the program's tests."""
-        if not is_get(sections):
-            return
-        self.count += 1
-        answered, expected = self.tool.outcome(sections)
-        with self.subTest(name):
-            self.assertEqual(answered[:2], expected[:2])
-            self.assertEqual(answered.status, 1 if "WGL error" in expected.output else expected.status)
-
     def test_cases(self):
         self.count = 0
         with tempfile.TemporaryDirectory() as folder:
@@ -331,26 +334,7 @@ class Render(unittest.TestCase):
             for cases in (test_program.Cases.test_every_case, test_program.Large.test_syntax_errors,
                           test_program.Large.test_nesting, test_program.Large.test_templates):
                 cases(self)
-        with tempfile.TemporaryDirectory() as folder:
-            values = Path(folder, "values.json")
-            values.write_text(json.dumps(self.values_of_the_device()))
-            self.tool = Tool(VISTEL, folder, "--model", MODEL, "--values", values)
-            for line, sections in test_program.examples(test_program.Examples.TEXT):
-                if not re.search(":sys:|System.Check", str(sections)):  # the device decides
-                    self.check(f"docs/language.md:{line}", sections)
         self.assertGreater(self.count, LEAST_CASES)
-
-    def values_of_the_device(self):
-        """What the system manager answers to the keys of docs/language.md."""
-        definitions = {key["key"]: key for key in json.loads(MODEL.read_text())["keys"]}
-        cells = {key: ", ".join(f'"${{{number + 1:02}}}"' for number in range(len(definitions[key].get("columns", "1"))))
-                 for key in set(re.findall("query `([A-Z][\\w.]+)", test_program.Examples.TEXT)) & {*definitions}}
-        page = "".join(f'"{key}": [<~ query `{key}` json do `[{row}], ` ~>null], ' for key, row in cells.items())
-        with test_program.real_system_manager(), test_program.PROGRAM.folder() as folder:
-            Path(folder, "main.wgl").write_text("{%s}" % page.removesuffix(", "))
-            request = {"REQUEST_METHOD": "GET", "QUERY_STRING": f"_file=/{Path(folder).name}/main.wgl"}
-            answered = json.loads(test_program.PROGRAM.run(request).output.partition("\r\n\r\n")[2])
-        return {key: rows[:-1] if definitions[key]["type"] == "table" else rows[0][0] for key, rows in answered.items() if rows[0]}
 
     def test_pages_of_the_site(self):
         program = Program(INSTALLED / "main/vistel.cgi")
