@@ -46,10 +46,17 @@ bool IsInRoot(const std::string& realPath) {
   return realPath.compare(0, prefix.size(), prefix) == 0;
 }
 
-// A FIFO, which would wait for a writer for ever, and a device are no templates. A folder can be
-// opened, and fails when it is read.
-bool IsTemplate(const OpenedFile& file) {
-  return file.descriptor.IsOpen() && (file.IsRegular() || file.IsFolder());
+// The stream of an open template; null when there is none. A FIFO, which would wait for a writer
+// for ever, and a device count as none. A folder can be opened, and fails when it is read.
+FILE* StreamOf(OpenedFile& file) {
+  if (!file.IsRegular() && !file.IsFolder()) return nullptr;
+  FILE* stream = fdopen(file.descriptor.Number(), "r");
+  if (stream == nullptr) {
+    RequireMemory();
+  } else {
+    file.descriptor.Release();
+  }
+  return stream;
 }
 
 [[noreturn]] void Fail(const char* message, const std::string& path) {
@@ -104,10 +111,11 @@ void WGLIncludeStack::Open(const std::string& path, const char* failure) {
     if (!realPath.empty()) file = OpenToRead(realPath);
   }
   if (realPath.empty()) Fail(kOutsideRoot, path);
-  if (!IsTemplate(file)) Fail(failure, realPath);
+  yywglin = StreamOf(file);
+  if (yywglin == nullptr) Fail(failure, realPath);
   if (!files_.empty()) files_.back().buffer = yywglCurrentBuffer();
   const auto size = static_cast<std::size_t>(file.IsRegular() ? file.status.st_size : 0);
-  files_.push_back({1, realPath, nullptr, file.descriptor.Release(), size, nullptr, nullptr});
+  files_.push_back({1, realPath, nullptr, size, nullptr, nullptr});
 }
 
 void WGLIncludeStack::Init(const std::string& path) {
@@ -116,12 +124,12 @@ void WGLIncludeStack::Init(const std::string& path) {
 
 void WGLIncludeStack::BeginInclude(const std::string& path) {
   Open(path, "failed to open file");
-  yywgl_switch_to_buffer(yywgl_create_buffer(nullptr, kWGLScannerBufferBytes));
+  yywgl_switch_to_buffer(yywgl_create_buffer(yywglin, kWGLScannerBufferBytes));
 }
 
 bool WGLIncludeStack::Load(WGLIncludeInfo& file) {
   FileContent content;
-  if (!content.Load(file.descriptor, file.size)) return false;
+  if (!content.Load(fileno(yywglin), file.size)) return false;
   file.next = content.Bytes().data();
   file.end = file.next + content.Bytes().size();
   contents_.push_back(std::move(content));

@@ -17,7 +17,6 @@ struct WGLIncludeInfo {
   std::uint32_t line;       // the current line, from 1
   std::string fileName;     // absolute, without symbolic links
   yy_buffer_state* buffer;  // where to resume, owned; null for the file being read
-  int descriptor;           // stays open until the process ends
   std::size_t size;         // of a regular file when it was opened
   const char* next;         // what the scanner has not taken yet: from here ...
   const char* end;          // ... to here; both are null before the file is read

@@ -16,14 +16,16 @@ constexpr int kWGLScannerBufferBytes = 16384;
 // failure with status 2.
 int yywgllex();
 
-// A new buffer for the file that the include stack names; the scanner owns it until it is deleted.
-// Nothing is read from the stream, which may be null.
-yy_buffer_state* yywgl_create_buffer(FILE* stream, int size);
+// The file being read.
+extern FILE* yywglin;
 
-// Continues to read from `buffer`, where it was left.
+// A new buffer that reads `file`; the scanner owns it until it is deleted.
+yy_buffer_state* yywgl_create_buffer(FILE* file, int size);
+
+// Continues to read from `buffer`, where it was left. Sets yywglin.
 void yywgl_switch_to_buffer(yy_buffer_state* buffer);
 
-// Frees a buffer. Ignores null.
+// Frees a buffer, but not its file. Ignores null.
 void yywgl_delete_buffer(yy_buffer_state* buffer);
 
 // The buffer being read from.

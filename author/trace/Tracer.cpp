@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "author/trace/Tracer.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -13,6 +12,7 @@
 #include "base/Number.h"
 #include "base/Settings.h"
 #include "wgl/WGLIncludeStack.h"
+#include "wgl/WGLScanner.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ bool Tracer::Begin() {
 void Tracer::ReadOpened() {
   WGLIncludeInfo* const file = gIncludeStack.Content();
   if (file == nullptr) return;
-  close(std::exchange(file->descriptor, -1));
+  std::fclose(std::exchange(yywglin, nullptr));
   locator_.Read({file->next, static_cast<std::size_t>(file->end - file->next)});
 }
 

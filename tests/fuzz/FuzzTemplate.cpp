@@ -15,7 +15,6 @@
 #include <cstring>
 #include <deque>
 #include <new>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -44,8 +43,9 @@ int yywgllex_destroy();
 
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
-int __real_close(int file);
 [[noreturn]] void __real_exit(int status);
+int __real_fclose(FILE* stream);
+FILE* __real_fdopen(int file, const char* mode);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int file, void* buffer, size_t size);
 char* __real_strdup(const char* text);
@@ -104,8 +104,8 @@ struct Run {
   jmp_buf leave;
   RunEnd end;
   int status;
-  std::set<int> files;  // those that are open
-  std::size_t copiedBytes, readCount;
+  FILE* files[kMaxOpenFiles];
+  std::size_t fileCount, copiedBytes, readCount;
   unsigned queries;
   std::deque<StringTable> asked;
 };
@@ -117,11 +117,6 @@ std::string gMain, gA, gB, gQuery, gReadPlan;
   gRun.end = end;
   gRun.status = status;
   std::longjmp(gRun.leave, 1);
-}
-
-// The program leaves its templates open.
-void CloseFiles() {
-  for (const int file : std::exchange(gRun.files, {})) __real_close(file);
 }
 
 void CallBody(int (*body)()) {
@@ -166,7 +161,7 @@ Outcome RunTemplate(const std::string& readPlan, int (*body)()) {
     const std::size_t before = AllocatedBytes();
     CallBody(body);
     RenewGlobals();
-    CloseFiles();
+    while (gRun.fileCount > 0) std::fclose(gRun.files[0]);
     Check(gRun.end != RunEnd::kReturned || AllocatedBytes() == before,
           "a page frees all memory that it took");
   });
@@ -281,28 +276,34 @@ int __wrap_open(const char* path, int flags, ...) {
   Check(name.compare(0, gDocumentRoot.size() + 1, gDocumentRoot + "/") == 0 &&
             name.find("/../") == std::string::npos && name.find("link") == std::string::npos,
         "only files below the document root are opened");
-  if (gRun.files.size() == kMaxOpenFiles) {
+  if (gRun.fileCount == kMaxOpenFiles) {
     errno = EMFILE;
     return -1;
   }
   const std::string inside = name.substr(gDocumentRoot.size());
-  const int file = inside == "/main.wgl"    ? OpenInMemory(gMain)
-                   : inside == "/a.wgl"     ? OpenInMemory(gA)
-                   : inside == "/sub/b.wgl" ? OpenInMemory(gB)
-                                            : __real_open(path, flags);
-  if (file >= 0) gRun.files.insert(file);
-  return file;
-}
-
-int __wrap_close(int file) {
-  gRun.files.erase(file);
-  return __real_close(file);
+  if (inside == "/main.wgl") return OpenInMemory(gMain);
+  if (inside == "/a.wgl") return OpenInMemory(gA);
+  if (inside == "/sub/b.wgl") return OpenInMemory(gB);
+  return __real_open(path, flags);
 }
 
 // An old system, in which a path is looked at before it is opened.
 long __wrap_syscall(long /*number*/, ...) {
   errno = ENOSYS;
   return -1;
+}
+
+int __wrap_fclose(FILE* stream) {
+  for (std::size_t i = 0; i < gRun.fileCount; ++i) {
+    if (gRun.files[i] == stream) gRun.files[i--] = gRun.files[--gRun.fileCount];
+  }
+  return __real_fclose(stream);
+}
+
+FILE* __wrap_fdopen(int file, const char* mode) {
+  FILE* stream = __real_fdopen(file, mode);
+  if (gRun.active) gRun.files[gRun.fileCount++] = stream;
+  return stream;
 }
 
 ssize_t __wrap_read(int file, void* buffer, size_t size) {
