@@ -24,7 +24,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from program import run
-from web_servers import HOST, ROOT, SOURCE, UPLOAD, Server, parse, program, spellings
+from web_servers import HOST, ROOT, SOURCE, START_SECONDS, UPLOAD, Server, parse, program, spellings
 
 LOADER = importlib.machinery.SourceFileLoader("slow_clients", str(SOURCE / "bench/slow-clients"))
 slow_clients = importlib.util.module_from_spec(importlib.util.spec_from_loader("slow_clients", LOADER))
@@ -386,8 +386,13 @@ class Nginx(Requests, unittest.TestCase):
         """As when the others have not started yet."""
         server = Server(self.name)
         self.addCleanup(server.stop)
-        for number in "124":
-            (server.state / f"fcgiwrap.{number}").unlink()
+        sockets = [server.state / f"fcgiwrap.{number}" for number in "124"]
+        end = time.monotonic() + START_SECONDS
+        while not all(each.exists() for each in sockets):  # the server answers when one of the four is there
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+        for each in sockets:
+            each.unlink()
         for _ in range(4):
             self.assertEqual([server.request("/", "POST" if body else "GET", body, Content_Type=FORM)[0]
                               for body in (None, b"_file=fs")], [200, 200])
