@@ -32,7 +32,7 @@ inline constexpr int kRequiredHeight = kBaseRow;
 inline constexpr int kRowsPerDecibel = 10;
 inline constexpr double kPowerLowestDecibels = -30;
 inline constexpr double kPowerHighestDecibels = 3;
-inline constexpr double kPowerReferenceReciprocal = 0.00390625;  // 256 is 0 dB
+inline constexpr double kPowerReference = 256;  // 0 dB
 inline constexpr double kSnrLowestDecibels = 0;
 inline constexpr double kSnrHighestDecibels = 32.5;
 
