@@ -2,7 +2,6 @@
 #include "platform/StringTable.h"
 
 #include <cstdarg>
-#include <limits>
 #include <utility>
 
 #include "platform/ConfigKey.h"

@@ -35,8 +35,7 @@ class InputWindow {
   }
 
  private:
-  // Large enough that reading takes a small part of the time. Twice the size would save a tenth of
-  // that part and take twice the memory.
+  // As much as a pipe holds: one call takes all that a web server has written to it.
   static constexpr std::size_t kBlockBytes = 65536;
 
   void Fill();

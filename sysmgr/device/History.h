@@ -36,8 +36,8 @@ class History {
   // out is not asked for. The device, and then the history, must outlive the answers.
   void Sample(Device& device);
 
-  // Asks in the same way for those tables only that could not be had the last time, so that a
-  // device which has just started is known at once.
+  // Asks in the same way for those tables only whose last answer was none, or that nobody has asked
+  // for yet, so that a device which has just started is known at once.
   void SampleUnknown(Device& device);
 
   // Forgets everything, as after a restart.
