@@ -69,13 +69,17 @@ class Providers(ServiceTest):
         provider, asked = Provider(service, offer), 0
         self.assertEqual(service.ask("Past"), gone)
 
-        def answer(*cells):
+        def answer(*cells, client="", before=lambda: None):
             nonlocal asked
-            asked += 1
-            self.assertEqual(provider.hear(), f"ask|{asked}|links|||")
-            provider.say(f"answer|{asked}|value|" + decode(table(("a", "local", ""), *cells)))
+            asked = number = asked + 1
+            self.assertEqual(provider.hear(), f"ask|{number}|links|||{client}")
+            before()
+            provider.say(f"answer|{number}|value|" + decode(table(("a", "local", ""), *cells)))
 
-        answer(("b", "remote", "30"), ("c", "remote", "7"))
+        # While its answer is out, only a client asks for the table again.
+        other = Client(service)
+        answer(("b", "remote", "30"), ("c", "remote", "7"),
+               before=lambda: (other.send(service.message("Links")), answer(client="tester")))
         eventually(lambda: service.ask("Past") == "b|1|||M287,-30H288/c|1|||M287,-7H288")
         service.clock(steady=1310)
         answer(("c", "remote", "8"))
