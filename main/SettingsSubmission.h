@@ -13,6 +13,6 @@ class WGLVariables;
 //   _errorcount         the number of "_error_" variables; set on every request
 // In these names, every byte of the key but ASCII letters, digits and "_" becomes "_". A value ends
 // at its first NUL byte, as everywhere in the template language. Without errors, "_okdir",
-// "_okpage", "_okplain" and "_oktype" replace "_dir", "_page", "_plain" and "_type", unless they are
-// empty.
+// "_okpage", "_okplain" and "_oktype" replace "_dir", "_page", "_plain" and "_type", unless they
+// are empty.
 void SubmitSettings(WGLVariables& variables);
