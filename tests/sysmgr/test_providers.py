@@ -57,7 +57,7 @@ class Provider:
 
 class Providers(ServiceTest):
     def test_a_history(self):
-        """It is told while the device is there, and outlives the connection."""
+        """It is told while the device is there, and outlives the connection. While it waits, only clients ask again."""
         columns = "'columns': [{'name': 'Mac', 'type': 'mac'}, {'name': 'Role', 'type': 'text'}, {'name': 'Speed', 'type': 'integer'}]"
         kept = ", ".join(f"{{'name': '{name}', 'type': 'text'}}" for name in ("Mac", "Here", "AwayAgo", "AwayFor", "SpeedDay"))
         service = self.service(IMPATIENT, model=model(
@@ -76,15 +76,12 @@ class Providers(ServiceTest):
             before()
             provider.say(f"answer|{number}|value|" + decode(table(("a", "local", ""), *cells)))
 
-        # While its answer is out, only a client asks for the table again.
-        other = Client(service)
-        answer(("b", "remote", "30"), ("c", "remote", "7"),
-               before=lambda: (other.send(service.message("Links")), answer(client="tester")))
+        other, links = Client(service), service.message("Links")
+        answer(("b", "remote", "30"), ("c", "remote", "7"), before=lambda: (other.send(links), answer(client="tester")))
         eventually(lambda: service.ask("Past") == "b|1|||M287,-30H288/c|1|||M287,-7H288")
         service.clock(steady=1310)
         answer(("c", "remote", "8"))
-        both = "b|0|0|0|M286,-30H287/c|1|||M286,-7H287V-8H288"
-        eventually(lambda: service.ask("Past") == both)
+        eventually(lambda: service.ask("Past") == "b|0|0|0|M286,-30H287/c|1|||M286,-7H287V-8H288")
         provider.socket.close()
         eventually(lambda: service.ask("Past") == gone)
         service.clock(steady=1490)
