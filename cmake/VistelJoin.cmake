@@ -11,7 +11,7 @@ function(vistel_join_sources)
 endfunction()
 
 # compile_commands.json names the joined files only; editors and lint ask for the sources.
-if(VISTEL_JOIN_SOURCES)
+if(VISTEL_JOIN_SOURCES AND VISTEL_BUILD_TESTS)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
   set(separated "${PROJECT_BINARY_DIR}/compile_commands.separated")
   add_custom_command(OUTPUT "${separated}"
