@@ -45,6 +45,7 @@ HtmlPage::HtmlPage(const Rendering& rendering, HtmlMemory& memory) {
   };
   options.deallocator = [](void* /*blocks*/, void* /*block*/) {};
   options.userdata = &memory;
+  options.max_errors = 0;
   const GumboOutput* const output =
       gumbo_parse_with_options(&options, rendering.page.data(), rendering.page.size());
   // Without recursion, because elements can be nested as deeply as anybody likes.

@@ -50,6 +50,10 @@ void AddOthers(const PassOrder& order, const std::vector<std::size_t>& branches,
   }
 }
 
+struct ByValue {
+  bool operator()(const Use* left, const Use* right) const { return *left < *right; }
+};
+
 std::string Nearest(const std::string& name, const std::set<std::string>& known) {
   for (const std::string& each : known) {
     const bool same = each.size() == name.size() &&
@@ -171,14 +175,14 @@ void Site::FindVariables(std::set<Finding>& findings) const {
   }
   std::set<std::string> known = given;
   known.insert(assigned.begin(), assigned.end());
-  std::set<Use> unused;
-  std::set<Use> used;
+  std::set<const Use*, ByValue> unused;
+  std::set<const Use*, ByValue> used;
   for (const PageResult& page : pages_) {
     if (!IsPage(page)) continue;
     std::set<std::string> read;
     for (const PassResult& pass : page.passes) read.insert(pass.read.begin(), pass.read.end());
     for (const PassResult& pass : page.passes) {
-      for (const Use& use : pass.assigned) (read.count(use.name) != 0 ? used : unused).insert(use);
+      for (const Use& use : pass.assigned) (read.count(use.name) != 0 ? used : unused).insert(&use);
       for (const Use& use : pass.unset) {
         if (given.count(use.name) != 0) continue;
         const std::string nearest = Nearest(use.name, known);
@@ -188,9 +192,9 @@ void Site::FindVariables(std::set<Finding>& findings) const {
       }
     }
   }
-  for (const Use& use : unused) {
-    if (used.count(use) != 0 || use.name[0] == '_') continue;
-    findings.insert(use.ToFinding("unused-variable", "nothing reads '" + use.name + "'"));
+  for (const Use* const use : unused) {
+    if (used.count(use) != 0 || use->name[0] == '_') continue;
+    findings.insert(use->ToFinding("unused-variable", "nothing reads '" + use->name + "'"));
   }
 }
 

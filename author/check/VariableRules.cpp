@@ -2,16 +2,17 @@
 //
 // Which variables a page sets and reads. Whether one is missing is decided when all pages have been
 // seen, because forms and links of one page give the variables of another.
-#include <set>
+#include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "author/check/Judges.h"
 
 namespace {
 
 Use UseAt(const Record& record, const std::string& name, Place place) {
-  const Finding where = At(record, place, "", "");
-  return {name, where.file, where.line, where.column};
+  const std::string file = place.file < record.files.size() ? record.files[place.file] : "";
+  return {name, file, place.line, place.column};
 }
 
 // Whether a query, link or form of the program itself gives it.
@@ -71,14 +72,15 @@ void JudgeComparison(const Record& record, const Record::Comparison& comparison,
 }  // namespace
 
 void JudgeVariables(const Record& record, const DeviceModel& /*model*/, PassResult& result) {
-  std::set<std::string> read;
+  std::vector<std::string_view> read;
   for (const Record::Read& each : record.reads) {
-    read.insert(each.name);
+    read.emplace_back(each.name);
     if (!each.isSet && !IsOfProgram(each.name)) {
       result.unset.push_back(UseAt(record, each.name, each.place));
     }
   }
-  result.read.assign(read.begin(), read.end());
+  std::sort(read.begin(), read.end());
+  result.read.assign(read.begin(), std::unique(read.begin(), read.end()));
   for (const Record::Assignment& each : record.assignments) {
     result.assigned.push_back(UseAt(record, each.name, each.place));
     if (each.inBranch) {

@@ -58,7 +58,7 @@ class Trial {
  private:
   // Candidates of all subjects in the conditions of a text.
   void Collect(const Text& text) {
-    if (!seen_.insert(&text).second) return;
+    if (!walk_.IsFirst(text)) return;
     for (const Piece& piece : text.pieces) {
       if (piece.condition != nullptr) {
         CollectCondition(*piece.condition);
@@ -242,7 +242,7 @@ class Trial {
   std::vector<const Constraint*> shared_;
   std::map<std::string, Subject> subjects_;
   std::unordered_map<const void*, const Subject*> known_;  // by the address of a piece or choice
-  std::set<const Text*> seen_;
+  Walk walk_;
   std::size_t steps_ = 0;
 };
 

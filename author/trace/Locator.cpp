@@ -56,6 +56,11 @@ std::size_t FrameBytes(int token) {
       return sizeof "${ htmltext}" - 1;
     case T_VARNAME_HTMLESC:
       return sizeof "${ htmlesc}" - 1;
+    case T_QUOTE:
+      return sizeof "`" - 1;
+    case T_BEGIN:
+    case T_END:
+      return sizeof "<~" - 1;
     default:
       return SpellingOf(token).size();
   }
@@ -137,10 +142,9 @@ void Locator::Skip(std::size_t bytes) {
 void Locator::SkipIgnored() {
   const File& file = files_.back();
   const bool code = IsCode();
-  while (file.position < file.text.size() &&
-         (code ? IsBlank(file.text[file.position]) : file.text[file.position] == '\0')) {
-    Skip(1);
-  }
+  std::size_t end = file.position;
+  while (end < file.text.size() && (code ? IsBlank(file.text[end]) : file.text[end] == '\0')) ++end;
+  if (end > file.position) Skip(end - file.position);
 }
 
 void Locator::Close() {
@@ -161,7 +165,11 @@ void Locator::GoOn() {
 }
 
 void Locator::SkipValue(std::string_view value) {
-  File& file = files_.back();
+  const File& file = files_.back();
+  if (file.text.substr(file.position, value.size()) == value) {
+    Skip(value.size());
+    return;
+  }
   std::size_t end = file.position;
   for (std::size_t i = 0; i < value.size() && end < file.text.size(); ++end) {
     if (file.text[end] != '\0') ++i;

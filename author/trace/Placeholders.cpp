@@ -129,13 +129,14 @@ Text FillPlaceholders(const Text& text, const std::vector<ResultSet>& sets,
 }
 
 Place Advance(Place start, std::string_view before) {
+  for (std::size_t end = before.find('\n'); end != std::string_view::npos;
+       end = before.find('\n')) {
+    ++start.line;
+    start.column = 1;
+    before.remove_prefix(end + 1);
+  }
   for (const char byte : before) {
-    if (byte == '\n') {
-      ++start.line;
-      start.column = 1;
-    } else if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80) {
-      ++start.column;
-    }
+    if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80) ++start.column;
   }
   return start;
 }

@@ -7,9 +7,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "author/model/DeviceModel.h"
@@ -63,9 +63,23 @@ struct Piece {
 
 struct Text {
   std::vector<Piece> pieces;
-  unsigned depth = 0;            // of the texts in it; limited, so that recursion over them is
-  bool hasPlaceholders = false;  // "${01}" or "${ROW}" in own text, here or further down
-  bool isWord = true;            // own text without signs of HTML, whatever is chosen
+  unsigned depth = 0;              // of the texts in it; limited, so that recursion over them is
+  bool hasPlaceholders = false;    // "${01}" or "${ROW}" in own text, here or further down
+  bool isWord = true;              // own text without signs of HTML, whatever is chosen
+  mutable std::uint64_t walk = 0;  // the last one that came here
+};
+
+// A walk through texts that share parts, which comes to each of them once. If another walk begins
+// meanwhile, it may come to a text again.
+class Walk {
+ public:
+  Walk() : number_(++gLast) {}
+
+  bool IsFirst(const Text& text) const { return std::exchange(text.walk, number_) != number_; }
+
+ private:
+  static inline std::uint64_t gLast = 0;
+  std::uint64_t number_;
 };
 
 // A text that is nested more deeply counts as foreign: nobody writes one by hand.
@@ -89,12 +103,12 @@ bool IsLiteral(const Text& text, std::string& words);
 // Visits a shared text once.
 template <typename Visit>
 void VisitPieces(const Text& text, Visit visit) {
-  std::set<const Text*> seen;
+  const Walk walk;
   std::vector<const Text*> open = {&text};
   while (!open.empty()) {
     const Text* const next = open.back();
     open.pop_back();
-    if (!seen.insert(next).second) continue;
+    if (!walk.IsFirst(*next)) continue;
     for (const Piece& piece : next->pieces) {
       if (!visit(piece)) continue;
       if (piece.first != nullptr) open.push_back(piece.first.get());
