@@ -95,6 +95,7 @@ int CheckSite(const Options& options) {
   std::set<Finding> findings = site.FindAll();
   const std::optional<Sentences> sentences = asking.valid() ? asking.get() : Sentences();
   JudgeCatalogues(site.Texts(), sentences, settings.language, gDocumentRoot, catalogues, findings);
+  JudgeSentences(site.Sentences(), settings.language, catalogues, findings);
   JudgeLanded(site.Landed(), catalogues, findings);
   RemoveSwitchedOff(gDocumentRoot, settings.off, findings);
   const std::set<std::string> names = NamesOf(options, site.Templates());

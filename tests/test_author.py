@@ -159,6 +159,14 @@ class Check(unittest.TestCase):
         unused = [each for each in check(self.root)[0] if "unused" in each]
         self.assertEqual(unused, ["locale/de.po:7:1 unused-translation", "locale/de.po:10:1 unused-translation"])
 
+    def test_catalogues(self):
+        """A fuzzy translation is none; the rest is what gettext's tools take for a mistake, too, or don't."""
+        for old, new, expected in (('msgid "There"', '#, fuzzy\nmsgid "There"', (["wgl/user.wgl:1:25 untranslated"], 1)),
+                                   ('msgid "Quoted"', 'msgid "There"', ([], 2)), ('"Da"', '"D\\qa"', ([], 2)),
+                                   ('"Da"', '"D"\n#~ msgid "a"\n#~ msgstr "b"\n', ([], 0)), ('msgstr "Da"', "", ([], 2))):
+            self.write("locale/de.po", PO.replace(old, new))
+            self.assertEqual(check(self.root), expected, new)
+
     def test_switches_and_formats(self):
         found = "wgl/main.wgl:2:1 raw"
         for above, expected in (("check-off raw: an example", []), ("check-off raw:", [found]), ("check-off number: no", [found])):
@@ -213,15 +221,18 @@ class New(unittest.TestCase):
             for status in (0, 2):  # the second time, the folder isn't empty
                 self.assertEqual(run([VISTEL, "new", root], ENVIRONMENT).status, status)
             self.assertEqual(check(root, "--sentences", SYSMGRD), ([], 0))
+            shutil.copy(Path(root, "locale/en.po"), Path(root, "locale/it.po"))
+            self.assertIn("locale/it.po:1:1 untranslated", check(root, "--sentences", SYSMGRD)[0])
+            Path(root, "locale/it.po").unlink()
             words = [VISTEL, "render", "--root", root, "--model", MODEL, "--lang", "de", "-D", "_page=settings",
                      "-D", ":sys:System.DeviceName=<b>", "-D", ":sys:Network.Mode=static", "wgl/main.wgl"]
-            Path(root, "refused.json").write_text('{":sys:System.DeviceName": "Too long."}')
+            Path(root, "refused.json").write_text('{":sys:System.DeviceName": "Enter 1 to 63 characters."}')
             refused = run([*words, "--values", Path(root, "refused.json")], ENVIRONMENT).output
             Path(root, "refused.json").write_text('{":sys:": "Not together."}')
             Path(root, "wgl/all.wgl").write_text("${_errorcount} ${_error_consistency}")
             words = [*words[:-1], "--values", Path(root, "refused.json"), "wgl/all.wgl"]
             self.assertEqual(run(words, ENVIRONMENT).output, "1 Not together.")
-        self.assertIn('maxlength="63" value="&lt;b&gt;"> <em>Too long.</em>', refused)
+        self.assertIn('maxlength="63" value="&lt;b&gt;"> <em>Geben Sie 1 bis 63 Zeichen ein.</em>', refused)
         self.assertIn('<option value="static" selected>von Hand</option>', refused)
 
     def test_keys(self):

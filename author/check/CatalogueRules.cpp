@@ -38,13 +38,20 @@ std::string NameFrom(const std::string& root, const std::string& path) {
   return below ? path.substr(root.size() + 1) : path;
 }
 
-// A catalogue that translates none of them leaves the device's sentences as they are on purpose.
-void JudgeSentences(const std::set<std::string>& sentences, const Catalogue& catalogue,
-                    const std::string& file, bool isOriginal, std::set<Finding>& findings) {
+// `sentences` are empty if no template translates them.
+void FindMissingSentences(const std::set<std::string>& sentences, const Catalogue& catalogue,
+                          const std::string& file, bool isOriginal, std::set<Finding>& findings) {
   const auto has = [&](const std::string& sentence) {
     return catalogue.translations.count(sentence) != 0;
   };
-  if (isOriginal || std::none_of(sentences.begin(), sentences.end(), has)) return;
+  if (isOriginal || sentences.empty()) return;
+  if (std::none_of(sentences.begin(), sentences.end(), has)) {
+    findings.insert({file, 1, 1, "untranslated",
+                     "templates translate what the device says, and none of its " +
+                         std::to_string(sentences.size()) +
+                         " sentences is here; vistel strings writes them"});
+    return;
+  }
   for (const std::string& sentence : sentences) {
     if (has(sentence)) continue;
     findings.insert({file, 1, 1, "untranslated",
@@ -71,8 +78,8 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
   }
   for (const auto& [each, catalogue] : catalogues) {
     const std::string file = NameFrom(root, catalogue.path);
-    JudgeSentences(sentences.value_or(std::set<std::string>()), catalogue, file, each == language,
-                   findings);
+    FindMissingSentences(sentences.value_or(std::set<std::string>()), catalogue, file,
+                         each == language, findings);
     for (const auto& [text, translation] : catalogue.translations) {
       const bool known = texts.count(text) != 0 || !sentences || sentences->count(text) != 0;
       if (!known) {
@@ -83,6 +90,19 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
                          "tags or placeholders differ from those of " + Shown(text)});
       }
     }
+  }
+}
+
+void JudgeSentences(const std::set<Use>& shown, const std::string& language,
+                    const Catalogues& catalogues, std::set<Finding>& findings) {
+  const bool translates = std::any_of(catalogues.begin(), catalogues.end(),
+                                      [&](const auto& each) { return each.first != language; });
+  if (!translates) return;
+  for (const Use& use : shown) {
+    findings.insert(use.ToFinding("untranslated",
+                                  "this sentence of the device is not translated; where it isn't "
+                                  "empty, write <~ trans ${" +
+                                      use.name + "} ~>"));
   }
 }
 

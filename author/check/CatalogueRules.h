@@ -20,6 +20,10 @@ void JudgeCatalogues(const std::map<std::string, std::set<Use>>& texts,
                      const std::string& language, const std::string& root,
                      const Catalogues& catalogues, std::set<Finding>& findings);
 
+// Sentences of the device that pages show as they are, though the site has further languages.
+void JudgeSentences(const std::set<Use>& shown, const std::string& language,
+                    const Catalogues& catalogues, std::set<Finding>& findings);
+
 // Texts and translations with a sign that ends the place where they land.
 void JudgeLanded(const std::set<LandedTranslation>& landed, const Catalogues& catalogues,
                  std::set<Finding>& findings);

@@ -3,6 +3,7 @@
 // What becomes of the page: where foreign text lands in it, and its forms.
 #include <algorithm>
 #include <set>
+#include <string_view>
 
 #include "author/check/Forms.h"
 #include "author/check/HtmlPage.h"
@@ -25,9 +26,17 @@ void NoteTranslation(const Record& record, const Spot& spot, const Landed& lande
                        std::string(NameOf(landed.landing))});
 }
 
+// A sentence of the device that is shown as it is, in the device's language.
+void NoteSentence(const Record& record, const Spot& spot, std::set<Use>& sentences) {
+  constexpr std::string_view kPrefix = "_error_";
+  if (spot.name.compare(0, kPrefix.size(), kPrefix) != 0) return;
+  const Finding at = At(record, spot.place, "", "");
+  sentences.insert({spot.name, at.file, at.line, at.column});
+}
+
 void JudgeLandings(const Record& record, const std::vector<Landed>& landings,
                    const Rendering& rendering, std::set<LandedTranslation>& translations,
-                   PassResult& result) {
+                   std::set<Use>& sentences, PassResult& result) {
   for (const Landed& landed : landings) {
     if (landed.spot >= rendering.spots.size()) continue;
     const Spot& spot = rendering.spots[landed.spot];
@@ -35,6 +44,7 @@ void JudgeLandings(const Record& record, const std::vector<Landed>& landings,
       NoteTranslation(record, spot, landed, translations);
       continue;
     }
+    if (landed.landing == Landing::kText) NoteSentence(record, spot, sentences);
     const std::string problem = ProblemOf(spot, landed);
     if (problem.empty()) continue;
     // More fields in an address matter only where the page is meant to be requested.
@@ -50,18 +60,20 @@ void JudgePage(const Record& record, const DeviceModel& model, PassResult& resul
   Renderer renderer(*record.page);
   FormJudge forms(record, model);
   std::set<LandedTranslation> translations;
+  std::set<Use> sentences;
   HtmlMemory memory;
   Rendering rendering;
   while (renderer.Next(rendering)) {
     if (record.entry.kind == EntryPoint::Kind::kJson) {
-      JudgeLandings(record, LandingsInJson(rendering), rendering, translations, result);
+      JudgeLandings(record, LandingsInJson(rendering), rendering, translations, sentences, result);
       continue;
     }
     const HtmlPage page(rendering, memory);
     const bool isXml = record.entry.kind == EntryPoint::Kind::kXml;
-    JudgeLandings(record, LandingsIn(page, isXml), rendering, translations, result);
+    JudgeLandings(record, LandingsIn(page, isXml), rendering, translations, sentences, result);
     if (!isXml) forms.Take(page, rendering);
   }
   forms.Report(result);
   result.landed.assign(translations.begin(), translations.end());
+  result.sentences.assign(sentences.begin(), sentences.end());
 }

@@ -103,6 +103,12 @@ bool ReadWhole(int descriptor, void* bytes, std::size_t size) {
 }
 
 Finding Untraceable(const std::string& page, int status) {
+  // With that status a process ends in the middle of a file, see FileContent.h.
+  constexpr int kCutStatus = 2;
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kCutStatus) {
+    return {page, 1, 1, "syntax",
+            "this file, or one that it includes, was cut while it was read; check it again"};
+  }
   const std::string why = WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                                               : "status " + std::to_string(WEXITSTATUS(status));
   return {page, 1, 1, "syntax",

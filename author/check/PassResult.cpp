@@ -103,6 +103,7 @@ void Exchange(Way& way, PassResult& result) {
   Exchange(way, result.given);
   Exchange(way, result.texts);
   Exchange(way, result.landed);
+  Exchange(way, result.sentences);
   Exchange(way, result.translatesForeign);
 }
 

@@ -49,6 +49,7 @@ struct PassResult {
   std::vector<std::string> given;         // the names of fields in forms and links
   std::vector<Use> texts;                 // to be translated
   std::vector<LandedTranslation> landed;  // each once
+  std::vector<Use> sentences;             // variables with sentences of the device, not translated
   bool translatesForeign = false;         // such as sentences of the service
 };
 

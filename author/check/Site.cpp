@@ -230,3 +230,14 @@ std::set<LandedTranslation> Site::Landed() const {
   }
   return landed;
 }
+
+std::set<Use> Site::Sentences() const {
+  std::set<Use> sentences;
+  for (const PageResult& page : pages_) {
+    if (!IsPage(page)) continue;
+    for (const PassResult& pass : page.passes) {
+      sentences.insert(pass.sentences.begin(), pass.sentences.end());
+    }
+  }
+  return sentences;
+}

@@ -45,6 +45,9 @@ class Site {
   // Translations, with the signs that they must not hold.
   std::set<LandedTranslation> Landed() const;
 
+  // Variables with sentences of the device that pages show without translating them.
+  std::set<Use> Sentences() const;
+
   const std::vector<std::string>& Templates() const { return templates_; }
 
  private:
