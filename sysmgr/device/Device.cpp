@@ -366,13 +366,17 @@ void Device::Ask(const StringTable& keys, std::string_view client,
   }
 }
 
-// Rows count for as long as a connection keeps them. A query whose rows find no room asks anew.
+// Rows count for as long as a connection keeps them, and so does their name, which a client can
+// make as long as a request. A query whose rows find no room asks anew.
 void Device::Keep(const std::string& name, const LiveAnswer& answer, Tables& known) const {
   if (name.empty() || !answer.outcome.IsSuccess()) return;
-  std::size_t bytes = 0;
-  for (const LiveRow& row : *answer.rows) {
+  std::size_t bytes = sizeof(Tables::value_type) + name.size();
+  const auto count = [&bytes](const LiveRow& row) {
+    bytes += sizeof(LiveRow);
     for (const std::string& cell : row) bytes += sizeof(std::string) + cell.size();
-  }
+  };
+  count(answer.columns);
+  for (const LiveRow& row : *answer.rows) count(row);
   if (*keptBytes_ + bytes > kMaxKeptBytes) return;
   *keptBytes_ += bytes;
   const auto drop = [rows = answer.rows, kept = keptBytes_, bytes](auto) { *kept -= bytes; };

@@ -33,7 +33,7 @@ class Device {
   // from all clients. The largest table of every day has 80 KiB, a full history 700.
   static constexpr std::size_t kMaxLiveBytes = std::size_t{1} << 20;
 
-  // The most bytes of rows that all clients' connections keep for further queries, see Tables.
+  // The most bytes of tables that all clients' connections keep for further queries, see Tables.
   static constexpr std::size_t kMaxKeptBytes = std::size_t{1} << 20;
 
   // The most keys in a query that make a file for the client. A page asks for a few files, and

@@ -353,15 +353,15 @@ class Providers(ServiceTest):
             self.assertEqual(self.received(service), expected, line)
 
     def test_how_much_is_kept(self):
-        """Two of three clients have room for their tables; when one goes, there is room for another."""
+        """Two of three clients have room for their tables; when one goes, there is room for another. Names count, too."""
         service = self.service(model=MODEL)
         provider, large = Provider(service, "offer|table|links|asked|#B|"), "x" * 400_000
         clients = [Client(service) for _ in range(3)]
 
-        def take(client, is_asked):
-            client.send(service.message("Links:measured=once:format=count"))
+        def take(client, is_asked, name="tester", cells=large):
+            client.send(service.message("Links:measured=once:format=count", name))
             if is_asked:
-                self.answer(provider, large)
+                self.answer(provider, cells)
             self.assertEqual(client.ask(), "1")
 
         for client, is_asked in zip(clients * 2, (1, 1, 1, 0, 0, 1)):
@@ -370,6 +370,8 @@ class Providers(ServiceTest):
         clients[0].stream.close()
         for is_asked in (1, 0):
             take(clients[2], is_asked)
+        for name, is_asked in ("c" * 300_000, 1), ("c" * 300_000, 1), ("c", 1), ("c", 0):
+            take(clients[2], is_asked, name, "1")
 
     def answer(self, provider, cells):
         """Answers the next question with rows of these letters, or one with this text."""
