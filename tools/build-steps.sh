@@ -85,6 +85,24 @@ dropOldCache() {
   if [[ $home != "$PWD" || CMakePresets.json -nt $1/CMakeCache.txt ]]; then rm -rf -- "$1/CMakeCache.txt" "$1/CMakeFiles"; fi
 }
 
+# isConfigured FOLDER WORD...
+# True if CMake configured the folder with these words and nobody has configured it since; ninja then starts CMake by
+# itself where a file of the build system has changed.
+isConfigured() {
+  local folder=$1 note=$1/configured
+  shift
+  dropOldCache "$folder"
+  [[ -e $folder/build.ninja && -e $folder/CMakeCache.txt && -e $note && ! $folder/CMakeCache.txt -nt $note &&
+    $(<"$note") == "$*" ]]
+}
+
+# noteConfigured FOLDER WORD...   (after CMake has succeeded)
+noteConfigured() {
+  local folder=$1
+  shift
+  printf '%s\n' "$*" >"$folder/configured"
+}
+
 # The build folders have many objects in common; with ccache, each is compiled only once.
 shareObjects() {
   if ! command -v ccache >/dev/null; then return; fi
