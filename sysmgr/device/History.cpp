@@ -37,7 +37,7 @@ void History::Sample(Device& device) {
 
 void History::SampleUnknown(Device& device) {
   for (Record& record : records_) {
-    if (!record.isKnown) Ask(record, device);
+    if (!record.isKnown && record.answers.empty()) Ask(record, device);
   }
 }
 

@@ -36,8 +36,9 @@ class History {
   // out is not asked for. The device, and then the history, must outlive the answers.
   void Sample(Device& device);
 
-  // Asks in the same way for those tables only whose last answer was none, or that nobody has asked
-  // for yet, so that a device which has just started is known at once.
+  // Asks in the same way for those tables only that nobody was there to answer for the last time,
+  // so that a device which has just started is known at once. One that has no such table yet is
+  // asked with the others: each such answer is a line in the log.
   void SampleUnknown(Device& device);
 
   // Forgets everything, as after a restart.
@@ -48,7 +49,7 @@ class History {
     const ModelKey& key;
     Recording recording;
     StringTable question;     // the key of the table
-    Device::Answers answers;  // to it
+    Device::Answers answers;  // to it, those of the last time too
     Device::Tables tables;
     bool isAsking = false;
     bool isKnown = false;  // whether the last answer was one

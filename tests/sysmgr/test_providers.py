@@ -89,12 +89,15 @@ class Providers(ServiceTest):
         answer(("b", "remote", "1"))
         eventually(lambda: service.ask("Past{Mac=b}") == "b|1|0|3|M286,-30H287V-1H288")
         self.expect(service, "set A=1 =>\n Past =>")
-        # However seldom it asks, a device that has just started is asked at once.
+        # However seldom it asks, a device that has just started is asked at once, but only once if it has none.
         service.write("sample", "3600")
         service.restart()
-        provider, asked = Provider(service, offer, name="late"), 0
-        answer(("b", "remote", "1"))
-        eventually(lambda: service.ask("Past") == "b|1|||M287,-1H288")
+        provider, asked = Provider(service, offer, name="late"), 1
+        self.assertEqual(provider.hear(), "ask|1|links|||")
+        provider.say("answer|1|none|")
+        time.sleep(1.2)
+        other = Client(service).send(links)
+        answer(client="tester")
 
     def test_offers(self):
         service = self.service(model=MODEL)
