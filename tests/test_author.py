@@ -147,6 +147,16 @@ class Check(unittest.TestCase):
                 rule = expected.split()[1] if "form-" in expected else ""
                 self.assertEqual([each for each in found if each.startswith(f"wgl/{number}.wgl:") and rule in each], [])
 
+    def test_advice(self):
+        for template, advice in (("<~ query `System.Lde` ~>", "is it 'System.Led'?"), ("<~ query `Network.Led` ~>", "is it 'System.Led'?"),
+                                 ("<~ query `system.led` ~>", "is it 'System.Led'?"), ("<~ query `System.Foo` ~>", "'System.Foo' [unknown-key]"),
+                                 ("<~ tran `a` ~>", "is it trans?"), ("<~ trans There ~>", "texts stand between backquotes: `There`"),
+                                 ("<~ set `a` = `b` ~>", "set takes no sign"), ("<~ if ${_dir} == `b` then `c` ~>", "comparisons are eq,"),
+                                 ("<~ query `System.Log` html ~>", "it is: query `key`"), ("<~ if ${_dir} then `c` ~>", "it is: if `a` eq `b`"),
+                                 ("<~ query `System.Led` do `${02}` ~>", "no column 2, only 1: System.Led")):
+            self.write("wgl/main.wgl", template)
+            self.assertIn(advice, run([VISTEL, "check", "--root", self.root, "--model", MODEL], ENVIRONMENT).output)
+
     def test_json(self):
         """Text for JSON is raw in that it can be asked for as a page, and once more where it stands outside of a string."""
         for template, count in (('{"a": "\\"<~ query `System.DeviceName` json ~>"}', 1),

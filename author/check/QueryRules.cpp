@@ -57,7 +57,9 @@ class QueryJudge {
   void JudgeKey(std::string_view text) {
     const Config::Key::Key key(text);
     if (!key.IsValid()) {
-      Find("unknown-key", "'" + std::string(text) + "' is no key");
+      const bool selects = text.find('{') != std::string_view::npos;
+      Find("unknown-key", "'" + std::string(text) + "' is no key" +
+                              (selects ? "; a row is selected with {Column=value}" : ""));
       return;
     }
     const DeviceKey* definition = model_.Find(key.Path());
@@ -132,6 +134,21 @@ class QueryJudge {
   PassResult& result_;
 };
 
+std::string MessageOf(const WrongPlaceholder& wrong) {
+  constexpr std::size_t kMaxNames = 12;
+  if (wrong.columns.empty()) {
+    return "there is no query '" + std::string(1, static_cast<char>('A' + wrong.placeholder.set)) +
+           "' around this; 'A' is the outermost of " + std::to_string(wrong.sets);
+  }
+  const std::size_t count = wrong.columns.size();
+  std::string message = "the answer has no column " + std::to_string(wrong.placeholder.column) +
+                        ", only " + std::to_string(count) + ": ";
+  for (std::size_t i = 0; i < std::min(count, kMaxNames); ++i) {
+    message.append(i == 0 ? "" : ", ").append(wrong.columns[i].name);
+  }
+  return count > kMaxNames ? message + ", ..." : message;
+}
+
 // Placeholders that nothing has filled.
 void FindPlaceholders(const Record& record, PassResult& result) {
   VisitPieces(*record.page, [&](const Piece& piece) {
@@ -154,9 +171,7 @@ void JudgeQueries(const Record& record, const DeviceModel& model, PassResult& re
     QueryJudge(record, query, model, result).Judge();
   }
   for (const WrongPlaceholder& wrong : record.wrongPlaceholders) {
-    result.always.push_back(
-        At(record, wrong.place, "column",
-           "the answer has no column " + std::to_string(wrong.placeholder.column)));
+    result.always.push_back(At(record, wrong.place, "column", MessageOf(wrong)));
   }
   if (record.page != nullptr) FindPlaceholders(record, result);
 }

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "author/system/Failure.h"
 #include "author/system/JsonFile.h"
+#include "base/Characters.h"
 
 namespace {
 
@@ -59,16 +61,26 @@ DeviceKey ReadKey(const json& object) {
   return key;
 }
 
-// The number of letters to insert, remove or replace (the distance of Levenshtein).
+constexpr std::size_t kLettersPerChange = 3;
+constexpr std::size_t kMaxLetters = 200;  // the work grows with the square
+
+// The number of letters to insert, remove, replace or exchange with their neighbours; capitals
+// don't count.
 std::size_t Changes(std::string_view from, std::string_view to) {
+  std::vector<std::size_t> before;
+  std::vector<std::size_t> last;
   std::vector<std::size_t> row(to.size() + 1);
   for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;
+  const auto same = [&](std::size_t i, std::size_t j) {
+    return EqualIgnoringCase(from.substr(i, 1), to.substr(j, 1));
+  };
   for (std::size_t i = 0; i < from.size(); ++i) {
-    std::size_t diagonal = row[0]++;
+    before = std::exchange(last, row);
+    row[0] = i + 1;
     for (std::size_t j = 0; j < to.size(); ++j) {
-      const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+      row[j + 1] = std::min({last[j] + (same(i, j) ? 0 : 1), row[j] + 1, last[j + 1] + 1});
+      const bool exchanged = i > 0 && j > 0 && same(i, j - 1) && same(i - 1, j);
+      if (exchanged) row[j + 1] = std::min(row[j + 1], before[j - 1] + 1);
     }
   }
   return row.back();
@@ -108,14 +120,31 @@ const DeviceKey* DeviceModel::Find(std::string_view name) const {
 }
 
 std::string DeviceModel::Nearest(std::string_view name) const {
-  std::vector<std::string> names;
-  for (const DeviceKey& key : keys_) names.push_back(key.name);
-  return NearestName(name, names);
+  const auto groupOf = [](std::string_view key) { return key.substr(0, key.rfind('.') + 1); };
+  const std::string_view group = groupOf(name);
+  const std::string_view word = name.substr(group.size());
+  std::string nearest;  // in that group
+  std::string moved;    // with that word, in another group
+  std::vector<std::string> others;
+  std::size_t most = std::max(word.size() / kLettersPerChange, std::size_t{1});
+  for (const DeviceKey& key : keys_) {
+    const std::string_view its = groupOf(key.name);
+    const std::string_view itsWord = std::string_view(key.name).substr(its.size());
+    if (!EqualIgnoringCase(its, group)) {
+      others.push_back(key.name);
+      if (EqualIgnoringCase(itsWord, word)) moved = key.name;
+      continue;
+    }
+    const std::size_t changes = word.size() > kMaxLetters ? most + 1 : Changes(word, itsWord);
+    if (changes > most || (changes == most && !nearest.empty())) continue;
+    most = changes;
+    nearest = key.name;
+  }
+  if (!nearest.empty()) return nearest;
+  return moved.empty() ? NearestName(name, others) : moved;
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {
-  constexpr std::size_t kLettersPerChange = 3;
-  constexpr std::size_t kMaxLetters = 200;  // the work grows with the square
   std::string nearest;
   if (name.size() > kMaxLetters) return nearest;
   std::size_t fewest = name.size() / kLettersPerChange + 1;

@@ -64,7 +64,8 @@ class DeviceModel {
   // Null when there is no such key.
   const DeviceKey* Find(std::string_view name) const;
 
-  // The key whose name is most like `name`; "" when none is at all.
+  // The key whose name is most like `name`: first of those before the same dot, then the one with
+  // the same word after the dot; "" when none is at all.
   std::string Nearest(std::string_view name) const;
 
  private:

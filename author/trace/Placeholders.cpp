@@ -79,7 +79,8 @@ class Filling {
       const bool there = placeholder.set < sets_.size();
       if (!there || (sets_[placeholder.set].known &&
                      placeholder.column > sets_[placeholder.set].columns.size())) {
-        wrong_.push_back({place, placeholder});
+        wrong_.push_back({place, placeholder, sets_.size(),
+                          there ? sets_[placeholder.set].columns : std::vector<DeviceColumn>()});
         return;
       }
       const ResultSet& set = sets_[placeholder.set];

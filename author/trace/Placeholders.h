@@ -32,6 +32,8 @@ bool HasPlaceholder(std::string_view text);
 struct WrongPlaceholder {
   Place place;
   Placeholder placeholder;
+  std::size_t sets = 0;               // how many are there
+  std::vector<DeviceColumn> columns;  // of the one that it names, if it is there
 };
 
 // The text with values for its placeholders: those of `sets`, of which the last is being repeated.

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "author/trace/SyntaxMessage.h"
 
+#include <algorithm>
 #include <cctype>
+#include <vector>
 
+#include "WGLParser.hpp"
+#include "author/model/DeviceModel.h"
 #include "base/Utf8.h"
 
 namespace {
@@ -34,6 +38,56 @@ std::string ExcerptOf(std::string_view rest) {
   return excerpt;
 }
 
+// How a command is written, by the token after "<~".
+std::string_view FormOf(int command) {
+  switch (command) {
+    case 0:
+      return "a command begins with include, trans, set, get, query, if or -";
+    case T_INCLUDE:
+      return "it is: include `file`";
+    case T_TRANS:
+      return "it is: trans `text`";
+    case T_SET:
+      return "it is: set `name` `value`";
+    case T_GET:
+      return "it is: get `name`";
+    case T_QUERY:
+      return "it is: query `key`, then raw or json, then rowcount or do `text`, if wanted";
+    case T_IF:
+      return "it is: if `a` eq `b` then `text` else `text`; else may be left out";
+    default:
+      return "";
+  }
+}
+
+std::string WordAt(std::string_view rest) {
+  const std::size_t end = rest.find_first_of(" \t\r\n`~");
+  std::string word;
+  Utf8::AppendSafe(word, rest.substr(0, std::min(end, kQuotedBytes)));
+  return word;
+}
+
+// What the scanner refuses inside of a command.
+std::string AdviceOn(std::string_view rest, const Construct& around, int lastToken) {
+  const char first = rest.empty() ? '\0' : rest[0];
+  const std::string word = WordAt(rest);
+  if (first == '=' || first == '!' || first == '<' || first == '>') {
+    return around.command == T_SET ? "set takes no sign between name and value"
+                                   : "comparisons are eq, ne, gt, ge, lt and le";
+  }
+  if (word == "and" || word == "or" || word == "&&" || word == "||") {
+    return "a condition is one comparison; write a second if after then";
+  }
+  if (around.command == 0) {
+    const std::string nearest =
+        NearestName(word, {"include", "trans", "set", "get", "query", "if"});
+    return nearest.empty() ? std::string(FormOf(0)) : "is it " + nearest + "?";
+  }
+  // Behind a text, another one is seldom meant.
+  if (lastToken == T_QUOTE) return std::string(FormOf(around.command));
+  return "texts stand between backquotes: `" + word + "`";
+}
+
 }  // namespace
 
 Record::Error ExplainSyntaxError(const std::string& message, const Locator& locator) {
@@ -48,15 +102,22 @@ Record::Error ExplainSyntaxError(const std::string& message, const Locator& loca
   }
   const std::size_t at = message.find(kUnexpected);
   const std::string what = at == std::string::npos ? message : Spelled(message.substr(at));
-  return {
-      (around.isString ? "in this string, line " : "in this command, line ") + line + ": " + what,
-      place};
+  if (around.isString) {
+    return {"in this string, line " + line + ": " + what + "; it ends with a backquote", place};
+  }
+  const bool expects = what.find("expecting") != std::string::npos;
+  const std::string_view form = expects || !inside ? "" : FormOf(around.command);
+  return {"in this command, line " + line + ": " + what + (form.empty() ? "" : "; ") +
+              std::string(form),
+          place};
 }
 
-std::string ExplainScannerError(const std::string& message, std::string_view rest) {
-  const std::string excerpt = ExcerptOf(rest);
+std::string ExplainScannerError(const std::string& message, const Locator& locator) {
+  const std::string_view rest = locator.Rest();
+  const std::vector<Construct>& open = locator.Constructs();
   if (message == "unmatched character") {
-    return "'" + excerpt + "' is no part of a command; texts stand between backquotes";
+    return "'" + ExcerptOf(rest) + "' is no part of a command; " +
+           AdviceOn(rest, open.empty() ? Construct() : open.back(), locator.Token());
   }
   if (message == "memory exhausted") return "commands are nested too deeply";
   if (!rest.empty() && rest[0] == '`') {

@@ -13,5 +13,5 @@ inline constexpr std::string_view kSyntaxError = "syntax error";
 // `locator` stands behind the token that the parser refuses.
 Record::Error ExplainSyntaxError(const std::string& message, const Locator& locator);
 
-// `rest` are the bytes that follow.
-std::string ExplainScannerError(const std::string& message, std::string_view rest);
+// `locator` stands before the bytes that the scanner refuses.
+std::string ExplainScannerError(const std::string& message, const Locator& locator);

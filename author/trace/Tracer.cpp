@@ -149,7 +149,7 @@ void Tracer::NoteError(const std::string& message) {
     return;
   }
   locator_.GoOn();
-  record_.errors.push_back({ExplainScannerError(message, locator_.Rest()), locator_.Here()});
+  record_.errors.push_back({ExplainScannerError(message, locator_), locator_.Here()});
 }
 
 void Tracer::NoteEnd() {
@@ -161,7 +161,8 @@ void Tracer::NoteEnd() {
   const std::string_view rest = locator_.Rest();
   const bool closes = !rest.empty() && (rest[0] == '`' || rest.substr(0, 2) == "~>");
   record_.errors.push_back(
-      {closes ? ExplainScannerError(kUnderflow, rest) : "the file can't be read", locator_.Here()});
+      {closes ? ExplainScannerError(kUnderflow, locator_) : "the file can't be read",
+       locator_.Here()});
 }
 
 // The parser's string is a part that borrows the bytes of the Text object itself, and nobody reads
