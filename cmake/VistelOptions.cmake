@@ -77,9 +77,12 @@ endif()
 
 # A process lives for one page, so its start matters: inlining calls between files pays off, and with
 # packed relocations a static program reads far fewer memory pages to relocate itself.
+option(VISTEL_LINK_TIME_OPTIMISATION "Optimise a release when it is linked, where the compiler can" ON)
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VISTEL_SANITIZERS)
-  check_ipo_supported(RESULT VISTEL_IPO OUTPUT ignored)
-  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ${VISTEL_IPO})
+  if(VISTEL_LINK_TIME_OPTIMISATION)
+    check_ipo_supported(RESULT VISTEL_IPO OUTPUT ignored)
+    set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ${VISTEL_IPO})
+  endif()
   # The linker can make them for any C library, but a program whose C library doesn't apply them crashes at its
   # start. Nothing tells musl's version (1.2.4 and later do).
   check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs VISTEL_LINKER_PACKS_RELOCATIONS)
