@@ -18,11 +18,9 @@ constexpr std::size_t kMinMappedBytes = 65536;
 // Room for a file that tells no size.
 constexpr std::size_t kMoreBytes = 4096;
 
-constexpr int kLostStatus = 2;
-
 [[noreturn]] void EndAfterCut(int /*signal*/) {
   Response::WriteFailure("a file was cut while it was read");
-  _exit(kLostStatus);
+  _exit(FileContent::kCutStatus);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The content of a file, in memory for as long as this object lives. A large file is mapped instead
-// of read. When such a file is cut and the process then uses the lost bytes, it ends with status 2,
-// after a line of text if the response has none yet.
+// of read. When such a file is cut and the process then uses the lost bytes, it ends with
+// kCutStatus, after a line of text if the response has none yet.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,8 @@
 
 class FileContent {
  public:
+  static constexpr int kCutStatus = 2;
+
   FileContent() = default;
   ~FileContent();
   FileContent(FileContent&& other) noexcept { *this = std::move(other); }

@@ -19,6 +19,7 @@
 
 #include "author/system/Failure.h"
 #include "author/trace/Tracer.h"
+#include "base/FileContent.h"
 #include "base/Transfer.h"
 #include "wgl/WGLEvaluate.h"
 
@@ -103,9 +104,7 @@ bool ReadWhole(int descriptor, void* bytes, std::size_t size) {
 }
 
 Finding Untraceable(const std::string& page, int status) {
-  // With that status a process ends in the middle of a file, see FileContent.h.
-  constexpr int kCutStatus = 2;
-  if (WIFEXITED(status) && WEXITSTATUS(status) == kCutStatus) {
+  if (WIFEXITED(status) && WEXITSTATUS(status) == FileContent::kCutStatus) {
     return {page, 1, 1, "syntax",
             "this file, or one that it includes, was cut while it was read; check it again"};
   }
