@@ -3,9 +3,7 @@
 
 #include <sstream>
 #include <string_view>
-#include <utility>
 
-#include "author/catalogue/PlainCatalogue.h"
 #include "author/catalogue/PoHandler.h"
 #include "author/system/Failure.h"
 #include "author/system/JsonFile.h"
@@ -51,20 +49,15 @@ std::map<std::string, unsigned> LinesOf(const std::string& file) {
 }  // namespace
 
 Catalogue Catalogue::Read(const std::string& path) {
-  Catalogue catalogue;
-  catalogue.path = path;
-  const std::string bytes = ReadFile(path);
-  if (auto plain = ReadPlainCatalogue(bytes); plain.has_value()) {
-    catalogue.translations = std::move(*plain);
-    return catalogue;
-  }
-  const std::map<std::string, unsigned> lines = LinesOf(bytes);
+  const std::map<std::string, unsigned> lines = LinesOf(ReadFile(path));
   PoFile file;
   const std::string problem = PoProblem([&](const po_xerror_handler& handler) {
     file.reset(po_file_read(path.c_str(), &handler));
     return file != nullptr;
   });
   if (!problem.empty()) throw Failure("'" + path + "' is no catalogue: " + problem);
+  Catalogue catalogue;
+  catalogue.path = path;
   po_message_iterator_t messages = po_message_iterator(file.get(), nullptr);
   while (po_message_t message = po_next_message(messages)) {
     const std::string text = po_message_msgid(message);
