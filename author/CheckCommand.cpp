@@ -6,8 +6,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "author/Options.h"
 #include "author/WatchedFolders.h"
@@ -81,19 +82,18 @@ int CheckSite(const Options& options) {
   }
   const SiteSettings settings = SiteSettings::Read(gDocumentRoot + "/vistel.json");
   const DeviceModel model = DeviceModel::Read(options.model);
-  // Both are read while the passes run.
-  std::future<Catalogues> reading;
-  std::future<std::optional<Sentences>> asking;
+  // Other processes trace the pages meanwhile. No thread does, because a process is forked for each
+  // page that ends one, and a lock that a thread holds then would stay closed in it.
+  std::optional<Catalogues> read;
+  std::optional<SentencesQuestion> question;
   SiteEvents events;
-  events.begun = [&] { reading = std::async(std::launch::async, ReadCatalogues, options.locale); };
-  events.translatesForeign = [&] {
-    asking = std::async(std::launch::async, SentencesOf, options.sentences, options.model);
-  };
+  events.begun = [&] { read = ReadCatalogues(options.locale); };
+  events.translatesForeign = [&] { question.emplace(options.sentences, options.model); };
   if (isatty(2) != 0) events.progress = ShowProgress;
   const Site site(gDocumentRoot, settings, model, events);
-  const Catalogues catalogues = reading.valid() ? reading.get() : ReadCatalogues(options.locale);
+  const Catalogues catalogues = read ? *std::move(read) : ReadCatalogues(options.locale);
   std::set<Finding> findings = site.FindAll();
-  const std::optional<Sentences> sentences = asking.valid() ? asking.get() : Sentences();
+  const std::optional<Sentences> sentences = question ? question->Answer() : Sentences();
   JudgeCatalogues(site.Texts(), sentences, settings.language, gDocumentRoot, catalogues, findings);
   JudgeSentences(site.Sentences(), settings.language, catalogues, findings);
   JudgeLanded(site.Landed(), catalogues, findings);

@@ -81,7 +81,7 @@ int WriteStrings(const Options& options) {
     return std::tie(a.file, a.line, a.column) < std::tie(b.file, b.line, b.column);
   });
   if (translatesForeign) {
-    const auto sentences = SentencesOf(options.sentences, options.model);
+    const auto sentences = SentencesQuestion(options.sentences, options.model).Answer();
     if (!sentences) {
       throw Failure("templates translate what the device says, and there is no '" +
                     options.sentences + "' that lists it; name it with --sentences");

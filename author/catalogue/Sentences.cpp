@@ -5,10 +5,11 @@
 
 #include <cstdlib>
 #include <sstream>
-
-#include "author/system/Process.h"
+#include <vector>
 
 namespace {
+
+using namespace std::string_literals;
 
 // What the client library says itself when a setting is not stored; a test compares them with it.
 const std::set<std::string> kOfLibrary = {
@@ -29,10 +30,13 @@ bool IsThere(const std::string& program) {
 
 }  // namespace
 
-std::optional<std::set<std::string>> SentencesOf(const std::string& program,
-                                                 const std::string& model) {
-  if (!IsThere(program)) return std::nullopt;
-  const ProcessResult result = RunProcess({program, "--messages", "--model", model});
+SentencesQuestion::SentencesQuestion(const std::string& program, const std::string& model) {
+  if (IsThere(program)) process_.emplace(std::vector{program, "--messages"s, "--model"s, model});
+}
+
+std::optional<std::set<std::string>> SentencesQuestion::Answer() {
+  if (!process_.has_value()) return std::nullopt;
+  const ProcessResult result = process_->Finish();
   if (result.status != 0) return std::nullopt;
   std::set<std::string> sentences = kOfLibrary;
   std::istringstream lines(result.output);

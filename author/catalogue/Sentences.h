@@ -8,6 +8,17 @@
 #include <set>
 #include <string>
 
-// Asks the system manager's program for those of a model; nothing when there is no such program.
-std::optional<std::set<std::string>> SentencesOf(const std::string& program,
-                                                 const std::string& model);
+#include "author/system/Process.h"
+
+// Asks the system manager's program for those of a model, which it writes while this process goes
+// on.
+class SentencesQuestion {
+ public:
+  SentencesQuestion(const std::string& program, const std::string& model);
+
+  // Waits for them, once; nothing when there is no such program, or it fails.
+  std::optional<std::set<std::string>> Answer();
+
+ private:
+  std::optional<Process> process_;
+};

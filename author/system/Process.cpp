@@ -2,17 +2,17 @@
 #include "author/system/Process.h"
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "author/system/Failure.h"
-#include "base/Descriptor.h"
 #include "base/Transfer.h"
 
 namespace {
@@ -28,45 +28,58 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   return pointers;
 }
 
-[[noreturn]] void Start(const std::vector<std::string>& command,
-                        const std::vector<std::string>& environment, int output) {
-  dup2(output, STDOUT_FILENO);
-  const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  dup2(nothing.Number(), STDIN_FILENO);
-  const std::vector<char*> arguments = Pointers(command);
-  if (environment.empty()) {
-    execvp(arguments[0], arguments.data());
-  } else {
-    execvpe(arguments[0], arguments.data(), Pointers(environment).data());
+int WaitFor(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  std::fprintf(stderr, "vistel: can't start '%s': %s\n", arguments[0], std::strerror(errno));
-  std::_Exit(kNotStarted);
+  return status;
 }
 
 }  // namespace
 
-ProcessResult RunProcess(const std::vector<std::string>& command,
-                         const std::vector<std::string>& environment) {
+Process::Process(const std::vector<std::string>& command,
+                 const std::vector<std::string>& environment) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw Failure("can't make a pipe");
-  const Descriptor readEnd(ends[0]);
-  Descriptor writeEnd(ends[1]);
+  output_ = Descriptor(ends[0]);
+  const Descriptor writeEnd(ends[1]);
   std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child < 0) throw Failure("can't start a process");
-  if (child == 0) Start(command, environment, writeEnd.Number());
-  writeEnd = Descriptor();
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, writeEnd.Number(), STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  const std::vector<char*> arguments = Pointers(command);
+  const std::vector<char*> variables = Pointers(environment);
+  const int problem = posix_spawnp(&child_, arguments[0], &actions, nullptr, arguments.data(),
+                                   environment.empty() ? environ : variables.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (problem == 0) return;
+  child_ = -1;
+  if (problem == EAGAIN || problem == ENOMEM) throw Failure("can't start a process");
+  std::fprintf(stderr, "vistel: can't start '%s': %s\n", arguments[0], std::strerror(problem));
+}
+
+Process::~Process() {
+  output_ = Descriptor();
+  if (child_ > 0) WaitFor(child_);
+}
+
+ProcessResult Process::Finish() {
+  if (child_ < 0) return {kNotStarted, ""};
   ProcessResult result = {0, ""};
   char block[65536];
   ssize_t count = 0;
-  while ((count = ReadSome(readEnd.Number(), block, sizeof block)) > 0) {
+  while ((count = ReadSome(output_.Number(), block, sizeof block)) > 0) {
     result.output.append(block, static_cast<std::size_t>(count));
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = WaitFor(std::exchange(child_, -1));
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
   return result;
+}
+
+ProcessResult RunProcess(const std::vector<std::string>& command,
+                         const std::vector<std::string>& environment) {
+  return Process(command, environment).Finish();
 }
 
 std::string ProgramBeside(const std::string& name) {
