@@ -72,7 +72,9 @@ else()
   if(NOT VISTEL_STATIC_PIE)
     message(STATUS "No static PIE here: the program will be loaded at a fixed address")
   endif()
-  target_link_options(vistel_link INTERFACE $<IF:$<BOOL:${VISTEL_STATIC_PIE}>,-static-pie,-static>)
+  # For MIPS, GCC names a dynamic linker all the same, without which such a program doesn't start.
+  target_link_options(vistel_link INTERFACE
+    $<IF:$<BOOL:${VISTEL_STATIC_PIE}>,-static-pie;-Wl$<COMMA>--no-dynamic-linker,-static>)
 endif()
 
 # A process lives for one page, so its start matters: inlining calls between files pays off, and with
