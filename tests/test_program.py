@@ -300,8 +300,8 @@ def real_system_manager(model=TESTS.parent / "sysmgr/model.json", device=None):
         providers = Path(folder, "run/providers")
         with running("sysmgr/sysmgrd", "--open", "--socket", PROGRAM.socket, "--providers", providers, "--model",
                      model, "--database", Path(folder, "settings.db")) as process:
+            wait_for(process, "ready on")  # not every device tries again to connect
             with running(*(device or ("simulator/vistel-simulator", "--socket")), providers):
-                wait_for(process, "ready on")
                 wait_for(process, "has put the settings in force")
                 yield
 
